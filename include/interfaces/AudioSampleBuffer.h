@@ -1,0 +1,19 @@
+#ifndef INTERFACES_AUDIOSAMPLEBUFFER_H
+#define INTERFACES_AUDIOSAMPLEBUFFER_H
+
+#include <atomic>
+#include <cstdint>
+
+/// The record behind one run of decoded samples, made with `new` by a codec decoder and shared by AudioSampleHandle. How the
+/// samples lie in its bytes, and how many there are, is between the codec decoder and the consumers.
+struct AudioSampleBuffer {
+    /// Handles to this record; 0 in a fresh one.
+    std::atomic<std::int32_t> refCount{0};
+    /// The samples' bytes, from `new char[]`; null when there are none.
+    char *data = nullptr;
+
+    /// Called once, by the last handle.
+    void giveBackData() { delete[] data; }
+};
+
+#endif

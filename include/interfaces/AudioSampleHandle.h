@@ -1,0 +1,13 @@
+#ifndef INTERFACES_AUDIOSAMPLEHANDLE_H
+#define INTERFACES_AUDIOSAMPLEHANDLE_H
+
+#include "interfaces/BufferHandle.h"
+#include "interfaces/AudioSampleBuffer.h"
+
+/// Shares one decoded audio record: see BufferHandle. Null: a null block.
+class AudioSampleHandle : public BufferHandle<AudioSampleBuffer> {
+public:
+    using BufferHandle::BufferHandle;
+};
+
+#endif

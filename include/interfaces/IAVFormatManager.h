@@ -1,0 +1,11 @@
+#ifndef INTERFACES_IAVFORMATMANAGER_H
+#define INTERFACES_IAVFORMATMANAGER_H
+
+#include "interfaces/IAVFormatFactory.h"
+#include "strata/base/modkit/modkit"
+
+/// The format component as the decoding manager knows it: an object that can be looked up and creates codec decoders.
+/// Every stream decoder holds a reference for its whole life.
+class IAVFormatManager : public IPolymorph, public IAVFormatFactory {};
+
+#endif

@@ -1,0 +1,34 @@
+#ifndef INTERFACES_IDECODINGMANAGER_H
+#define INTERFACES_IDECODINGMANAGER_H
+
+#include "interfaces/CreationFlags.h"
+#include "interfaces/IAudioOutputQueue.h"
+#include "interfaces/IDecoder.h"
+#include "interfaces/IInputQueue.h"
+#include "interfaces/IVideoOutputQueue.h"
+#include "strata/base/modkit/modkit"
+
+#include <QString>
+
+/// Decodes streams for clients in the same process. Published by the decoding manager; thread-safe.
+class IDecodingManager : public IPolymorph {
+public:
+    /// Feeds @p outputQueue with the decoded frames of the video stream in @p inputQueue. There is one stream decoder for
+    /// each input queue: a second request for the same queue adds its output to the decoder that is there, whose flags and
+    /// name stay. Does not wait for a block in progress unless the output joins a decoder that is just decoding.
+    /// @param inputQueue must not be empty. @param outputQueue must not be empty.
+    /// @param flags sum of the values of CreationFlags.
+    /// @param name shown with the decoder's indications and in messages; when empty the decoder names itself.
+    /// @return the handle; empty when the manager is not initialised or already stopped.
+    /// @throws std::bad_alloc when there is no memory.
+    virtual ModkitPtr<IDecoder> createVideoDecoder(const ModkitPtr<IInputQueue> &inputQueue,
+                                                   const ModkitPtr<IVideoOutputQueue> &outputQueue, int flags,
+                                                   const QString &name) = 0;
+
+    /// As createVideoDecoder, for the audio stream in @p inputQueue.
+    virtual ModkitPtr<IDecoder> createAudioDecoder(const ModkitPtr<IInputQueue> &inputQueue,
+                                                   const ModkitPtr<IAudioOutputQueue> &outputQueue, int flags,
+                                                   const QString &name) = 0;
+};
+
+#endif

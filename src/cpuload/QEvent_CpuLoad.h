@@ -1,0 +1,17 @@
+#ifndef CPULOAD_QEVENT_CPULOAD_H
+#define CPULOAD_QEVENT_CPULOAD_H
+
+#include <QEvent>
+
+/// Posted to the listeners of ITuneDecoding::cpuLoad whenever the CPU load of decoding has changed. Receivers know it by its
+/// type, the first user event type (1000).
+class QEvent_CpuLoad : public QEvent {
+public:
+    explicit QEvent_CpuLoad(double newLoad) : QEvent(QEvent::User), load(newLoad) {}
+    ~QEvent_CpuLoad() override = default;
+
+    /// 0.0 is idle, 1.0 is every usable core busy.
+    double load;
+};
+
+#endif

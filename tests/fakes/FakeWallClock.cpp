@@ -1,0 +1,32 @@
+#include "fakes/FakeWallClock.h"
+
+#include <QDateTime>
+
+#include <atomic>
+
+namespace {
+
+std::atomic<qint64> currentMs{1000000};
+
+} // namespace
+
+void FakeWallClock::set(qint64 nowMs)
+{
+    currentMs = nowMs;
+}
+
+void FakeWallClock::advance(qint64 byMs)
+{
+    currentMs += byMs;
+}
+
+qint64 FakeWallClock::now()
+{
+    return currentMs;
+}
+
+// The program's own definition goes before the one in QtCore.
+qint64 QDateTime::currentMSecsSinceEpoch() noexcept
+{
+    return FakeWallClock::now();
+}
