@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cstdint>
 
-/// The record behind one run of decoded samples, made with `new` by a codec decoder and shared by AudioSampleHandle. How the
-/// samples lie in its bytes, and how many there are, is between the codec decoder and the consumers.
+/// The record behind one run of decoded samples, made with `new` by a codec decoder and shared by AudioSampleHandle.
+/// How the samples lie in its bytes, and how many there are, is between the codec decoder and the consumers.
 struct AudioSampleBuffer {
     /// Handles to this record; 0 in a fresh one.
     std::atomic<std::int32_t> refCount{0};

@@ -3,8 +3,8 @@
 
 #include <utility>
 
-/// Owning handle to a decoded record that carries its own reference count: one pointer wide, so that a record goes to any
-/// number of consumers without a copy. The last handle gives the record's data back and deletes the record.
+/// Owning handle to a decoded record that carries its own reference count: one pointer wide, so that a record goes to
+/// any number of consumers without a copy. The last handle gives the record's data back and deletes the record.
 /// Different handles to one record may be used from different threads at once; one handle object is reentrant only.
 template <class Buffer>
 class BufferHandle {
@@ -12,14 +12,19 @@ public:
     /// A null handle.
     BufferHandle() noexcept = default;
 
-    /// One more reference to @p record, which is null, freshly made with `new` (its count is 0), or held by other handles.
-    explicit BufferHandle(Buffer *record) noexcept : _record(record)
+    /// One more reference to @p record, which is null, freshly made with `new` (its count is 0), or held by other
+    /// handles.
+    explicit BufferHandle(Buffer *record) noexcept
+        : _record(record)
     {
         if (_record)
             _record->refCount.fetch_add(1);
     }
 
-    BufferHandle(const BufferHandle &other) noexcept : BufferHandle(other._record) {}
+    BufferHandle(const BufferHandle &other) noexcept
+        : BufferHandle(other._record)
+    {
+    }
 
     BufferHandle &operator=(const BufferHandle &other) noexcept
     {

@@ -7,11 +7,11 @@
 
 #include <QtGlobal>
 
-/// Creates codec decoders by fourcc. Always reached as the second base of an IAVFormatManager, so it is not deleted through
-/// this type.
+/// Creates codec decoders by fourcc. Always reached as the second base of an IAVFormatManager, so it is not deleted
+/// through this type.
 ///
-/// A fourcc is the first four bytes of a key block read as a little-endian number: 'H' '2' '6' '4' is 0x34363248.
-/// The create operations are called from decoder threads, several at once, so they must be thread-safe; they may take
+/// A fourcc is the first four bytes of a key block read as a little-endian number: 'H' '2' '6' '4' is 0x34363248. The
+/// create operations are called from decoder threads, several at once, so they must be thread-safe; they may take
 /// their time (only that decoder's thread waits) but must not throw, and must not create or drop decoder handles.
 class IAVFormatFactory {
 public:

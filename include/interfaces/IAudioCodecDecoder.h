@@ -7,23 +7,26 @@
 #include <QByteArray>
 #include <QtGlobal>
 
-/// Decodes the blocks of one audio stream. Created by IAVFormatFactory, held by one stream decoder, called and destroyed on
-/// that decoder's thread, which has a stack of 102,400 bytes.
+/// Decodes the blocks of one audio stream. Created by IAVFormatFactory, held by one stream decoder, called and
+/// destroyed on that decoder's thread, which has a stack of 102,400 bytes.
 class IAudioCodecDecoder {
 public:
     virtual ~IAudioCodecDecoder() = default;
 
-    /// Decodes one block and pushes whatever it yields to every given output queue, before it returns or during a later call.
-    /// Blocks come in stream order. The stream decoder's output lock is held meanwhile: decode must not create or drop
-    /// decoder handles, and while it runs, whoever adds or removes an output of this stream waits. Must not throw: nothing
-    /// between this call and the thread's event loop catches.
-    /// @param data the block, a key block beginning with its fourcc. Empty: push what is still held back and expect either
-    ///        a new beginning with a key block or destruction. The codec may keep the array; it shares the queue's bytes.
+    /// Decodes one block and pushes whatever it yields to every given output queue, before it returns or during a
+    /// later call. Blocks come in stream order. The stream decoder's output lock is held meanwhile: decode must not
+    /// create or drop decoder handles, and while it runs, whoever adds or removes an output of this stream waits. Must
+    /// not throw: nothing between this call and the thread's event loop catches.
+    /// @param data the block, a key block beginning with its fourcc. Empty: push what is still held back and expect
+    ///        either a new beginning with a key block or destruction. The codec may keep the array; it shares the
+    ///        queue's bytes.
     /// @param keyBlock whether decoding can start at this block.
-    /// @param timestamp as the input queue reported it; 0 with the empty block that drains a codec before its replacement.
+    /// @param timestamp as the input queue reported it; 0 with the empty block that drains a codec before its
+    ///        replacement.
     /// @param blockTime milliseconds, as the input queue reported it; 0 like @p timestamp.
     /// @param outputs the first of @p outputCount queues; valid for this call only and never null.
-    /// @param outputCount 0 when nobody is to get the result: no output is registered, or the stream is still catching up.
+    /// @param outputCount 0 when nobody is to get the result: no output is registered, or the stream is still catching
+    ///        up.
     virtual void decode(const QByteArray &data, bool keyBlock, qint64 timestamp, qint64 blockTime,
                         const ModkitPtr<IAudioOutputQueue> *outputs, int outputCount) = 0;
 };

@@ -13,9 +13,10 @@
 /// Decodes streams for clients in the same process. Published by the decoding manager; thread-safe.
 class IDecodingManager : public IPolymorph {
 public:
-    /// Feeds @p outputQueue with the decoded frames of the video stream in @p inputQueue. There is one stream decoder for
-    /// each input queue: a second request for the same queue adds its output to the decoder that is there, whose flags and
-    /// name stay. Does not wait for a block in progress unless the output joins a decoder that is just decoding.
+    /// Feeds @p outputQueue with the decoded frames of the video stream in @p inputQueue. There is one stream decoder
+    /// for each input queue: a second request for the same queue adds its output to the decoder that is there, whose
+    /// flags and name stay. Does not wait for a block in progress unless the output joins a decoder that is just
+    /// decoding.
     /// @param inputQueue must not be empty. @param outputQueue must not be empty.
     /// @param flags sum of the values of CreationFlags.
     /// @param name shown with the decoder's indications and in messages; when empty the decoder names itself.

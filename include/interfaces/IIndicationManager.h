@@ -6,18 +6,18 @@
 
 #include <QString>
 
-/// Keeps the host's indications: named live values, shown to an operator. Implemented by the host; must be thread-safe and
-/// must not throw.
+/// Keeps the host's indications: named live values, shown to an operator. Implemented by the host; must be thread-safe
+/// and must not throw.
 class IIndicationManager : public IPolymorph {
 public:
     virtual void reserved1() = 0;
 
-    /// Ends the showing of @p indication. Called on a decoder thread, for each indication that createIndication was asked for,
-    /// with an empty pointer where it gave none.
+    /// Ends the showing of @p indication. Called on a decoder thread, for each indication that createIndication was
+    /// asked for, with an empty pointer where it gave none.
     virtual void removeIndication(const ModkitPtr<IIndicationObject> &indication) = 0;
 
-    /// Creates and shows an indication. Called on the thread that creates a decoder, while the decoding manager's lock is
-    /// held: it must not call the decoding manager.
+    /// Creates and shows an indication. Called on the thread that creates a decoder, while the decoding manager's lock
+    /// is held: it must not call the decoding manager.
     /// @param reserved always null.
     /// @param name what is indicated, such as "DecoderLost". @param ownerName which decoder it belongs to.
     /// @param initialValue 0 good, 1 warning or alternative state, 2 bad, 3 black (nothing to show).

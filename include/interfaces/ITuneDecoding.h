@@ -9,10 +9,12 @@ class QObject;
 /// thread-safe.
 class ITuneDecoding : public IPolymorph {
 public:
-    /// @param listener when not null, receives a QEvent_CpuLoad for every change from now on, until removeCpuLoadListener. It
-    ///        must be removed before it is destroyed. Registered twice, it receives two events for each change.
-    /// @return time spent decoding in the last second, as a share of all the processor time that decoding can use: 0.0 is
-    ///         idle, 1.0 is every usable core busy. 0.0 outside the time from `init` to `stop`; @p listener is not kept then.
+    /// @param listener when not null, receives a QEvent_CpuLoad for every change from now on, until
+    ///        removeCpuLoadListener. It must be removed before it is destroyed. Registered twice, it receives two
+    ///        events for each change.
+    /// @return time spent decoding in the last second, as a share of all the processor time that decoding can use: 0.0
+    ///         is idle, 1.0 is every usable core busy. 0.0 outside the time from `init` to `stop`; @p listener is not
+    ///         kept then.
     virtual double cpuLoad(QObject *listener) = 0;
 
     /// Takes back one registration of @p listener, if there is any. An event that is already posted may still arrive.

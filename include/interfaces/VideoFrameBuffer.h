@@ -8,8 +8,8 @@
 #include <atomic>
 #include <cstdint>
 
-/// The record behind one decoded picture, made with `new` by a codec decoder and shared by VideoFrameHandle. How the picture
-/// lies in its bytes is between the codec decoder and the consumers.
+/// The record behind one decoded picture, made with `new` by a codec decoder and shared by VideoFrameHandle. How the
+/// picture lies in its bytes is between the codec decoder and the consumers.
 struct VideoFrameBuffer {
     /// Handles to this record; 0 in a fresh one.
     std::atomic<std::int32_t> refCount{0};
