@@ -7,8 +7,8 @@
 
 class DecodingManager;
 
-/// Decodes the audio stream, stream id 8, of an input queue. Warns of codec decoders that cannot be created, and is silent
-/// otherwise.
+/// Decodes the audio stream, stream id 8, of an input queue. Warns of codec decoders that cannot be created, and is
+/// silent otherwise.
 class AudioStreamDecoder final : public CodecStreamDecoder<IAudioCodecDecoder, IAudioOutputQueue, AudioSampleHandle> {
 public:
     /// Parameters as for BaseSingleStreamDecoder. @param manager only kept. @param formatManager must not be empty.

@@ -25,30 +25,31 @@ qint64 wallClockMs()
     return QDateTime::currentMSecsSinceEpoch();
 }
 
-template <class Figure>
-IndicationValue level(Figure figure, Figure warningFrom, Figure badFrom)
-{
-    if (figure >= badFrom)
-        return Bad;
-    return figure >= warningFrom ? Warning : Good;
-}
+const ModkitPtr<ISimpleIndicationObjectCallback> noCallback;
 
 /// Ends a blink: turns the indication black.
 class Blacken : public ISimpleIndicationObjectCallback {
 public:
     void onTimeout(quint64 /*reason*/, const ModkitPtr<IIndicationObject> &indication) override
     {
-        indication->setValue(Black, noTimeout, ModkitPtr<ISimpleIndicationObjectCallback>());
+        indication->setValue(Black, noTimeout, noCallback);
     }
 };
 
-void show(const ModkitPtr<IIndicationObject> &indication, int value)
+inline void show(const ModkitPtr<IIndicationObject> &indication, int value)
 {
     if (!indication.isNull())
-        indication->setValue(value, noTimeout, ModkitPtr<ISimpleIndicationObjectCallback>());
+        indication->setValue(value, noTimeout, noCallback);
 }
 
-void blink(const ModkitPtr<IIndicationObject> &indication, int value)
+template <class Figure>
+inline void showLevel(const ModkitPtr<IIndicationObject> &indication, Figure figure, Figure warningFrom, Figure badFrom)
+{
+    if (!indication.isNull())
+        show(indication, figure >= badFrom ? Bad : figure >= warningFrom ? Warning : Good);
+}
+
+inline void blink(const ModkitPtr<IIndicationObject> &indication, int value)
 {
     if (!indication.isNull())
         indication->setValue(value, blinkMs, ModkitPtr<ISimpleIndicationObjectCallback>(new Blacken));
@@ -96,8 +97,7 @@ const BaseSingleStreamDecoder::Indication BaseSingleStreamDecoder::indications[]
 
 BaseSingleStreamDecoder::BaseSingleStreamDecoder(void *context, const ModkitPtr<IIndicationManager> &indicationManager,
                                                  const ModkitPtr<IInputQueue> &inputQueue, quint32 threadIndex,
-                                                 quint32 streamId, int flags, bool performanceMode,
-                                                 const QString &name)
+                                                 quint32 streamId, int flags, bool performanceMode, const QString &name)
     : _context(context)
     , _indicationManager(indicationManager)
     , _performanceMode(performanceMode)
@@ -184,8 +184,8 @@ void BaseSingleStreamDecoder::createIndications(bool performanceMode, const QStr
     for (const Indication &indication : indications) {
         const bool isMode = indication.field == &BaseSingleStreamDecoder::_modeIndication;
         const int initialValue = isMode && !performanceMode ? Alternative : indication.initialValue;
-        this->*indication.field = _indicationManager->createIndication(nullptr, QString::fromLatin1(indication.name),
-                                                                       name, initialValue);
+        this->*indication.field =
+            _indicationManager->createIndication(nullptr, QString::fromLatin1(indication.name), name, initialValue);
     }
 }
 
@@ -206,8 +206,8 @@ void BaseSingleStreamDecoder::startTimer()
 
 void BaseSingleStreamDecoder::stopTimer()
 {
-    // A moved object's timer is registered on its new thread by a posted call. A thread that ends at once destroys the decoder
-    // before that call comes, and Qt would warn that the timer cannot be stopped: let the call come first.
+    // A moved object's timer is registered on its new thread by a posted call. A thread that ends at once destroys the
+    // decoder before that call comes, and Qt would warn that the timer cannot be stopped: let the call come first.
     if (_timer.isActive() && thread() == QThread::currentThread())
         QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
     _timer.stop();
@@ -284,7 +284,7 @@ void BaseSingleStreamDecoder::noteKeyBlock(const Block &block)
     _latencySum = static_cast<qint64>(static_cast<quint64>(_latencySum) + static_cast<quint64>(block.latency));
     ++_latencyCount;
     _maxLatency = qMax(_maxLatency, block.latency);
-    show(_maxLatencyIndication, level<qint64>(_maxLatency, 50, 150));
+    showLevel<qint64>(_maxLatencyIndication, _maxLatency, 50, 150);
 }
 
 /// Consumes the block, unless the decoder is paced and the block is early. @return whether it was consumed.
@@ -313,7 +313,7 @@ bool BaseSingleStreamDecoder::isFilteredOut(const Block &block) const
 
 void BaseSingleStreamDecoder::countLosses(const Block &block)
 {
-    show(_lostIndication, level<quint32>(block.lost, 1, 3));
+    showLevel<quint32>(_lostIndication, block.lost, 1, 3);
 
     const QMutexLocker lock(&_lossMutex);
     _lostBlocks += block.lost;
@@ -326,9 +326,10 @@ void BaseSingleStreamDecoder::decode(const Block &block)
     QElapsedTimer timer;
     timer.start();
 
-    switchCodec(block);
-    blink(_dataPushedIndication, isDecodingToCatchUp() ? Alternative : Good);
-    decodeBlock(block.data, block.keyBlock, block.timestamp, block.blockTime, isDecodingToCatchUp());
+    const bool catchingUp = isPaced() && _catchingUp;
+    switchCodec(block, catchingUp);
+    blink(_dataPushedIndication, catchingUp ? Alternative : Good);
+    decodeBlock(block.data, block.keyBlock, block.timestamp, block.blockTime, catchingUp);
     if (block.data.isEmpty())
         discardCodecDecoder();
 
@@ -337,7 +338,7 @@ void BaseSingleStreamDecoder::decode(const Block &block)
     _decodingTime = static_cast<qint32>(static_cast<quint32>(_decodingTime) + elapsedMs);
 }
 
-void BaseSingleStreamDecoder::switchCodec(const Block &block)
+void BaseSingleStreamDecoder::switchCodec(const Block &block, bool catchingUp)
 {
     if (!block.keyBlock || block.data.size() < 4)
         return;
@@ -345,7 +346,7 @@ void BaseSingleStreamDecoder::switchCodec(const Block &block)
     if (hasCodecDecoder()) {
         if (fourcc == _currentFourcc)
             return;
-        decodeBlock(QByteArray(), false, 0, 0, isDecodingToCatchUp());
+        decodeBlock(QByteArray(), false, 0, 0, catchingUp);
         discardCodecDecoder();
     }
     createCodecDecoder(fourcc);
@@ -360,7 +361,8 @@ void BaseSingleStreamDecoder::endCatchUpAtDeadline()
 
 void BaseSingleStreamDecoder::endCycle(quint32 decodedBlocks)
 {
-    {
+    // 0 cannot raise the flag, and idle cycles are the most frequent thing of all: they do not lock.
+    if (decodedBlocks != 0) {
         const QMutexLocker lock(&_decodedMutex);
         _decodedFlag = qMax(_decodedFlag, decodedBlocks);
     }

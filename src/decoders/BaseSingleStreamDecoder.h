@@ -13,16 +13,16 @@
 #include <atomic>
 #include <utility>
 
-/// Decodes one stream: reads blocks from an input queue, one decoded block for each processing cycle, and keeps the stream's
-/// indications and figures. The derived class owns the codec decoder and the outputs.
+/// Decodes one stream: reads blocks from an input queue, one decoded block for each processing cycle, and keeps the
+/// stream's indications and figures. The derived class owns the codec decoder and the outputs.
 ///
-/// Created on any thread, then moved to its decoder thread, where a 1 ms timer and posted wake-up events run the cycle. A
-/// creating thread without an event dispatcher (a plain std::thread) cannot start the timer; the first wake-up event does so
-/// then. Owned by the decoding manager, which ends it with dispose(): it dies by deferred deletion on its own thread, also
-/// when that thread is just ending; events still queued for it are dropped by Qt.
+/// Created on any thread, then moved to its decoder thread, where a 1 ms timer and posted wake-up events run the
+/// cycle. A creating thread without an event dispatcher (a plain std::thread) cannot start the timer; the first
+/// wake-up event does so then. Owned by the decoding manager, which ends it with dispose(): it dies by deferred
+/// deletion on its own thread, also when that thread is just ending; events still queued for it are dropped by Qt.
 ///
-/// The input queue, the codec decoder, the outputs and the indications must not throw: nothing between them and the thread's
-/// event loop catches, so that an exception ends the process.
+/// The input queue, the codec decoder, the outputs and the indications must not throw: nothing between them and the
+/// thread's event loop catches, so that an exception ends the process.
 class BaseSingleStreamDecoder : public QObject {
 public:
     /// @param context kept for the derived class, never read.
@@ -44,8 +44,8 @@ public:
 
     // Thread-bound; called by the cycle.
 
-    /// Decodes one block and delivers the result to the outputs. @param data empty: an empty block, which also drains the
-    /// codec decoder before it is replaced. @param catchingUp the result is to go nowhere.
+    /// Decodes one block and delivers the result to the outputs. @param data empty: an empty block, which also drains
+    /// the codec decoder before it is replaced. @param catchingUp the result is to go nowhere.
     virtual void decodeBlock(const QByteArray &data, bool keyBlock, qint64 timestamp, qint64 blockTime,
                              bool catchingUp) = 0;
     virtual bool hasCodecDecoder() const = 0;
@@ -54,8 +54,8 @@ public:
     /// Creates the codec decoder for @p fourcc in place of the one that is held, if any. On failure none is held.
     virtual void createCodecDecoder(quint32 fourcc) = 0;
 
-    // Read and reset in one step, so that each call reports what happened since the one before. Thread-safe; each takes only
-    // the mutex of its figures, never for the length of a decode.
+    // Read and reset in one step, so that each call reports what happened since the one before. Thread-safe; each
+    // takes only the mutex of its figures, never for the length of a decode.
 
     /// @return lost blocks as a share of the blocks that were to be expected, from 0.0 to 1.0.
     double takeLossRatio();
@@ -68,7 +68,8 @@ public:
     /// @return milliseconds spent in the decoding step.
     int takeDecodingTime();
 
-    /// Switches between performance mode and time-saving mode. Thread-safe; sets the mode indication on the calling thread.
+    /// Switches between performance mode and time-saving mode. Thread-safe; sets the mode indication on the calling
+    /// thread.
     void setPerformanceMode(bool on);
 
     // Constant, so thread-safe.
@@ -77,8 +78,8 @@ public:
     quint32 threadIndex() const { return _threadIndex; }
     int flags() const { return _flags; }
 
-    /// Stops reading, and schedules the deletion of the decoder on its own thread. A cycle in progress ends with its block.
-    /// Thread-safe; the decoder must not be used afterwards.
+    /// Stops reading, and schedules the deletion of the decoder on its own thread. A cycle in progress ends with its
+    /// block. Thread-safe; the decoder must not be used afterwards.
     void dispose();
 
 protected:
@@ -98,24 +99,24 @@ private:
     void startTimer();
     void stopTimer();
 
-    // The processing cycle and its steps, in order. Thread-bound.
+    // The processing cycle, and its steps in order. Thread-bound. The steps are inline because the cycle runs a
+    // thousand times a second for every stream; they are used and defined in the source file only.
     void runCycle();
-    Next takeNextBlock(Block &block);
-    bool read(Block &block);
-    Next passOver(const Block &block);
-    void noteEmptyBlock(const Block &block);
-    void noteKeyBlock(const Block &block);
-    bool pace(const Block &block);
-    bool isFilteredOut(const Block &block) const;
-    void countLosses(const Block &block);
-    void decode(const Block &block);
-    void switchCodec(const Block &block);
-    void endCatchUpAtDeadline();
-    void endCycle(quint32 decodedBlocks);
+    inline Next takeNextBlock(Block &block);
+    inline bool read(Block &block);
+    inline Next passOver(const Block &block);
+    inline void noteEmptyBlock(const Block &block);
+    inline void noteKeyBlock(const Block &block);
+    inline bool pace(const Block &block);
+    inline bool isFilteredOut(const Block &block) const;
+    inline void countLosses(const Block &block);
+    inline void decode(const Block &block);
+    inline void switchCodec(const Block &block, bool catchingUp);
+    inline void endCatchUpAtDeadline();
+    inline void endCycle(quint32 decodedBlocks);
+    inline Next readOnUnlessDisposing() const;
 
-    Next readOnUnlessDisposing() const;
     bool isPaced() const { return (_flags & CreationFlags::Paced) != 0; }
-    bool isDecodingToCatchUp() const { return isPaced() && _catchingUp; }
 
     // Constant after construction.
     [[maybe_unused]] void *_context;
@@ -141,9 +142,9 @@ private:
     // Decoder thread only.
     QueueCursor _cursor;
     QBasicTimer _timer;
-    quint32 _currentFourcc = 0;      // of the codec decoder created last, or attempted
-    qint64 _referenceTime = 0;       // block time of the last reference block, ms
-    qint64 _referenceWallClock = 0;  // when that block was taken, ms since the epoch
+    quint32 _currentFourcc = 0;     // of the codec decoder created last, or attempted
+    qint64 _referenceTime = 0;      // block time of the last reference block, ms
+    qint64 _referenceWallClock = 0; // when that block was taken, ms since the epoch
 
     QMutex _lossMutex; // guards the next two
     quint32 _lostBlocks = 0;
@@ -152,7 +153,7 @@ private:
     QMutex _decodedMutex; // guards the next one
     quint32 _decodedFlag = 0;
 
-    QMutex _latencyMutex; // guards the next three
+    QMutex _latencyMutex;   // guards the next three
     qint64 _latencySum = 0; // ms
     quint32 _latencyCount = 0;
     qint64 _maxLatency = 0; // ms

@@ -10,15 +10,16 @@
 #include <QMutexLocker>
 #include <QVector>
 
-/// What stream decoders of all media share: a codec decoder, the outputs with their ids, and the hand-over of blocks from
-/// one to the other. The derived class creates the codec decoder, and is the type that the manager knows.
+/// What stream decoders of all media share: a codec decoder, the outputs with their ids, and the hand-over of blocks
+/// from one to the other. The derived class creates the codec decoder, and is the type that the manager knows.
 ///
-/// @tparam CodecDecoder what decodes. @tparam OutputQueue where decoded buffers go. @tparam BufferHandle how they go there.
+/// @tparam CodecDecoder what decodes. @tparam OutputQueue where decoded buffers go. @tparam BufferHandle how they go
+///        there.
 template <class CodecDecoder, class OutputQueue, class BufferHandle>
 class CodecStreamDecoder : public BaseSingleStreamDecoder {
 public:
-    /// Registers an output under an id that no other output has, and wakes the decoder. Thread-safe; waits for a block that
-    /// is being decoded.
+    /// Registers an output under an id that no other output has, and wakes the decoder. Thread-safe; waits for a block
+    /// that is being decoded.
     void addOutput(quint32 outputId, const ModkitPtr<OutputQueue> &outputQueue)
     {
         const QMutexLocker lock(&_outputsMutex);
@@ -45,7 +46,8 @@ public:
         const QMutexLocker lock(&_outputsMutex);
         if (!_codecDecoder.isNull()) {
             const QByteArray shared(data);
-            // constData(): the codec gets the vector's storage as it is, even for no output, and never a detached copy.
+            // constData(): the codec gets the vector's storage as it is, even for no output, and never a detached
+            // copy.
             _codecDecoder->decode(shared, keyBlock, timestamp, blockTime, _outputs.constData(),
                                   catchingUp ? 0 : _outputs.size());
         }
@@ -62,8 +64,8 @@ protected:
     CodecStreamDecoder(void *context, const ModkitPtr<IAVFormatManager> &formatManager,
                        const ModkitPtr<IIndicationManager> &indicationManager, const ModkitPtr<IInputQueue> &inputQueue,
                        quint32 threadIndex, quint32 streamId, int flags, bool performanceMode, const QString &name)
-        : BaseSingleStreamDecoder(context, indicationManager, inputQueue, threadIndex, streamId, flags,
-                                  performanceMode, name)
+        : BaseSingleStreamDecoder(context, indicationManager, inputQueue, threadIndex, streamId, flags, performanceMode,
+                                  name)
         , _formatManager(formatManager)
     {
     }
@@ -90,8 +92,8 @@ private:
 
     ModkitPtr<IAVFormatManager> _formatManager; // constant after construction
 
-    // Guards the two vectors, which always have the same length; held for the whole of decodeBlock. Taken after the manager's
-    // mutex, never before.
+    // Guards the two vectors, which always have the same length; held for the whole of decodeBlock. Taken after the
+    // manager's mutex, never before.
     QMutex _outputsMutex;
     QVector<ModkitPtr<OutputQueue>> _outputs;
     QVector<quint32> _outputIds;

@@ -89,8 +89,8 @@ void TimeStatistic::report() const
 
     const quint32 intervals = _count - 1;
     const qint64 spread = wrappingDifference(wrappingProduct(intervals, _sumSquares), wrappingProduct(_sum, _sum));
-    // Kept: the square of the number of intervals is a 32-bit product. Where it wraps to 0 (65,536 intervals), no deviation
-    // can be told, as for the negative variance that an overflow leaves.
+    // Kept: the square of the number of intervals is a 32-bit product. Where it wraps to 0 (65,536 intervals), no
+    // deviation can be told, as for the negative variance that an overflow leaves.
     const quint32 squaredIntervals = intervals * intervals;
     const qint64 variance = squaredIntervals == 0 ? -1 : spread / static_cast<qint64>(squaredIntervals);
 

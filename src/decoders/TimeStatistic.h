@@ -6,8 +6,8 @@
 
 #include <limits>
 
-/// Measures the intervals between successive events, and writes one line of summary to the debug channel for each minute
-/// with activity, when the first event of a later minute arrives. Minutes count from the first event.
+/// Measures the intervals between successive events, and writes one line of summary to the debug channel for each
+/// minute with activity, when the first event of a later minute arrives. Minutes count from the first event.
 ///
 /// A plain value for one thread at a time.
 class TimeStatistic {

@@ -7,8 +7,8 @@
 
 class DecodingManager;
 
-/// Decodes the video stream, stream id 0, of an input queue. Reports codec decoders created, not created and discarded on
-/// the debug channel.
+/// Decodes the video stream, stream id 0, of an input queue. Reports codec decoders created, not created and discarded
+/// on the debug channel.
 class VideoStreamDecoder final : public CodecStreamDecoder<IVideoCodecDecoder, IVideoOutputQueue, VideoFrameHandle> {
 public:
     /// Parameters as for BaseSingleStreamDecoder. @param manager only kept. @param formatManager must not be empty.
