@@ -10,8 +10,8 @@
 /// waitUntilRunning().
 class DecoderThread : public QThread {
 public:
-    /// Blocks until the started thread is past Qt's own preparations. Returns at once when the thread could not be started,
-    /// which Qt has reported then. To be called once, by the thread that called start().
+    /// Blocks until the started thread is past Qt's own preparations. Returns at once when the thread could not be
+    /// started, which Qt has reported then. To be called once, by the thread that called start().
     void waitUntilRunning();
 
 protected:

@@ -15,12 +15,12 @@
 class CpuLoadCalculator;
 class QThread;
 
-/// The component's one object: owns the pool of decoder threads and the registries of stream decoders, and is published in
-/// the object registry while it is initialised.
+/// The component's one object: owns the pool of decoder threads and the registries of stream decoders, and is
+/// published in the object registry while it is initialised.
 ///
-/// The framework creates it through ModkitGetObject, calls `init` once and `stop` once from one thread, and keeps a reference
-/// until `stop` has returned. All other operations are thread-safe and take `_mutex`. `stop` returns only after every decoder
-/// thread has ended, and with it every stream decoder that lived on it.
+/// The framework creates it through ModkitGetObject, calls `init` once and `stop` once from one thread, and keeps a
+/// reference until `stop` has returned. All other operations are thread-safe and take `_mutex`. `stop` returns only
+/// after every decoder thread has ended, and with it every stream decoder that lived on it.
 class DecodingManager final : public IComponent, public IDecodingManager, public ITuneDecoding {
 public:
     /// Looks nothing up and starts nothing.
@@ -28,8 +28,8 @@ public:
     DecodingManager(const DecodingManager &) = delete;
     DecodingManager &operator=(const DecodingManager &) = delete;
 
-    /// Finds the format manager (required) and the indication manager (optional), starts as many decoder threads as the setting
-    /// "THREADS" says (by default one for each processor core), and publishes the manager. Takes no lock.
+    /// Finds the format manager (required) and the indication manager (optional), starts as many decoder threads as
+    /// the setting "THREADS" says (by default one for each processor core), and publishes the manager. Takes no lock.
     /// @return false without a format manager: nothing else was looked up, read, started or published.
     bool init(const ModkitPtr<ISettings> &settings, IObjectRegistry &registry,
               const ModkitPtr<IComponent> &self) override;
@@ -68,12 +68,12 @@ private:
     IObjectRegistry *_registry = nullptr; // not owned; set by a successful init
     ModkitPtr<DecodingManager> _self;
 
-    // Guards what follows, and _formatManager and _self above. Taken before a decoder's or the calculator's own mutex, never
-    // after; non-recursive, so nothing that is called under it may call the manager.
+    // Guards what follows, and _formatManager and _self above. Taken before a decoder's or the calculator's own mutex,
+    // never after; non-recursive, so nothing that is called under it may call the manager.
     QMutex _mutex;
     DecoderRegistry _videoDecoders;
     DecoderRegistry _audioDecoders;
-    QVector<QThread *> _threads;    // after stop, kept: stale
+    QVector<QThread *> _threads;     // after stop, kept: stale
     QVector<int> _decodersPerThread; // same indexing as _threads
     bool _performanceMode = true;
     [[maybe_unused]] CpuLoadCalculator *_cpuLoadCalculator = nullptr; // null: the load is not measured yet

@@ -13,7 +13,11 @@ class FakeCodecDecoder : public CodecDecoder {
 public:
     typedef std::function<void(const QByteArray &data, const ModkitPtr<OutputQueue> *outputs, int outputCount)> During;
 
-    FakeCodecDecoder(CallLog *log, const During &duringDecode) : _log(log), _duringDecode(duringDecode) {}
+    FakeCodecDecoder(CallLog *log, const During &duringDecode)
+        : _log(log)
+        , _duringDecode(duringDecode)
+    {
+    }
     ~FakeCodecDecoder() override
     {
         if (_log)
@@ -24,9 +28,9 @@ public:
                 const ModkitPtr<OutputQueue> *outputs, int outputCount) override
     {
         if (_log)
-            _log->add(std::string("decode ") + (keyBlock ? "KEY " : "") + "'" + data.toStdString() + "' at "
-                      + std::to_string(timestamp) + ", " + std::to_string(blockTime) + " to "
-                      + std::to_string(outputCount) + " outputs" + (outputs ? "" : " BROKEN"));
+            _log->add(std::string("decode ") + (keyBlock ? "KEY " : "") + "'" + data.toStdString() + "' at " +
+                      std::to_string(timestamp) + ", " + std::to_string(blockTime) + " to " +
+                      std::to_string(outputCount) + " outputs" + (outputs ? "" : " BROKEN"));
         if (_duringDecode)
             _duringDecode(data, outputs, outputCount);
     }
@@ -39,10 +43,14 @@ private:
 typedef FakeCodecDecoder<IVideoCodecDecoder, IVideoOutputQueue> FakeVideoCodecDecoder;
 typedef FakeCodecDecoder<IAudioCodecDecoder, IAudioOutputQueue> FakeAudioCodecDecoder;
 
-/// Logs "create video 'H264'" and "create audio 'AAC '", and hands out fake codec decoders unless it is told to refuse.
+/// Logs "create video 'H264'" and "create audio 'AAC '", and hands out fake codec decoders unless it is told to
+/// refuse.
 class FakeFormatManager : public IAVFormatManager {
 public:
-    explicit FakeFormatManager(CallLog *log = nullptr) : _log(log) {}
+    explicit FakeFormatManager(CallLog *log = nullptr)
+        : _log(log)
+    {
+    }
 
     /// Set before the first call.
     bool refusing = false;

@@ -10,9 +10,12 @@
 #include <string>
 
 /// Logs "get d98b9788-..." and "set e0711c9b-... object" or "... empty", and keeps what is published.
-class FakeObjectRegistry : public IObjectRegistry {
+class FakeObjectRegistry final : public IObjectRegistry {
 public:
-    explicit FakeObjectRegistry(CallLog &log) : _log(log) {}
+    explicit FakeObjectRegistry(CallLog &log)
+        : _log(log)
+    {
+    }
 
     /// Called within each setObject, before it takes effect.
     std::function<void()> duringSet;
@@ -42,7 +45,10 @@ private:
 /// Logs "getInt THREADS, 8" (key and default), and answers from a map.
 class FakeSettings : public ISettings {
 public:
-    explicit FakeSettings(CallLog &log) : _log(log) {}
+    explicit FakeSettings(CallLog &log)
+        : _log(log)
+    {
+    }
 
     std::int32_t getInt(const std::string &key, std::int32_t defaultValue) override
     {

@@ -8,12 +8,16 @@
 #include <string>
 #include <vector>
 
-/// Logs each value set as "DecoderLost=1", or "DecoderLost=0 for 500" when it has a time-out and a callback. Anything that
-/// breaks the rule (a time-out without a callback, or the other way round) is logged with "BROKEN". Keeps the last callback.
-/// Thread-safe.
+/// Logs each value set as "DecoderLost=1", or "DecoderLost=0 for 500" when it has a time-out and a callback. Anything
+/// that breaks the rule (a time-out without a callback, or the other way round) is logged with "BROKEN". Keeps the
+/// last callback. Thread-safe.
 class FakeIndication : public IIndicationObject {
 public:
-    FakeIndication(const std::string &name, CallLog *log) : _name(name), _log(log) {}
+    FakeIndication(const std::string &name, CallLog *log)
+        : _name(name)
+        , _log(log)
+    {
+    }
 
     void setValue(int value, int timeoutMs, const ModkitPtr<ISimpleIndicationObjectCallback> &onTimeout) override
     {
@@ -43,11 +47,14 @@ private:
     ModkitPtr<ISimpleIndicationObjectCallback> _callback;
 };
 
-/// Logs "create DecoderMode of camera 1 = 0" and "remove DecoderMode" ("remove none" for an empty pointer), and hands out
-/// FakeIndications. Thread-safe.
+/// Logs "create DecoderMode of camera 1 = 0" and "remove DecoderMode" ("remove none" for an empty pointer), and hands
+/// out FakeIndications. Thread-safe.
 class FakeIndicationManager : public IIndicationManager {
 public:
-    explicit FakeIndicationManager(CallLog *log = nullptr) : _log(log) {}
+    explicit FakeIndicationManager(CallLog *log = nullptr)
+        : _log(log)
+    {
+    }
 
     /// createIndication gives empty pointers from now on.
     bool refusing = false;
@@ -57,16 +64,16 @@ public:
     void removeIndication(const ModkitPtr<IIndicationObject> &indication) override
     {
         if (_log)
-            _log->add("remove "
-                      + (indication.isNull() ? "none" : static_cast<const FakeIndication &>(*indication).name()));
+            _log->add("remove " +
+                      (indication.isNull() ? "none" : static_cast<const FakeIndication &>(*indication).name()));
     }
 
     ModkitPtr<IIndicationObject> createIndication(void *reserved, const QString &name, const QString &ownerName,
                                                   int initialValue) override
     {
         if (_log)
-            _log->add("create " + name.toStdString() + " of " + ownerName.toStdString() + " = "
-                      + std::to_string(initialValue) + (reserved ? " BROKEN" : ""));
+            _log->add("create " + name.toStdString() + " of " + ownerName.toStdString() + " = " +
+                      std::to_string(initialValue) + (reserved ? " BROKEN" : ""));
         if (refusing)
             return ModkitPtr<IIndicationObject>();
         const ModkitPtr<IIndicationObject> indication(new FakeIndication(name.toStdString(), _log));

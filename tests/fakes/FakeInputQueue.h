@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-/// An input queue over a list of blocks: a cursor's first word is the index of the block it stands before. Logs each read as
-/// "read 3" (index) or "read none". Thread-safe.
+/// An input queue over a list of blocks: a cursor's first word is the index of the block it stands before. Logs each
+/// read as "read 3" (index) or "read none". Thread-safe.
 class FakeInputQueue : public IInputQueue {
 public:
     struct Block {
@@ -23,7 +23,10 @@ public:
         qint64 latency = 0;
     };
 
-    explicit FakeInputQueue(CallLog *log = nullptr) : _log(log) {}
+    explicit FakeInputQueue(CallLog *log = nullptr)
+        : _log(log)
+    {
+    }
 
     void append(const Block &block)
     {

@@ -11,13 +11,17 @@
 template <class OutputQueue, class BufferHandle>
 class FakeOutputQueue : public OutputQueue {
 public:
-    explicit FakeOutputQueue(const std::string &name, CallLog *log = nullptr) : _name(name), _log(log) {}
+    explicit FakeOutputQueue(const std::string &name, CallLog *log = nullptr)
+        : _name(name)
+        , _log(log)
+    {
+    }
     ~FakeOutputQueue() override { note(_name + " gone"); }
 
     void push(const BufferHandle &buffer, qint64 timestamp, qint64 blockTime) override
     {
-        note(std::string("push ") + (buffer.isNull() ? "null" : "frame") + " at " + std::to_string(timestamp) + ", "
-             + std::to_string(blockTime) + " to " + _name);
+        note(std::string("push ") + (buffer.isNull() ? "null" : "frame") + " at " + std::to_string(timestamp) + ", " +
+             std::to_string(blockTime) + " to " + _name);
     }
 
 private:

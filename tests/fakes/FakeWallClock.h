@@ -3,8 +3,8 @@
 
 #include <QtGlobal>
 
-/// Stands in for QDateTime::currentMSecsSinceEpoch in a test program that is linked with it: there, time passes only as a
-/// test says. Qt's own timers are not affected. Thread-safe.
+/// Stands in for QDateTime::currentMSecsSinceEpoch in a test program that is linked with it: there, time passes only
+/// as a test says. Qt's own timers are not affected. Thread-safe.
 namespace FakeWallClock {
 
 /// @param nowMs milliseconds since the epoch.

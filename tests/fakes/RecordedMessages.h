@@ -8,8 +8,8 @@
 
 #include <QtGlobal>
 
-/// While it lives, takes the messages on Qt's channels, of all threads, as "debug: text" or "warning: text".
-/// One at a time.
+/// While it lives, takes the messages on Qt's channels, of all threads, as "debug: text" or "warning: text". One at a
+/// time.
 class RecordedMessages {
 public:
     RecordedMessages()

@@ -21,8 +21,8 @@ struct Call {
 
 inline bool operator==(const Call &left, const Call &right)
 {
-    return left.kind == right.kind && left.counter == right.counter && left.typeName == right.typeName
-        && left.flag == right.flag;
+    return left.kind == right.kind && left.counter == right.counter && left.typeName == right.typeName &&
+           left.flag == right.flag;
 }
 
 inline std::ostream &operator<<(std::ostream &stream, const Call &call)
