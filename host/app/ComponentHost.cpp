@@ -1,0 +1,41 @@
+#include "app/ComponentHost.h"
+
+#include "modkit/ComponentLibrary.h"
+
+ComponentHost::ComponentHost(const ModkitPtr<ISettings> &settings, ObjectRegistry &registry)
+    : _settings(settings)
+    , _registry(registry)
+{
+}
+
+ComponentHost::~ComponentHost()
+{
+    stop();
+}
+
+std::optional<std::string> ComponentHost::start(const QString &path)
+{
+    auto loaded = ComponentLibrary::load(path);
+    if (const std::string *const error = std::get_if<std::string>(&loaded))
+        return *error;
+    const ComponentLibrary &library = std::get<ComponentLibrary>(loaded);
+
+    auto created = library.createObject();
+    if (const std::string *const error = std::get_if<std::string>(&created))
+        return *error;
+    const ModkitPtr<IComponent> component(std::get<ComponentLibrary::Object>(created).release());
+
+    if (!component->init(_settings, _registry, component))
+        return library.path().toStdString() + ": " + library.name() + " finds a service missing that it requires";
+    _name = library.name();
+    _component = component;
+    return std::nullopt;
+}
+
+void ComponentHost::stop()
+{
+    if (_component.isNull())
+        return;
+    _component->stop();
+    _component.reset();
+}

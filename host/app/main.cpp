@@ -1,0 +1,155 @@
+#include "app/ComponentHost.h"
+#include "app/HostReport.h"
+#include "app/ProcessThreads.h"
+#include "format/FormatManager.h"
+#include "interfaces/IDecodingManager.h"
+#include "interfaces/ITuneDecoding.h"
+#include "interfaces/InterfaceIdentifiers.h"
+#include "modkit/ObjectRegistry.h"
+#include "modkit/ObjectTrace.h"
+#include "modkit/Settings.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+const int exitWrongUsage = 2;
+
+int fail(int exitCode, const std::string &message)
+{
+    std::fprintf(stderr, "decoding-host: %s\n", message.c_str());
+    return exitCode;
+}
+
+struct Options {
+    QString component;
+    std::optional<QString> settingsFile;
+    std::optional<QString> threads;
+    bool json = false;
+};
+
+/// Reads the command line. Ends the program for --help, --version and wrong usage.
+Options parse(const QCoreApplication &application)
+{
+    const QCommandLineOption component(
+        QStringLiteral("component"), QStringLiteral("Load the component at <file>."), QStringLiteral("file"),
+        QCoreApplication::applicationDirPath() + QStringLiteral("/" COMPONENT_FILE_NAME));
+    const QCommandLineOption settings(QStringLiteral("settings"), QStringLiteral("Read settings from the INI <file>."),
+                                      QStringLiteral("file"));
+    const QCommandLineOption threads(
+        QStringLiteral("threads"),
+        QStringLiteral("Start <count> decoder threads (setting THREADS; by default one for "
+                       "each processor core)."),
+        QStringLiteral("count"));
+    const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Report as JSON."));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Loads the decoding manager, initialises it, shows what it publishes and starts, and stops it again.\n"
+        "Settings are taken from the command line, then from environment variables DECODING_<KEY>, then from the "
+        "file."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions({component, settings, threads, json});
+    parser.process(application);
+    if (!parser.positionalArguments().isEmpty())
+        std::exit(fail(exitWrongUsage, "unexpected argument \"" + parser.positionalArguments().first().toStdString() +
+                                           "\"; see --help"));
+
+    Options options;
+    options.component = parser.value(component);
+    options.json = parser.isSet(json);
+    if (parser.isSet(settings))
+        options.settingsFile = parser.value(settings);
+    if (parser.isSet(threads)) {
+        bool isNumber = false;
+        const int count = parser.value(threads).toInt(&isNumber);
+        if (!isNumber || count < 0)
+            std::exit(fail(exitWrongUsage,
+                           "--threads takes a number from 0 on, not \"" + parser.value(threads).toStdString() + "\""));
+        options.threads = parser.value(threads);
+    }
+    return options;
+}
+
+std::vector<int> difference(const std::set<int> &after, const std::set<int> &before)
+{
+    std::vector<int> added;
+    std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(added));
+    return added;
+}
+
+HostReport::Publication describe(ObjectRegistry &registry, const std::string &identifier)
+{
+    const ModkitPtr<IPolymorph> object = registry.getObject(identifier);
+    HostReport::Publication publication{identifier, {}};
+    if (!ModkitPtr<IDecodingManager>(object).isNull())
+        publication.interfaces.push_back("IDecodingManager");
+    if (!ModkitPtr<ITuneDecoding>(object).isNull())
+        publication.interfaces.push_back("ITuneDecoding");
+    return publication;
+}
+
+/// Runs the component once, from its loading to its end. @return nothing on success, otherwise what went wrong.
+std::optional<std::string> runComponent(const Options &options, HostReport &report)
+{
+    auto *const settings = new Settings;
+    const ModkitPtr<ISettings> sharedSettings(settings);
+    if (options.threads)
+        settings->addMap({{"THREADS", options.threads->toStdString()}}, "the command line");
+    settings->addEnvironment(QStringLiteral("DECODING_"));
+    if (options.settingsFile) {
+        if (const auto error = settings->addIniFile(*options.settingsFile))
+            return error;
+    }
+
+    ObjectRegistry registry;
+    registry.setObject(InterfaceIdentifiers::avFormatManager,
+                       ModkitPtr<IPolymorph>(ModkitPtr<IAVFormatManager>(new FormatManager)));
+    const std::set<int> threadsBefore = ProcessThreads::ids();
+
+    ComponentHost host(sharedSettings, registry);
+    if (const auto error = host.start(options.component))
+        return error;
+    report.componentName = host.componentName();
+    report.componentPath = QFileInfo(options.component).absoluteFilePath().toStdString();
+    report.threads = difference(ProcessThreads::ids(), threadsBefore);
+    for (const std::string &identifier : registry.identifiers()) {
+        if (identifier != InterfaceIdentifiers::avFormatManager)
+            report.published.push_back(describe(registry, identifier));
+    }
+
+    host.stop();
+    report.threadsLeft = difference(ProcessThreads::ids(), threadsBefore);
+    for (const std::string &identifier : registry.identifiers()) {
+        if (identifier != InterfaceIdentifiers::avFormatManager)
+            report.stillPublished.push_back(identifier);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("decoding-host"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(PROJECT_VERSION));
+    const Options options = parse(application);
+
+    HostReport report;
+    if (const auto error = runComponent(options, report))
+        return fail(EXIT_FAILURE, *error);
+    report.objectsLeft = ObjectTrace::liveCountByType();
+    std::fputs((options.json ? report.toJson() : report.toText()).c_str(), stdout);
+    return report.isClean() ? EXIT_SUCCESS : fail(EXIT_FAILURE, "the component left something behind");
+}
