@@ -1,13 +1,13 @@
 #ifndef HOST_APP_COMPONENTHOST_H
 #define HOST_APP_COMPONENTHOST_H
 
-#include "interfaces/ISettings.h"
-#include "modkit/ObjectRegistry.h"
-
 #include <QString>
 
 #include <optional>
 #include <string>
+
+#include "interfaces/ISettings.h"
+#include "modkit/ObjectRegistry.h"
 
 /// The framework's side of one component's life: loads it, gives it the settings and the object registry, and ends it.
 /// Publish the services that the component needs in the registry before the start. Thread-bound.

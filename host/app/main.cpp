@@ -1,14 +1,3 @@
-#include "app/ComponentHost.h"
-#include "app/HostReport.h"
-#include "app/ProcessThreads.h"
-#include "format/FormatManager.h"
-#include "interfaces/IDecodingManager.h"
-#include "interfaces/ITuneDecoding.h"
-#include "interfaces/InterfaceIdentifiers.h"
-#include "modkit/ObjectRegistry.h"
-#include "modkit/ObjectTrace.h"
-#include "modkit/Settings.h"
-
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -19,7 +8,19 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <variant>
 #include <vector>
+
+#include "app/ComponentHost.h"
+#include "app/HostReport.h"
+#include "app/ProcessThreads.h"
+#include "format/FormatManager.h"
+#include "interfaces/IDecodingManager.h"
+#include "interfaces/ITuneDecoding.h"
+#include "interfaces/InterfaceIdentifiers.h"
+#include "modkit/ObjectRegistry.h"
+#include "modkit/ObjectTrace.h"
+#include "modkit/Settings.h"
 
 namespace {
 
@@ -38,8 +39,9 @@ struct Options {
     bool json = false;
 };
 
-/// Reads the command line. Ends the program for --help, --version and wrong usage.
-Options parse(const QCoreApplication &application)
+/// Reads the command line; ends the program for --help, --version and unknown options. @return what is wrong with the
+/// arguments where they make no sense.
+std::variant<Options, std::string> parse(const QCoreApplication &application)
 {
     const QCommandLineOption component(
         QStringLiteral("component"), QStringLiteral("Load the component at <file>."), QStringLiteral("file"),
@@ -62,8 +64,7 @@ Options parse(const QCoreApplication &application)
     parser.addOptions({component, settings, threads, json});
     parser.process(application);
     if (!parser.positionalArguments().isEmpty())
-        std::exit(fail(exitWrongUsage, "unexpected argument \"" + parser.positionalArguments().first().toStdString() +
-                                           "\"; see --help"));
+        return "unexpected argument \"" + parser.positionalArguments().first().toStdString() + "\"; see --help";
 
     Options options;
     options.component = parser.value(component);
@@ -74,8 +75,7 @@ Options parse(const QCoreApplication &application)
         bool isNumber = false;
         const int count = parser.value(threads).toInt(&isNumber);
         if (!isNumber || count < 0)
-            std::exit(fail(exitWrongUsage,
-                           "--threads takes a number from 0 on, not \"" + parser.value(threads).toStdString() + "\""));
+            return "--threads takes a number from 0 on, not \"" + parser.value(threads).toStdString() + "\"";
         options.threads = parser.value(threads);
     }
     return options;
@@ -108,7 +108,7 @@ std::optional<std::string> runComponent(const Options &options, HostReport &repo
         settings->addMap({{"THREADS", options.threads->toStdString()}}, "the command line");
     settings->addEnvironment(QStringLiteral("DECODING_"));
     if (options.settingsFile) {
-        if (const auto error = settings->addIniFile(*options.settingsFile))
+        if (auto error = settings->addIniFile(*options.settingsFile))
             return error;
     }
 
@@ -118,7 +118,7 @@ std::optional<std::string> runComponent(const Options &options, HostReport &repo
     const std::set<int> threadsBefore = ProcessThreads::ids();
 
     ComponentHost host(sharedSettings, registry);
-    if (const auto error = host.start(options.component))
+    if (auto error = host.start(options.component))
         return error;
     report.componentName = host.componentName();
     report.componentPath = QFileInfo(options.component).absoluteFilePath().toStdString();
@@ -144,7 +144,10 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("decoding-host"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PROJECT_VERSION));
-    const Options options = parse(application);
+    const auto parsed = parse(application);
+    if (const std::string *const error = std::get_if<std::string>(&parsed))
+        return fail(exitWrongUsage, *error);
+    const Options &options = std::get<Options>(parsed);
 
     HostReport report;
     if (const auto error = runComponent(options, report))

@@ -1,14 +1,13 @@
 #include "manager/DecoderRegistry.h"
 
+#include <limits>
+#include <memory>
+
 #include "decoders/VideoStreamDecoder.h"
 #include "fakes/FakeFormatManager.h"
 #include "fakes/FakeInputQueue.h"
 #include "fakes/FakeOutputQueue.h"
-
 #include <gmock/gmock.h>
-
-#include <limits>
-#include <memory>
 
 namespace {
 

@@ -1,5 +1,13 @@
 #include "manager/DecodingManager.h"
 
+#include <QCoreApplication>
+#include <QPointer>
+#include <QThread>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include "decoders/VideoStreamDecoder.h"
 #include "fakes/FakeFormatManager.h"
 #include "fakes/FakeFramework.h"
@@ -10,16 +18,7 @@
 #include "fakes/RecordedMessages.h"
 #include "fakes/RecordedTrace.h"
 #include "interfaces/InterfaceIdentifiers.h"
-
-#include <QCoreApplication>
-#include <QPointer>
-#include <QThread>
-
 #include <gmock/gmock.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
 
 namespace {
 

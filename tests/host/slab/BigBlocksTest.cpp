@@ -1,9 +1,9 @@
 #include "interfaces/BigBlocks.h"
 
-#include <gmock/gmock.h>
-
 #include <cstdint>
 #include <cstring>
+
+#include <gmock/gmock.h>
 
 TEST(BigBlocks, AreAlignedAndWritableToTheirWholeSize)
 {

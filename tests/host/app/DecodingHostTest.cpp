@@ -1,0 +1,129 @@
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <string>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+struct Outcome {
+    int exitCode;
+    std::string output;
+    std::string errors;
+};
+
+Outcome run(const QStringList &arguments, const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
+{
+    QProcess host;
+    host.setProcessEnvironment(environment);
+    host.start(QStringLiteral(HOST_FILE), arguments);
+    if (!host.waitForFinished(60000) || host.exitStatus() != QProcess::NormalExit)
+        return {-1, std::string(), "did not end by itself"};
+    return {host.exitCode(), host.readAllStandardOutput().toStdString(), host.readAllStandardError().toStdString()};
+}
+
+int startedThreads(const Outcome &run)
+{
+    return QJsonDocument::fromJson(QByteArray::fromStdString(run.output))
+        .object()[QStringLiteral("threads")]
+        .toArray()
+        .size();
+}
+
+/// One line that names the program and ends.
+testing::Matcher<std::string> isOneLine()
+{
+    return testing::MatchesRegex("decoding-host: [^\n]+\n");
+}
+
+} // namespace
+
+TEST(DecodingHost, ShowsTheComponentAndThatNothingIsLeftBehind)
+{
+    const Outcome result = run({QStringLiteral("--threads"), QStringLiteral("3")});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_THAT(result.output,
+                AllOf(HasSubstr("base.avformat.DecodingManager"), //
+                      HasSubstr("e0711c9b-7725-4e3c-bdbf-b716c3a34142: IDecodingManager, ITuneDecoding"),
+                      HasSubstr("252e7437-a55d-4499-9660-194d7d81b5d8: IDecodingManager, ITuneDecoding"),
+                      HasSubstr("threads    3 ("), HasSubstr("still published: nothing; threads left: none"),
+                      HasSubstr("objects    none alive")));
+}
+
+TEST(DecodingHost, ReportsTheSameAsJson)
+{
+    const Outcome result = run({QStringLiteral("--threads"), QStringLiteral("1"), QStringLiteral("--json")});
+    EXPECT_EQ(result.exitCode, 0);
+    QJsonParseError error;
+    const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(result.output), &error).object();
+    ASSERT_EQ(error.error, QJsonParseError::NoError) << result.output;
+    EXPECT_EQ(report[QStringLiteral("component")].toObject()[QStringLiteral("name")].toString(),
+              QStringLiteral("base.avformat.DecodingManager"));
+    EXPECT_EQ(report[QStringLiteral("published")].toArray().size(), 2);
+    EXPECT_EQ(report[QStringLiteral("threads")].toArray().size(), 1);
+    const QJsonObject afterStop = report[QStringLiteral("afterStop")].toObject();
+    EXPECT_EQ(afterStop[QStringLiteral("published")].toArray().size(), 0);
+    EXPECT_EQ(afterStop[QStringLiteral("threads")].toArray().size(), 0);
+    EXPECT_TRUE(afterStop[QStringLiteral("liveObjects")].toObject().isEmpty());
+}
+
+TEST(DecodingHost, TakesTheThreadsFromTheCommandLineThenTheEnvironmentThenTheFile)
+{
+    QTemporaryDir folder;
+    const QString file = folder.filePath(QStringLiteral("host.ini"));
+    QFile settings(file);
+    ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+    settings.write("THREADS=5\n");
+    settings.close();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("DECODING_THREADS"));
+    QStringList arguments{QStringLiteral("--json"), QStringLiteral("--settings"), file};
+    EXPECT_EQ(startedThreads(run(arguments, environment)), 5);
+    environment.insert(QStringLiteral("DECODING_THREADS"), QStringLiteral("4"));
+    EXPECT_EQ(startedThreads(run(arguments, environment)), 4);
+    arguments << QStringLiteral("--threads") << QStringLiteral("0");
+    EXPECT_EQ(startedThreads(run(arguments, environment)), 0);
+}
+
+TEST(DecodingHost, NamesALibraryThatIsNotThere)
+{
+    const Outcome result = run({QStringLiteral("--component"), QStringLiteral("/nowhere/libNothing.so")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("/nowhere/libNothing.so")));
+}
+
+TEST(DecodingHost, NamesALibraryThatIsNoComponent)
+{
+    const Outcome result = run({QStringLiteral("--component"), QStringLiteral(LIBRARY_WITHOUT_EXPORTS)});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr(LIBRARY_WITHOUT_EXPORTS), HasSubstr("ModkitGetObject")));
+}
+
+TEST(DecodingHost, NamesASettingsFileThatIsNotThere)
+{
+    const Outcome result = run({QStringLiteral("--settings"), QStringLiteral("/nowhere/host.ini")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("/nowhere/host.ini")));
+}
+
+TEST(DecodingHost, RefusesArgumentsThatMakeNoSense)
+{
+    for (const char *count : {"-1", "many", "", "99999999999"}) {
+        const Outcome result = run({QStringLiteral("--threads"), QString::fromLatin1(count)});
+        EXPECT_EQ(result.exitCode, 2) << count;
+        EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("--threads")));
+    }
+    const Outcome result = run({QStringLiteral("camera.mp4")});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("camera.mp4")));
+}
