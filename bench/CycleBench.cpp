@@ -1,14 +1,13 @@
-#include "decoders/VideoStreamDecoder.h"
-
 #include <QCoreApplication>
-
-#include <malloc.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <malloc.h>
 #include <memory>
 #include <vector>
+
+#include "decoders/VideoStreamDecoder.h"
 
 /// Runs the processing cycle of a video decoder so many times, between parts that do next to nothing, for a tool
 /// outside to count instructions and allocations; or measures the heap that an idle decoder takes.

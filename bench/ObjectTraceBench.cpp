@@ -1,7 +1,6 @@
-#include "strata/base/modkit/modkit"
-
 #include <memory>
 
+#include "strata/base/modkit/modkit"
 #include <benchmark/benchmark.h>
 
 namespace {

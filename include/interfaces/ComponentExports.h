@@ -1,9 +1,9 @@
 #ifndef INTERFACES_COMPONENTEXPORTS_H
 #define INTERFACES_COMPONENTEXPORTS_H
 
-#include "strata/base/modkit/modkit"
-
 #include <cstdint>
+
+#include "strata/base/modkit/modkit"
 
 /// Version of the framework contract. A caller passes it to every export; an export that is passed another value
 /// refuses.

@@ -1,11 +1,11 @@
 #ifndef INTERFACES_IAVFORMATFACTORY_H
 #define INTERFACES_IAVFORMATFACTORY_H
 
+#include <QtGlobal>
+
 #include "interfaces/IAudioCodecDecoder.h"
 #include "interfaces/IVideoCodecDecoder.h"
 #include "strata/base/modkit/modkit"
-
-#include <QtGlobal>
 
 /// Creates codec decoders by fourcc. Always reached as the second base of an IAVFormatManager, so it is not deleted
 /// through this type.

@@ -1,11 +1,11 @@
 #ifndef INTERFACES_IAUDIOCODECDECODER_H
 #define INTERFACES_IAUDIOCODECDECODER_H
 
-#include "interfaces/IAudioOutputQueue.h"
-#include "strata/base/modkit/modkit"
-
 #include <QByteArray>
 #include <QtGlobal>
+
+#include "interfaces/IAudioOutputQueue.h"
+#include "strata/base/modkit/modkit"
 
 /// Decodes the blocks of one audio stream. Created by IAVFormatFactory, held by one stream decoder, called and
 /// destroyed on that decoder's thread, which has a stack of 102,400 bytes.

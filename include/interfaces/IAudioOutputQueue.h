@@ -1,9 +1,9 @@
 #ifndef INTERFACES_IAUDIOOUTPUTQUEUE_H
 #define INTERFACES_IAUDIOOUTPUTQUEUE_H
 
-#include "interfaces/AudioSampleHandle.h"
-
 #include <QtGlobal>
+
+#include "interfaces/AudioSampleHandle.h"
 
 /// Where one consumer receives decoded sample buffers. Implemented by the consumer; shared by ModkitPtr, and held by
 /// the stream decoder until the consumer drops its handle.

@@ -1,14 +1,14 @@
 #ifndef INTERFACES_IDECODINGMANAGER_H
 #define INTERFACES_IDECODINGMANAGER_H
 
+#include <QString>
+
 #include "interfaces/CreationFlags.h"
 #include "interfaces/IAudioOutputQueue.h"
 #include "interfaces/IDecoder.h"
 #include "interfaces/IInputQueue.h"
 #include "interfaces/IVideoOutputQueue.h"
 #include "strata/base/modkit/modkit"
-
-#include <QString>
 
 /// Decodes streams for clients in the same process. Published by the decoding manager; thread-safe.
 class IDecodingManager : public IPolymorph {

@@ -1,10 +1,10 @@
 #ifndef INTERFACES_IINDICATIONMANAGER_H
 #define INTERFACES_IINDICATIONMANAGER_H
 
+#include <QString>
+
 #include "interfaces/IIndicationObject.h"
 #include "strata/base/modkit/modkit"
-
-#include <QString>
 
 /// Keeps the host's indications: named live values, shown to an operator. Implemented by the host; must be thread-safe
 /// and must not throw.

@@ -1,11 +1,11 @@
 #ifndef INTERFACES_IINPUTQUEUE_H
 #define INTERFACES_IINPUTQUEUE_H
 
-#include "interfaces/QueueCursor.h"
-#include "strata/base/modkit/modkit"
-
 #include <QByteArray>
 #include <QtGlobal>
+
+#include "interfaces/QueueCursor.h"
+#include "strata/base/modkit/modkit"
 
 /// The compressed blocks of a stream, or of several streams told apart by stream id (0 is video, 8 is audio).
 /// Implemented by whoever receives the stream; shared by ModkitPtr, and held by the stream decoder for its whole life.

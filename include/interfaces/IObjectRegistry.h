@@ -1,9 +1,9 @@
 #ifndef INTERFACES_IOBJECTREGISTRY_H
 #define INTERFACES_IOBJECTREGISTRY_H
 
-#include "strata/base/modkit/modkit"
-
 #include <string>
+
+#include "strata/base/modkit/modkit"
 
 /// Where components publish themselves and find each other, by identifier (interfaces/InterfaceIdentifiers.h).
 /// Implemented and owned by the framework, which keeps it until every component that was given it has stopped. A

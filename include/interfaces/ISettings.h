@@ -1,10 +1,10 @@
 #ifndef INTERFACES_ISETTINGS_H
 #define INTERFACES_ISETTINGS_H
 
-#include "strata/base/modkit/modkit"
-
 #include <cstdint>
 #include <string>
+
+#include "strata/base/modkit/modkit"
 
 /// The host's settings as a component reads them. Implemented by the framework; shared by ModkitPtr.
 class ISettings : public IPolymorph {

@@ -1,9 +1,9 @@
 #ifndef INTERFACES_ISIMPLEINDICATIONOBJECTCALLBACK_H
 #define INTERFACES_ISIMPLEINDICATIONOBJECTCALLBACK_H
 
-#include "strata/base/modkit/modkit"
-
 #include <QtGlobal>
+
+#include "strata/base/modkit/modkit"
 
 class IIndicationObject;
 

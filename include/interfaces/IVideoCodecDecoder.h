@@ -1,11 +1,11 @@
 #ifndef INTERFACES_IVIDEOCODECDECODER_H
 #define INTERFACES_IVIDEOCODECDECODER_H
 
-#include "interfaces/IVideoOutputQueue.h"
-#include "strata/base/modkit/modkit"
-
 #include <QByteArray>
 #include <QtGlobal>
+
+#include "interfaces/IVideoOutputQueue.h"
+#include "strata/base/modkit/modkit"
 
 /// Decodes the blocks of one video stream. Created by IAVFormatFactory, held by one stream decoder, called and
 /// destroyed on that decoder's thread, which has a stack of 102,400 bytes.

@@ -1,9 +1,9 @@
 #ifndef INTERFACES_IVIDEOOUTPUTQUEUE_H
 #define INTERFACES_IVIDEOOUTPUTQUEUE_H
 
-#include "interfaces/VideoFrameHandle.h"
-
 #include <QtGlobal>
+
+#include "interfaces/VideoFrameHandle.h"
 
 /// Where one consumer receives decoded frames. Implemented by the consumer; shared by ModkitPtr, and held by the
 /// stream decoder until the consumer drops its handle.

@@ -1,12 +1,12 @@
 #ifndef INTERFACES_VIDEOFRAMEBUFFER_H
 #define INTERFACES_VIDEOFRAMEBUFFER_H
 
-#include "interfaces/BigBlocks.h"
-
 #include <QtGlobal>
 
 #include <atomic>
 #include <cstdint>
+
+#include "interfaces/BigBlocks.h"
 
 /// The record behind one decoded picture, made with `new` by a codec decoder and shared by VideoFrameHandle. How the
 /// picture lies in its bytes is between the codec decoder and the consumers.

@@ -1,8 +1,8 @@
 #include "decoders/AudioStreamDecoder.h"
 
-#include "decoders/AddressName.h"
-
 #include <QtDebug>
+
+#include "decoders/AddressName.h"
 
 namespace {
 

@@ -1,7 +1,5 @@
 #include "decoders/BaseSingleStreamDecoder.h"
 
-#include "decoders/AddressName.h"
-
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDateTime>
@@ -10,6 +8,8 @@
 #include <QThread>
 #include <QTimerEvent>
 #include <QtEndian>
+
+#include "decoders/AddressName.h"
 
 namespace {
 

@@ -1,17 +1,17 @@
 #ifndef DECODERS_BASESINGLESTREAMDECODER_H
 #define DECODERS_BASESINGLESTREAMDECODER_H
 
-#include "decoders/TimeStatistic.h"
-#include "interfaces/CreationFlags.h"
-#include "interfaces/IIndicationManager.h"
-#include "interfaces/IInputQueue.h"
-
 #include <QBasicTimer>
 #include <QMutex>
 #include <QObject>
 
 #include <atomic>
 #include <utility>
+
+#include "decoders/TimeStatistic.h"
+#include "interfaces/CreationFlags.h"
+#include "interfaces/IIndicationManager.h"
+#include "interfaces/IInputQueue.h"
 
 /// Decodes one stream: reads blocks from an input queue, one decoded block for each processing cycle, and keeps the
 /// stream's indications and figures. The derived class owns the codec decoder and the outputs.

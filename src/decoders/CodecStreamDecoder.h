@@ -1,14 +1,14 @@
 #ifndef DECODERS_CODECSTREAMDECODER_H
 #define DECODERS_CODECSTREAMDECODER_H
 
-#include "decoders/BaseSingleStreamDecoder.h"
-#include "interfaces/IAVFormatManager.h"
-
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QVector>
+
+#include "decoders/BaseSingleStreamDecoder.h"
+#include "interfaces/IAVFormatManager.h"
 
 /// What stream decoders of all media share: a codec decoder, the outputs with their ids, and the hand-over of blocks
 /// from one to the other. The derived class creates the codec decoder, and is the type that the manager knows.
@@ -45,10 +45,8 @@ public:
     {
         const QMutexLocker lock(&_outputsMutex);
         if (!_codecDecoder.isNull()) {
-            const QByteArray shared(data);
-            // constData(): the codec gets the vector's storage as it is, even for no output, and never a detached
-            // copy.
-            _codecDecoder->decode(shared, keyBlock, timestamp, blockTime, _outputs.constData(),
+            // constData(): the codec gets the vector's storage as it is, even for no output, and never a detached copy.
+            _codecDecoder->decode(QByteArray(data), keyBlock, timestamp, blockTime, _outputs.constData(),
                                   catchingUp ? 0 : _outputs.size());
         }
         // After the codec, which has just pushed what it held back.

@@ -1,9 +1,9 @@
 #ifndef MANAGER_DECODERREGISTRY_H
 #define MANAGER_DECODERREGISTRY_H
 
-#include "interfaces/IInputQueue.h"
-
 #include <QHash>
+
+#include "interfaces/IInputQueue.h"
 
 class BaseSingleStreamDecoder;
 

@@ -1,11 +1,11 @@
 #include "manager/DecodingManager.h"
 
+#include <QDebug>
+#include <QMutexLocker>
+
 #include "decoders/BaseSingleStreamDecoder.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include "manager/DecoderThread.h"
-
-#include <QDebug>
-#include <QMutexLocker>
 
 namespace {
 
@@ -141,7 +141,7 @@ void DecodingManager::disposeDecodersLocked(DecoderRegistry &registry)
 
 void DecodingManager::setPerformanceModeLocked(const DecoderRegistry &registry)
 {
-    const DecoderRegistry snapshot = registry;
+    const DecoderRegistry snapshot = registry; // NOLINT(performance-unnecessary-copy-initialization): to be walked
     for (BaseSingleStreamDecoder *decoder : snapshot) {
         if (decoder && !(decoder->flags() & CreationFlags::ExcludeFromTuning))
             decoder->setPerformanceMode(_performanceMode);

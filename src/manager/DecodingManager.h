@@ -1,6 +1,9 @@
 #ifndef MANAGER_DECODINGMANAGER_H
 #define MANAGER_DECODINGMANAGER_H
 
+#include <QMutex>
+#include <QVector>
+
 #include "interfaces/IAVFormatManager.h"
 #include "interfaces/IDecodingManager.h"
 #include "interfaces/IIndicationManager.h"
@@ -8,9 +11,6 @@
 #include "interfaces/ISettings.h"
 #include "interfaces/ITuneDecoding.h"
 #include "manager/DecoderRegistry.h"
-
-#include <QMutex>
-#include <QVector>
 
 class CpuLoadCalculator;
 class QThread;

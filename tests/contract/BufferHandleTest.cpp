@@ -1,9 +1,8 @@
+#include <cstdint>
+
 #include "interfaces/AudioSampleHandle.h"
 #include "interfaces/VideoFrameHandle.h"
-
 #include <gmock/gmock.h>
-
-#include <cstdint>
 
 TEST(BufferHandle, IsOnePointerWide)
 {

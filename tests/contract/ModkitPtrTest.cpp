@@ -1,14 +1,13 @@
-#include "fakes/RecordedTrace.h"
-#include "strata/base/modkit/modkit"
-
 #include <QHash>
-
-#include <gmock/gmock.h>
 
 #include <cstring>
 #include <string>
 #include <tuple>
 #include <vector>
+
+#include "fakes/RecordedTrace.h"
+#include "strata/base/modkit/modkit"
+#include <gmock/gmock.h>
 
 namespace {
 

@@ -1,10 +1,9 @@
-#include "strata/base/modkit/modkit"
-
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <thread>
 #include <vector>
+
+#include "strata/base/modkit/modkit"
+#include <gmock/gmock.h>
 
 namespace {
 

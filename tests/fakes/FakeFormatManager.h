@@ -1,11 +1,11 @@
 #ifndef FAKES_FAKEFORMATMANAGER_H
 #define FAKES_FAKEFORMATMANAGER_H
 
-#include "fakes/CallLog.h"
-#include "interfaces/IAVFormatManager.h"
-
 #include <functional>
 #include <string>
+
+#include "fakes/CallLog.h"
+#include "interfaces/IAVFormatManager.h"
 
 /// Logs "decode KEY 'H264...' at 1, 2 to 3 outputs" and its destruction as "codec gone"; pushes nothing by itself.
 template <class CodecDecoder, class OutputQueue>

@@ -1,13 +1,13 @@
 #ifndef FAKES_FAKEFRAMEWORK_H
 #define FAKES_FAKEFRAMEWORK_H
 
-#include "fakes/CallLog.h"
-#include "interfaces/IObjectRegistry.h"
-#include "interfaces/ISettings.h"
-
 #include <functional>
 #include <map>
 #include <string>
+
+#include "fakes/CallLog.h"
+#include "interfaces/IObjectRegistry.h"
+#include "interfaces/ISettings.h"
 
 /// Logs "get d98b9788-..." and "set e0711c9b-... object" or "... empty", and keeps what is published.
 class FakeObjectRegistry final : public IObjectRegistry {

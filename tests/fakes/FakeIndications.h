@@ -1,12 +1,12 @@
 #ifndef FAKES_FAKEINDICATIONS_H
 #define FAKES_FAKEINDICATIONS_H
 
-#include "fakes/CallLog.h"
-#include "interfaces/IIndicationManager.h"
-
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include "fakes/CallLog.h"
+#include "interfaces/IIndicationManager.h"
 
 /// Logs each value set as "DecoderLost=1", or "DecoderLost=0 for 500" when it has a time-out and a callback. Anything
 /// that breaks the rule (a time-out without a callback, or the other way round) is logged with "BROKEN". Keeps the

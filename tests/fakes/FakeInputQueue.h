@@ -1,13 +1,13 @@
 #ifndef FAKES_FAKEINPUTQUEUE_H
 #define FAKES_FAKEINPUTQUEUE_H
 
-#include "fakes/CallLog.h"
-#include "interfaces/IInputQueue.h"
-
 #include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include "fakes/CallLog.h"
+#include "interfaces/IInputQueue.h"
 
 /// An input queue over a list of blocks: a cursor's first word is the index of the block it stands before. Logs each
 /// read as "read 3" (index) or "read none". Thread-safe.

@@ -1,11 +1,11 @@
 #ifndef FAKES_FAKEOUTPUTQUEUE_H
 #define FAKES_FAKEOUTPUTQUEUE_H
 
+#include <string>
+
 #include "fakes/CallLog.h"
 #include "interfaces/IAudioOutputQueue.h"
 #include "interfaces/IVideoOutputQueue.h"
-
-#include <string>
 
 /// Logs each push as "push null at 0, 0 to left" or "push frame at 1, 2 to left", and its destruction as "left gone".
 template <class OutputQueue, class BufferHandle>

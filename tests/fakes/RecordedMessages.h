@@ -1,12 +1,12 @@
 #ifndef FAKES_RECORDEDMESSAGES_H
 #define FAKES_RECORDEDMESSAGES_H
 
+#include <QtGlobal>
+
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <QtGlobal>
 
 /// While it lives, takes the messages on Qt's channels, of all threads, as "debug: text" or "warning: text". One at a
 /// time.

@@ -1,13 +1,13 @@
 #ifndef FAKES_RECORDEDTRACE_H
 #define FAKES_RECORDEDTRACE_H
 
-#include "strata/base/modkit/modkit"
-
 #include <cstdint>
 #include <map>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include "strata/base/modkit/modkit"
 
 /// The object trace of test programs: defines the two trace functions, and tells what they were called with.
 namespace RecordedTrace {

@@ -1,16 +1,15 @@
 #include "interfaces/ComponentExports.h"
 
+#include <QLibrary>
+#include <QProcess>
+
+#include <string>
+
 #include "fakes/FakeFormatManager.h"
 #include "fakes/FakeFramework.h"
 #include "fakes/FakeIndications.h"
 #include "interfaces/InterfaceIdentifiers.h"
-
-#include <QLibrary>
-#include <QProcess>
-
 #include <gmock/gmock.h>
-
-#include <string>
 
 namespace {
 
