@@ -6,7 +6,7 @@
 /// The threads of this process, as the operating system counts them. Thread-safe.
 namespace ProcessThreads {
 
-/// @return the system's thread ids; empty on systems without /proc.
+/// @return the system's thread ids. For Linux and Windows.
 [[nodiscard]] std::set<int> ids();
 
 } // namespace ProcessThreads
