@@ -1,0 +1,433 @@
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
+#include <QThread>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "decoders/AudioStreamDecoder.h"
+#include "decoders/VideoStreamDecoder.h"
+#include "fakes/FakeFormatManager.h"
+#include "fakes/FakeIndications.h"
+#include "fakes/FakeOutputQueue.h"
+#include "fakes/RecordedMessages.h"
+#include <gmock/gmock.h>
+
+// Stream decoders on real decoder threads and the real clock.
+
+namespace {
+
+using testing::IsEmpty;
+
+const std::chrono::seconds deadline(60); // only a hang reaches it
+
+/// @return whether @p condition has become true before the deadline.
+bool waitUntil(const std::function<bool()> &condition)
+{
+    const auto end = std::chrono::steady_clock::now() + deadline;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+/// Gives block after block while it is open: the n-th is "H264n", a key block when n is even, with 1 block lost and a latency
+/// of 3 ms. Thread-safe.
+class StampedQueue : public IInputQueue {
+public:
+    explicit StampedQueue(quint32 streamId)
+        : _streamId(streamId)
+    {
+    }
+
+    std::atomic<bool> isOpen{false};
+    std::atomic<int> calls{0};
+    std::atomic<int> keyBlocks{0};
+    std::atomic<int> blocks{0};
+
+    bool readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
+                   QueueCursor *cursor, void * /*reserved1*/, void * /*reserved2*/, quint32 *lost,
+                   qint64 *latency) override
+    {
+        ++calls;
+        if (!isOpen)
+            return false;
+        const quint32 index = cursor->word0++;
+        *data = "H264" + QByteArray::number(index);
+        *streamId = _streamId;
+        *keyBlock = index % 2 == 0;
+        *timestamp = index;
+        *blockTime = index;
+        *lost = 1;
+        *latency = 3;
+        ++blocks;
+        keyBlocks += *keyBlock;
+        return true;
+    }
+
+private:
+    const quint32 _streamId;
+};
+
+/// Counts what is pushed too late.
+class RemovableOutput : public IVideoOutputQueue {
+public:
+    std::atomic<bool> isRemoved{false};
+    std::atomic<int> latePushes{0};
+
+    void push(const VideoFrameHandle & /*frame*/, qint64 /*timestamp*/, qint64 /*blockTime*/) override
+    {
+        latePushes += isRemoved;
+    }
+};
+
+class TaskEvent : public QEvent {
+public:
+    explicit TaskEvent(const std::function<void()> &wanted)
+        : QEvent(User)
+        , task(wanted)
+    {
+    }
+
+    const std::function<void()> task;
+};
+
+/// Runs the tasks of the TaskEvents that it receives.
+class TaskRunner : public QObject {
+protected:
+    void customEvent(QEvent *event) override { static_cast<TaskEvent *>(event)->task(); }
+};
+
+class DecoderThreadTest : public testing::Test {
+protected:
+    DecoderThreadTest()
+    {
+        _taskRunner.moveToThread(&thread);
+        thread.start();
+    }
+
+    ~DecoderThreadTest() override
+    {
+        queue->isOpen = false;
+        thread.quit();
+        thread.wait();
+    }
+
+    /// Runs @p task on the decoder thread, between two of its events, and waits for its end.
+    void runInThread(const std::function<void()> &task)
+    {
+        std::promise<void> done;
+        QCoreApplication::postEvent(&_taskRunner, new TaskEvent([&] {
+            task();
+            done.set_value();
+        }));
+        done.get_future().wait();
+    }
+
+    /// A decoder that is still on the calling thread. It notes its destruction.
+    VideoStreamDecoder *makeDecoder()
+    {
+        auto *const made = new VideoStreamDecoder(nullptr, formatManager, indicationManager, inputQueue, 0, 0, true,
+                                                  QString::fromLatin1("camera 1"));
+        QObject::connect(made, &QObject::destroyed, [this] {
+            destroyedOn = QThread::currentThread();
+            isDestroyed = true;
+        });
+        return made;
+    }
+
+    VideoStreamDecoder *makeDecoderOnThread()
+    {
+        VideoStreamDecoder *const made = makeDecoder();
+        made->moveToThread(&thread);
+        return made;
+    }
+
+    /// As makeDecoderOnThread, but created where there is no event dispatcher.
+    VideoStreamDecoder *makeDecoderElsewhere(QThread *destination)
+    {
+        VideoStreamDecoder *made = nullptr;
+        std::thread([&] {
+            made = makeDecoder();
+            made->moveToThread(destination);
+        }).join();
+        return made;
+    }
+
+    bool waitForDestruction()
+    {
+        return waitUntil([this] { return isDestroyed.load(); });
+    }
+
+    static ModkitPtr<IVideoOutputQueue> output()
+    {
+        return ModkitPtr<IVideoOutputQueue>(new FakeVideoOutputQueue("left"));
+    }
+
+    QThread thread;
+    FakeFormatManager *formats = new FakeFormatManager;
+    ModkitPtr<IAVFormatManager> formatManager{formats};
+    ModkitPtr<IIndicationManager> indicationManager{new FakeIndicationManager};
+    StampedQueue *queue = new StampedQueue(0);
+    ModkitPtr<IInputQueue> inputQueue{queue};
+    std::atomic<bool> isDestroyed{false};
+    std::atomic<QThread *> destroyedOn{nullptr};
+
+private:
+    TaskRunner _taskRunner;
+};
+
+} // namespace
+
+TEST_F(DecoderThreadTest, TimerRunsCycles)
+{
+    VideoStreamDecoder *const decoder = makeDecoderOnThread();
+    EXPECT_TRUE(waitUntil([this] { return queue->calls >= 5; }));
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
+
+TEST_F(DecoderThreadTest, WakeUpEventRunsACycleAtOnce)
+{
+    VideoStreamDecoder *const decoder = makeDecoder();
+    decoder->_timer.start(3600000, decoder);
+    decoder->moveToThread(&thread);
+    runInThread([] {});
+    EXPECT_EQ(queue->calls, 0);
+    decoder->addOutput(1, output());
+    runInThread([] {});
+    EXPECT_EQ(queue->calls, 1);
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
+
+TEST_F(DecoderThreadTest, DecoderFromAThreadWithoutADispatcherStartsItsTimerWithTheFirstWakeUp)
+{
+    VideoStreamDecoder *const decoder = makeDecoderElsewhere(&thread);
+    runInThread([decoder] { EXPECT_FALSE(decoder->_timer.isActive()); });
+    EXPECT_EQ(queue->calls, 0);
+
+    decoder->addOutput(1, output());
+    runInThread([decoder] {
+        const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(decoder);
+        ASSERT_EQ(timers.size(), 1);
+        EXPECT_EQ(timers.front().timerId, decoder->_timer.timerId());
+        EXPECT_EQ(timers.front().interval, 1);
+    });
+    EXPECT_TRUE(waitUntil([this] { return queue->calls >= 5; }));
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
+
+TEST_F(DecoderThreadTest, LifeOfADecoderIsSilent)
+{
+    RecordedMessages messages;
+    auto *const audioQueue = new StampedQueue(8);
+    const ModkitPtr<IInputQueue> audioInput(audioQueue);
+    audioQueue->isOpen = true;
+    AudioStreamDecoder *const decoder =
+        new AudioStreamDecoder(nullptr, formatManager, indicationManager, audioInput, 0, 0, true, QString());
+    QObject::connect(decoder, &QObject::destroyed, [this] { isDestroyed = true; });
+    decoder->moveToThread(&thread);
+    decoder->addOutput(1, ModkitPtr<IAudioOutputQueue>(new FakeAudioOutputQueue("left")));
+    EXPECT_TRUE(waitUntil([&] { return audioQueue->blocks >= 5; }));
+    decoder->setPerformanceMode(false);
+    EXPECT_EQ(decoder->removeOutput(1), 0);
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+    EXPECT_THAT(messages.take(), IsEmpty());
+}
+
+TEST_F(DecoderThreadTest, CreationOnAThreadWithoutADispatcherIsSilent)
+{
+    RecordedMessages messages;
+    VideoStreamDecoder *const woken = makeDecoderElsewhere(&thread);
+    woken->addOutput(1, output());
+    EXPECT_TRUE(waitUntil([this] { return queue->calls >= 5; }));
+    woken->dispose();
+    EXPECT_TRUE(waitForDestruction());
+
+    isDestroyed = false;
+    makeDecoderElsewhere(&thread)->dispose(); // never woken
+    EXPECT_TRUE(waitForDestruction());
+    EXPECT_THAT(messages.take(), IsEmpty());
+}
+
+TEST_F(DecoderThreadTest, DecodersOfAThreadThatEndsAtOnceAreDestroyedOnItSilently)
+{
+    RecordedMessages messages;
+    for (int round = 0; round < 40; ++round) {
+        isDestroyed = false;
+        QThread brief;
+        brief.start();
+        VideoStreamDecoder *decoder = nullptr;
+        if (round % 2 == 0) {
+            decoder = makeDecoder();
+            decoder->moveToThread(&brief);
+        } else {
+            decoder = makeDecoderElsewhere(&brief);
+        }
+        if (round % 4 >= 2)
+            decoder->addOutput(1, output());
+        decoder->dispose();
+        brief.quit();
+        brief.wait();
+        ASSERT_TRUE(isDestroyed) << round;
+        ASSERT_EQ(destroyedOn, &brief) << round;
+    }
+    EXPECT_THAT(messages.take(), IsEmpty());
+}
+
+TEST_F(DecoderThreadTest, DestructionHappensOnTheDecoderThread)
+{
+    VideoStreamDecoder *const decoder = makeDecoderOnThread();
+    decoder->addOutput(1, output());
+    decoder->dispose();
+    ASSERT_TRUE(waitForDestruction());
+    EXPECT_EQ(destroyedOn, &thread);
+}
+
+TEST_F(DecoderThreadTest, DisposalDuringACycleEndsAnEndlessRunOfPassedOverBlocks)
+{
+    queue = new StampedQueue(8);
+    inputQueue = ModkitPtr<IInputQueue>(queue);
+    queue->isOpen = true;
+    VideoStreamDecoder *const decoder = makeDecoderOnThread();
+    EXPECT_TRUE(waitUntil([this] { return queue->blocks >= 1000; }));
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
+
+TEST_F(DecoderThreadTest, BlockThatIsDecodedDuringDisposalIsTheLastOneRead)
+{
+    std::promise<void> decoding;
+    std::promise<void> disposed;
+    formats->duringVideoDecode = [&](const QByteArray & /*data*/, const auto * /*outputs*/, int /*outputCount*/) {
+        decoding.set_value();
+        disposed.get_future().wait();
+    };
+    queue->isOpen = true;
+    VideoStreamDecoder *const decoder = makeDecoderOnThread();
+    decoding.get_future().wait();
+    QCoreApplication::postEvent(decoder, new QEvent(QEvent::User));
+    decoder->dispose();
+    disposed.set_value();
+    EXPECT_TRUE(waitForDestruction());
+    EXPECT_EQ(queue->calls, 1);
+}
+
+TEST_F(DecoderThreadTest, AddAndRemoveWaitForTheBlockThatIsDecodedButFiguresAndModeDoNot)
+{
+    std::promise<void> decoding;
+    std::promise<void> goOn;
+    std::atomic<bool> isDecoding{false};
+    formats->duringVideoDecode = [&](const QByteArray &data, const auto * /*outputs*/, int /*outputCount*/) {
+        if (data != "H2640")
+            return;
+        isDecoding = true;
+        decoding.set_value();
+        goOn.get_future().wait();
+        isDecoding = false;
+    };
+    queue->isOpen = true;
+    VideoStreamDecoder *const decoder = makeDecoderOnThread();
+    decoding.get_future().wait();
+    auto adding = std::async(std::launch::async, [&] {
+        decoder->addOutput(1, output());
+        return isDecoding.load();
+    });
+    auto removing = std::async(std::launch::async, [&] {
+        decoder->removeOutput(2);
+        return isDecoding.load();
+    });
+    auto taking = std::async(std::launch::async, [&] {
+        decoder->takeLossRatio();
+        decoder->takeDecodedFlag();
+        decoder->takeLatencyTotals();
+        decoder->takeMaxLatency();
+        decoder->takeDecodingTime();
+        decoder->setPerformanceMode(true);
+        return isDecoding.load();
+    });
+    EXPECT_EQ(taking.wait_for(deadline), std::future_status::ready);
+    goOn.set_value();
+    EXPECT_TRUE(taking.get());
+    EXPECT_FALSE(adding.get());
+    EXPECT_FALSE(removing.get());
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
+
+TEST_F(DecoderThreadTest, FiguresAddUpAndOutputsComeAndGoWhileFourThreadsMeddle)
+{
+    std::atomic<int> decodedKeyBlocks{0};
+    std::atomic<int> disorder{0};
+    quint32 nextStamp = 0;
+    formats->duringVideoDecode = [&](const QByteArray &data, const ModkitPtr<IVideoOutputQueue> *outputs,
+                                     int outputCount) {
+        const quint32 stamp = data.mid(4).toUInt();
+        disorder += stamp < nextStamp;
+        nextStamp = stamp + 1;
+        for (int index = 0; index < outputCount; ++index)
+            outputs[index]->push(VideoFrameHandle(new VideoFrameBuffer), stamp, stamp);
+        decodedKeyBlocks += stamp % 2 == 0;
+    };
+    queue->isOpen = true;
+    VideoStreamDecoder *const decoder = makeDecoderOnThread();
+
+    std::atomic<int> unexpectedResults{0};
+    std::atomic<int> latePushes{0};
+    std::atomic<qint64> latencySum{0};
+    std::atomic<quint32> latencyCount{0};
+    const auto take = [&] {
+        const std::pair<qint64, quint32> totals = decoder->takeLatencyTotals();
+        latencySum += totals.first;
+        latencyCount += totals.second;
+        const double lossRatio = decoder->takeLossRatio();
+        const qint64 maxLatency = decoder->takeMaxLatency();
+        const bool expected = totals.first == 3 * static_cast<qint64>(totals.second) &&
+                              (lossRatio == 0.0 || lossRatio == 0.5) && (maxLatency == 0 || maxLatency == 3) &&
+                              decoder->takeDecodedFlag() <= 1 && decoder->takeDecodingTime() >= 0;
+        unexpectedResults += !expected;
+    };
+    const auto meddle = [&](quint32 firstId) {
+        for (quint32 round = 0; round < 500; ++round) {
+            take();
+            decoder->setPerformanceMode(round % 3 == 0);
+            auto *const removable = new RemovableOutput;
+            const ModkitPtr<IVideoOutputQueue> held(removable);
+            decoder->addOutput(firstId + round, held);
+            std::this_thread::yield();
+            const int remaining = decoder->removeOutput(firstId + round);
+            removable->isRemoved = true;
+            unexpectedResults += remaining < 0 || remaining > 3;
+            latePushes += removable->latePushes;
+        }
+    };
+    std::vector<std::thread> meddlers;
+    for (const quint32 firstId : {10000, 20000, 30000, 40000})
+        meddlers.emplace_back(meddle, firstId);
+    for (std::thread &meddler : meddlers)
+        meddler.join();
+    EXPECT_TRUE(waitUntil([&] { return decodedKeyBlocks >= 200; }));
+
+    queue->isOpen = false;
+    runInThread([] {}); // the cycle in progress has ended
+    take();
+    EXPECT_EQ(static_cast<int>(latencyCount), queue->keyBlocks);
+    EXPECT_EQ(decodedKeyBlocks, queue->keyBlocks);
+    EXPECT_EQ(latencySum, 3 * static_cast<qint64>(latencyCount));
+    EXPECT_EQ(unexpectedResults, 0);
+    EXPECT_EQ(disorder, 0);
+    EXPECT_EQ(latePushes, 0);
+    EXPECT_EQ(decoder->removeOutput(0), 0);
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
