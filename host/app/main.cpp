@@ -1,6 +1,8 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QFileInfo>
+#include <QThread>
 
 #include <algorithm>
 #include <cstdio>
@@ -88,6 +90,19 @@ std::vector<int> difference(const std::set<int> &after, const std::set<int> &bef
     return added;
 }
 
+/// The threads that the system has beside @p before. Waits a while for them to go: Qt reports the end of a thread a moment
+/// before the system has ended it.
+std::vector<int> threadsLeft(const std::set<int> &before)
+{
+    const QDeadlineTimer deadline(2000);
+    std::vector<int> left = difference(ProcessThreads::ids(), before);
+    while (!left.empty() && !deadline.hasExpired()) {
+        QThread::msleep(1);
+        left = difference(ProcessThreads::ids(), before);
+    }
+    return left;
+}
+
 HostReport::Publication describe(ObjectRegistry &registry, const std::string &identifier)
 {
     const ModkitPtr<IPolymorph> object = registry.getObject(identifier);
@@ -129,7 +144,7 @@ std::optional<std::string> runComponent(const Options &options, HostReport &repo
     }
 
     host.stop();
-    report.threadsLeft = difference(ProcessThreads::ids(), threadsBefore);
+    report.threadsLeft = threadsLeft(threadsBefore);
     for (const std::string &identifier : registry.identifiers()) {
         if (identifier != InterfaceIdentifiers::avFormatManager)
             report.stillPublished.push_back(identifier);
