@@ -13,7 +13,7 @@ TEST(DecoderThread, RunsItsEventLoopUntilItIsQuit)
     EXPECT_TRUE(thread.wait(60000));
 }
 
-TEST(DecoderThread, IsNotWaitedForWhenItCouldNotBeStarted)
+TEST(DecoderThread, IsNotWaitedForWhenItDoesNotRun)
 {
     DecoderThread thread;
     thread.waitUntilRunning();

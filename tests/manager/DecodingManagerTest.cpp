@@ -5,9 +5,13 @@
 #include <QThread>
 
 #include <algorithm>
+#include <future>
+#include <pthread.h>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "decoders/AudioStreamDecoder.h"
 #include "decoders/VideoStreamDecoder.h"
 #include "fakes/FakeFormatManager.h"
 #include "fakes/FakeFramework.h"
@@ -75,17 +79,28 @@ protected:
         return "unlocked";
     }
 
-    /// A decoder on the manager's first thread, in its video registry, with one output.
-    VideoStreamDecoder *placeDecoder(const QString &name = QStringLiteral("placed"), int flags = 0)
+    /// A decoder on the manager's first thread, in the registry of its kind, with one output.
+    template <class Decoder, class OutputQueue, class Output>
+    Decoder *place(DecoderRegistry &decoders, int flags)
     {
         const ModkitPtr<IInputQueue> queue(new FakeInputQueue);
-        auto *const decoder = new VideoStreamDecoder(&manager(), manager()._formatManager, manager()._indicationManager,
-                                                     queue, 0, flags, true, name);
+        auto *const decoder = new Decoder(&manager(), manager()._formatManager, manager()._indicationManager, queue, 0,
+                                          flags, true, QStringLiteral("placed"));
         decoder->moveToThread(manager()._threads.first());
-        manager()._videoDecoders.findOrReserve(queue);
-        const int id = manager()._videoDecoders.registerOutput(decoder);
-        decoder->addOutput(static_cast<quint32>(id), ModkitPtr<IVideoOutputQueue>(new FakeVideoOutputQueue("output")));
+        decoders.findOrReserve(queue);
+        const int id = decoders.registerOutput(decoder);
+        decoder->addOutput(static_cast<quint32>(id), ModkitPtr<OutputQueue>(new Output("output")));
         return decoder;
+    }
+
+    VideoStreamDecoder *placeVideoDecoder(int flags = 0)
+    {
+        return place<VideoStreamDecoder, IVideoOutputQueue, FakeVideoOutputQueue>(manager()._videoDecoders, flags);
+    }
+
+    AudioStreamDecoder *placeAudioDecoder(int flags = 0)
+    {
+        return place<AudioStreamDecoder, IAudioOutputQueue, FakeAudioOutputQueue>(manager()._audioDecoders, flags);
     }
 
     CallLog log;
@@ -201,6 +216,35 @@ TEST_F(DecodingManagerTest, ThreadsSettingNamesTheNumberOfThreads)
     EXPECT_EQ(manager()._decodersPerThread, (QVector<int>{0, 0, 0}));
 }
 
+#if defined(Q_OS_LINUX)
+TEST_F(DecodingManagerTest, ThreadsRunOnTheirSmallStackAndWereNamedAfterTheirStart)
+{
+    struct Inspector : QObject {
+        std::promise<std::pair<std::size_t, std::string>> found;
+        void customEvent(QEvent *) override
+        {
+            pthread_attr_t attributes;
+            std::size_t stackSize = 0;
+            char name[16] = {};
+            pthread_getattr_np(pthread_self(), &attributes);
+            pthread_attr_getstacksize(&attributes, &stackSize);
+            pthread_attr_destroy(&attributes);
+            pthread_getname_np(pthread_self(), name, sizeof name);
+            found.set_value({stackSize, name});
+        }
+    };
+    setThreads(1);
+    EXPECT_TRUE(init());
+    Inspector inspector;
+    inspector.moveToThread(manager()._threads.first());
+    QCoreApplication::postEvent(&inspector, new QEvent(QEvent::User));
+    const auto [stackSize, name] = inspector.found.get_future().get();
+    EXPECT_EQ(stackSize, 102400U);
+    EXPECT_EQ(name, "QThread") << "Qt passes the object name of a starting thread on to the system";
+    stop();
+}
+#endif
+
 TEST_F(DecodingManagerTest, OneThreadIsOneThread)
 {
     setThreads(1);
@@ -248,31 +292,53 @@ TEST_F(DecodingManagerTest, IsPublishedUnderBothIdentifiersFromInitToStop)
     EXPECT_TRUE(registry.getObject(secondPublishedId).isNull());
 }
 
-TEST_F(DecodingManagerTest, StopReleasesUnderTheLockAndWithdrawsWithoutIt)
+TEST_F(DecodingManagerTest, StopReleasesThenWithdrawsThenDisposesOfTheDecodersAndEndsTheThreads)
 {
-    EXPECT_TRUE(init());
     struct WatchedFormatManager : FakeFormatManager {
         explicit WatchedFormatManager(DecodingManagerTest &owner)
             : test(owner)
         {
         }
-        ~WatchedFormatManager() override { test.log.add("format manager gone, " + test.lockState()); }
+        ~WatchedFormatManager() override
+        {
+            test.log.add("format manager gone, " + test.lockState() +
+                         (test.manager()._self.isNull() ? ", no self" : ", self"));
+        }
         DecodingManagerTest &test;
     };
+    struct WatchedQueue : FakeInputQueue {
+        WatchedQueue(DecodingManagerTest &owner, const char *kind)
+            : test(owner)
+            , what(kind)
+        {
+        }
+        ~WatchedQueue() override { test.log.add(what + " queue gone, " + test.lockState()); }
+        DecodingManagerTest &test;
+        std::string what;
+    };
+    EXPECT_TRUE(init());
+    const VideoStreamDecoder *const decoder = placeVideoDecoder();
+    // Places whose queue nobody else holds: they tell when the registries let go.
+    manager()._videoDecoders.findOrReserve(ModkitPtr<IInputQueue>(new WatchedQueue(*this, "video")));
+    manager()._audioDecoders.findOrReserve(ModkitPtr<IInputQueue>(new WatchedQueue(*this, "audio")));
     registry.objects.erase(formatManagerId);
+    const ModkitPtr<IAVFormatManager> held = manager()._formatManager; // by the decoder, too
     manager()._formatManager = ModkitPtr<IAVFormatManager>(new WatchedFormatManager(*this));
-    registry.duringSet = [this] {
-        log.add(lockState() + (manager()._self.isNull() ? ", no self" : ", self") + ", running " +
-                std::to_string(manager()._threads.first()->isRunning()));
+    registry.duringSet = [this, decoder] {
+        log.add(lockState() + (manager()._self.isNull() ? ", no self" : ", self") +
+                (decoder->_disposing ? ", disposing" : ", decoding") +
+                (manager()._threads.first()->isRunning() ? ", running" : ", ended"));
     };
     log.take();
 
     stop();
 
     EXPECT_THAT(log.take(),
-                ElementsAre("format manager gone, locked", //
-                            "set e0711c9b-7725-4e3c-bdbf-b716c3a34142 empty", "unlocked, no self, running 1",
-                            "set 252e7437-a55d-4499-9660-194d7d81b5d8 empty", "unlocked, no self, running 1"));
+                ElementsAre("format manager gone, locked, self", //
+                            "set e0711c9b-7725-4e3c-bdbf-b716c3a34142 empty", "unlocked, no self, decoding, running",
+                            "set 252e7437-a55d-4499-9660-194d7d81b5d8 empty",
+                            "unlocked, no self, decoding, running", //
+                            "video queue gone, locked", "audio queue gone, locked"));
     registry.duringSet = nullptr;
 }
 
@@ -312,23 +378,26 @@ TEST_F(DecodingManagerTest, StopDisposesOfAllDecodersAndWaitsForTheirEndWithoutT
         ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(new WatchedIndicationManager(*this)));
     setThreads(1);
     EXPECT_TRUE(init());
-    QPointer<VideoStreamDecoder> first = placeDecoder();
-    QPointer<VideoStreamDecoder> second = placeDecoder();
+    QPointer<VideoStreamDecoder> first = placeVideoDecoder();
+    QPointer<VideoStreamDecoder> second = placeVideoDecoder();
+    QPointer<AudioStreamDecoder> third = placeAudioDecoder();
     // What a construction that failed leaves behind.
     manager()._videoDecoders.findOrReserve(ModkitPtr<IInputQueue>(new FakeInputQueue));
     manager()._decodersPerThread[0] = 2;
-    EXPECT_EQ(manager().decoderCount(), 3);
+    EXPECT_EQ(manager().decoderCount(), 4);
     log.take();
 
     stop();
 
     EXPECT_TRUE(first.isNull());
     EXPECT_TRUE(second.isNull());
+    EXPECT_TRUE(third.isNull());
     EXPECT_EQ(manager().decoderCount(), 0);
     EXPECT_TRUE(manager()._videoDecoders._byId.isEmpty());
+    EXPECT_TRUE(manager()._audioDecoders._byId.isEmpty());
     EXPECT_EQ(manager()._decodersPerThread, QVector<int>{2}) << "not changed";
     const std::vector<std::string> calls = log.take();
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), "removed, unlocked"), 14);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "removed, unlocked"), 21);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "removed, locked"), 0);
 }
 
@@ -345,9 +414,12 @@ TEST_F(DecodingManagerTest, StopLeavesTheIndicationManagerToTheDestructor)
 
 TEST_F(DecodingManagerTest, HoldsItselfFromInitToStop)
 {
+    EXPECT_EQ(component._counter->strongCount, 1);
     EXPECT_TRUE(init());
-    const ModkitPtr<DecodingManager> self = manager()._self;
-    EXPECT_EQ(self.data(), &manager());
+    EXPECT_EQ(manager()._self.data(), &manager());
+    EXPECT_EQ(component._counter->strongCount, 4) << "the framework's, its own and two publications";
+    stop();
+    EXPECT_EQ(component._counter->strongCount, 1);
 }
 
 TEST_F(DecodingManagerTest, CheckIsOneInEveryState)
@@ -362,26 +434,54 @@ TEST_F(DecodingManagerTest, CheckIsOneInEveryState)
 TEST_F(DecodingManagerTest, ModeSwitchesReachEveryDecoderThatIsNotExcluded)
 {
     EXPECT_TRUE(init());
-    const VideoStreamDecoder *const tuned = placeDecoder();
-    const VideoStreamDecoder *const excluded =
-        placeDecoder(QStringLiteral("excluded"), CreationFlags::ExcludeFromTuning);
+    const VideoStreamDecoder *const video = placeVideoDecoder();
+    const AudioStreamDecoder *const audio = placeAudioDecoder();
+    const VideoStreamDecoder *const excluded = placeVideoDecoder(CreationFlags::ExcludeFromTuning);
     RecordedMessages messages;
     manager().useTimeSavingMode();
     EXPECT_FALSE(manager()._performanceMode);
-    EXPECT_FALSE(tuned->_performanceMode);
+    EXPECT_FALSE(video->_performanceMode);
+    EXPECT_FALSE(audio->_performanceMode);
     EXPECT_TRUE(excluded->_performanceMode);
     manager().usePerformanceMode();
     EXPECT_TRUE(manager()._performanceMode);
-    EXPECT_TRUE(tuned->_performanceMode);
+    EXPECT_TRUE(video->_performanceMode);
+    EXPECT_TRUE(audio->_performanceMode);
     EXPECT_THAT(messages.take(),
                 ElementsAre("debug: Decoders set to time-saving mode", "debug: Decoders set to performance mode"));
 }
 
-TEST_F(DecodingManagerTest, WithoutALoadMeasurementTheLoadIsZeroAndNoListenerIsKept)
+TEST_F(DecodingManagerTest, ModeSwitchesHoldTheLock)
 {
     EXPECT_TRUE(init());
-    QObject listener;
+    struct WatchedIndication : IIndicationObject {
+        explicit WatchedIndication(DecodingManagerTest &owner)
+            : test(owner)
+        {
+        }
+        void setValue(int value, int /*timeoutMs*/, const ModkitPtr<ISimpleIndicationObjectCallback> &) override
+        {
+            test.log.add("mode " + std::to_string(value) + ", " + test.lockState());
+        }
+        DecodingManagerTest &test;
+    };
+    placeVideoDecoder()->_modeIndication = ModkitPtr<IIndicationObject>(new WatchedIndication(*this));
+    log.take();
+    manager().useTimeSavingMode();
+    manager().usePerformanceMode();
+    EXPECT_THAT(log.take(), ElementsAre("mode 1, locked", "mode 0, locked"));
+}
+
+TEST_F(DecodingManagerTest, WithoutALoadMeasurementTheLoadIsZeroAndNoListenerIsKept)
+{
+    struct Listener : QObject {
+        int events = 0;
+        void customEvent(QEvent *) override { ++events; }
+    };
+    EXPECT_TRUE(init());
+    Listener listener;
     EXPECT_EQ(manager().cpuLoad(&listener), 0.0);
-    manager().removeCpuLoadListener(&listener);
     QCoreApplication::processEvents();
+    EXPECT_EQ(listener.events, 0);
+    manager().removeCpuLoadListener(&listener);
 }
