@@ -5,6 +5,7 @@
 #include <cstdint>
 
 /// The record behind one run of decoded samples, made with `new` by a codec decoder and shared by AudioSampleHandle.
+/// Record and samples are freed by whichever library drops the last handle: all libraries of a process share one heap.
 /// How the samples lie in its bytes, and how many there are, is between the codec decoder and the consumers.
 struct AudioSampleBuffer {
     /// Handles to this record; 0 in a fresh one.

@@ -15,6 +15,7 @@
 /// their time (only that decoder's thread waits) but must not throw, and must not create or drop decoder handles.
 class IAVFormatFactory {
 public:
+    // Never called by the decoding manager: they keep the places of operations of other users.
     virtual void reserved1() = 0;
     virtual void reserved2() = 0;
     virtual void reserved3() = 0;

@@ -5,7 +5,8 @@
 #include "strata/base/modkit/modkit"
 
 /// The format component as the decoding manager knows it: an object that can be looked up and creates codec decoders.
-/// Every stream decoder holds a reference for its whole life.
+/// Every stream decoder holds a reference for its whole life. The last reference may be dropped while the decoding
+/// manager's lock is held: the destructor must not call the decoding manager, nor create or drop decoder handles.
 class IAVFormatManager : public IPolymorph, public IAVFormatFactory {};
 
 #endif

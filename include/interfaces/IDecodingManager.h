@@ -16,8 +16,10 @@ public:
     /// Feeds @p outputQueue with the decoded frames of the video stream in @p inputQueue. There is one stream decoder
     /// for each input queue: a second request for the same queue adds its output to the decoder that is there, whose
     /// flags and name stay. Does not wait for a block in progress unless the output joins a decoder that is just
-    /// decoding.
-    /// @param inputQueue must not be empty. @param outputQueue must not be empty.
+    /// decoding. An empty queue pointer, or a manager that was told to start no threads, is a programming error,
+    /// reported as a failed assertion, which ends the process in release builds too.
+    /// @param inputQueue must not be empty.
+    /// @param outputQueue must not be empty.
     /// @param flags sum of the values of CreationFlags.
     /// @param name shown with the decoder's indications and in messages; when empty the decoder names itself.
     /// @return the handle; empty when the manager is not initialised or already stopped.

@@ -10,6 +10,7 @@
 /// and must not throw.
 class IIndicationManager : public IPolymorph {
 public:
+    /// Never called by the decoding manager: it keeps the place of an operation of other users.
     virtual void reserved1() = 0;
 
     /// Ends the showing of @p indication. Called on a decoder thread, for each indication that createIndication was

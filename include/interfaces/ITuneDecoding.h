@@ -9,7 +9,7 @@ class QObject;
 /// thread-safe.
 class ITuneDecoding : public IPolymorph {
 public:
-    /// @param listener when not null, receives a QEvent_CpuLoad for every change from now on, until
+    /// @param listener when not null, receives a QEvent_CpuLoad (QEvent_CpuLoad.h) for every change from now on, until
     ///        removeCpuLoadListener. It must be removed before it is destroyed. Registered twice, it receives two
     ///        events for each change.
     /// @return time spent decoding in the last second, as a share of all the processor time that decoding can use: 0.0

@@ -28,7 +28,7 @@ qint64 wallClockMs()
 const ModkitPtr<ISimpleIndicationObjectCallback> noCallback;
 
 /// Ends a blink: turns the indication black.
-class Blacken : public ISimpleIndicationObjectCallback {
+class Blacken final : public ISimpleIndicationObjectCallback {
 public:
     void onTimeout(quint64 /*reason*/, const ModkitPtr<IIndicationObject> &indication) override
     {
@@ -112,14 +112,14 @@ BaseSingleStreamDecoder::BaseSingleStreamDecoder(void *context, const ModkitPtr<
     setObjectName(name);
     if (!_indicationManager.isNull())
         createIndications(performanceMode, name);
-    startTimer();
+    startCycleTimer();
 }
 
 BaseSingleStreamDecoder::~BaseSingleStreamDecoder()
 {
     if (!_indicationManager.isNull())
         removeIndications();
-    stopTimer();
+    stopCycleTimer();
 }
 
 double BaseSingleStreamDecoder::takeLossRatio()
@@ -175,7 +175,7 @@ void BaseSingleStreamDecoder::timerEvent(QTimerEvent *event)
 void BaseSingleStreamDecoder::customEvent(QEvent * /*event*/)
 {
     if (!_timer.isActive())
-        startTimer();
+        startCycleTimer();
     runCycle();
 }
 
@@ -197,14 +197,14 @@ void BaseSingleStreamDecoder::removeIndications()
     }
 }
 
-void BaseSingleStreamDecoder::startTimer()
+void BaseSingleStreamDecoder::startCycleTimer()
 {
     // Qt warns of a timer that is started on a thread without an event dispatcher.
     if (QAbstractEventDispatcher::instance())
         _timer.start(cycleIntervalMs, this);
 }
 
-void BaseSingleStreamDecoder::stopTimer()
+void BaseSingleStreamDecoder::stopCycleTimer()
 {
     // A moved object's timer is registered on its new thread by a posted call. A thread that ends at once destroys the
     // decoder before that call comes, and Qt would warn that the timer cannot be stopped: let the call come first.

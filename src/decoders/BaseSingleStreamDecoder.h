@@ -57,7 +57,8 @@ public:
     // Read and reset in one step, so that each call reports what happened since the one before. Thread-safe; each
     // takes only the mutex of its figures, never for the length of a decode.
 
-    /// @return lost blocks as a share of the blocks that were to be expected, from 0.0 to 1.0.
+    /// @return lost blocks as a share of the blocks that were to be expected, lost ones included; 0.0 when there were
+    ///         none.
     double takeLossRatio();
     /// @return 1 when a block was decoded, otherwise 0.
     quint32 takeDecodedFlag();
@@ -96,8 +97,8 @@ private:
     static const Indication indications[];
     void createIndications(bool performanceMode, const QString &name);
     void removeIndications();
-    void startTimer();
-    void stopTimer();
+    void startCycleTimer();
+    void stopCycleTimer();
 
     // The processing cycle, and its steps in order. Thread-bound. The steps are inline because the cycle runs a
     // thousand times a second for every stream; they are used and defined in the source file only.

@@ -13,9 +13,8 @@
 /// What stream decoders of all media share: a codec decoder, the outputs with their ids, and the hand-over of blocks
 /// from one to the other. The derived class creates the codec decoder, and is the type that the manager knows.
 ///
-/// @tparam CodecDecoder what decodes. @tparam OutputQueue where decoded buffers go. @tparam BufferHandle how they go
-///        there.
-template <class CodecDecoder, class OutputQueue, class BufferHandle>
+/// @tparam CodecDecoder what decodes. @tparam OutputQueue where decoded buffers go. @tparam Handle how they go there.
+template <class CodecDecoder, class OutputQueue, class Handle>
 class CodecStreamDecoder : public BaseSingleStreamDecoder {
 public:
     /// Registers an output under an id that no other output has, and wakes the decoder. Thread-safe; waits for a block
@@ -45,7 +44,8 @@ public:
     {
         const QMutexLocker lock(&_outputsMutex);
         if (!_codecDecoder.isNull()) {
-            // constData(): the codec gets the vector's storage as it is, even for no output, and never a detached copy.
+            // constData(): the codec gets the vector's storage as it is, even for no output, and never a detached
+            // copy.
             _codecDecoder->decode(QByteArray(data), keyBlock, timestamp, blockTime, _outputs.constData(),
                                   catchingUp ? 0 : _outputs.size());
         }
@@ -85,7 +85,7 @@ private:
     {
         const QVector<ModkitPtr<OutputQueue>> outputs = _outputs;
         for (const ModkitPtr<OutputQueue> &output : outputs)
-            output->push(BufferHandle(), 0, 0);
+            output->push(Handle(), 0, 0);
     }
 
     ModkitPtr<IAVFormatManager> _formatManager; // constant after construction
