@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <string>
@@ -27,6 +28,9 @@
 namespace {
 
 const int exitWrongUsage = 2;
+
+// The component takes any number: a mistyped one would use up the machine.
+const std::int32_t maxThreads = 1024;
 
 int fail(int exitCode, const std::string &message)
 {
@@ -75,9 +79,9 @@ std::variant<Options, std::string> parse(const QCoreApplication &application)
         options.settingsFile = parser.value(settings);
     if (parser.isSet(threads)) {
         bool isNumber = false;
-        const int count = parser.value(threads).toInt(&isNumber);
-        if (!isNumber || count < 0)
-            return "--threads takes a number from 0 on, not \"" + parser.value(threads).toStdString() + "\"";
+        parser.value(threads).toInt(&isNumber);
+        if (!isNumber)
+            return "--threads takes a number, not \"" + parser.value(threads).toStdString() + "\"";
         options.threads = parser.value(threads);
     }
     return options;
@@ -126,6 +130,11 @@ std::optional<std::string> runComponent(const Options &options, HostReport &repo
         if (auto error = settings->addIniFile(*options.settingsFile))
             return error;
     }
+
+    const std::int32_t threads = settings->getInt("THREADS", 1);
+    if (threads < 0 || threads > maxThreads)
+        return "the setting THREADS (command line, DECODING_THREADS or settings file) is " + std::to_string(threads) +
+               "; it takes a number from 0 to " + std::to_string(maxThreads);
 
     ObjectRegistry registry;
     registry.setObject(InterfaceIdentifiers::avFormatManager,

@@ -10,8 +10,8 @@ namespace {
 
 std::string failure(const QString &path, const QString &reason)
 {
-    // A reason given by the loader or by the component may have several lines.
-    return QStringLiteral("Component library \"%1\": %2").arg(path, reason.simplified()).toStdString();
+    // A path or a reason given by the loader or by the component may have several lines.
+    return QStringLiteral("Component library \"%1\": %2").arg(path, reason).simplified().toStdString();
 }
 
 template <class Export>

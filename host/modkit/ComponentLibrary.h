@@ -16,7 +16,8 @@
 ///
 /// The exports of a component are called from one thread, so load, createObject and the deletion of objects that were
 /// never handed over are called from one thread as well. Errors are one line each, name the library's path and what is
-/// wrong with it. No operation throws what the library throws.
+/// wrong with it. An exception out of the creation of an object becomes
+/// an error; ModkitMyName has none by contract.
 class ComponentLibrary {
 public:
     /// Deletes an object through ModkitDeleteObject of the library that it comes from.

@@ -132,7 +132,7 @@ void DecodingManager::withdraw()
 void DecodingManager::disposeDecodersLocked(DecoderRegistry &registry)
 {
     while (registry.count() > 0) {
-        // Null where the construction of a decoder failed.
+        // Null where the construction of a decoder failed. Kept: it does not hide the decoders behind it.
         if (BaseSingleStreamDecoder *const decoder = registry.takeFirst())
             decoder->dispose();
     }

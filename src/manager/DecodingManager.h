@@ -19,8 +19,10 @@ class QThread;
 /// published in the object registry while it is initialised.
 ///
 /// The framework creates it through ModkitGetObject, calls `init` once and `stop` once from one thread, and keeps a
-/// reference until `stop` has returned. All other operations are thread-safe and take `_mutex`. `stop` returns only
-/// after every decoder thread has ended, and with it every stream decoder that lived on it.
+/// reference until `stop` has returned. `check` is thread-safe; all other operations are thread-safe and take
+/// `_mutex`. `stop` returns only after every decoder thread has ended, and with it every stream decoder that lived on
+/// it. (A thread that the system refused to start, of which Qt warns, runs nothing, and what was placed on it is never
+/// deleted.)
 class DecodingManager final : public IComponent, public IDecodingManager, public ITuneDecoding {
 public:
     /// Looks nothing up and starts nothing.
@@ -73,7 +75,7 @@ private:
     QMutex _mutex;
     DecoderRegistry _videoDecoders;
     DecoderRegistry _audioDecoders;
-    QVector<QThread *> _threads;     // after stop, kept: stale
+    QVector<QThread *> _threads;     // constant after init; after stop, kept: stale
     QVector<int> _decodersPerThread; // same indexing as _threads
     bool _performanceMode = true;
     [[maybe_unused]] CpuLoadCalculator *_cpuLoadCalculator = nullptr; // null: the load is not measured yet

@@ -20,7 +20,8 @@ struct Outcome {
     std::string errors;
 };
 
-Outcome run(const QStringList &arguments, const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
+Outcome run(const QStringList &arguments,
+            const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
 {
     QProcess host;
     host.setProcessEnvironment(environment);
@@ -116,9 +117,20 @@ TEST(DecodingHost, NamesASettingsFileThatIsNotThere)
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("/nowhere/host.ini")));
 }
 
+TEST(DecodingHost, RefusesNumbersOfThreadsThatWouldUseUpTheMachine)
+{
+    for (const char *count : {"-1", "1025", "2147483647"}) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DECODING_THREADS"), QString::fromLatin1(count));
+        const Outcome result = run({}, environment);
+        EXPECT_EQ(result.exitCode, 1) << count;
+        EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("THREADS"), HasSubstr(count)));
+    }
+}
+
 TEST(DecodingHost, RefusesArgumentsThatMakeNoSense)
 {
-    for (const char *count : {"-1", "many", "", "99999999999"}) {
+    for (const char *count : {"many", "", "99999999999"}) {
         const Outcome result = run({QStringLiteral("--threads"), QString::fromLatin1(count)});
         EXPECT_EQ(result.exitCode, 2) << count;
         EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("--threads")));
