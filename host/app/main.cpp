@@ -94,8 +94,8 @@ std::vector<int> difference(const std::set<int> &after, const std::set<int> &bef
     return added;
 }
 
-/// The threads that the system has beside @p before. Waits a while for them to go: Qt reports the end of a thread a moment
-/// before the system has ended it.
+/// The threads that the system has beside @p before. Waits a while for them to go: Qt reports the end of a thread a
+/// moment before the system has ended it.
 std::vector<int> threadsLeft(const std::set<int> &before)
 {
     const QDeadlineTimer deadline(2000);

@@ -73,8 +73,8 @@ private:
     CallLog &_log;
 };
 
-/// A stream decoder whose codec decoders, outputs and format manager write to one log, and whose messages are recorded.
-/// Its cycles run when a test says so.
+/// A stream decoder whose codec decoders, outputs and format manager write to one log, and whose messages are
+/// recorded. Its cycles run when a test says so.
 template <class Stream>
 class CodecStreamFixture : public testing::Test {
 protected:

@@ -11,8 +11,8 @@
 #include "fakes/FakeWallClock.h"
 #include <gmock/gmock.h>
 
-/// A LoggingDecoder between a fake queue and fake indications that all write to one log. Its cycles run when a test says so,
-/// on a wall clock that stands still at startMs.
+/// A LoggingDecoder between a fake queue and fake indications that all write to one log. Its cycles run when a test
+/// says so, on a wall clock that stands still at startMs.
 class CycleFixture : public testing::Test {
 protected:
     static constexpr qint64 startMs = 1700000000000;
@@ -25,7 +25,8 @@ protected:
         log.take();
     }
 
-    /// A paced decoder whose catch-up is over, and whose next block is due at startMs + (its block time - referenceTimeMs).
+    /// A paced decoder whose catch-up is over, and whose next block is due at startMs + (its block time -
+    /// referenceTimeMs).
     void makePacedDecoder(bool performanceMode = true)
     {
         makeDecoder(CreationFlags::Paced, performanceMode);

@@ -38,8 +38,8 @@ bool waitUntil(const std::function<bool()> &condition)
     return true;
 }
 
-/// Gives block after block while it is open: the n-th is "H264n", a key block when n is even, with 1 block lost and a latency
-/// of 3 ms. Thread-safe.
+/// Gives block after block while it is open: the n-th is "H264n", a key block when n is even, with 1 block lost and a
+/// latency of 3 ms. Thread-safe.
 class StampedQueue : public IInputQueue {
 public:
     explicit StampedQueue(quint32 streamId)
