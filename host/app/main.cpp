@@ -163,6 +163,7 @@ std::optional<std::string> runComponent(const Options &options, HostReport &repo
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only running out of memory throws, and ends the program
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
