@@ -23,7 +23,10 @@ Header *headerOf(void *data)
 void *slab::bigBlockAllocate(quint32 size)
 {
     void *const memory = ::operator new(sizeof(Header) + size, std::align_val_t(alignment), std::nothrow);
-    return memory ? new (memory) Header + 1 : nullptr;
+    if (!memory)
+        return nullptr;
+    Header *const header = new (memory) Header;
+    return header + 1;
 }
 
 void slab::bigBlockRetain(void *data)
