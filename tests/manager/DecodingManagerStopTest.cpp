@@ -1,0 +1,131 @@
+#include <QPointer>
+#include <QThread>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "DecodingManagerFixture.h"
+#include "fakes/FakeIndications.h"
+
+using testing::ElementsAre;
+
+TEST_F(DecodingManagerTest, StopReleasesThenWithdrawsThenDisposesOfTheDecodersAndEndsTheThreads)
+{
+    struct WatchedFormatManager : FakeFormatManager {
+        explicit WatchedFormatManager(DecodingManagerTest &owner)
+            : test(owner)
+        {
+        }
+        ~WatchedFormatManager() override
+        {
+            test.log.add("format manager gone, " + test.lockState() +
+                         (test.manager()._self.isNull() ? ", no self" : ", self"));
+        }
+        DecodingManagerTest &test;
+    };
+    struct WatchedQueue : FakeInputQueue {
+        WatchedQueue(DecodingManagerTest &owner, const char *kind)
+            : test(owner)
+            , what(kind)
+        {
+        }
+        ~WatchedQueue() override { test.log.add(what + " queue gone, " + test.lockState()); }
+        DecodingManagerTest &test;
+        std::string what;
+    };
+    EXPECT_TRUE(init());
+    const VideoStreamDecoder *const decoder = placeVideoDecoder();
+    // Places whose queue nobody else holds: they tell when the registries let go.
+    manager()._videoDecoders.findOrReserve(ModkitPtr<IInputQueue>(new WatchedQueue(*this, "video")));
+    manager()._audioDecoders.findOrReserve(ModkitPtr<IInputQueue>(new WatchedQueue(*this, "audio")));
+    registry.objects.erase(formatManagerId);
+    const ModkitPtr<IAVFormatManager> held = manager()._formatManager; // by the decoder, too
+    manager()._formatManager = ModkitPtr<IAVFormatManager>(new WatchedFormatManager(*this));
+    registry.duringSet = [this, decoder] {
+        log.add(lockState() + (manager()._self.isNull() ? ", no self" : ", self") +
+                (decoder->_disposing ? ", disposing" : ", decoding") +
+                (manager()._threads.first()->isRunning() ? ", running" : ", ended"));
+    };
+    log.take();
+
+    stop();
+
+    EXPECT_THAT(log.take(),
+                ElementsAre("format manager gone, locked, self", //
+                            "set e0711c9b-7725-4e3c-bdbf-b716c3a34142 empty", "unlocked, no self, decoding, running",
+                            "set 252e7437-a55d-4499-9660-194d7d81b5d8 empty",
+                            "unlocked, no self, decoding, running", //
+                            "video queue gone, locked", "audio queue gone, locked"));
+    registry.duringSet = nullptr;
+}
+
+TEST_F(DecodingManagerTest, StopEndsEveryThreadBeforeItReturns)
+{
+    setThreads(3);
+    EXPECT_TRUE(init());
+    QVector<QPointer<QThread>> threads;
+    for (QThread *thread : qAsConst(manager()._threads))
+        threads.append(thread);
+    stop();
+    for (const QPointer<QThread> &thread : qAsConst(threads))
+        EXPECT_TRUE(thread.isNull());
+    EXPECT_EQ(manager()._threads.size(), 3) << "kept, stale";
+    EXPECT_EQ(manager()._decodersPerThread.size(), 3);
+}
+
+TEST_F(DecodingManagerTest, StopDisposesOfAllDecodersAndWaitsForTheirEndWithoutTheLock)
+{
+    struct WatchedIndicationManager : FakeIndicationManager {
+        explicit WatchedIndicationManager(DecodingManagerTest &owner)
+            : test(owner)
+        {
+        }
+        void removeIndication(const ModkitPtr<IIndicationObject> &) override
+        {
+            // On the decoder's thread, while stop waits for it. It may still hold the lock for the decoders after this
+            // one.
+            const bool free = test.manager()._mutex.tryLock(60000);
+            if (free)
+                test.manager()._mutex.unlock();
+            test.log.add(free ? "removed, unlocked" : "removed, locked");
+        }
+        DecodingManagerTest &test;
+    };
+    registry.objects[indicationManagerId] =
+        ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(new WatchedIndicationManager(*this)));
+    setThreads(1);
+    EXPECT_TRUE(init());
+    QPointer<VideoStreamDecoder> first = placeVideoDecoder();
+    QPointer<VideoStreamDecoder> second = placeVideoDecoder();
+    QPointer<AudioStreamDecoder> third = placeAudioDecoder();
+    // What a construction that failed leaves behind.
+    manager()._videoDecoders.findOrReserve(ModkitPtr<IInputQueue>(new FakeInputQueue));
+    manager()._decodersPerThread[0] = 2;
+    EXPECT_EQ(manager().decoderCount(), 4);
+    log.take();
+
+    stop();
+
+    EXPECT_TRUE(first.isNull());
+    EXPECT_TRUE(second.isNull());
+    EXPECT_TRUE(third.isNull());
+    EXPECT_EQ(manager().decoderCount(), 0);
+    EXPECT_TRUE(manager()._videoDecoders._byId.isEmpty());
+    EXPECT_TRUE(manager()._audioDecoders._byId.isEmpty());
+    EXPECT_EQ(manager()._decodersPerThread, QVector<int>{2}) << "not changed";
+    const std::vector<std::string> calls = log.take();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "removed, unlocked"), 21);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "removed, locked"), 0);
+}
+
+TEST_F(DecodingManagerTest, StopLeavesTheIndicationManagerToTheDestructor)
+{
+    registry.objects[indicationManagerId] =
+        ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(new FakeIndicationManager));
+    EXPECT_TRUE(init());
+    stop();
+    EXPECT_TRUE(manager()._formatManager.isNull());
+    EXPECT_TRUE(manager()._self.isNull());
+    EXPECT_FALSE(manager()._indicationManager.isNull());
+}
