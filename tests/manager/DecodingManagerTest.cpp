@@ -152,7 +152,11 @@ TEST_F(DecodingManagerTest, ThreadsRunOnTheirSmallStackAndWereNamedAfterTheirSta
     inspector.moveToThread(manager()._threads.first());
     QCoreApplication::postEvent(&inspector, new QEvent(QEvent::User));
     const auto [stackSize, name] = inspector.found.get_future().get();
+#if defined(__SANITIZE_THREAD__)
+    EXPECT_GE(stackSize, 102400U) << "ThreadSanitizer adds what it needs itself";
+#else
     EXPECT_EQ(stackSize, 102400U);
+#endif
     EXPECT_EQ(name, "QThread") << "Qt passes the object name of a starting thread on to the system";
     stop();
 }
