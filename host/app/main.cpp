@@ -5,12 +5,14 @@
 #include <QThread>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <optional>
 #include <set>
 #include <string>
+#include <system_error>
 #include <variant>
 #include <vector>
 
@@ -178,6 +180,8 @@ int main(int argc, char **argv)
     if (const auto error = runComponent(options, report))
         return fail(EXIT_FAILURE, *error);
     report.objectsLeft = ObjectTrace::liveCountByType();
-    std::fputs((options.json ? report.toJson() : report.toText()).c_str(), stdout);
+    if (std::fputs((options.json ? report.toJson() : report.toText()).c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+        return fail(EXIT_FAILURE,
+                    "cannot write the report to the standard output: " + std::generic_category().message(errno));
     return report.isClean() ? EXIT_SUCCESS : fail(EXIT_FAILURE, "the component left something behind");
 }

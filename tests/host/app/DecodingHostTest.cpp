@@ -117,6 +117,18 @@ TEST(DecodingHost, NamesASettingsFileThatIsNotThere)
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("/nowhere/host.ini")));
 }
 
+#if defined(Q_OS_LINUX)
+TEST(DecodingHost, SaysThatItsReportCannotBeWritten)
+{
+    QProcess host;
+    host.setStandardOutputFile(QStringLiteral("/dev/full"));
+    host.start(QStringLiteral(HOST_FILE), {QStringLiteral("--threads"), QStringLiteral("1")});
+    ASSERT_TRUE(host.waitForFinished(60000));
+    EXPECT_EQ(host.exitCode(), 1);
+    EXPECT_THAT(host.readAllStandardError().toStdString(), AllOf(isOneLine(), HasSubstr("cannot write the report")));
+}
+#endif
+
 TEST(DecodingHost, RefusesNumbersOfThreadsThatWouldUseUpTheMachine)
 {
     for (const char *count : {"-1", "1025", "2147483647"}) {
