@@ -2,9 +2,7 @@
 # prefix of a QtCore 5.15 that was built with the same compiler.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
-set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
-set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
 if(NOT QT_WINDOWS_PREFIX)
     set(QT_WINDOWS_PREFIX $ENV{QT_WINDOWS_PREFIX} CACHE PATH "Prefix of a QtCore for Windows")

@@ -29,10 +29,10 @@
 
 namespace {
 
-const int exitWrongUsage = 2;
+constexpr int exitWrongUsage = 2;
 
 // The component takes any number: a mistyped one would use up the machine.
-const std::int32_t maxThreads = 1024;
+constexpr std::int32_t maxThreads = 1024;
 
 int fail(int exitCode, const std::string &message)
 {
@@ -79,13 +79,8 @@ std::variant<Options, std::string> parse(const QCoreApplication &application)
     options.json = parser.isSet(json);
     if (parser.isSet(settings))
         options.settingsFile = parser.value(settings);
-    if (parser.isSet(threads)) {
-        bool isNumber = false;
-        parser.value(threads).toInt(&isNumber);
-        if (!isNumber)
-            return "--threads takes a number, not \"" + parser.value(threads).toStdString() + "\"";
+    if (parser.isSet(threads))
         options.threads = parser.value(threads);
-    }
     return options;
 }
 
@@ -133,10 +128,13 @@ std::optional<std::string> runComponent(const Options &options, HostReport &repo
             return error;
     }
 
-    const std::int32_t threads = settings->getInt("THREADS", 1);
-    if (threads < 0 || threads > maxThreads)
-        return "the setting THREADS (command line, DECODING_THREADS or settings file) is " + std::to_string(threads) +
-               "; it takes a number from 0 to " + std::to_string(maxThreads);
+    if (const auto threads = settings->text("THREADS")) {
+        bool isNumber = false;
+        const int count = QString::fromStdString(*threads).toInt(&isNumber);
+        if (!isNumber || count < 0 || count > maxThreads)
+            return "the setting THREADS (command line, DECODING_THREADS or settings file) is \"" + *threads +
+                   "\"; it takes a number from 0 to " + std::to_string(maxThreads);
+    }
 
     ObjectRegistry registry;
     registry.setObject(InterfaceIdentifiers::avFormatManager,

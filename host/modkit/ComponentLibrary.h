@@ -16,8 +16,7 @@
 ///
 /// The exports of a component are called from one thread, so load, createObject and the deletion of objects that were
 /// never handed over are called from one thread as well. Errors are one line each, name the library's path and what is
-/// wrong with it. An exception out of the creation of an object becomes
-/// an error; ModkitMyName has none by contract.
+/// wrong with it. An exception out of the creation of an object becomes an error; ModkitMyName throws none.
 class ComponentLibrary {
 public:
     /// Deletes an object through ModkitDeleteObject of the library that it comes from.
@@ -41,10 +40,10 @@ public:
     /// through ModkitDeleteObject.
     using Object = std::unique_ptr<IComponent, Deleter>;
 
-    /// Loads the library at @p path, relative to the working directory or absolute; no other place is searched, and
-    /// no prefix or suffix is added.
+    /// Loads the library at @p path, relative to the working directory or absolute; no other place is searched, and no
+    /// prefix or suffix is added.
     /// @return the library, or an error: the file is not there, cannot be loaded, lacks one of the three exports, or
-    /// answers no name, being made for another version of the contract.
+    ///         answers no name, being made for another version of the contract.
     [[nodiscard]] static std::variant<ComponentLibrary, std::string> load(const QString &path);
 
     /// The component's name as the library gives it.

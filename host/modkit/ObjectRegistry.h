@@ -23,7 +23,7 @@ public:
     ~ObjectRegistry();
 
     /// @return what stood under @p identifier before, empty if nothing did. When the caller drops it, it may be the
-    /// last reference.
+    ///         last reference.
     ModkitPtr<IPolymorph> setObject(const std::string &identifier,
                                     const ModkitPtr<IPolymorph> &object) noexcept override;
     ModkitPtr<IPolymorph> getObject(const std::string &identifier) noexcept override;

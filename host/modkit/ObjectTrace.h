@@ -19,7 +19,7 @@ namespace ObjectTrace {
 [[nodiscard]] std::size_t liveCount();
 
 /// @return the number of live objects by the readable name of their type; types without a live object are left out. An
-/// object is listed under the type that it was entered with.
+///         object is listed under the type that it was entered with.
 [[nodiscard]] std::map<std::string, std::size_t> liveCountByType();
 
 } // namespace ObjectTrace

@@ -22,23 +22,26 @@ std::string textOf(const QVariant &value)
 
 std::int32_t Settings::getInt(const std::string &key, std::int32_t defaultValue) noexcept
 {
-    for (const Layer &layer : _layers) {
-        const auto entry = layer.values.find(key);
-        if (entry == layer.values.end())
-            continue;
-        const QString text = QString::fromStdString(entry->second);
-        bool isInteger = false;
-        const int value = text.toInt(&isInteger);
-        if (isInteger)
-            return value;
-        // The quotes of the debug stream escape line ends inside a text, so this stays one line.
-        qWarning().nospace() << "Settings from " << QString::fromStdString(layer.origin) << ": key "
-                             << QString::fromStdString(key) << " holds " << text
-                             << ", which is not a 32-bit decimal integer; the default " << defaultValue
-                             << " is used instead";
+    const Layer *const layer = firstLayerWith(key);
+    if (!layer)
         return defaultValue;
-    }
+    const QString text = QString::fromStdString(layer->values.at(key));
+    bool isInteger = false;
+    const int value = text.toInt(&isInteger);
+    if (isInteger)
+        return value;
+    // The quotes of the debug stream escape line ends inside a text, so this stays one line.
+    qWarning().nospace() << "Settings from " << QString::fromStdString(layer->origin) << ": key "
+                         << QString::fromStdString(key) << " holds " << text
+                         << ", which is not a 32-bit decimal integer; the default " << defaultValue
+                         << " is used instead";
     return defaultValue;
+}
+
+std::optional<std::string> Settings::text(const std::string &key) const
+{
+    const Layer *const layer = firstLayerWith(key);
+    return layer ? std::optional<std::string>(layer->values.at(key)) : std::nullopt;
 }
 
 void Settings::addMap(std::map<std::string, std::string> values, const std::string &origin)
@@ -79,4 +82,13 @@ std::optional<std::string> Settings::addIniFile(const QString &path)
         values[key.toStdString()] = textOf(ini.value(key));
     addMap(std::move(values), path.toStdString());
     return std::nullopt;
+}
+
+const Settings::Layer *Settings::firstLayerWith(const std::string &key) const
+{
+    for (const Layer &layer : _layers) {
+        if (layer.values.count(key) != 0)
+            return &layer;
+    }
+    return nullptr;
 }

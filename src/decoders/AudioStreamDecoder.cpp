@@ -1,12 +1,12 @@
 #include "decoders/AudioStreamDecoder.h"
 
-#include <QtDebug>
+#include <QDebug>
 
 #include "decoders/AddressName.h"
 
 namespace {
 
-const quint32 audioStreamId = 8;
+constexpr quint32 audioStreamId = 8;
 
 } // namespace
 

@@ -13,10 +13,10 @@
 
 namespace {
 
-const int cycleIntervalMs = 1;
-const int catchUpLimitMs = 500;
-const int blinkMs = 500;
-const int noTimeout = -1;
+constexpr int cycleIntervalMs = 1;
+constexpr int catchUpLimitMs = 500;
+constexpr int blinkMs = 500;
+constexpr int noTimeout = -1;
 
 enum IndicationValue { Good = 0, Warning = 1, Alternative = 1, Bad = 2, Black = 3 };
 
@@ -46,7 +46,7 @@ template <class Figure>
 inline void showLevel(const ModkitPtr<IIndicationObject> &indication, Figure figure, Figure warningFrom, Figure badFrom)
 {
     if (!indication.isNull())
-        show(indication, figure >= badFrom ? Bad : figure >= warningFrom ? Warning : Good);
+        indication->setValue(figure >= badFrom ? Bad : figure >= warningFrom ? Warning : Good, noTimeout, noCallback);
 }
 
 inline void blink(const ModkitPtr<IIndicationObject> &indication, int value)
@@ -69,6 +69,7 @@ struct BaseSingleStreamDecoder::Block {
     qint64 latency = 0; // ms
 };
 
+/// One row of the table of indications.
 struct BaseSingleStreamDecoder::Indication {
     const char *name;
     ModkitPtr<IIndicationObject> BaseSingleStreamDecoder::*field;

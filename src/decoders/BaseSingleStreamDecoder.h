@@ -86,7 +86,7 @@ public:
 protected:
     /// Runs a cycle for a tick of the cycle timer; other timers are ignored.
     void timerEvent(QTimerEvent *event) override;
-    /// Runs a cycle, whatever the event's type.
+    /// Runs a cycle, whatever the event's type; starts the cycle timer first where the creating thread could not.
     void customEvent(QEvent *event) override;
 
 private:
@@ -142,7 +142,7 @@ private:
 
     // Decoder thread only.
     QueueCursor _cursor;
-    QBasicTimer _timer;
+    QBasicTimer _timer;             // started on the creating thread, if that has an event dispatcher
     quint32 _currentFourcc = 0;     // of the codec decoder created last, or attempted
     qint64 _referenceTime = 0;      // block time of the last reference block, ms
     qint64 _referenceWallClock = 0; // when that block was taken, ms since the epoch

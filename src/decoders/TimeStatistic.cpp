@@ -1,12 +1,12 @@
 #include "decoders/TimeStatistic.h"
 
-#include <QtDebug>
+#include <QDebug>
 
 #include <cmath>
 
 namespace {
 
-const qint64 minuteMs = 60000;
+constexpr qint64 minuteMs = 60000;
 
 // Clocks jump and sums grow: what overflows wraps around, as unsigned arithmetic does.
 

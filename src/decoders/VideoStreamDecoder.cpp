@@ -1,12 +1,12 @@
 #include "decoders/VideoStreamDecoder.h"
 
-#include <QtDebug>
+#include <QDebug>
 
 #include "decoders/AddressName.h"
 
 namespace {
 
-const quint32 videoStreamId = 0;
+constexpr quint32 videoStreamId = 0;
 
 } // namespace
 

@@ -15,7 +15,7 @@ class BaseSingleStreamDecoder;
 /// hold a null decoder where one is about to be registered, or where its construction failed.
 class DecoderRegistry {
 public:
-    typedef QHash<ModkitPtr<IInputQueue>, BaseSingleStreamDecoder *>::const_iterator const_iterator;
+    using const_iterator = QHash<ModkitPtr<IInputQueue>, BaseSingleStreamDecoder *>::const_iterator;
 
     /// @return the decoder of @p queue; otherwise null, and a place is reserved for the decoder that the next
     ///         registerOutput brings. The two calls belong together.

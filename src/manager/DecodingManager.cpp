@@ -9,7 +9,7 @@
 
 namespace {
 
-const uint decoderStackSize = 102400; // bytes
+constexpr uint decoderStackSize = 102400; // bytes
 
 } // namespace
 
@@ -35,7 +35,7 @@ void DecodingManager::stop()
 {
     {
         const QMutexLocker lock(&_mutex);
-        // _indicationManager stays until destruction: decoders that are still to be destroyed share it.
+        // Kept: _indicationManager is released by the destructor only.
         _formatManager.reset();
         _self.reset();
     }

@@ -19,10 +19,9 @@ class QThread;
 /// published in the object registry while it is initialised.
 ///
 /// The framework creates it through ModkitGetObject, calls `init` once and `stop` once from one thread, and keeps a
-/// reference until `stop` has returned. `check` is thread-safe; all other operations are thread-safe and take
-/// `_mutex`. `stop` returns only after every decoder thread has ended, and with it every stream decoder that lived on
-/// it. (A thread that the system refused to start, of which Qt warns, runs nothing, and what was placed on it is never
-/// deleted.)
+/// reference until `stop` has returned. All other operations are thread-safe. `stop` returns only after every decoder
+/// thread has ended, and with it every stream decoder that lived on it. (A thread that the system refused to start, of
+/// which Qt warns, runs nothing, and what was placed on it is never deleted.)
 class DecodingManager final : public IComponent, public IDecodingManager, public ITuneDecoding {
 public:
     /// Looks nothing up and starts nothing.
@@ -62,7 +61,7 @@ private:
     void startThreads(quint32 count);
     void endThreads();
     void withdraw();
-    void disposeDecodersLocked(DecoderRegistry &registry);
+    static void disposeDecodersLocked(DecoderRegistry &registry);
     void setPerformanceModeLocked(const DecoderRegistry &registry);
 
     ModkitPtr<IAVFormatManager> _formatManager;

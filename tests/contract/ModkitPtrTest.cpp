@@ -13,7 +13,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-typedef RecordedTrace::Call Call;
+using Call = RecordedTrace::Call;
 
 class IThing : public IPolymorph {
 public:

@@ -12,16 +12,15 @@
 #include "fakes/FakeIndications.h"
 #include "fakes/FakeInputQueue.h"
 #include "fakes/FakeOutputQueue.h"
-#include "fakes/FakeWallClock.h"
 #include "fakes/RecordedMessages.h"
 #include <gmock/gmock.h>
 
 struct VideoStream {
-    typedef VideoStreamDecoder Decoder;
-    typedef IVideoCodecDecoder CodecDecoder;
-    typedef IVideoOutputQueue OutputQueue;
-    typedef FakeVideoOutputQueue FakeOutput;
-    typedef VideoFrameHandle BufferHandle;
+    using Decoder = VideoStreamDecoder;
+    using CodecDecoder = IVideoCodecDecoder;
+    using OutputQueue = IVideoOutputQueue;
+    using FakeOutput = FakeVideoOutputQueue;
+    using BufferHandle = VideoFrameHandle;
     static constexpr quint32 streamId = 0;
     static constexpr const char *createCall = "create video 'H264'";
 
@@ -29,18 +28,18 @@ struct VideoStream {
 };
 
 struct AudioStream {
-    typedef AudioStreamDecoder Decoder;
-    typedef IAudioCodecDecoder CodecDecoder;
-    typedef IAudioOutputQueue OutputQueue;
-    typedef FakeAudioOutputQueue FakeOutput;
-    typedef AudioSampleHandle BufferHandle;
+    using Decoder = AudioStreamDecoder;
+    using CodecDecoder = IAudioCodecDecoder;
+    using OutputQueue = IAudioOutputQueue;
+    using FakeOutput = FakeAudioOutputQueue;
+    using BufferHandle = AudioSampleHandle;
     static constexpr quint32 streamId = 8;
     static constexpr const char *createCall = "create audio 'H264'";
 
     static FakeAudioCodecDecoder::During &duringDecode(FakeFormatManager &manager) { return manager.duringAudioDecode; }
 };
 
-typedef testing::Types<VideoStream, AudioStream> Streams;
+using Streams = testing::Types<VideoStream, AudioStream>;
 
 struct StreamNames {
     template <class Stream>
@@ -78,7 +77,7 @@ private:
 template <class Stream>
 class CodecStreamFixture : public testing::Test {
 protected:
-    typedef ModkitPtr<typename Stream::OutputQueue> Output;
+    using Output = ModkitPtr<typename Stream::OutputQueue>;
 
     void makeDecoder(int flags = 0, const char *name = "camera 1")
     {

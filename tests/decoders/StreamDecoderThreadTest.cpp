@@ -1,6 +1,5 @@
 #include <QAbstractEventDispatcher>
 
-#include <memory>
 #include <vector>
 
 #include "StreamDecoderThreadFixture.h"

@@ -11,7 +11,7 @@
 template <class CodecDecoder, class OutputQueue>
 class FakeCodecDecoder : public CodecDecoder {
 public:
-    typedef std::function<void(const QByteArray &data, const ModkitPtr<OutputQueue> *outputs, int outputCount)> During;
+    using During = std::function<void(const QByteArray &data, const ModkitPtr<OutputQueue> *outputs, int outputCount)>;
 
     FakeCodecDecoder(CallLog *log, const During &duringDecode)
         : _log(log)
@@ -40,8 +40,8 @@ private:
     During _duringDecode;
 };
 
-typedef FakeCodecDecoder<IVideoCodecDecoder, IVideoOutputQueue> FakeVideoCodecDecoder;
-typedef FakeCodecDecoder<IAudioCodecDecoder, IAudioOutputQueue> FakeAudioCodecDecoder;
+using FakeVideoCodecDecoder = FakeCodecDecoder<IVideoCodecDecoder, IVideoOutputQueue>;
+using FakeAudioCodecDecoder = FakeCodecDecoder<IAudioCodecDecoder, IAudioOutputQueue>;
 
 /// Logs "create video 'H264'" and "create audio 'AAC '", and hands out fake codec decoders unless it is told to
 /// refuse.

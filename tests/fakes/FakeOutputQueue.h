@@ -35,7 +35,7 @@ private:
     CallLog *_log;
 };
 
-typedef FakeOutputQueue<IVideoOutputQueue, VideoFrameHandle> FakeVideoOutputQueue;
-typedef FakeOutputQueue<IAudioOutputQueue, AudioSampleHandle> FakeAudioOutputQueue;
+using FakeVideoOutputQueue = FakeOutputQueue<IVideoOutputQueue, VideoFrameHandle>;
+using FakeAudioOutputQueue = FakeOutputQueue<IAudioOutputQueue, AudioSampleHandle>;
 
 #endif

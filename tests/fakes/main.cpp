@@ -4,9 +4,9 @@
 
 #if defined(__SANITIZE_THREAD__)
 #include "fakes/AnnouncedQt.h"
-typedef AnnouncedApplication Application;
+using Application = AnnouncedApplication;
 #else
-typedef QCoreApplication Application;
+using Application = QCoreApplication;
 #endif
 
 /// The main program of tests that use Qt: timers, events and threads need an application object.

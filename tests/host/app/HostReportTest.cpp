@@ -1,7 +1,5 @@
 #include "app/HostReport.h"
 
-#include <string>
-
 #include <gmock/gmock.h>
 
 using testing::HasSubstr;

@@ -113,6 +113,16 @@ TEST_F(SettingsTest, WrongTextHidesTheKeyInLaterLayers)
     EXPECT_EQ(_settings.getInt("key", defaultValue), defaultValue);
 }
 
+TEST_F(SettingsTest, TextIsThatOfTheFirstLayerWithTheKeyWhateverItSays)
+{
+    EXPECT_EQ(_settings.text("key"), std::nullopt);
+    _settings.addMap({{"other", "1"}}, "first");
+    _settings.addMap({{"key", "many"}}, "second");
+    _settings.addMap({{"key", "3"}}, "third");
+    EXPECT_EQ(_settings.text("key"), "many");
+    EXPECT_THAT(_messages.take(), IsEmpty());
+}
+
 TEST_F(SettingsTest, EnvironmentVariablesWithThePrefixAreKeys)
 {
     const ScopedVariable threads("SETTINGSTEST_threads", "3");
