@@ -16,7 +16,7 @@
 #include "fakes/FakeOutputQueue.h"
 #include <gmock/gmock.h>
 
-const std::chrono::seconds deadline(60); // only a hang reaches it
+const std::chrono::seconds deadline(30); // only a hang reaches it
 
 /// @return whether @p condition has become true before the deadline.
 inline bool waitUntil(const std::function<bool()> &condition)
@@ -120,7 +120,7 @@ protected:
             task();
             done.set_value();
         }));
-        done.get_future().wait();
+        EXPECT_EQ(done.get_future().wait_for(deadline), std::future_status::ready);
     }
 
     /// A decoder that is still on the calling thread. It notes its destruction.

@@ -1,5 +1,6 @@
 #include <QAbstractEventDispatcher>
 
+#include <mutex>
 #include <vector>
 
 #include "StreamDecoderThreadFixture.h"
@@ -135,11 +136,11 @@ TEST_F(StreamDecoderThreadTest, BlockThatIsDecodedDuringDisposalIsTheLastOneRead
     std::promise<void> disposed;
     formats->duringVideoDecode = [&](const QByteArray & /*data*/, const auto * /*outputs*/, int /*outputCount*/) {
         decoding.set_value();
-        disposed.get_future().wait();
+        EXPECT_EQ(disposed.get_future().wait_for(deadline), std::future_status::ready);
     };
     queue->isOpen = true;
     VideoStreamDecoder *const decoder = makeDecoderOnThread();
-    decoding.get_future().wait();
+    ASSERT_EQ(decoding.get_future().wait_for(deadline), std::future_status::ready);
     QCoreApplication::postEvent(decoder, new QEvent(QEvent::User));
     decoder->dispose();
     disposed.set_value();
@@ -157,12 +158,12 @@ TEST_F(StreamDecoderThreadTest, AddAndRemoveWaitForTheBlockThatIsDecodedButFigur
             return;
         isDecoding = true;
         decoding.set_value();
-        goOn.get_future().wait();
+        EXPECT_EQ(goOn.get_future().wait_for(deadline), std::future_status::ready);
         isDecoding = false;
     };
     queue->isOpen = true;
     VideoStreamDecoder *const decoder = makeDecoderOnThread();
-    decoding.get_future().wait();
+    ASSERT_EQ(decoding.get_future().wait_for(deadline), std::future_status::ready);
     auto adding = std::async(std::launch::async, [&] {
         decoder->addOutput(1, output());
         return isDecoding.load();
@@ -207,7 +208,8 @@ TEST_F(StreamDecoderThreadTest, FiguresAddUpAndOutputsComeAndGoWhileFourThreadsM
     VideoStreamDecoder *const decoder = makeDecoderOnThread();
 
     std::atomic<int> unexpectedResults{0};
-    std::atomic<int> latePushes{0};
+    std::mutex removedMutex;
+    std::vector<ModkitPtr<IVideoOutputQueue>> removed;
     std::atomic<qint64> latencySum{0};
     std::atomic<quint32> latencyCount{0};
     const auto take = [&] {
@@ -232,7 +234,8 @@ TEST_F(StreamDecoderThreadTest, FiguresAddUpAndOutputsComeAndGoWhileFourThreadsM
             const int remaining = decoder->removeOutput(firstId + round);
             removable->isRemoved = true;
             unexpectedResults += remaining < 0 || remaining > 3;
-            latePushes += removable->latePushes;
+            const std::lock_guard<std::mutex> lock(removedMutex);
+            removed.push_back(held);
         }
     };
     std::vector<std::thread> meddlers;
@@ -250,7 +253,8 @@ TEST_F(StreamDecoderThreadTest, FiguresAddUpAndOutputsComeAndGoWhileFourThreadsM
     EXPECT_EQ(latencySum, 3 * static_cast<qint64>(latencyCount));
     EXPECT_EQ(unexpectedResults, 0);
     EXPECT_EQ(disorder, 0);
-    EXPECT_EQ(latePushes, 0);
+    for (const ModkitPtr<IVideoOutputQueue> &output : removed)
+        EXPECT_EQ(static_cast<const RemovableOutput &>(*output).latePushes, 0);
     EXPECT_EQ(decoder->removeOutput(0), 0);
     decoder->dispose();
     EXPECT_TRUE(waitForDestruction());
