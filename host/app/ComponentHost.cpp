@@ -28,6 +28,7 @@ std::optional<std::string> ComponentHost::start(const QString &path)
     if (!component->init(_settings, _registry, component))
         return library.path().toStdString() + ": " + library.name() + " finds a service missing that it requires";
     _name = library.name();
+    _path = library.path().toStdString();
     _component = component;
     return std::nullopt;
 }

@@ -26,13 +26,17 @@ public:
     /// Stops the component and drops the framework's reference to it; does nothing when it is not running.
     void stop();
 
-    /// The component's name, once it is started.
+    // Once the component is started.
+
     const std::string &componentName() const { return _name; }
+    /// The absolute path of its library.
+    const std::string &componentPath() const { return _path; }
 
 private:
     ModkitPtr<ISettings> _settings;
     ObjectRegistry &_registry;
     std::string _name;
+    std::string _path;
     ModkitPtr<IComponent> _component; // set while it is running
 };
 

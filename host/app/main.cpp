@@ -1,7 +1,6 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QFileInfo>
 #include <QThread>
 
 #include <algorithm>
@@ -145,7 +144,7 @@ std::optional<std::string> runComponent(const Options &options, HostReport &repo
     if (auto error = host.start(options.component))
         return error;
     report.componentName = host.componentName();
-    report.componentPath = QFileInfo(options.component).absoluteFilePath().toStdString();
+    report.componentPath = host.componentPath();
     report.threads = difference(ProcessThreads::ids(), threadsBefore);
     for (const std::string &identifier : registry.identifiers()) {
         if (identifier != InterfaceIdentifiers::avFormatManager)

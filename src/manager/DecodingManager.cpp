@@ -82,18 +82,19 @@ int DecodingManager::decoderCount()
 
 void DecodingManager::usePerformanceMode()
 {
-    const QMutexLocker lock(&_mutex);
-    _performanceMode = true;
-    qDebug() << "Decoders set to performance mode";
-    setPerformanceModeLocked(_videoDecoders);
-    setPerformanceModeLocked(_audioDecoders);
+    switchMode(true, "Decoders set to performance mode");
 }
 
 void DecodingManager::useTimeSavingMode()
 {
+    switchMode(false, "Decoders set to time-saving mode");
+}
+
+void DecodingManager::switchMode(bool performanceMode, const char *message)
+{
     const QMutexLocker lock(&_mutex);
-    _performanceMode = false;
-    qDebug() << "Decoders set to time-saving mode";
+    _performanceMode = performanceMode;
+    qDebug() << message;
     setPerformanceModeLocked(_videoDecoders);
     setPerformanceModeLocked(_audioDecoders);
 }

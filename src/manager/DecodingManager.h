@@ -58,6 +58,7 @@ public:
     void useTimeSavingMode() override;
 
 private:
+    void switchMode(bool performanceMode, const char *message);
     void startThreads(quint32 count);
     void endThreads();
     void withdraw();
