@@ -35,7 +35,9 @@ constexpr std::int32_t maxThreads = 1024;
 
 int fail(int exitCode, const std::string &message)
 {
-    std::fprintf(stderr, "decoding-host: %s\n", message.c_str());
+    // One line, whatever texts of others the message quotes.
+    const QByteArray line = QString::fromStdString(message).simplified().toUtf8();
+    std::fprintf(stderr, "decoding-host: %s\n", line.constData());
     return exitCode;
 }
 

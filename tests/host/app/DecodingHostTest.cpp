@@ -141,6 +141,14 @@ TEST(DecodingHost, RefusesThreadsThatAreNoNumberOrWouldUseUpTheMachine)
     }
 }
 
+TEST(DecodingHost, SaysInOneLineWhatIsWrongWithATextOfSeveralLines)
+{
+    EXPECT_THAT(run({QStringLiteral("--threads"), QStringLiteral("one\nor two")}).errors,
+                AllOf(isOneLine(), HasSubstr("one or two")));
+    EXPECT_THAT(run({QStringLiteral("--component"), QStringLiteral("/no\nwhere.so")}).errors,
+                AllOf(isOneLine(), HasSubstr("/no where.so")));
+}
+
 TEST(DecodingHost, RefusesArgumentsThatMakeNoSense)
 {
     const Outcome result = run({QStringLiteral("camera.mp4")});
