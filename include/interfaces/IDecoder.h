@@ -2,9 +2,22 @@
 #define INTERFACES_IDECODER_H
 
 /// A client's handle to decoding: while it lives, the stream decoder feeds the output queue that it was created with.
-/// The release of the last ModkitPtr to it, on any thread, removes that output, and with the last output the decoder.
-/// Must not be created or released from inside what decoders and the decoding manager call under their locks: the
-/// operations and the destructors of codec decoders, output queues, input queues, indications and the format manager.
+/// The release of the last ModkitPtr to it removes that output, and with the last output the decoder.
+///
+/// It may be released on any thread and at any time: while the decoding manager is being stopped, after that (it
+/// changes nothing then), and as the last thing that keeps the manager alive. The release takes the manager's mutex,
+/// and waits for a block that this stream's decoder is just decoding; when it returns, nothing more is pushed to the
+/// output queue. A decoder whose last output has gone ends on its own thread a little later, at the latest within
+/// `stop`; only then does it let go of its input queue and its codec decoder.
+///
+/// A handle must not be created or released while the calling thread holds a lock of the manager or of a decoder, for
+/// it would wait for itself, or two threads for each other. That is the case
+/// - in every operation of a codec decoder, an output queue, an input queue, an indication, the indication manager and
+///   the format manager;
+/// - in the destructor of an output queue, unless its owner keeps a reference until its handles are released;
+/// - in the destructor of the format manager, and in that of an input queue for which the creation of a decoder has
+///   thrown.
+/// In the destructor of a codec decoder and of any other input queue no lock is held, and handles may be released.
 class IDecoder {
 public:
     virtual ~IDecoder() = default;

@@ -13,17 +13,23 @@
 /// Decodes streams for clients in the same process. Published by the decoding manager; thread-safe.
 class IDecodingManager : public IPolymorph {
 public:
-    /// Feeds @p outputQueue with the decoded frames of the video stream in @p inputQueue. There is one stream decoder
-    /// for each input queue: a second request for the same queue adds its output to the decoder that is there, whose
-    /// flags and name stay. Does not wait for a block in progress unless the output joins a decoder that is just
-    /// decoding. An empty queue pointer, or a manager that was told to start no threads, is a programming error,
-    /// reported as a failed assertion, which ends the process in release builds too.
+    /// Feeds @p outputQueue with the decoded frames of the video stream in @p inputQueue, until the handle is released.
+    /// There is one stream decoder for each input queue: a second request for the same queue adds its output to the
+    /// decoder that is there, whose flags and name stay. A new decoder goes to the decoder thread that has the fewest,
+    /// and reads the queue from its beginning, with a cursor of its own; where the last handle of the same queue was
+    /// dropped just before, the old decoder may still be finishing a block.
+    ///
+    /// Takes the manager's mutex, and creates the decoder's indications under it. Does not wait for a block in progress
+    /// unless the output joins a decoder that is just decoding. IDecoder.h says from where handles must not be created.
+    /// An empty queue pointer, or a manager that was told to start no threads, is a programming error, reported as a
+    /// failed assertion, which ends the process in release builds too.
     /// @param inputQueue must not be empty.
     /// @param outputQueue must not be empty.
     /// @param flags sum of the values of CreationFlags.
     /// @param name shown with the decoder's indications and in messages; when empty the decoder names itself.
     /// @return the handle; empty when the manager is not initialised or already stopped.
-    /// @throws std::bad_alloc when there is no memory.
+    /// @throws std::bad_alloc when there is no memory, and whatever the indication manager throws. The next request for
+    ///         the queue tries again.
     virtual ModkitPtr<IDecoder> createVideoDecoder(const ModkitPtr<IInputQueue> &inputQueue,
                                                    const ModkitPtr<IVideoOutputQueue> &outputQueue, int flags,
                                                    const QString &name) = 0;

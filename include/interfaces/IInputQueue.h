@@ -9,9 +9,9 @@
 
 /// The compressed blocks of a stream, or of several streams told apart by stream id (0 is video, 8 is audio).
 /// Implemented by whoever receives the stream; shared by ModkitPtr, and held by the stream decoder for its whole life.
-/// Any number of decoders read one queue, each with a cursor of its own. The last reference may be dropped while the
-/// decoding manager's lock is held: the destructor must not call the decoding manager, nor create or drop decoder
-/// handles.
+/// Any number of decoders read one queue, each with a cursor of its own. The last reference may be dropped on a decoder
+/// thread, without a lock. Only where the creation of a decoder has thrown is it dropped by `stop` under the decoding
+/// manager's lock: the destructor must not call the manager then, nor create or drop decoder handles.
 ///
 /// A key block, at which decoding can start, begins with its fourcc (4 bytes). An empty block (no bytes) ends the
 /// stream: the codec decoder is drained and discarded, and the next key block starts another one.

@@ -12,7 +12,8 @@ public:
     /// @param listener when not null, receives a QEvent_CpuLoad (QEvent_CpuLoad.h) for every change from now on, until
     ///        removeCpuLoadListener. It must be removed before it is destroyed. Registered twice, it receives two
     ///        events for each change.
-    /// @return time spent decoding in the last second, as a share of all the processor time that decoding can use: 0.0
+    /// @return time spent decoding in the last second (measured once a second by a timer of the thread that called
+    ///         `init`, which must run an event loop), as a share of all the processor time that decoding can use: 0.0
     ///         is idle, 1.0 is every usable core busy. 0.0 outside the time from `init` to `stop`; @p listener is not
     ///         kept then.
     virtual double cpuLoad(QObject *listener) = 0;

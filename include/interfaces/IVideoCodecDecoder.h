@@ -8,8 +8,8 @@
 #include "strata/base/modkit/modkit"
 
 /// Decodes the blocks of one video stream. Created by IAVFormatFactory, held by one stream decoder, called and
-/// destroyed on that decoder's thread, which has a stack of 102,400 bytes. Its destructor must not create or drop
-/// decoder handles.
+/// destroyed on that decoder's thread, which has a stack of 102,400 bytes. No lock of the component is held while it is
+/// destroyed.
 class IVideoCodecDecoder {
 public:
     virtual ~IVideoCodecDecoder() = default;

@@ -3,13 +3,24 @@
 #include <QDebug>
 #include <QMutexLocker>
 
-#include "decoders/BaseSingleStreamDecoder.h"
+#include <algorithm>
+#include <type_traits>
+
+#include "cpuload/CpuLoadCalculator.h"
+#include "decoders/AudioStreamDecoder.h"
+#include "decoders/VideoStreamDecoder.h"
 #include "interfaces/InterfaceIdentifiers.h"
+#include "manager/DecoderHandler.h"
 #include "manager/DecoderThread.h"
 
 namespace {
 
 constexpr uint decoderStackSize = 102400; // bytes
+constexpr int loadIntervalMs = 1000;
+
+// The place that failed assertions are reported at, with fixed line numbers.
+const char *const sourceFile = "DecodingManager";
+const char *const queuesGiven = "!inputQueue.isNull() && !outputQueue.isNull()";
 
 } // namespace
 
@@ -22,7 +33,9 @@ bool DecodingManager::init(const ModkitPtr<ISettings> &settings, IObjectRegistry
     _indicationManager = ModkitPtr<IIndicationManager>(registry.getObject(InterfaceIdentifiers::indicationManager));
 
     const int idealCount = QThread::idealThreadCount();
-    startThreads(static_cast<quint32>(settings->getInt("THREADS", idealCount == -1 ? 1 : idealCount)));
+    const quint32 threadCount = static_cast<quint32>(settings->getInt("THREADS", idealCount == -1 ? 1 : idealCount));
+    startThreads(threadCount);
+    _cpuLoadCalculator = new CpuLoadCalculator(this, loadIntervalMs, threadCount, nullptr);
 
     _registry = &registry;
     _self = ModkitPtr<DecodingManager>(self);
@@ -40,6 +53,7 @@ void DecodingManager::stop()
         _self.reset();
     }
     withdraw();
+    endLoadMeasurement();
     {
         const QMutexLocker lock(&_mutex);
         disposeDecodersLocked(_videoDecoders);
@@ -53,26 +67,34 @@ int DecodingManager::check()
     return 1;
 }
 
-ModkitPtr<IDecoder> DecodingManager::createVideoDecoder(const ModkitPtr<IInputQueue> & /*inputQueue*/,
-                                                        const ModkitPtr<IVideoOutputQueue> & /*outputQueue*/,
-                                                        int /*flags*/, const QString & /*name*/)
+ModkitPtr<IDecoder> DecodingManager::createVideoDecoder(const ModkitPtr<IInputQueue> &inputQueue,
+                                                        const ModkitPtr<IVideoOutputQueue> &outputQueue, int flags,
+                                                        const QString &name)
 {
-    return ModkitPtr<IDecoder>();
+    ModkitAssert(!inputQueue.isNull() && !outputQueue.isNull(), queuesGiven, sourceFile, 156);
+    return createDecoder<VideoStreamDecoder>(_videoDecoders, inputQueue, outputQueue, flags, name);
 }
 
-ModkitPtr<IDecoder> DecodingManager::createAudioDecoder(const ModkitPtr<IInputQueue> & /*inputQueue*/,
-                                                        const ModkitPtr<IAudioOutputQueue> & /*outputQueue*/,
-                                                        int /*flags*/, const QString & /*name*/)
+ModkitPtr<IDecoder> DecodingManager::createAudioDecoder(const ModkitPtr<IInputQueue> &inputQueue,
+                                                        const ModkitPtr<IAudioOutputQueue> &outputQueue, int flags,
+                                                        const QString &name)
 {
-    return ModkitPtr<IDecoder>();
+    ModkitAssert(!inputQueue.isNull() && !outputQueue.isNull(), queuesGiven, sourceFile, 193);
+    return createDecoder<AudioStreamDecoder>(_audioDecoders, inputQueue, outputQueue, flags, name);
 }
 
-double DecodingManager::cpuLoad(QObject * /*listener*/)
+double DecodingManager::cpuLoad(QObject *listener)
 {
-    return 0.0;
+    const QMutexLocker lock(&_mutex);
+    return _cpuLoadCalculator ? _cpuLoadCalculator->currentLoad(listener) : 0.0;
 }
 
-void DecodingManager::removeCpuLoadListener(QObject * /*listener*/) {}
+void DecodingManager::removeCpuLoadListener(QObject *listener)
+{
+    const QMutexLocker lock(&_mutex);
+    if (_cpuLoadCalculator)
+        _cpuLoadCalculator->removeListener(listener);
+}
 
 int DecodingManager::decoderCount()
 {
@@ -90,13 +112,52 @@ void DecodingManager::useTimeSavingMode()
     switchMode(false, "Decoders set to time-saving mode");
 }
 
-void DecodingManager::switchMode(bool performanceMode, const char *message)
+quint32 DecodingManager::totalDecodingTime()
 {
     const QMutexLocker lock(&_mutex);
-    _performanceMode = performanceMode;
-    qDebug() << message;
-    setPerformanceModeLocked(_videoDecoders);
-    setPerformanceModeLocked(_audioDecoders);
+    quint32 totalMs = 0;
+    visitDecoders(
+        [&](BaseSingleStreamDecoder &decoder) { totalMs += static_cast<quint32>(decoder.takeDecodingTime()); });
+    return totalMs;
+}
+
+qint64 DecodingManager::maxLatency()
+{
+    qint64 largestMs = 0;
+    visitTunedDecoders(
+        [&](BaseSingleStreamDecoder &decoder) { largestMs = std::max(largestMs, decoder.takeMaxLatency()); });
+    return largestMs;
+}
+
+quint32 DecodingManager::anyBlockDecoded()
+{
+    const QMutexLocker lock(&_mutex);
+    quint32 any = 0;
+    visitTunedDecoders([&](BaseSingleStreamDecoder &decoder) { any = std::max(any, decoder.takeDecodedFlag()); });
+    return any;
+}
+
+double DecodingManager::maxLossRatio()
+{
+    const QMutexLocker lock(&_mutex);
+    double largest = 0.0;
+    visitTunedDecoders([&](BaseSingleStreamDecoder &decoder) {
+        // In this order of arguments, what is not a number never replaces the largest.
+        largest = std::max(largest, decoder.takeLossRatio());
+    });
+    return largest;
+}
+
+qint64 DecodingManager::averageLatency()
+{
+    qint64 sumMs = 0;
+    quint32 count = 0;
+    visitTunedDecoders([&](BaseSingleStreamDecoder &decoder) {
+        const std::pair<qint64, quint32> totals = decoder.takeLatencyTotals();
+        sumMs += totals.first;
+        count += totals.second;
+    });
+    return count == 0 ? 0 : sumMs / count;
 }
 
 void DecodingManager::startThreads(quint32 count)
@@ -130,6 +191,13 @@ void DecodingManager::withdraw()
     _registry->setObject(InterfaceIdentifiers::tuneDecoding, ModkitPtr<IPolymorph>());
 }
 
+void DecodingManager::endLoadMeasurement()
+{
+    const QMutexLocker lock(&_mutex);
+    delete _cpuLoadCalculator;
+    _cpuLoadCalculator = nullptr;
+}
+
 void DecodingManager::disposeDecodersLocked(DecoderRegistry &registry)
 {
     while (registry.count() > 0) {
@@ -140,11 +208,90 @@ void DecodingManager::disposeDecodersLocked(DecoderRegistry &registry)
     registry.clear();
 }
 
-void DecodingManager::setPerformanceModeLocked(const DecoderRegistry &registry)
+template <class StreamDecoder, class OutputQueue>
+ModkitPtr<IDecoder> DecodingManager::createDecoder(DecoderRegistry &registry, const ModkitPtr<IInputQueue> &inputQueue,
+                                                   const ModkitPtr<OutputQueue> &outputQueue, int flags,
+                                                   const QString &name)
 {
-    const DecoderRegistry snapshot = registry; // NOLINT(performance-unnecessary-copy-initialization): to be walked
-    for (BaseSingleStreamDecoder *decoder : snapshot) {
-        if (decoder && !(decoder->flags() & CreationFlags::ExcludeFromTuning))
-            decoder->setPerformanceMode(_performanceMode);
+    const QMutexLocker lock(&_mutex);
+    if (_formatManager.isNull())
+        return ModkitPtr<IDecoder>();
+
+    auto *decoder = static_cast<StreamDecoder *>(registry.findOrReserve(inputQueue));
+    if (!decoder)
+        decoder = placeDecoderLocked<StreamDecoder>(inputQueue, flags, name);
+    const int id = registry.registerOutput(decoder);
+    decoder->addOutput(static_cast<quint32>(id), outputQueue);
+
+    auto *const handler = new DecoderHandler(id, std::is_same<StreamDecoder, VideoStreamDecoder>::value);
+    const ModkitPtr<IDecoder> handle(handler);
+    // Only now: without memory for its counter block, the handler is deleted under the lock that it would take.
+    handler->setManager(_self);
+    return handle;
+}
+
+template <class StreamDecoder>
+StreamDecoder *DecodingManager::placeDecoderLocked(const ModkitPtr<IInputQueue> &inputQueue, int flags,
+                                                   const QString &name)
+{
+    const int thread = chooseDecoderThread();
+    // Kept: the count stays raised when the construction throws.
+    if (thread < _decodersPerThread.size())
+        ++_decodersPerThread[thread];
+    const bool performanceMode = (flags & CreationFlags::ExcludeFromTuning) != 0 || _performanceMode;
+    auto *const decoder = new StreamDecoder(this, _formatManager, _indicationManager, inputQueue,
+                                            static_cast<quint32>(thread), flags, performanceMode, name);
+    decoder->moveToThread(_threads.value(thread));
+    return decoder;
+}
+
+int DecodingManager::chooseDecoderThread() const
+{
+    // Where the process goes on without a thread, the decoder is placed nowhere: it never runs, nor ends.
+    ModkitAssert(!_decodersPerThread.empty(), "!_decodersPerThread.empty()", sourceFile, 403);
+    return static_cast<int>(std::min_element(_decodersPerThread.begin(), _decodersPerThread.end()) -
+                            _decodersPerThread.begin());
+}
+
+void DecodingManager::releaseDecoder(int id, bool isVideo)
+{
+    const QMutexLocker lock(&_mutex);
+    DecoderRegistry &registry = isVideo ? _videoDecoders : _audioDecoders;
+    BaseSingleStreamDecoder *const decoder = registry.releaseOutput(id);
+    if (!decoder)
+        return;
+    const int thread = static_cast<int>(decoder->threadIndex());
+    if (thread < _decodersPerThread.size())
+        --_decodersPerThread[thread];
+    decoder->dispose();
+}
+
+void DecodingManager::switchMode(bool performanceMode, const char *message)
+{
+    const QMutexLocker lock(&_mutex);
+    _performanceMode = performanceMode;
+    qDebug() << message;
+    visitTunedDecoders([&](BaseSingleStreamDecoder &decoder) { decoder.setPerformanceMode(performanceMode); });
+}
+
+/// Calls @p visit for every decoder, video before audio, as they stand in a copy of the registries.
+template <class Visit>
+void DecodingManager::visitDecoders(Visit visit) const
+{
+    for (const DecoderRegistry &snapshot : {_videoDecoders, _audioDecoders}) {
+        for (BaseSingleStreamDecoder *decoder : snapshot) {
+            // Null where the construction of a decoder failed.
+            if (decoder)
+                visit(*decoder);
+        }
     }
+}
+
+template <class Visit>
+void DecodingManager::visitTunedDecoders(Visit visit) const
+{
+    visitDecoders([&](BaseSingleStreamDecoder &decoder) {
+        if (!(decoder.flags() & CreationFlags::ExcludeFromTuning))
+            visit(decoder);
+    });
 }

@@ -41,29 +41,70 @@ public:
     /// @return 1 in every state.
     int check() override;
 
-    /// No decoder is created yet: returns an empty handle, as for a manager without a format manager.
     ModkitPtr<IDecoder> createVideoDecoder(const ModkitPtr<IInputQueue> &inputQueue,
                                            const ModkitPtr<IVideoOutputQueue> &outputQueue, int flags,
                                            const QString &name) override;
-    /// No decoder is created yet: returns an empty handle, as for a manager without a format manager.
     ModkitPtr<IDecoder> createAudioDecoder(const ModkitPtr<IInputQueue> &inputQueue,
                                            const ModkitPtr<IAudioOutputQueue> &outputQueue, int flags,
                                            const QString &name) override;
 
-    /// The load is not measured yet: returns 0.0 and keeps no listener, as for a manager that is not initialised.
     double cpuLoad(QObject *listener) override;
     void removeCpuLoadListener(QObject *listener) override;
     int decoderCount() override;
     void usePerformanceMode() override;
     void useTimeSavingMode() override;
 
+    // Figures over the decoders of both kinds, each decoder once. They are read and reset in one step, so that each
+    // call reports what happened since the one before. "Tuned" are all decoders but those that were created with
+    // CreationFlags::ExcludeFromTuning.
+
+    /// @return milliseconds that all decoders, tuned or not, spent in their decoding step; wraps at 32 bits.
+    ///         Thread-safe. Called by the load measurement once a second, which misses what others take.
+    quint32 totalDecodingTime();
+
+    /// @return the largest latency of a key block in milliseconds, over the tuned decoders; 0 when there was none.
+    ///         Takes no lock: the caller sees to it that meanwhile no handle is created or dropped, and `stop` is not
+    ///         running.
+    qint64 maxLatency();
+
+    /// @return 1 when a tuned decoder decoded a block, otherwise 0. Thread-safe.
+    quint32 anyBlockDecoded();
+
+    /// @return the largest share of lost blocks of a tuned decoder, 0.0 to 1.0. Thread-safe.
+    double maxLossRatio();
+
+    /// @return the average latency of the tuned decoders' key blocks in milliseconds; 0 when there was none. Takes no
+    ///         lock: as maxLatency.
+    qint64 averageLatency();
+
 private:
-    void switchMode(bool performanceMode, const char *message);
+    class DecoderHandler;
+
     void startThreads(quint32 count);
     void endThreads();
     void withdraw();
+    void endLoadMeasurement();
     static void disposeDecodersLocked(DecoderRegistry &registry);
-    void setPerformanceModeLocked(const DecoderRegistry &registry);
+
+    template <class StreamDecoder, class OutputQueue>
+    ModkitPtr<IDecoder> createDecoder(DecoderRegistry &registry, const ModkitPtr<IInputQueue> &inputQueue,
+                                      const ModkitPtr<OutputQueue> &outputQueue, int flags, const QString &name);
+    template <class StreamDecoder>
+    StreamDecoder *placeDecoderLocked(const ModkitPtr<IInputQueue> &inputQueue, int flags, const QString &name);
+
+    /// @return the index of the thread with the fewest decoders, the first of them where there are several. Under the
+    ///         manager's mutex.
+    int chooseDecoderThread() const;
+
+    /// Removes the output @p id, and with the last output of a decoder the decoder. Does nothing when it is unknown,
+    /// as every id is after `stop`.
+    void releaseDecoder(int id, bool isVideo);
+
+    void switchMode(bool performanceMode, const char *message);
+    template <class Visit>
+    void visitDecoders(Visit visit) const;
+    template <class Visit>
+    void visitTunedDecoders(Visit visit) const;
 
     ModkitPtr<IAVFormatManager> _formatManager;
     ModkitPtr<IIndicationManager> _indicationManager;
@@ -78,7 +119,7 @@ private:
     QVector<QThread *> _threads;     // constant after init; after stop, kept: stale
     QVector<int> _decodersPerThread; // same indexing as _threads
     bool _performanceMode = true;
-    [[maybe_unused]] CpuLoadCalculator *_cpuLoadCalculator = nullptr; // null: the load is not measured yet
+    CpuLoadCalculator *_cpuLoadCalculator = nullptr; // owned; set from init to stop
 };
 
 #endif

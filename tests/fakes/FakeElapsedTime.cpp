@@ -22,6 +22,13 @@ void QElapsedTimer::start() noexcept
     t1 = currentMs;
 }
 
+qint64 QElapsedTimer::restart() noexcept
+{
+    const qint64 startedMs = t1;
+    t1 = currentMs;
+    return t1 - startedMs;
+}
+
 qint64 QElapsedTimer::elapsed() const noexcept
 {
     return currentMs - t1;

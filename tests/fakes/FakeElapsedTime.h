@@ -3,7 +3,7 @@
 
 #include <QtGlobal>
 
-/// Stands in for QElapsedTimer's start and elapsed in a test program that is linked with it: there, a duration grows
+/// Stands in for QElapsedTimer's start, restart and elapsed in a test program that is linked with it: there, a duration grows
 /// only as a test says. Independent of the wall clock. Qt's own durations are not affected. Thread-safe.
 namespace FakeElapsedTime {
 
