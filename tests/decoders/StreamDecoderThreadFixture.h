@@ -5,7 +5,6 @@
 #include <QThread>
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <future>
 #include <thread>
@@ -14,21 +13,8 @@
 #include "fakes/FakeFormatManager.h"
 #include "fakes/FakeIndications.h"
 #include "fakes/FakeOutputQueue.h"
+#include "fakes/WaitUntil.h"
 #include <gmock/gmock.h>
-
-const std::chrono::seconds deadline(30); // only a hang reaches it
-
-/// @return whether @p condition has become true before the deadline.
-inline bool waitUntil(const std::function<bool()> &condition)
-{
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 /// Gives block after block while it is open: the n-th is "H264n", a key block when n is even, with 1 block lost and a
 /// latency of 3 ms. Thread-safe.
