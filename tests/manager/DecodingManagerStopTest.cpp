@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "DecodingManagerFixture.h"
-#include "fakes/FakeIndications.h"
 
 using testing::ElementsAre;
 
@@ -92,8 +91,7 @@ TEST_F(DecodingManagerTest, StopDisposesOfAllDecodersAndWaitsForTheirEndWithoutT
         }
         DecodingManagerTest &test;
     };
-    registry.objects[indicationManagerId] =
-        ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(new WatchedIndicationManager(*this)));
+    setIndicationManager(new WatchedIndicationManager(*this));
     setThreads(1);
     EXPECT_TRUE(init());
     QPointer<VideoStreamDecoder> first = placeVideoDecoder();
@@ -101,7 +99,6 @@ TEST_F(DecodingManagerTest, StopDisposesOfAllDecodersAndWaitsForTheirEndWithoutT
     QPointer<AudioStreamDecoder> third = placeAudioDecoder();
     // What a construction that failed leaves behind.
     manager()._videoDecoders.findOrReserve(ModkitPtr<IInputQueue>(new FakeInputQueue));
-    manager()._decodersPerThread[0] = 2;
     EXPECT_EQ(manager().decoderCount(), 4);
     log.take();
 
@@ -113,7 +110,7 @@ TEST_F(DecodingManagerTest, StopDisposesOfAllDecodersAndWaitsForTheirEndWithoutT
     EXPECT_EQ(manager().decoderCount(), 0);
     EXPECT_TRUE(manager()._videoDecoders._byId.isEmpty());
     EXPECT_TRUE(manager()._audioDecoders._byId.isEmpty());
-    EXPECT_EQ(manager()._decodersPerThread, QVector<int>{2}) << "not changed";
+    EXPECT_EQ(manager()._decodersPerThread, QVector<int>{3}) << "not changed";
     const std::vector<std::string> calls = log.take();
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "removed, unlocked"), 21);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "removed, locked"), 0);
@@ -121,8 +118,7 @@ TEST_F(DecodingManagerTest, StopDisposesOfAllDecodersAndWaitsForTheirEndWithoutT
 
 TEST_F(DecodingManagerTest, StopLeavesTheIndicationManagerToTheDestructor)
 {
-    registry.objects[indicationManagerId] =
-        ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(new FakeIndicationManager));
+    setIndicationManager(new FakeIndicationManager);
     EXPECT_TRUE(init());
     stop();
     EXPECT_TRUE(manager()._formatManager.isNull());

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "DecodingManagerFixture.h"
-#include "fakes/FakeIndications.h"
 #include "fakes/RecordedMessages.h"
 
 namespace {
