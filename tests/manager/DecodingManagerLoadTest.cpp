@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <future>
+#include <string>
 
 #include "DecodingManagerFixture.h"
 #include "cpuload/CpuLoadCalculator.h"
@@ -46,6 +47,15 @@ TEST_F(DecodingManagerLoadTest, InitWithoutAFormatManagerMeasuresNothing)
     registry.objects.clear();
     EXPECT_FALSE(init());
     EXPECT_EQ(manager()._cpuLoadCalculator, nullptr);
+}
+
+TEST_F(DecodingManagerLoadTest, InitMeasuresOnlyOnceTheThreadsAreStarted)
+{
+    FakeIdealThreadCount::watch(
+        [this] { log.add("cores counted at " + std::to_string(manager()._threads.size()) + " threads"); });
+    EXPECT_TRUE(init());
+    FakeIdealThreadCount::watch(nullptr);
+    EXPECT_THAT(log.take(), testing::IsSupersetOf({"cores counted at 0 threads", "cores counted at 2 threads"}));
 }
 
 TEST_F(DecodingManagerLoadTest, MeasuresBeforeItIsPublished)
