@@ -1,10 +1,15 @@
-# add_unit_test(NAME SOURCES file... LINK library... [LABELS label...] [OPTIONS compile-option...])
+# add_unit_test(NAME SOURCES file... LINK library... [LABELS label...] [OPTIONS compile-option...]
+#               [TIMEOUT seconds])
 #
-# Adds one GoogleTest program and every test in it to CTest, each under a time limit that only a hang reaches.
+# Adds one GoogleTest program and every test in it to CTest, each under a time limit that only a hang reaches: 120 s, or
+# TIMEOUT.
 function(add_unit_test NAME)
-    cmake_parse_arguments(PARSE_ARGV 1 TEST "" "" "SOURCES;LINK;LABELS;OPTIONS")
+    cmake_parse_arguments(PARSE_ARGV 1 TEST "" "TIMEOUT" "SOURCES;LINK;LABELS;OPTIONS")
+    if(NOT TEST_TIMEOUT)
+        set(TEST_TIMEOUT 120)
+    endif()
     add_executable(${NAME} ${TEST_SOURCES})
     target_link_libraries(${NAME} PRIVATE project_settings ${TEST_LINK} GTest::gmock Threads::Threads)
     target_compile_options(${NAME} PRIVATE ${TEST_OPTIONS})
-    gtest_discover_tests(${NAME} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120 LABELS "${TEST_LABELS}")
+    gtest_discover_tests(${NAME} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${TEST_TIMEOUT} LABELS "${TEST_LABELS}")
 endfunction()

@@ -1,0 +1,54 @@
+#ifndef STORM_STORMLEDGER_H
+#define STORM_STORMLEDGER_H
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// The books of the storm: what was born and what has gone, and everything that went against a promise. Thread-safe.
+namespace StormLedger {
+
+/// Notes that a promise was broken. The first ones are kept by their text, all are counted.
+void violation(const std::string &what);
+
+/// What was noted since the last take; the last line tells how many there were in all.
+std::vector<std::string> takeViolations();
+
+/// Objects of one kind.
+struct Count {
+    std::atomic<std::int64_t> born{0};
+    std::atomic<std::int64_t> gone{0};
+};
+
+} // namespace StormLedger
+
+/// Base of what must be destroyed exactly once. @tparam Kind whose count it is; has a static text `kindName`.
+template <class Kind>
+class Counted {
+public:
+    static StormLedger::Count &count()
+    {
+        static StormLedger::Count value;
+        return value;
+    }
+
+protected:
+    Counted() { ++count().born; }
+    ~Counted()
+    {
+        if (_canary != alive)
+            StormLedger::violation(std::string("a second destruction of ") + Kind::kindName);
+        _canary = dead;
+        ++count().gone;
+    }
+    Counted(const Counted &) = delete;
+    Counted &operator=(const Counted &) = delete;
+
+private:
+    static constexpr std::uint32_t alive = 0xA11FE11AU;
+    static constexpr std::uint32_t dead = 0xDEADDEADU;
+    volatile std::uint32_t _canary = alive; // volatile: the last value is written for nobody in this object's life
+};
+
+#endif

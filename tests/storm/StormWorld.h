@@ -1,0 +1,60 @@
+#ifndef STORM_STORMWORLD_H
+#define STORM_STORMWORLD_H
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "StormFormats.h"
+#include "StormQueue.h"
+#include "manager/DecodingManager.h"
+
+/// How hard a storm blows.
+struct StormForce {
+    std::size_t handlesPerClient; // at most
+    int dropPercent;              // of the operations of a client
+    int longestPauseUs;           // between two operations
+};
+
+/// What the clients of one storm share. Thread-safe.
+class StormWorld {
+public:
+    explicit StormWorld(const StormForce &wantedForce);
+
+    /// The input queue in place @p index, from 0 to queueCount - 1, and its number.
+    std::pair<ModkitPtr<IInputQueue>, quint32> queue(int index);
+    /// Puts a new queue in its place.
+    void replaceQueue(int index);
+    void releaseQueues();
+
+    static constexpr int queueCount = 200;
+
+    const StormForce force;
+    StormLegacies legacies;
+    ModkitPtr<DecodingManager> manager; // constant while clients run
+
+    std::atomic<bool> isStopping{false}; // stop has been called, or is about to be
+    std::atomic<bool> isStopped{false};  // stop has returned
+    std::atomic<bool> isOver{false};     // the clients are to drop what they hold and to return
+
+    // What has happened.
+    std::atomic<std::int64_t> created{0};
+    std::atomic<std::int64_t> refused{0}; // empty handles
+    std::atomic<std::int64_t> thrown{0};
+    std::atomic<std::int64_t> pushes{0};
+    std::atomic<std::int64_t> bequests{0};
+    std::atomic<std::int64_t> loadEvents{0};
+
+private:
+    struct Place {
+        std::mutex mutex;
+        ModkitPtr<IInputQueue> queue; // guarded by mutex
+        quint32 number = 0;           // guarded by mutex
+    };
+
+    std::array<Place, queueCount> _places;
+    std::atomic<quint32> _nextNumber{1};
+};
+
+#endif
