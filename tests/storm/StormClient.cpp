@@ -71,7 +71,6 @@ StormClient::Held StormClient::request(int place, bool throwing)
 
     Held held;
     held.place = place;
-    held.handle.queue = number;
     held.handle.output = records;
     StormIndications::throwAfter(throwing ? pick(7) : -1);
     try {
@@ -111,7 +110,7 @@ void StormClient::create(int place)
         StormLedger::violation("a handle was refused before stop");
 }
 
-void StormClient::takeLast(std::size_t index)
+void StormClient::moveToBack(std::size_t index)
 {
     std::swap(_held[index], _held.back());
 }
@@ -120,7 +119,7 @@ void StormClient::drop()
 {
     if (_held.empty())
         return;
-    takeLast(static_cast<std::size_t>(pick(static_cast<int>(_held.size()))));
+    moveToBack(static_cast<std::size_t>(pick(static_cast<int>(_held.size()))));
     Held &held = _held.back();
     held.handle.drop();
     held.handle.output->collect();
@@ -139,7 +138,7 @@ void StormClient::bequeath()
 {
     if (_held.empty())
         return;
-    takeLast(static_cast<std::size_t>(pick(static_cast<int>(_held.size()))));
+    moveToBack(static_cast<std::size_t>(pick(static_cast<int>(_held.size()))));
     _world.legacies.add(_held.back().handle);
     ++_world.bequests;
     _held.pop_back();

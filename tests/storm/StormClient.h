@@ -35,7 +35,7 @@ private:
     void bequeath();
     void collect();
     void readFigures();
-    void takeLast(std::size_t index);
+    void moveToBack(std::size_t index);
     template <class Media>
     Held request(int place, bool throwing);
 

@@ -106,7 +106,6 @@ private:
 struct StormHandle {
     ModkitPtr<IDecoder> handle;
     std::shared_ptr<StormOutputState> output;
-    quint32 queue = 0;
 
     void drop()
     {
