@@ -44,17 +44,15 @@ void StormClient::operate()
     const int drops = _world.force.dropPercent;
     if (what < drops)
         drop();
-    else if (what < drops + 5)
-        collect();
-    else if (what < drops + 8)
+    else if (what < drops + 2)
         readFigures();
-    else if (what < drops + 10)
+    else if (what < drops + 4)
         _world.replaceQueue(pick(StormWorld::queueCount));
-    else if (what < drops + 11)
+    else if (what < drops + 5)
         bequeath();
     else if (_held.size() >= _world.force.handlesPerClient)
         drop();
-    else if (what < drops + 20 && !_held.empty())
+    else if (what < drops + 15 && !_held.empty())
         create(_held[static_cast<std::size_t>(pick(static_cast<int>(_held.size())))].place);
     else
         create(pick(StormWorld::queueCount));
@@ -72,6 +70,7 @@ StormClient::Held StormClient::request(int place, bool throwing)
     Held held;
     held.place = place;
     held.handle.output = records;
+    held.handle.isStopping = &_world.isStopping;
     StormIndications::throwAfter(throwing ? pick(7) : -1);
     try {
         if constexpr (isVideo<Media>)
@@ -122,8 +121,7 @@ void StormClient::drop()
     moveToBack(static_cast<std::size_t>(pick(static_cast<int>(_held.size()))));
     Held &held = _held.back();
     held.handle.drop();
-    held.handle.output->collect();
-    _world.pushes += held.handle.output->pushes;
+    _world.pushes.add(held.handle.output->pushes);
     _held.pop_back();
 }
 
@@ -142,12 +140,6 @@ void StormClient::bequeath()
     _world.legacies.add(_held.back().handle);
     ++_world.bequests;
     _held.pop_back();
-}
-
-void StormClient::collect()
-{
-    for (const Held &held : _held)
-        held.handle.output->collect();
 }
 
 void StormClient::readFigures()

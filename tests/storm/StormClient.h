@@ -33,7 +33,6 @@ private:
     void drop();
     void dropAll();
     void bequeath();
-    void collect();
     void readFigures();
     void moveToBack(std::size_t index);
     template <class Media>

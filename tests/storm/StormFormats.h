@@ -1,7 +1,6 @@
 #ifndef STORM_STORMFORMATS_H
 #define STORM_STORMFORMATS_H
 
-#include <atomic>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -48,9 +47,9 @@ public:
     {
     }
 
-    static std::atomic<std::int64_t> &refusals()
+    static StormTally &refusals()
     {
-        static std::atomic<std::int64_t> value{0};
+        static StormTally value;
         return value;
     }
 
@@ -72,7 +71,7 @@ private:
     template <class Media>
     ModkitPtr<typename Media::CodecDecoder> create(quint32 fourcc)
     {
-        if (fourcc == StormBlock::unsupportedFourcc || _requests++ % 31 == 0) {
+        if (fourcc == StormBlock::unsupportedFourcc || _requests.add(1) % 31 == 0) {
             ++refusals();
             return ModkitPtr<typename Media::CodecDecoder>();
         }
@@ -80,7 +79,7 @@ private:
     }
 
     StormLegacies &_legacies;
-    std::atomic<unsigned> _requests{0};
+    StormTally _requests;
 };
 
 #endif

@@ -63,7 +63,7 @@ ModkitPtr<IIndicationObject> StormIndications::createIndication(void *reserved, 
             indication->remove();
         throw std::bad_alloc();
     }
-    if (_creations++ % 23 == 0)
+    if (_creations.add(1) % 23 == 0)
         return ModkitPtr<IIndicationObject>();
     auto *const indication = new StormIndication;
     indicationsOfDecoder.push_back(indication);

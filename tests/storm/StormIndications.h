@@ -40,7 +40,7 @@ public:
                                                   int initialValue) override;
 
 private:
-    std::atomic<unsigned> _creations{0};
+    StormTally _creations;
 };
 
 #endif

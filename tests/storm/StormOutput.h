@@ -4,24 +4,24 @@
 #include <atomic>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "StormLedger.h"
 #include "StormRecord.h"
 #include "interfaces/IDecoder.h"
 
-/// What an output and the client who holds its handle both know. Thread-safe.
+/// What an output and the client who holds its handle both know. Its fields that are no atomics belong to the pushes until
+/// the output is closed, and from then on to the client: no lock of the storm's own stands in for the component's.
 class StormOutputState {
 public:
     virtual ~StormOutputState() = default;
 
-    /// Lets go of the records that have come, on the calling thread.
+    /// Checks the records that have come, and lets go of them. Only when the output is closed.
     virtual void collect() = 0;
 
-    /// Set when the drop of the output's handle has returned: nothing may be pushed any more.
+    /// Set when the drop of the output's handle has returned: nothing may be pushed any more. Relaxed.
     std::atomic<bool> isClosed{false};
-    std::atomic<std::int64_t> pushes{0};
+    StormTally pushes;
 };
 
 template <class Media>
@@ -29,7 +29,6 @@ class StormRecords final : public StormOutputState {
 public:
     void add(const typename Media::Handle &record)
     {
-        const std::lock_guard<std::mutex> lock(_mutex);
         _records.push_back(record);
         if (_records.size() > 4)
             _records.pop_front();
@@ -37,20 +36,15 @@ public:
 
     void collect() override
     {
-        std::deque<typename Media::Handle> taken;
-        {
-            const std::lock_guard<std::mutex> lock(_mutex);
-            taken.swap(_records);
-        }
-        for (const typename Media::Handle &record : taken) {
+        for (const typename Media::Handle &record : _records) {
             if (stampOf(record).magic != StormStamp::alive)
                 StormLedger::violation("a record's bytes are gone while it is held");
         }
+        _records.clear();
     }
 
 private:
-    std::mutex _mutex;
-    std::deque<typename Media::Handle> _records; // guarded by _mutex
+    std::deque<typename Media::Handle> _records;
 };
 
 /// Checks that exactly the records of its stream come, each once, in order, one at a time, and none too late.
@@ -69,9 +63,9 @@ public:
 
     void push(const typename Media::Handle &record, qint64 timestamp, qint64 blockTime) override
     {
-        if (_isPushing.exchange(true))
+        if (_isPushing.exchange(true, std::memory_order_relaxed))
             StormLedger::violation("two pushes at a time");
-        if (_records->isClosed)
+        if (_records->isClosed.load(std::memory_order_relaxed))
             StormLedger::violation("a push after the drop of the handle");
         if (record.isNull()) {
             if (timestamp != 0 || blockTime != 0)
@@ -80,7 +74,7 @@ public:
             take(record, timestamp);
         }
         ++_records->pushes;
-        _isPushing = false;
+        _isPushing.store(false, std::memory_order_relaxed);
     }
 
 private:
@@ -106,11 +100,17 @@ private:
 struct StormHandle {
     ModkitPtr<IDecoder> handle;
     std::shared_ptr<StormOutputState> output;
+    const std::atomic<bool> *isStopping = nullptr; // the world's
 
+    /// Drops the handle, and settles with its output. A drop that comes while the manager is being stopped may come
+    /// after the drain of the registries: it changes nothing then, and what is just being decoded is still pushed.
     void drop()
     {
         handle.reset();
-        output->isClosed = true;
+        if (*isStopping)
+            return;
+        output->isClosed.store(true, std::memory_order_relaxed);
+        output->collect();
     }
 };
 

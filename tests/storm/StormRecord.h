@@ -70,8 +70,10 @@ public:
     /// Keeps one record in 64, as long as there is room.
     void offer(const typename Media::Handle &record)
     {
+        if (_offered.add(1) % 64 != 0)
+            return;
         const std::lock_guard<std::mutex> lock(_mutex);
-        if (_offered++ % 64 == 0 && _records.size() < 1000)
+        if (_records.size() < 1000)
             _records.push_back(record);
     }
 
@@ -87,13 +89,12 @@ public:
         }
         const std::size_t count = _records.size();
         _records.clear();
-        _offered = 0;
         return count;
     }
 
 private:
     std::mutex _mutex;
-    std::uint64_t _offered = 0;                   // guarded by _mutex
+    StormTally _offered;
     std::vector<typename Media::Handle> _records; // guarded by _mutex
 };
 

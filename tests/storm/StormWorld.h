@@ -39,12 +39,12 @@ public:
     std::atomic<bool> isOver{false};     // the clients are to drop what they hold and to return
 
     // What has happened.
-    std::atomic<std::int64_t> created{0};
-    std::atomic<std::int64_t> refused{0}; // empty handles
-    std::atomic<std::int64_t> thrown{0};
-    std::atomic<std::int64_t> pushes{0};
-    std::atomic<std::int64_t> bequests{0};
-    std::atomic<std::int64_t> loadEvents{0};
+    StormTally created;
+    StormTally refused; // empty handles
+    StormTally thrown;
+    StormTally pushes;
+    StormTally bequests;
+    StormTally loadEvents;
 
 private:
     struct Place {
