@@ -17,9 +17,10 @@
 /// stream's indications and figures. The derived class owns the codec decoder and the outputs.
 ///
 /// Created on any thread, then moved to its decoder thread, where a 1 ms timer and posted wake-up events run the
-/// cycle. A creating thread without an event dispatcher (a plain std::thread) cannot start the timer; the first
-/// wake-up event does so then. Owned by the decoding manager, which ends it with dispose(): it dies by deferred
-/// deletion on its own thread, also when that thread is just ending; events still queued for it are dropped by Qt.
+/// cycle. The first wake-up event starts the timer where it does not run yet: after moveTo, and where the creating
+/// thread (a plain std::thread) has no event dispatcher to start it with. Owned by the decoding manager, which ends it
+/// with dispose(): it dies by deferred deletion on its own thread, also when that thread is just ending; events still
+/// queued for it are dropped by Qt.
 ///
 /// The input queue, the codec decoder, the outputs and the indications must not throw: nothing between them and the
 /// thread's event loop catches, so that an exception ends the process.
@@ -38,6 +39,10 @@ public:
     ~BaseSingleStreamDecoder() override;
     BaseSingleStreamDecoder(const BaseSingleStreamDecoder &) = delete;
     BaseSingleStreamDecoder &operator=(const BaseSingleStreamDecoder &) = delete;
+
+    /// Moves the decoder to @p thread, where its timer starts again with the first wake-up event. Called by the creating
+    /// thread, before any such event is posted.
+    void moveTo(QThread *thread);
 
     /// Removes the output @p outputId, if there is one. @return number of outputs that remain. Thread-safe.
     virtual int removeOutput(quint32 outputId) = 0;
@@ -86,7 +91,7 @@ public:
 protected:
     /// Runs a cycle for a tick of the cycle timer; other timers are ignored.
     void timerEvent(QTimerEvent *event) override;
-    /// Runs a cycle, whatever the event's type; starts the cycle timer first where the creating thread could not.
+    /// Runs a cycle, whatever the event's type; starts the cycle timer first where it does not run.
     void customEvent(QEvent *event) override;
 
 private:
@@ -114,6 +119,7 @@ private:
     inline void decode(const Block &block);
     inline void switchCodec(const Block &block, bool catchingUp);
     inline void endCatchUpAtDeadline();
+    inline void endCatchUp();
     inline void endCycle(quint32 decodedBlocks);
     inline Next readOnUnlessDisposing() const;
 
@@ -142,7 +148,7 @@ private:
 
     // Decoder thread only.
     QueueCursor _cursor;
-    QBasicTimer _timer;             // started on the creating thread, if that has an event dispatcher
+    QBasicTimer _timer;             // stopped by moveTo, started again by the first wake-up event
     quint32 _currentFourcc = 0;     // of the codec decoder created last, or attempted
     qint64 _referenceTime = 0;      // block time of the last reference block, ms
     qint64 _referenceWallClock = 0; // when that block was taken, ms since the epoch

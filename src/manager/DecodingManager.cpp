@@ -241,7 +241,7 @@ StreamDecoder *DecodingManager::placeDecoderLocked(const ModkitPtr<IInputQueue> 
     const bool performanceMode = (flags & CreationFlags::ExcludeFromTuning) != 0 || _performanceMode;
     auto *const decoder = new StreamDecoder(this, _formatManager, _indicationManager, inputQueue,
                                             static_cast<quint32>(thread), flags, performanceMode, name);
-    decoder->moveToThread(_threads.value(thread));
+    decoder->moveTo(_threads.value(thread));
     return decoder;
 }
 
