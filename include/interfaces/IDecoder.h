@@ -7,8 +7,9 @@
 /// It may be released on any thread and at any time: while the decoding manager is being stopped, after that (it
 /// changes nothing then), and as the last thing that keeps the manager alive. The release takes the manager's mutex,
 /// and waits for a block that this stream's decoder is just decoding; when it returns, nothing more is pushed to the
-/// output queue. A decoder whose last output has gone ends on its own thread a little later, at the latest within
-/// `stop`; only then does it let go of its input queue and its codec decoder.
+/// output queue. Only a release while `stop` is running may return at once: what is just being decoded is then still
+/// pushed, before `stop` returns. A decoder whose last output has gone ends on its own thread a little later, at the
+/// latest within `stop`; only then does it let go of its input queue and its codec decoder.
 ///
 /// A handle must not be created or released while the calling thread holds a lock of the manager or of a decoder, for
 /// it would wait for itself, or two threads for each other. That is the case
