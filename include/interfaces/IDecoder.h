@@ -11,14 +11,14 @@
 /// pushed, before `stop` returns. A decoder whose last output has gone ends on its own thread a little later, at the
 /// latest within `stop`; only then does it let go of its input queue and its codec decoder.
 ///
-/// A handle must not be created or released while the calling thread holds a lock of the manager or of a decoder, for
-/// it would wait for itself, or two threads for each other. That is the case
-/// - in every operation of a codec decoder, an output queue, an input queue, an indication, the indication manager and
-///   the format manager;
+/// The decoding manager must not be called, and no handle be created or released, while the calling thread holds a lock
+/// of the manager or of a decoder: it would wait for itself, or two threads for each other. So none of this is allowed
+/// - in the operations of a codec decoder, an output queue, an input queue, an indication, the indication manager and
+///   the format manager, nor in a Qt message handler;
 /// - in the destructor of an output queue, unless its owner keeps a reference until its handles are released;
-/// - in the destructor of the format manager, and in that of an input queue for which the creation of a decoder has
-///   thrown.
-/// In the destructor of a codec decoder and of any other input queue no lock is held, and handles may be released.
+/// - in the destructor of the format manager, of an indication, and of an input queue for which the creation of a
+///   decoder has thrown and no later one succeeded.
+/// In the destructor of a codec decoder and of any other input queue no lock is held, and all of it is allowed.
 class IDecoder {
 public:
     virtual ~IDecoder() = default;

@@ -22,8 +22,13 @@ public:
     void addOutput(quint32 outputId, const ModkitPtr<OutputQueue> &outputQueue)
     {
         const QMutexLocker lock(&_outputsMutex);
-        _outputIds.append(outputId);
         _outputs.append(outputQueue);
+        try {
+            _outputIds.append(outputId);
+        } catch (...) {
+            _outputs.pop_back(); // nobody could remove an output without an id
+            throw;
+        }
         QCoreApplication::postEvent(this, new QEvent(QEvent::User));
     }
 

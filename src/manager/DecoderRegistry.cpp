@@ -22,9 +22,9 @@ BaseSingleStreamDecoder *DecoderRegistry::findOrReserve(const ModkitPtr<IInputQu
 
 int DecoderRegistry::registerOutput(BaseSingleStreamDecoder *decoder)
 {
-    _current.value() = decoder;
     const int id = _nextId;
-    _byId.insert(id, decoder);
+    _byId.insert(id, decoder); // first: it may run out of memory
+    _current.value() = decoder;
 
     _nextId = successor(_nextId);
     if (_nextId < 0)

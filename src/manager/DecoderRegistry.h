@@ -22,6 +22,7 @@ public:
     BaseSingleStreamDecoder *findOrReserve(const ModkitPtr<IInputQueue> &queue);
 
     /// Puts @p decoder into the place that findOrReserve found or made. @return the id of its new output.
+    /// @throws std::bad_alloc with nothing changed.
     int registerOutput(BaseSingleStreamDecoder *decoder);
 
     /// Removes the output @p id from its decoder. @return the decoder when that was its last output: it is no longer

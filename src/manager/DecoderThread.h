@@ -8,7 +8,7 @@
 ///
 /// A starting Qt 5 thread reads its own object name, unguarded, before it enters run(). So a name is given only after
 /// waitUntilRunning().
-class DecoderThread : public QThread {
+class DecoderThread final : public QThread {
 public:
     /// Blocks until the started thread is past Qt's own preparations. Returns at once when the thread could not be
     /// started, which Qt has reported then. To be called once, by the thread that called start().

@@ -4,7 +4,7 @@
 #include <QMutexLocker>
 
 #include <algorithm>
-#include <type_traits>
+#include <memory>
 
 #include "cpuload/CpuLoadCalculator.h"
 #include "decoders/AudioStreamDecoder.h"
@@ -218,29 +218,38 @@ ModkitPtr<IDecoder> DecodingManager::createDecoder(DecoderRegistry &registry, co
         return ModkitPtr<IDecoder>();
 
     auto *decoder = static_cast<StreamDecoder *>(registry.findOrReserve(inputQueue));
-    if (!decoder)
-        decoder = placeDecoderLocked<StreamDecoder>(inputQueue, flags, name);
+    std::unique_ptr<StreamDecoder> placed;
+    if (!decoder) {
+        placed = placeDecoderLocked<StreamDecoder>(inputQueue, flags, name);
+        decoder = placed.get();
+    }
     const int id = registry.registerOutput(decoder);
-    decoder->addOutput(static_cast<quint32>(id), outputQueue);
-
-    auto *const handler = new DecoderHandler(id, std::is_same<StreamDecoder, VideoStreamDecoder>::value);
-    const ModkitPtr<IDecoder> handle(handler);
-    // Only now: without memory for its counter block, the handler is deleted under the lock that it would take.
-    handler->setManager(_self);
-    return handle;
+    placed.release(); // NOLINT(bugprone-unused-return-value): the registry has it
+    try {
+        decoder->addOutput(static_cast<quint32>(id), outputQueue);
+        auto *const handler = new DecoderHandler(id, &registry == &_videoDecoders);
+        const ModkitPtr<IDecoder> handle(handler);
+        // Only now: without memory for its counter block, the handler is deleted under the lock that it would take.
+        handler->setManager(_self);
+        return handle;
+    } catch (...) {
+        // Nobody has a handle that would ever give the output back.
+        releaseOutputLocked(registry, id);
+        throw;
+    }
 }
 
 template <class StreamDecoder>
-StreamDecoder *DecodingManager::placeDecoderLocked(const ModkitPtr<IInputQueue> &inputQueue, int flags,
-                                                   const QString &name)
+std::unique_ptr<StreamDecoder> DecodingManager::placeDecoderLocked(const ModkitPtr<IInputQueue> &inputQueue, int flags,
+                                                                   const QString &name)
 {
     const int thread = chooseDecoderThread();
     // Kept: the count stays raised when the construction throws.
     if (thread < _decodersPerThread.size())
         ++_decodersPerThread[thread];
     const bool performanceMode = (flags & CreationFlags::ExcludeFromTuning) != 0 || _performanceMode;
-    auto *const decoder = new StreamDecoder(this, _formatManager, _indicationManager, inputQueue,
-                                            static_cast<quint32>(thread), flags, performanceMode, name);
+    auto decoder = std::make_unique<StreamDecoder>(this, _formatManager, _indicationManager, inputQueue,
+                                                   static_cast<quint32>(thread), flags, performanceMode, name);
     decoder->moveTo(_threads.value(thread));
     return decoder;
 }
@@ -256,7 +265,11 @@ int DecodingManager::chooseDecoderThread() const
 void DecodingManager::releaseDecoder(int id, bool isVideo)
 {
     const QMutexLocker lock(&_mutex);
-    DecoderRegistry &registry = isVideo ? _videoDecoders : _audioDecoders;
+    releaseOutputLocked(isVideo ? _videoDecoders : _audioDecoders, id);
+}
+
+void DecodingManager::releaseOutputLocked(DecoderRegistry &registry, int id)
+{
     BaseSingleStreamDecoder *const decoder = registry.releaseOutput(id);
     if (!decoder)
         return;

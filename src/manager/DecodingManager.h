@@ -4,6 +4,8 @@
 #include <QMutex>
 #include <QVector>
 
+#include <memory>
+
 #include "interfaces/IAVFormatManager.h"
 #include "interfaces/IDecodingManager.h"
 #include "interfaces/IIndicationManager.h"
@@ -90,7 +92,8 @@ private:
     ModkitPtr<IDecoder> createDecoder(DecoderRegistry &registry, const ModkitPtr<IInputQueue> &inputQueue,
                                       const ModkitPtr<OutputQueue> &outputQueue, int flags, const QString &name);
     template <class StreamDecoder>
-    StreamDecoder *placeDecoderLocked(const ModkitPtr<IInputQueue> &inputQueue, int flags, const QString &name);
+    std::unique_ptr<StreamDecoder> placeDecoderLocked(const ModkitPtr<IInputQueue> &inputQueue, int flags,
+                                                      const QString &name);
 
     /// @return the index of the thread with the fewest decoders, the first of them where there are several. Under the
     ///         manager's mutex.
@@ -99,6 +102,7 @@ private:
     /// Removes the output @p id, and with the last output of a decoder the decoder. Does nothing when it is unknown,
     /// as every id is after `stop`.
     void releaseDecoder(int id, bool isVideo);
+    void releaseOutputLocked(DecoderRegistry &registry, int id);
 
     void switchMode(bool performanceMode, const char *message);
     template <class Visit>
