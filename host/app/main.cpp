@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -138,8 +139,9 @@ std::optional<std::string> runComponent(const Options &options, HostReport &repo
     }
 
     ObjectRegistry registry;
-    registry.setObject(InterfaceIdentifiers::avFormatManager,
-                       ModkitPtr<IPolymorph>(ModkitPtr<IAVFormatManager>(new FormatManager)));
+    registry.setObject(
+        InterfaceIdentifiers::avFormatManager,
+        ModkitPtr<IPolymorph>(ModkitPtr<IAVFormatManager>(new FormatManager(std::make_shared<DamageCounts>()))));
     const std::set<int> threadsBefore = ProcessThreads::ids();
 
     ComponentHost host(sharedSettings, registry);

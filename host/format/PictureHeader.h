@@ -20,6 +20,7 @@ struct PictureHeader {
     quint32 magic = currentMagic;
     quint32 version = currentVersion;
     quint32 flags = 0;
+    quint32 size = 0;        // bytes of the block that this header begins
     qint32 pixelFormat = -1; // AVPixelFormat
     qint32 width = 0;        // of the visible picture, in pixels
     qint32 height = 0;

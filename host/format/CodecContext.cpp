@@ -1,0 +1,163 @@
+#include "format/CodecContext.h"
+
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "format/MediaBlock.h"
+#include "format/PictureMemory.h"
+
+namespace {
+
+template <class Pointer>
+Pointer orThrow(Pointer pointer)
+{
+    if (!pointer)
+        throw std::bad_alloc();
+    return pointer;
+}
+
+} // namespace
+
+CodecContext::CodecContext(AVMediaType mediaType, std::shared_ptr<DamageCounts> damage)
+    : _mediaType(mediaType)
+    , _damage(std::move(damage))
+    , _packet(orThrow(av_packet_alloc()))
+    , _frame(orThrow(av_frame_alloc()))
+    , _origin("stream without a name")
+{
+}
+
+void CodecContext::decode(const QByteArray &block, bool keyBlock, const Deliver &deliver) noexcept
+{
+    try {
+        if (block.isEmpty())
+            drain(deliver);
+        else
+            decodeBlock(block, keyBlock, deliver);
+    } catch (const std::exception &failure) {
+        count(DamageCounts::UndecodableBlock, failure.what());
+    }
+}
+
+bool CodecContext::isDamaged(const AVFrame &frame)
+{
+    return frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;
+}
+
+std::optional<qint64> CodecContext::milliseconds(qint64 timestamp, AVRational timeBase)
+{
+    if (timestamp == AV_NOPTS_VALUE)
+        return std::nullopt;
+    return av_rescale_q(timestamp, timeBase, AVRational{1, 1000});
+}
+
+void CodecContext::count(DamageCounts::Kind kind, const char *detail) const noexcept
+{
+    try {
+        _damage->add(_origin, kind, detail);
+    } catch (const std::bad_alloc &) {
+        // Without memory to count in, decoding goes on uncounted.
+    }
+}
+
+void CodecContext::decodeBlock(const QByteArray &block, bool keyBlock, const Deliver &deliver)
+{
+    QByteArray parameters;
+    if (!MediaBlock::unpack(block, keyBlock, _packet.get(), &parameters)) {
+        count(DamageCounts::ForeignBlock, "cannot be unpacked");
+        return;
+    }
+    if (keyBlock && parameters != _parameters) {
+        drain(deliver);
+        _context = open(parameters);
+        _parameters = parameters;
+    }
+    if (_context)
+        decodePacket(deliver);
+    else
+        count(DamageCounts::UnusableStream, "blocks are dropped until a key block brings parameters that can be used");
+    av_packet_unref(_packet.get());
+}
+
+void CodecContext::drain(const Deliver &deliver)
+{
+    _parameters.clear();
+    // Closed whatever happens on the way.
+    const Context context = std::move(_context);
+    if (!context)
+        return;
+    int result = avcodec_send_packet(context.get(), nullptr);
+    // An error while draining costs one frame; libavcodec itself ends the drain after too many of them.
+    while (result != AVERROR_EOF)
+        result = receive(*context, deliver);
+}
+
+CodecContext::Context CodecContext::open(const QByteArray &parameters)
+{
+    const std::unique_ptr<AVCodecParameters, Free> codec(orThrow(avcodec_parameters_alloc()));
+    const auto stream = MediaBlock::unpackParameters(parameters, codec.get());
+    if (!stream) {
+        count(DamageCounts::ForeignBlock, "its parameters cannot be unpacked");
+        return nullptr;
+    }
+    _origin = stream->origin;
+    const AVCodec *const decoder = avcodec_find_decoder(codec->codec_id);
+    if (!decoder || codec->codec_type != _mediaType || decoder->type != _mediaType || stream->timeBaseNumerator <= 0 ||
+        stream->timeBaseDenominator <= 0) {
+        count(DamageCounts::UnusableStream, avcodec_get_name(codec->codec_id));
+        return nullptr;
+    }
+
+    Context context(orThrow(avcodec_alloc_context3(decoder)));
+    int result = avcodec_parameters_to_context(context.get(), codec.get());
+    context->pkt_timebase = {stream->timeBaseNumerator, stream->timeBaseDenominator};
+    context->framerate = {stream->frameRateNumerator, stream->frameRateDenominator};
+    context->thread_count = 1;
+    if (_mediaType == AVMEDIA_TYPE_VIDEO)
+        context->get_buffer2 = PictureMemory::getBuffer;
+    if (result >= 0)
+        result = avcodec_open2(context.get(), decoder, nullptr);
+    if (result < 0) {
+        countError(DamageCounts::UnusableStream, result);
+        return nullptr;
+    }
+    return context;
+}
+
+void CodecContext::decodePacket(const Deliver &deliver)
+{
+    // To libavcodec a packet without bytes is the end of the stream.
+    if (_packet->size == 0)
+        return;
+    const int result = avcodec_send_packet(_context.get(), _packet.get());
+    if (result < 0) {
+        countError(DamageCounts::UndecodableBlock, result);
+        return;
+    }
+    while (receive(*_context, deliver) >= 0) {
+    }
+}
+
+/// @return 0 when a frame was delivered, AVERROR(EAGAIN) and AVERROR_EOF as libavcodec means them, other errors counted.
+int CodecContext::receive(AVCodecContext &context, const Deliver &deliver)
+{
+    const int result = avcodec_receive_frame(&context, _frame.get());
+    if (result >= 0) {
+        if (isDamaged(*_frame))
+            count(DamageCounts::ConcealedDamage, context.codec->name);
+        deliver(context, *_frame);
+        // At once: the codec may wait for the memory.
+        av_frame_unref(_frame.get());
+    } else if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) {
+        countError(DamageCounts::UndecodableBlock, result);
+    }
+    return result;
+}
+
+void CodecContext::countError(DamageCounts::Kind kind, int error) const noexcept
+{
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(error, text, sizeof text);
+    count(kind, text);
+}

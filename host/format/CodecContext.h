@@ -1,0 +1,68 @@
+#ifndef HOST_FORMAT_CODECCONTEXT_H
+#define HOST_FORMAT_CODECCONTEXT_H
+
+#include <QByteArray>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "format/DamageCounts.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+/// The codec of one stream, from its blocks to libavcodec's frames: what video and audio codec decoders share. Opened at
+/// the first key block from the parameters in it, opened anew when a later key block brings others. Decodes on the calling
+/// thread alone. Reentrant; nothing here throws.
+class CodecContext final {
+public:
+    /// Receives one decoded frame, which is valid for the call only. What it throws ends the block and is counted.
+    using Deliver = std::function<void(const AVCodecContext &codec, const AVFrame &frame)>;
+
+    /// @param mediaType of the streams to be decoded: video pictures are decoded into PictureMemory.
+    CodecContext(AVMediaType mediaType, std::shared_ptr<DamageCounts> damage);
+
+    /// Decodes one block and delivers every frame that is ready. An empty block delivers what is still held back and
+    /// closes the codec: the next key block opens it anew.
+    void decode(const QByteArray &block, bool keyBlock, const Deliver &deliver) noexcept;
+
+    /// Whether libavcodec says of @p frame that it is not what was coded.
+    static bool isDamaged(const AVFrame &frame);
+    /// @p timestamp in milliseconds; nothing when it is unknown.
+    static std::optional<qint64> milliseconds(qint64 timestamp, AVRational timeBase);
+
+    /// Counts damage of this stream.
+    void count(DamageCounts::Kind kind, const char *detail) const noexcept;
+
+private:
+    struct Free {
+        void operator()(AVCodecContext *context) const { avcodec_free_context(&context); }
+        void operator()(AVCodecParameters *parameters) const { avcodec_parameters_free(&parameters); }
+        void operator()(AVFrame *frame) const { av_frame_free(&frame); }
+        void operator()(AVPacket *packet) const { av_packet_free(&packet); }
+    };
+    using Context = std::unique_ptr<AVCodecContext, Free>;
+
+    void decodeBlock(const QByteArray &block, bool keyBlock, const Deliver &deliver);
+    void drain(const Deliver &deliver);
+    Context open(const QByteArray &parameters);
+    void decodePacket(const Deliver &deliver);
+    int receive(AVCodecContext &context, const Deliver &deliver);
+    void countError(DamageCounts::Kind kind, int error) const noexcept;
+
+    // Constant after construction.
+    const AVMediaType _mediaType;
+    const std::shared_ptr<DamageCounts> _damage;
+    const std::unique_ptr<AVPacket, Free> _packet;
+    const std::unique_ptr<AVFrame, Free> _frame;
+
+    QByteArray _origin;
+    /// Those of the last key block, also when the codec could not be opened with them.
+    QByteArray _parameters;
+    /// Null before the first key block, after the end of the stream, and while the stream cannot be decoded.
+    Context _context;
+};
+
+#endif

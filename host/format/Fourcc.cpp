@@ -1,0 +1,57 @@
+#include "format/Fourcc.h"
+
+#include <array>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+namespace {
+
+using TagTables = std::array<const AVCodecTag *, 2>;
+
+TagTables tagTablesFor(AVMediaType mediaType)
+{
+    switch (mediaType) {
+    case AVMEDIA_TYPE_VIDEO:
+        return {avformat_get_riff_video_tags(), avformat_get_mov_video_tags()};
+    case AVMEDIA_TYPE_AUDIO:
+        return {avformat_get_riff_audio_tags(), avformat_get_mov_audio_tags()};
+    default:
+        return {};
+    }
+}
+
+/// One table at a time, since a tag may mean one codec in RIFF files and another one in MOV files.
+AVCodecID codecOf(const AVCodecTag *table, quint32 fourcc)
+{
+    const AVCodecTag *const tables[] = {table, nullptr};
+    return av_codec_get_id(tables, fourcc);
+}
+
+} // namespace
+
+std::optional<quint32> fourccOf(const AVCodecParameters &parameters)
+{
+    const TagTables tables = tagTablesFor(parameters.codec_type);
+    for (const AVCodecTag *const table : tables) {
+        if (parameters.codec_tag != 0 && codecOf(table, parameters.codec_tag) == parameters.codec_id)
+            return parameters.codec_tag;
+    }
+    for (const AVCodecTag *const table : tables) {
+        const AVCodecTag *const single[] = {table, nullptr};
+        if (const quint32 fourcc = av_codec_get_tag(single, parameters.codec_id))
+            return fourcc;
+    }
+    return std::nullopt;
+}
+
+bool isKnownFourcc(quint32 fourcc, AVMediaType mediaType)
+{
+    for (const AVCodecTag *const table : tagTablesFor(mediaType)) {
+        if (avcodec_find_decoder(codecOf(table, fourcc)))
+            return true;
+    }
+    return false;
+}

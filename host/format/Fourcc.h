@@ -1,0 +1,23 @@
+#ifndef HOST_FORMAT_FOURCC_H
+#define HOST_FORMAT_FOURCC_H
+
+#include <QtGlobal>
+
+#include <optional>
+
+extern "C" {
+#include <libavutil/avutil.h>
+}
+
+struct AVCodecParameters;
+
+/// @return the fourcc under which a stream of these parameters travels: its container's own tag where that names the
+///         codec, otherwise the first one that libavformat's tables of RIFF and MOV tags give it; nothing when they know
+///         none. Thread-safe, as is the next one.
+std::optional<quint32> fourccOf(const AVCodecParameters &parameters);
+
+/// Whether @p fourcc stands for a codec of @p mediaType that libavcodec can decode. Some stand for several (all PCM
+/// variants share one): which one it is, the stream's parameters tell.
+bool isKnownFourcc(quint32 fourcc, AVMediaType mediaType);
+
+#endif

@@ -1,0 +1,170 @@
+#include "format/PictureMemory.h"
+
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <new>
+#include <optional>
+
+#include "interfaces/BigBlocks.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/imgutils.h>
+}
+
+namespace {
+
+constexpr std::size_t alignment = 64;
+// libavcodec reads, and writes what nobody will see, a little past a plane's end.
+constexpr std::size_t planePadding = 64;
+
+// Its address marks the buffers that lie in blocks of this file.
+char ownBuffer = 0;
+
+constexpr std::size_t aligned(std::size_t size)
+{
+    return (size + alignment - 1) / alignment * alignment;
+}
+
+struct Planes {
+    std::uint8_t *data[4] = {};
+    int stride[4] = {};
+};
+
+struct Block {
+    PictureHeader *header = nullptr;
+    Planes planes;
+};
+
+bool makeStrides(AVPixelFormat format, int width, int *strides)
+{
+    // All rows grow together, since codecs expect the strides of planes to keep their proportion.
+    bool isAligned = false;
+    while (!isAligned) {
+        if (av_image_fill_linesizes(strides, format, width) < 0)
+            return false;
+        isAligned = true;
+        for (int plane = 0; plane < 4; ++plane)
+            isAligned = isAligned && strides[plane] % static_cast<int>(alignment) == 0;
+        width += width & -width;
+    }
+    return true;
+}
+
+/// @return a block with one owner and room for such a picture, its header marked as not shared yet.
+std::optional<Block> allocate(AVPixelFormat format, int width, int height)
+{
+    Block block;
+    if (!makeStrides(format, width, block.planes.stride))
+        return std::nullopt;
+    const std::ptrdiff_t strides[4] = {block.planes.stride[0], block.planes.stride[1], block.planes.stride[2],
+                                       block.planes.stride[3]};
+    std::size_t planeSizes[4] = {};
+    if (av_image_fill_plane_sizes(planeSizes, format, height, strides) < 0)
+        return std::nullopt;
+
+    std::size_t offsets[4] = {};
+    std::size_t size = aligned(sizeof(PictureHeader));
+    for (int plane = 0; plane < 4; ++plane) {
+        offsets[plane] = size;
+        if (planeSizes[plane] != 0)
+            size += aligned(planeSizes[plane] + planePadding);
+    }
+    // Offsets in the header are signed.
+    if (size > static_cast<std::size_t>(std::numeric_limits<qint32>::max()))
+        return std::nullopt;
+    void *const memory = slab::bigBlockAllocate(static_cast<quint32>(size));
+    if (!memory)
+        return std::nullopt;
+    block.header = new (memory) PictureHeader;
+    block.header->magic = 0;
+    block.header->size = static_cast<quint32>(size);
+    for (int plane = 0; plane < 4; ++plane) {
+        if (planeSizes[plane] != 0)
+            block.planes.data[plane] = static_cast<std::uint8_t *>(memory) + offsets[plane];
+    }
+    return block;
+}
+
+void giveBack(void * /*mark*/, std::uint8_t *data)
+{
+    slab::bigBlockDeallocate(data, reinterpret_cast<const PictureHeader *>(data)->size);
+}
+
+/// @return the header of the block that @p frame's picture lies in; null when it lies elsewhere or was shared before.
+PictureHeader *unsharedHeaderOf(const AVFrame &frame)
+{
+    if (!frame.buf[0] || av_buffer_get_opaque(frame.buf[0]) != &ownBuffer)
+        return nullptr;
+    auto *const header = reinterpret_cast<PictureHeader *>(frame.buf[0]->data);
+    for (const std::uint8_t *const data : frame.data) {
+        if (data && (data < frame.buf[0]->data || data >= frame.buf[0]->data + header->size))
+            return nullptr;
+    }
+    return header->magic == 0 ? header : nullptr;
+}
+
+/// Describes the block at @p header for consumers, and marks it as shared.
+void describe(PictureHeader *header, const PictureHeader &description, const std::uint8_t *const *planes,
+              const int *strides)
+{
+    const quint32 size = header->size;
+    *header = description;
+    header->size = size;
+    for (int plane = 0; plane < 4; ++plane) {
+        const auto *const begin = reinterpret_cast<const std::uint8_t *>(header);
+        header->planeOffset[plane] = planes[plane] ? static_cast<qint32>(planes[plane] - begin) : 0;
+        header->stride[plane] = planes[plane] ? strides[plane] : 0;
+    }
+}
+
+} // namespace
+
+int PictureMemory::getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
+{
+    if ((codec->codec->capabilities & AV_CODEC_CAP_DR1) == 0)
+        return avcodec_default_get_buffer2(codec, frame, flags);
+    int width = frame->width;
+    int height = frame->height;
+    int strideAlignment[AV_NUM_DATA_POINTERS] = {};
+    avcodec_align_dimensions2(codec, &width, &height, strideAlignment);
+    const std::optional<Block> block = allocate(static_cast<AVPixelFormat>(frame->format), width, height);
+    if (!block)
+        return AVERROR(ENOMEM);
+    auto *const bytes = reinterpret_cast<std::uint8_t *>(block->header);
+    frame->buf[0] = av_buffer_create(bytes, block->header->size, giveBack, &ownBuffer, AV_BUFFER_FLAG_READONLY);
+    if (!frame->buf[0]) {
+        giveBack(nullptr, bytes);
+        return AVERROR(ENOMEM);
+    }
+    for (int plane = 0; plane < 4; ++plane) {
+        frame->data[plane] = block->planes.data[plane];
+        frame->linesize[plane] = block->planes.stride[plane];
+    }
+    frame->extended_data = frame->data;
+    return 0;
+}
+
+VideoFrameHandle PictureMemory::share(const AVFrame &frame, const PictureHeader &description)
+{
+    auto record = std::make_unique<VideoFrameBuffer>();
+    PictureHeader *header = unsharedHeaderOf(frame);
+    if (header) {
+        describe(header, description, frame.data, frame.linesize);
+        slab::bigBlockRetain(header);
+    } else {
+        const auto format = static_cast<AVPixelFormat>(frame.format);
+        std::optional<Block> copy = allocate(format, frame.width, frame.height);
+        if (!copy)
+            return VideoFrameHandle();
+        Planes &planes = copy->planes;
+        const std::uint8_t *source[4] = {frame.data[0], frame.data[1], frame.data[2], frame.data[3]};
+        av_image_copy(planes.data, planes.stride, source, frame.linesize, format, frame.width, frame.height);
+        header = copy->header;
+        describe(header, description, planes.data, planes.stride);
+    }
+    record->data = header;
+    record->size = header->size;
+    return VideoFrameHandle(record.release());
+}
