@@ -1,5 +1,6 @@
 #include "format/Fourcc.h"
 
+#include <algorithm>
 #include <array>
 
 extern "C" {
@@ -8,6 +9,10 @@ extern "C" {
 }
 
 namespace {
+
+// The last character of the fourccs that stand for libavcodec's own number of a codec, in the three before it.
+constexpr quint32 ownNumberMark = quint32('#') << 24;
+constexpr quint32 ownNumberBits = 0xffffff;
 
 using TagTables = std::array<const AVCodecTag *, 2>;
 
@@ -44,14 +49,22 @@ std::optional<quint32> fourccOf(const AVCodecParameters &parameters)
         if (const quint32 fourcc = av_codec_get_tag(single, parameters.codec_id))
             return fourcc;
     }
-    return std::nullopt;
+    if (parameters.codec_id == AV_CODEC_ID_NONE || tables.front() == nullptr)
+        return std::nullopt;
+    return ownNumberMark | static_cast<quint32>(parameters.codec_id);
 }
 
 bool isKnownFourcc(quint32 fourcc, AVMediaType mediaType)
 {
-    for (const AVCodecTag *const table : tagTablesFor(mediaType)) {
-        if (avcodec_find_decoder(codecOf(table, fourcc)))
-            return true;
-    }
-    return false;
+    const auto isDecodable = [mediaType](AVCodecID codec) {
+        const AVCodec *const decoder = avcodec_find_decoder(codec);
+        return decoder && decoder->type == mediaType;
+    };
+    // In RIFF files it stands for raw pictures, but here for the lack of a fourcc.
+    if (fourcc == 0)
+        return false;
+    const TagTables tables = tagTablesFor(mediaType);
+    return std::any_of(tables.begin(), tables.end(),
+                       [&](const AVCodecTag *table) { return isDecodable(codecOf(table, fourcc)); }) ||
+           ((fourcc & ~ownNumberBits) == ownNumberMark && isDecodable(static_cast<AVCodecID>(fourcc & ownNumberBits)));
 }
