@@ -1,0 +1,167 @@
+#include "format/PictureMemory.h"
+
+#include <cstring>
+#include <memory>
+
+#include "CountingSlab.h"
+#include "Records.h"
+#include <gtest/gtest.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+namespace {
+
+struct Free {
+    void operator()(AVCodecContext *context) const { avcodec_free_context(&context); }
+    void operator()(AVFrame *frame) const { av_frame_free(&frame); }
+};
+using Frame = std::unique_ptr<AVFrame, Free>;
+
+class PictureMemoryTest : public testing::Test {
+protected:
+    void TearDown() override
+    {
+        CountingSlab::failAfter(-1);
+        EXPECT_EQ(CountingSlab::liveBlocks(), 0);
+    }
+
+    /// A picture of one grey in memory that libavcodec would get; null when it would get none.
+    Frame decoded(AVPixelFormat format, int width, int height, int grey = 100)
+    {
+        Frame frame(av_frame_alloc());
+        frame->format = format;
+        frame->width = width;
+        frame->height = height;
+        codec->pix_fmt = format;
+        codec->width = codec->coded_width = width;
+        codec->height = codec->coded_height = height;
+        if (PictureMemory::getBuffer(codec.get(), frame.get(), 0) < 0)
+            return nullptr;
+        fill(*frame, grey);
+        return frame;
+    }
+
+    /// The same in libavcodec's own memory.
+    static Frame elsewhere(AVPixelFormat format, int width, int height, int grey = 100)
+    {
+        Frame frame(av_frame_alloc());
+        frame->format = format;
+        frame->width = width;
+        frame->height = height;
+        av_frame_get_buffer(frame.get(), 0);
+        fill(*frame, grey);
+        return frame;
+    }
+
+    static void fill(AVFrame &frame, int grey)
+    {
+        for (int row = 0; row < frame.height; ++row)
+            std::memset(frame.data[0] + row * frame.linesize[0], grey + row, static_cast<std::size_t>(frame.width));
+    }
+
+    const std::unique_ptr<AVCodecContext, Free> codec{avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_MPEG4))};
+};
+
+PictureHeader sizedDescription(int width, int height, AVPixelFormat format)
+{
+    PictureHeader description;
+    description.width = width;
+    description.height = height;
+    description.pixelFormat = format;
+    return description;
+}
+
+TEST_F(PictureMemoryTest, DecodedPictureIsSharedWhereItIs)
+{
+    Frame frame = decoded(AV_PIX_FMT_GRAY8, 100, 50);
+    const VideoFrameHandle record = PictureMemory::share(*frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8));
+    ASSERT_FALSE(record.isNull());
+    const PictureHeader *const header = PictureHeader::of(*record);
+    ASSERT_NE(header, nullptr);
+    EXPECT_EQ(header->plane(0), frame->data[0]);
+    EXPECT_EQ(header->stride[0], frame->linesize[0]);
+    EXPECT_EQ(header->size, record->size);
+    EXPECT_EQ(CountingSlab::liveBlocks(), 1);
+    frame.reset();
+    EXPECT_EQ(CountingSlab::liveBlocks(), 1) << "the record keeps it";
+}
+
+TEST_F(PictureMemoryTest, PictureThatWasSharedIsCopiedTheNextTime)
+{
+    const Frame frame = decoded(AV_PIX_FMT_GRAY8, 100, 50);
+    PictureHeader description = sizedDescription(100, 50, AV_PIX_FMT_GRAY8);
+    description.pts = 1;
+    const VideoFrameHandle first = PictureMemory::share(*frame, description);
+    description.pts = 2;
+    const VideoFrameHandle second = PictureMemory::share(*frame, description);
+    ASSERT_FALSE(second.isNull());
+    EXPECT_NE(first->data, second->data);
+    EXPECT_EQ(PictureHeader::of(*first)->pts, 1);
+    EXPECT_EQ(PictureHeader::of(*second)->pts, 2);
+    EXPECT_EQ(pictureHash(*first), pictureHash(*second));
+}
+
+TEST_F(PictureMemoryTest, PictureElsewhereIsCopied)
+{
+    const Frame frame = elsewhere(AV_PIX_FMT_GRAY8, 100, 50);
+    const VideoFrameHandle record = PictureMemory::share(*frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8));
+    const PictureHeader *const header = PictureHeader::of(*record);
+    ASSERT_NE(header, nullptr);
+    for (int row = 0; row < 50; ++row) {
+        for (const int column : {0, 99})
+            ASSERT_EQ(header->plane(0)[row * header->stride[0] + column], 100 + row);
+    }
+}
+
+TEST_F(PictureMemoryTest, PictureWithAPlaneElsewhereIsCopied)
+{
+    const Frame frame = decoded(AV_PIX_FMT_PAL8, 64, 8);
+    std::uint8_t palette[AVPALETTE_SIZE] = {1, 2, 3};
+    frame->data[1] = palette;
+    const VideoFrameHandle record = PictureMemory::share(*frame, sizedDescription(64, 8, AV_PIX_FMT_PAL8));
+    const PictureHeader *const header = PictureHeader::of(*record);
+    ASSERT_NE(header, nullptr);
+    EXPECT_NE(header->plane(0), frame->data[0]);
+    EXPECT_EQ(std::memcmp(header->plane(1), palette, sizeof palette), 0);
+}
+
+TEST_F(PictureMemoryTest, UpsideDownPictureKeepsItsRows)
+{
+    const Frame frame = decoded(AV_PIX_FMT_GRAY8, 100, 50);
+    frame->data[0] += 49 * frame->linesize[0];
+    frame->linesize[0] = -frame->linesize[0];
+    const PictureHeader description = sizedDescription(100, 50, AV_PIX_FMT_GRAY8);
+    const VideoFrameHandle shared = PictureMemory::share(*frame, description);
+    const VideoFrameHandle copied = PictureMemory::share(*frame, description);
+    EXPECT_LT(PictureHeader::of(*shared)->stride[0], 0);
+    EXPECT_EQ(PictureHeader::of(*shared)->plane(0)[0], 149);
+    EXPECT_EQ(pictureHash(*shared), pictureHash(*copied));
+}
+
+TEST_F(PictureMemoryTest, LibavcodecMayNotWriteWhatItAloneHolds)
+{
+    const Frame frame = decoded(AV_PIX_FMT_YUV420P, 33, 17);
+    EXPECT_FALSE(av_frame_is_writable(frame.get()));
+    for (int plane = 0; plane < 3; ++plane) {
+        EXPECT_EQ(reinterpret_cast<quintptr>(frame->data[plane]) % 64, 0U);
+        EXPECT_EQ(frame->linesize[plane] % 64, 0);
+    }
+    EXPECT_EQ(frame->linesize[0], 2 * frame->linesize[1]);
+}
+
+TEST_F(PictureMemoryTest, LackOfMemoryGivesNoPicture)
+{
+    CountingSlab::failAfter(0);
+    EXPECT_EQ(decoded(AV_PIX_FMT_GRAY8, 100, 50), nullptr);
+    const Frame frame = elsewhere(AV_PIX_FMT_GRAY8, 100, 50);
+    EXPECT_TRUE(PictureMemory::share(*frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8)).isNull());
+}
+
+TEST_F(PictureMemoryTest, PictureTooLargeForItsHeaderIsRefused)
+{
+    EXPECT_EQ(decoded(AV_PIX_FMT_RGBA64LE, 20000, 20000), nullptr);
+}
+
+} // namespace
