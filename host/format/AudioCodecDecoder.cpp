@@ -1,6 +1,8 @@
 #include "format/AudioCodecDecoder.h"
 
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -35,14 +37,14 @@ SamplesHeader describe(const AVCodecContext &codec, const AVFrame &frame)
 
 AudioSampleHandle copySamples(const SamplesHeader &description, const AVFrame &frame)
 {
-    const AudioSampleHandle samples(new AudioSampleBuffer);
+    auto record = std::make_unique<AudioSampleBuffer>();
     const auto planeSize = static_cast<std::size_t>(description.planeSize);
-    samples->data = new char[sizeof description + planeSize * static_cast<std::size_t>(description.planeCount)];
-    char *to = samples->data + sizeof description;
-    new (samples->data) SamplesHeader(description);
+    record->data = new char[sizeof description + planeSize * static_cast<std::size_t>(description.planeCount)];
+    new (record->data) SamplesHeader(description);
+    char *to = record->data + sizeof description;
     for (int plane = 0; plane < description.planeCount; ++plane, to += planeSize)
         std::memcpy(to, frame.extended_data[plane], planeSize);
-    return samples;
+    return AudioSampleHandle(record.release());
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "format/VideoCodecDecoder.h"
 
+#include <functional>
 #include <utility>
 
 #include "format/PictureHeader.h"
