@@ -1,5 +1,8 @@
 #include "app/ComponentHost.h"
 
+#include <QCoreApplication>
+#include <QFile>
+
 #include "modkit/ComponentLibrary.h"
 
 ComponentHost::ComponentHost(const ModkitPtr<ISettings> &settings, ObjectRegistry &registry)
@@ -11,6 +14,15 @@ ComponentHost::ComponentHost(const ModkitPtr<ISettings> &settings, ObjectRegistr
 ComponentHost::~ComponentHost()
 {
     stop();
+}
+
+QString ComponentHost::libraryFile(const ComponentOptions &options)
+{
+    if (options.libraryFile)
+        return QString::fromStdString(*options.libraryFile);
+    const QString installed = QCoreApplication::applicationDirPath() + QStringLiteral("/" INSTALLED_COMPONENT);
+    return QFile::exists(installed) ? installed
+                                    : QCoreApplication::applicationDirPath() + QStringLiteral("/" COMPONENT_FILE_NAME);
 }
 
 std::optional<std::string> ComponentHost::start(const QString &path)

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "app/CommandLine.h"
 #include "interfaces/ISettings.h"
 #include "modkit/ObjectRegistry.h"
 
@@ -18,6 +19,10 @@ public:
     ~ComponentHost();
     ComponentHost(const ComponentHost &) = delete;
     ComponentHost &operator=(const ComponentHost &) = delete;
+
+    /// @return the library that @p options name; by default the component beside the program or, once both are installed,
+    ///         at its place relative to the program.
+    static QString libraryFile(const ComponentOptions &options);
 
     /// Loads the library at @p path, and creates and initialises its component. To be called once.
     /// @return nothing on success, otherwise one line that names the library and what is wrong.

@@ -1,5 +1,11 @@
 #include "app/ProcessThreads.h"
 
+#include <QDeadlineTimer>
+#include <QThread>
+
+#include <algorithm>
+#include <iterator>
+
 #if defined(_WIN32)
 
 // The second header needs the first.
@@ -36,3 +42,22 @@ std::set<int> ProcessThreads::ids()
 }
 
 #endif
+
+std::vector<int> ProcessThreads::startedSince(const std::set<int> &before)
+{
+    const std::set<int> now = ids();
+    std::vector<int> added;
+    std::set_difference(now.begin(), now.end(), before.begin(), before.end(), std::back_inserter(added));
+    return added;
+}
+
+std::vector<int> ProcessThreads::leftSince(const std::set<int> &before)
+{
+    const QDeadlineTimer deadline(2000);
+    std::vector<int> left = startedSince(before);
+    while (!left.empty() && !deadline.hasExpired()) {
+        QThread::msleep(1);
+        left = startedSince(before);
+    }
+    return left;
+}

@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <iterator>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -49,7 +50,7 @@ testing::Matcher<std::string> isOneLine()
 
 TEST(DecodingHost, ShowsTheComponentAndThatNothingIsLeftBehind)
 {
-    const Outcome result = run({QStringLiteral("--threads"), QStringLiteral("3")});
+    const Outcome result = run({QStringLiteral("check"), QStringLiteral("--threads"), QStringLiteral("3")});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.errors, "");
     EXPECT_THAT(result.output,
@@ -62,7 +63,8 @@ TEST(DecodingHost, ShowsTheComponentAndThatNothingIsLeftBehind)
 
 TEST(DecodingHost, ReportsTheSameAsJson)
 {
-    const Outcome result = run({QStringLiteral("--threads"), QStringLiteral("1"), QStringLiteral("--json")});
+    const Outcome result =
+        run({QStringLiteral("check"), QStringLiteral("--threads"), QStringLiteral("1"), QStringLiteral("--json")});
     EXPECT_EQ(result.exitCode, 0);
     QJsonParseError error;
     const QJsonObject report = QJsonDocument::fromJson(QByteArray::fromStdString(result.output), &error).object();
@@ -87,7 +89,7 @@ TEST(DecodingHost, TakesTheThreadsFromTheCommandLineThenTheEnvironmentThenTheFil
     settings.close();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("DECODING_THREADS"));
-    QStringList arguments{QStringLiteral("--json"), QStringLiteral("--settings"), file};
+    QStringList arguments{QStringLiteral("check"), QStringLiteral("--json"), QStringLiteral("--settings"), file};
     EXPECT_EQ(startedThreads(run(arguments, environment)), 5);
     environment.insert(QStringLiteral("DECODING_THREADS"), QStringLiteral("4"));
     EXPECT_EQ(startedThreads(run(arguments, environment)), 4);
@@ -97,7 +99,8 @@ TEST(DecodingHost, TakesTheThreadsFromTheCommandLineThenTheEnvironmentThenTheFil
 
 TEST(DecodingHost, NamesALibraryThatIsNotThere)
 {
-    const Outcome result = run({QStringLiteral("--component"), QStringLiteral("/nowhere/libNothing.so")});
+    const Outcome result =
+        run({QStringLiteral("check"), QStringLiteral("--component"), QStringLiteral("/nowhere/libNothing.so")});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.output, "");
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("/nowhere/libNothing.so")));
@@ -105,27 +108,30 @@ TEST(DecodingHost, NamesALibraryThatIsNotThere)
 
 TEST(DecodingHost, NamesALibraryThatIsNoComponent)
 {
-    const Outcome result = run({QStringLiteral("--component"), QStringLiteral(LIBRARY_WITHOUT_EXPORTS)});
+    const Outcome result =
+        run({QStringLiteral("check"), QStringLiteral("--component"), QStringLiteral(LIBRARY_WITHOUT_EXPORTS)});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr(LIBRARY_WITHOUT_EXPORTS), HasSubstr("ModkitGetObject")));
 }
 
 TEST(DecodingHost, NamesASettingsFileThatIsNotThere)
 {
-    const Outcome result = run({QStringLiteral("--settings"), QStringLiteral("/nowhere/host.ini")});
+    const Outcome result =
+        run({QStringLiteral("check"), QStringLiteral("--settings"), QStringLiteral("/nowhere/host.ini")});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("/nowhere/host.ini")));
 }
 
 #if defined(Q_OS_LINUX)
-TEST(DecodingHost, SaysThatItsReportCannotBeWritten)
+TEST(DecodingHost, SaysThatItsOutputCannotBeWritten)
 {
     QProcess host;
     host.setStandardOutputFile(QStringLiteral("/dev/full"));
-    host.start(QStringLiteral(HOST_FILE), {QStringLiteral("--threads"), QStringLiteral("1")});
+    host.start(QStringLiteral(HOST_FILE), {QStringLiteral("check"), QStringLiteral("--threads"), QStringLiteral("1")});
     ASSERT_TRUE(host.waitForFinished(60000));
     EXPECT_EQ(host.exitCode(), 1);
-    EXPECT_THAT(host.readAllStandardError().toStdString(), AllOf(isOneLine(), HasSubstr("cannot write the report")));
+    EXPECT_THAT(host.readAllStandardError().toStdString(),
+                AllOf(isOneLine(), HasSubstr("cannot write to the standard output")));
 }
 #endif
 
@@ -134,24 +140,52 @@ TEST(DecodingHost, RefusesThreadsThatAreNoNumberOrWouldUseUpTheMachine)
     for (const char *count : {"-1", "1025", "2147483647", "99999999999", "many", ""}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("DECODING_THREADS"), QString::fromLatin1(count));
-        const Outcome result = run({}, environment);
-        EXPECT_EQ(result.exitCode, 1) << count;
-        EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("THREADS"), HasSubstr(count)));
-        EXPECT_EQ(run({QStringLiteral("--threads"), QString::fromLatin1(count)}).errors, result.errors);
+        const Outcome ofEnvironment = run({QStringLiteral("check")}, environment);
+        EXPECT_EQ(ofEnvironment.exitCode, 1) << count;
+        EXPECT_THAT(ofEnvironment.errors, AllOf(isOneLine(), HasSubstr("THREADS"), HasSubstr(count)));
+        const Outcome ofCommandLine =
+            run({QStringLiteral("check"), QStringLiteral("--threads"), QString::fromLatin1(count)});
+        EXPECT_EQ(ofCommandLine.exitCode, 2) << count;
+        EXPECT_THAT(ofCommandLine.errors, AllOf(isOneLine(), HasSubstr("--threads"), HasSubstr(count)));
     }
 }
 
 TEST(DecodingHost, SaysInOneLineWhatIsWrongWithATextOfSeveralLines)
 {
-    EXPECT_THAT(run({QStringLiteral("--threads"), QStringLiteral("one\nor two")}).errors,
+    EXPECT_THAT(run({QStringLiteral("check"), QStringLiteral("--threads"), QStringLiteral("one\nor two")}).errors,
                 AllOf(isOneLine(), HasSubstr("one or two")));
-    EXPECT_THAT(run({QStringLiteral("--component"), QStringLiteral("/no\nwhere.so")}).errors,
+    EXPECT_THAT(run({QStringLiteral("check"), QStringLiteral("--component"), QStringLiteral("/no\nwhere.so")}).errors,
                 AllOf(isOneLine(), HasSubstr("/no where.so")));
 }
 
 TEST(DecodingHost, RefusesArgumentsThatMakeNoSense)
 {
-    const Outcome result = run({QStringLiteral("camera.mp4")});
-    EXPECT_EQ(result.exitCode, 2);
-    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("camera.mp4")));
+    const QStringList cases[] = {
+        {},
+        {QStringLiteral("camera.mp4")},
+        {QStringLiteral("check"), QStringLiteral("camera.mp4")},
+        {QStringLiteral("decode")},
+        {QStringLiteral("probe")},
+        {QStringLiteral("decode"), QStringLiteral("--output"), QStringLiteral("mkv"), QStringLiteral("camera.mp4")},
+    };
+    const char *const culprits[] = {"command", "camera.mp4", "camera.mp4", "INPUT", "INPUT", "mkv"};
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const Outcome result = run(cases[i]);
+        EXPECT_EQ(result.exitCode, 2) << culprits[i];
+        EXPECT_EQ(result.output, "");
+        EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr(culprits[i])));
+    }
+}
+
+TEST(DecodingHost, WritesHelpAndVersionToTheStandardOutput)
+{
+    for (const char *const command : {"decode", "probe", "check"}) {
+        const Outcome result = run({QString::fromLatin1(command), QStringLiteral("--help")});
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.errors, "");
+        EXPECT_THAT(result.output, HasSubstr("Usage: decoding-host " + std::string(command)));
+    }
+    const Outcome version = run({QStringLiteral("--version")});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(version.output, "decoding-host " PROJECT_VERSION "\n");
 }

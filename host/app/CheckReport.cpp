@@ -1,4 +1,4 @@
-#include "app/HostReport.h"
+#include "app/CheckReport.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -47,7 +47,7 @@ QJsonArray toArray(const std::vector<int> &numbers)
 
 } // namespace
 
-std::string HostReport::toText() const
+std::string CheckReport::toText() const
 {
     QString text = line("component", QString::fromStdString(componentName + ", from " + componentPath));
     for (const Publication &publication : published)
@@ -63,7 +63,7 @@ std::string HostReport::toText() const
     return text.toStdString();
 }
 
-std::string HostReport::toJson() const
+std::string CheckReport::toJson() const
 {
     QJsonArray publications;
     for (const Publication &publication : published)

@@ -1,13 +1,13 @@
-#ifndef HOST_APP_HOSTREPORT_H
-#define HOST_APP_HOSTREPORT_H
+#ifndef HOST_APP_CHECKREPORT_H
+#define HOST_APP_CHECKREPORT_H
 
 #include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
 
-/// What one run of the host has seen, for people and for programs.
-struct HostReport {
+/// What `check` has seen of the component, for people and for programs.
+struct CheckReport {
     struct Publication {
         std::string identifier;
         std::vector<std::string> interfaces;

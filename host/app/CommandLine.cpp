@@ -1,0 +1,194 @@
+#include "app/CommandLine.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "app/ExitCode.h"
+#include <CLI/CLI.hpp>
+
+namespace {
+
+constexpr std::array outputKinds{"null", "framemd5", "y4m", "raw", "wav", "png"};
+
+// Each copy of an input has a thread and two decoders of its own.
+constexpr int maxCopies = 1000;
+constexpr int maxRepeat = 1000000000;
+constexpr double maxDurationSeconds = 1e9;
+
+std::string notEmpty(const std::string &text)
+{
+    return text.empty() ? "must not be empty" : std::string();
+}
+
+/// @throw CLI::ValidationError when the text is no output.
+DecodeOptions::Output parseOutput(const std::string &text)
+{
+    const std::size_t colon = text.find(':');
+    const std::string kind = text.substr(0, colon);
+    if (std::find(outputKinds.begin(), outputKinds.end(), kind) == outputKinds.end())
+        throw CLI::ValidationError("--output", "\"" + text + "\" is of no known kind, which are " +
+                                                   CLI::detail::join(outputKinds, ", "));
+    if (kind == "null") {
+        if (colon != std::string::npos)
+            throw CLI::ValidationError("--output", "\"" + text + "\": null writes nothing and takes no directory");
+        return {kind, std::string()};
+    }
+    const std::string directory = colon == std::string::npos ? "." : text.substr(colon + 1);
+    if (directory.empty())
+        throw CLI::ValidationError("--output", "\"" + text + "\" lacks the directory after the colon");
+    return {kind, directory};
+}
+
+/// @throw CLI::ValidationError when a text is no output, or two are the same and would write the same files.
+std::vector<DecodeOptions::Output> parseOutputs(const std::vector<std::string> &texts)
+{
+    std::vector<DecodeOptions::Output> outputs;
+    for (const std::string &text : texts) {
+        const DecodeOptions::Output output = parseOutput(text);
+        for (const DecodeOptions::Output &other : outputs) {
+            if (output.kind == other.kind && output.directory == other.directory)
+                throw CLI::ValidationError("--output", "\"" + text + "\" is given twice");
+        }
+        outputs.push_back(output);
+    }
+    return outputs;
+}
+
+void addComponentOptions(CLI::App &command, ComponentOptions &options)
+{
+    command.footer("Settings are taken from the command line, then from environment variables\n"
+                   "DECODING_<KEY>, then from the file that --settings names.");
+    command
+        .add_option_function<int>(
+            "--threads", [&options](int count) { options.threads = count; },
+            "Start N decoder threads (setting THREADS;\nby default one for each processor core)")
+        ->option_text("N")
+        ->check(CLI::Range(0, CommandLine::maxThreads));
+    command
+        .add_option_function<std::string>(
+            "--component", [&options](const std::string &file) { options.libraryFile = file; },
+            "Load the component from FILE")
+        ->option_text("FILE")
+        ->check(notEmpty);
+    command
+        .add_option_function<std::string>(
+            "--settings", [&options](const std::string &file) { options.settingsFile = file; },
+            "Read settings from the INI FILE")
+        ->option_text("FILE")
+        ->check(notEmpty);
+}
+
+void addInputs(CLI::App &command, std::vector<std::string> &inputs)
+{
+    command.add_option("INPUT", inputs, "Files or URLs to read")->option_text("...")->required()->check(notEmpty);
+}
+
+void addDecode(CLI::App &app, DecodeOptions &options)
+{
+    CLI::App &command = *app.add_subcommand("decode", "Decode the inputs, all at once, and report");
+    addInputs(command, options.inputs);
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--output", [&options](const std::vector<std::string> &texts) { options.outputs = parseOutputs(texts); },
+            "Count the frames (null, the default), or write files to DIR\n(by default the current directory): " +
+                CLI::detail::join(outputKinds, ", ") + ".\nMay be given several times")
+        ->option_text("KIND[:DIR]")
+        ->allow_extra_args(false);
+    command
+        .add_option_function<std::string>(
+            "--streams",
+            [&options](const std::string &streams) {
+                options.video = streams != "audio";
+                options.audio = streams != "video";
+            },
+            "Decode the inputs' video, audio or both (the default)")
+        ->option_text("KIND")
+        ->check(CLI::IsMember({"video", "audio", "both"}));
+    command.add_flag("--paced", options.paced, "Feed blocks when they are due, not as fast as possible");
+    command.add_flag("--time-saving", options.timeSaving, "Decode key blocks only");
+    command.add_flag("--exclude-from-tuning", options.excludeFromTuning, "Decode every block despite --time-saving");
+    command.add_option("--repeat", options.repeat, "Read each input N times over")
+        ->option_text("N")
+        ->check(CLI::Range(1, maxRepeat));
+    command.add_option("--copies", options.copies, "Decode each input N times at once")
+        ->option_text("N")
+        ->check(CLI::Range(1, maxCopies));
+    command
+        .add_option_function<double>(
+            "--duration",
+            [&options](double seconds) {
+                if (!(seconds >= 0.001 && seconds <= maxDurationSeconds))
+                    throw CLI::ValidationError("--duration", "takes seconds, from 0.001 to 1000000000");
+                options.duration = std::chrono::milliseconds(std::llround(seconds * 1000));
+            },
+            "Read no more than SECONDS of each input, all rounds together")
+        ->option_text("SECONDS");
+    addComponentOptions(command, options.component);
+    command
+        .add_option_function<std::string>(
+            "--json", [&options](const std::string &file) { options.jsonFile = file; },
+            "Write the report as JSON to FILE, too")
+        ->option_text("FILE")
+        ->check(notEmpty);
+    command.add_flag("--quiet", options.quiet, "Show no progress");
+}
+
+void addProbe(CLI::App &app, ProbeOptions &options)
+{
+    CLI::App &command = *app.add_subcommand("probe", "Show the streams of the inputs that decode would take");
+    addInputs(command, options.inputs);
+    command.add_flag("--json", options.json, "Show them as JSON");
+}
+
+void addCheck(CLI::App &app, CheckOptions &options)
+{
+    CLI::App &command = *app.add_subcommand("check", "Load the component, show what it starts, and stop it");
+    addComponentOptions(command, options.component);
+    command.add_flag("--json", options.json, "Report as JSON");
+}
+
+/// @return what is wrong, and where to find help.
+std::string describe(const CLI::Error &error, const CLI::App &app)
+{
+    const std::vector<CLI::App *> commands = app.get_subcommands();
+    if (!commands.empty())
+        return error.what() + std::string("; see decoding-host ") + commands.front()->get_name() + " --help";
+    const std::vector<std::string> others = app.remaining();
+    return (others.empty() ? "a command is missing" : "\"" + others.front() + "\" is no command") +
+           "; see decoding-host --help";
+}
+
+} // namespace
+
+std::variant<DecodeOptions, ProbeOptions, CheckOptions, CommandLine::Exit> CommandLine::parse(int argc,
+                                                                                              const char *const *argv)
+{
+    CLI::App app("Runs the decoding manager on real media.", "decoding-host");
+    app.set_version_flag("--version", "decoding-host " PROJECT_VERSION, "Print the version and exit");
+    DecodeOptions decode;
+    ProbeOptions probe;
+    CheckOptions check;
+    addDecode(app, decode);
+    addProbe(app, probe);
+    addCheck(app, check);
+    app.require_subcommand(1);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        return Exit{ExitCode::success, app.help()};
+    } catch (const CLI::CallForVersion &version) {
+        return Exit{ExitCode::success, version.what() + std::string("\n")};
+    } catch (const CLI::Error &error) {
+        return Exit{ExitCode::wrongUsage, describe(error, app)};
+    }
+
+    if (app.got_subcommand("probe"))
+        return probe;
+    if (app.got_subcommand("check"))
+        return check;
+    if (decode.outputs.empty())
+        decode.outputs.push_back({"null", std::string()});
+    return decode;
+}

@@ -1,0 +1,66 @@
+#ifndef HOST_APP_COMMANDLINE_H
+#define HOST_APP_COMMANDLINE_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+/// Which component to run, and with what settings; the same for every command that runs one.
+struct ComponentOptions {
+    std::optional<std::string> libraryFile;  // without one, the component that belongs to the program
+    std::optional<std::string> settingsFile; // INI
+    std::optional<int> threads;
+};
+
+struct DecodeOptions {
+    struct Output {
+        std::string kind;      // one of those that the help names
+        std::string directory; // empty for "null"
+    };
+
+    ComponentOptions component;
+    std::vector<std::string> inputs; // at least one
+    std::vector<Output> outputs;     // at least one; no two are the same
+    bool video = true;
+    bool audio = true;
+    bool paced = false;
+    bool timeSaving = false;
+    bool excludeFromTuning = false;
+    int repeat = 1; // each input's rounds
+    int copies = 1; // of each input, side by side
+    std::optional<std::chrono::milliseconds> duration;
+    std::optional<std::string> jsonFile;
+    bool quiet = false;
+};
+
+struct ProbeOptions {
+    std::vector<std::string> inputs; // at least one
+    bool json = false;
+};
+
+struct CheckOptions {
+    ComponentOptions component;
+    bool json = false;
+};
+
+/// The command line of decoding-host. Texts are UTF-8.
+namespace CommandLine {
+
+/// Nothing is to be run.
+struct Exit {
+    int code;         // ExitCode::success: the text, of whole lines, is what was asked for
+    std::string text; // otherwise: what is wrong, naming the culprit
+};
+
+/// The component takes any number of threads: a mistyped one would use up the machine.
+constexpr int maxThreads = 1024;
+
+/// @param argv the program's name and @p argc - 1 arguments, as main gets them. @return what is to be run, complete and
+///        within its limits; files and directories are not looked at.
+[[nodiscard]] std::variant<DecodeOptions, ProbeOptions, CheckOptions, Exit> parse(int argc, const char *const *argv);
+
+} // namespace CommandLine
+
+#endif
