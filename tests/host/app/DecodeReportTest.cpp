@@ -23,7 +23,7 @@ DecodeReport::Stream video()
     stream.lost = 3;
     stream.durationMs = 10000;
     stream.latency = DecodeReport::Latency{4.25, 1017};
-    stream.outputs = {{"null", 12345, 1, 0, 0, std::nullopt}, {"y4m", 12345, 1, 6400, 250, std::nullopt}};
+    stream.outputs = {{"null", 12345, 1, 0, 50, std::nullopt}, {"y4m", 12345, 1, 6400, 200, std::nullopt}};
     return stream;
 }
 
@@ -198,7 +198,7 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
                                                     {QStringLiteral("frames"), 12345},
                                                     {QStringLiteral("nullBlocks"), 1},
                                                     {QStringLiteral("bytes"), 0},
-                                                    {QStringLiteral("waitedMs"), 0},
+                                                    {QStringLiteral("waitedMs"), 50},
                                                     {QStringLiteral("error"), QJsonValue()}}));
     stream.remove(QStringLiteral("outputs"));
     EXPECT_EQ(stream, (QJsonObject{{QStringLiteral("kind"), QStringLiteral("video")},
