@@ -1,0 +1,44 @@
+#ifndef HOST_QUEUES_BLOCKTIMES_H
+#define HOST_QUEUES_BLOCKTIMES_H
+
+#include <QtGlobal>
+
+#include <array>
+#include <optional>
+
+/// Makes block times, in milliseconds, of the time stamps of a file that is read once or several times: for each kind of
+/// stream they never go back, and a repetition goes on where the one before it has ended. Reentrant.
+class BlockTimes final {
+public:
+    static constexpr int kindCount = 2;
+
+    /// @param timeMayJump time stamps that leap by more than 10 seconds, forward or back, mean that time goes on
+    ///        regularly under another clock; without it a leap forward is a pause.
+    explicit BlockTimes(bool timeMayJump);
+
+    /// @param kind 0 to kindCount - 1. @param timeMs the block's time in the file; nothing, or more than a century from
+    ///        0, when unknown: the block then follows the one before it. @param durationMs 0 when unknown.
+    /// @return the block's time.
+    qint64 next(int kind, std::optional<qint64> timeMs, qint64 durationMs);
+
+    /// @return how much later the last block of @p kind is than the first block of all; 0 before there is one.
+    qint64 lastSinceStartMs(int kind) const;
+
+    /// The file's beginning follows.
+    void beginRepetition();
+
+private:
+    struct Kind {
+        qint64 shiftMs = 0; // from the file's time to block time
+        qint64 endMs = 0;   // of the last block, or of the repetition before
+        std::optional<qint64> lastMs;
+        bool begun = false; // in this repetition
+    };
+
+    const bool _timeMayJump;
+    std::array<Kind, kindCount> _kinds;
+    std::optional<qint64> _startMs; // of the first block, which is the same in the file and as a block time
+    qint64 _endMs = 0;              // of the block that ends last
+};
+
+#endif

@@ -1,0 +1,157 @@
+#include <chrono>
+#include <future>
+
+#include "Eventually.h"
+#include "MediaFixture.h"
+
+namespace {
+
+using MediaSourceStopTest = MediaFixture;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// Reads on until the queue is drained. @return how many blocks came, and how many of them were empty.
+std::pair<int, int> drain(BlockQueue &queue)
+{
+    QueueReader reader{queue};
+    int blocks = 0;
+    int empty = 0;
+    EXPECT_TRUE(eventually([&] {
+        while (const auto block = reader.take()) {
+            ++blocks;
+            empty += block->data.isEmpty() ? 1 : 0;
+        }
+        return queue.isDrained();
+    }));
+    return {blocks, empty};
+}
+
+bool joinsSoon(MediaSource &source)
+{
+    const auto joined = std::async(std::launch::async, [&source] { source.join(); });
+    return joined.wait_for(seconds(20)) == std::future_status::ready;
+}
+
+TEST_F(MediaSourceStopTest, ASlowReaderHoldsTheSourceWithinTheLimits)
+{
+    const auto source = open(makeClip());
+    BlockQueue queue(1, {5, 20'000});
+    source->start(queue);
+    QueueReader reader{queue};
+    int blocks = 0;
+    ASSERT_TRUE(eventually([&] {
+        blocks += reader.take() ? 1 : 0;
+        return queue.isDrained();
+    }));
+    source->join();
+    EXPECT_EQ(static_cast<quint64>(blocks), queue.figures().blocks);
+    EXPECT_EQ(source->packets() + 2, queue.figures().blocks);
+    // The two blocks that end the streams do not wait.
+    EXPECT_LE(queue.figures().peakBlocks, 5 + 2);
+    EXPECT_LE(queue.figures().peakBytes, 20'000);
+}
+
+TEST_F(MediaSourceStopTest, TwoReadersOfOneQueueGetEverything)
+{
+    const auto source = open(makeClip());
+    BlockQueue queue(2, {4, 1'000'000});
+    source->start(queue);
+    auto other = std::async(std::launch::async, [&queue] { return drain(queue); });
+    const auto mine = drain(queue);
+    EXPECT_EQ(other.get(), mine);
+    source->join();
+    EXPECT_EQ(static_cast<quint64>(mine.first), source->packets() + 2);
+    EXPECT_EQ(mine.second, 2);
+}
+
+TEST_F(MediaSourceStopTest, StopsWhileTheQueueIsFullAndEndsTheStreams)
+{
+    const auto source = open(makeClip());
+    BlockQueue queue(1, {3, 1'000'000});
+    source->start(queue);
+    ASSERT_TRUE(eventually([&] { return queue.figures().blocks == 3; }));
+    source->requestStop();
+    ASSERT_TRUE(joinsSoon(*source));
+    EXPECT_FALSE(source->error());
+    EXPECT_EQ(source->packets(), 3u);
+    EXPECT_EQ(drain(queue), std::make_pair(5, 2));
+}
+
+TEST_F(MediaSourceStopTest, StopsWhileItWaitsForABlockToBeDue)
+{
+    MediaSource::Options options;
+    options.paced = true;
+    // The second picture is due a minute after the first.
+    const auto source = open(make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=1/60:duration=180 -c:v mjpeg"),
+                                  QStringLiteral("slow.mkv")),
+                             options);
+    BlockQueue queue(1, roomy);
+    const auto begin = Clock::now();
+    source->start(queue);
+    ASSERT_TRUE(eventually([&] { return queue.figures().blocks == 1; }));
+    source->requestStop();
+    ASSERT_TRUE(joinsSoon(*source));
+    EXPECT_LT(Clock::now() - begin, seconds(30));
+    EXPECT_FALSE(source->error());
+    EXPECT_EQ(drain(queue), std::make_pair(2, 1));
+}
+
+TEST_F(MediaSourceStopTest, AClosedQueueEndsTheWaitingSource)
+{
+    const auto source = open(makeClip());
+    BlockQueue queue(1, {3, 1'000'000});
+    source->start(queue);
+    ASSERT_TRUE(eventually([&] { return queue.figures().blocks == 3; }));
+    queue.close();
+    EXPECT_TRUE(joinsSoon(*source));
+    EXPECT_EQ(queue.figures().blocks, 3u);
+}
+
+TEST_F(MediaSourceStopTest, StoppedBeforeItsStartItDeliversOnlyTheEnds)
+{
+    const auto source = open(makeClip());
+    source->requestStop();
+    const auto blocks = deliver(*source);
+    EXPECT_EQ(blocks.size(), 2u);
+    EXPECT_EQ(source->packets(), 0u);
+    EXPECT_FALSE(source->error());
+}
+
+TEST_F(MediaSourceStopTest, ItsDestructorStopsIt)
+{
+    BlockQueue queue(1, {3, 1'000'000});
+    {
+        const auto source = open(makeClip());
+        source->start(queue);
+        ASSERT_TRUE(eventually([&] { return queue.figures().blocks == 3; }));
+    }
+    EXPECT_EQ(drain(queue), std::make_pair(5, 2));
+}
+
+TEST_F(MediaSourceStopTest, PacedBlocksComeNoEarlierThanTheyAreDue)
+{
+    MediaSource::Options options;
+    options.paced = true;
+    options.duration = milliseconds(1000);
+    const auto source = open(makeClip(), options);
+    BlockQueue queue(1, roomy);
+    const auto begin = Clock::now();
+    source->start(queue);
+    QueueReader reader{queue};
+    std::optional<qint64> firstMs;
+    milliseconds latestDue(0);
+    ASSERT_TRUE(eventually([&] {
+        while (const auto block = reader.take()) {
+            firstMs = firstMs.value_or(block->blockTimeMs);
+            latestDue = std::max(latestDue, milliseconds(block->blockTimeMs - *firstMs));
+            EXPECT_GE(Clock::now() - begin, milliseconds(block->blockTimeMs - *firstMs));
+        }
+        return queue.isDrained();
+    }));
+    source->join();
+    EXPECT_GE(latestDue, milliseconds(900));
+    EXPECT_LT(Clock::now() - begin, seconds(15));
+}
+
+} // namespace
