@@ -1,0 +1,75 @@
+#include "sinks/FileSeries.h"
+
+#include <algorithm>
+#include <utility>
+
+extern "C" {
+#include <libavcodec/packet.h>
+#include <libavutil/avutil.h>
+#include <libavutil/mathematics.h>
+}
+
+FileSeries::FileSeries(std::string base, const FileFormat &format)
+    : _base(std::move(base))
+    , _format(format)
+{
+}
+
+std::optional<std::string> FileSeries::create()
+{
+    ++_fileCount;
+    const std::string number = _fileCount == 1 ? "" : "-" + std::to_string(_fileCount);
+    _file.emplace(_base + number + _format.suffix, _format);
+    return _file->create();
+}
+
+std::optional<std::string> FileSeries::write(const MediaForm &form, AVPacket *packet, qint64 duration)
+{
+    if (auto error = prepare(form))
+        return error;
+    packet->pts = packet->dts = timestampOf(*packet, duration);
+    packet->flags |= AV_PKT_FLAG_KEY;
+    packet->stream_index = 0;
+    return _file->write(packet);
+}
+
+/// Sees to it that packets of @p form can be written.
+std::optional<std::string> FileSeries::prepare(const MediaForm &form)
+{
+    if (_file->hasBegun() && (_format.anyForm || form == _form))
+        return std::nullopt;
+    if (_file->hasBegun()) {
+        if (auto error = _file->finish())
+            return error;
+        if (auto error = create())
+            return error;
+        _last.reset();
+        _next = _shift = 0;
+    }
+    _form = form;
+    return _file->begin(form);
+}
+
+/// @return the time stamp that @p packet gets in the file.
+qint64 FileSeries::timestampOf(const AVPacket &packet, qint64 duration)
+{
+    qint64 timestamp = _next;
+    if (packet.pts != AV_NOPTS_VALUE) {
+        timestamp = av_rescale_q(packet.pts, packet.time_base, _file->timeBase()) + _shift;
+        if (_broken && _last && timestamp <= *_last) {
+            _shift += _next - timestamp;
+            timestamp = _next;
+        }
+    }
+    _broken = false;
+    if (_last)
+        timestamp = std::max(timestamp, _file->leastAfter(*_last));
+    _last = timestamp;
+    _next = timestamp + av_rescale_q(duration, packet.time_base, _file->timeBase());
+    return timestamp;
+}
+
+std::optional<std::string> FileSeries::finish()
+{
+    return _file->finish();
+}

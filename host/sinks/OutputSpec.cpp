@@ -1,0 +1,36 @@
+#include "sinks/OutputSpec.h"
+
+#include <QHash>
+
+std::variant<OutputSpec, std::string> OutputSpec::parse(const QString &text)
+{
+    static const QHash<QString, Kind> kinds = {{QStringLiteral("null"), Null}, {QStringLiteral("framemd5"), FrameMd5},
+                                               {QStringLiteral("y4m"), Y4m},   {QStringLiteral("raw"), Raw},
+                                               {QStringLiteral("wav"), Wav},   {QStringLiteral("png"), Png}};
+    const std::string quoted = "output \"" + text.toStdString() + "\": ";
+    const QString kindText = text.section(QLatin1Char(':'), 0, 0);
+    const QString kindName = kindText.section(QLatin1Char('@'), 0, 0);
+    const auto kind = kinds.constFind(kindName);
+    if (kind == kinds.constEnd())
+        return quoted + "there is no such kind; use null, framemd5, y4m, raw, wav or png";
+
+    OutputSpec spec;
+    spec.kind = *kind;
+    if (kindText.contains(QLatin1Char('@'))) {
+        if (spec.kind != Png)
+            return quoted + "only png takes an interval after \"@\"";
+        bool isNumber = false;
+        const double seconds = kindText.section(QLatin1Char('@'), 1).toDouble(&isNumber);
+        if (!isNumber || !(seconds >= 0.001 && seconds <= 1e9))
+            return quoted + "the interval after \"@\" is a number of seconds from 0.001 on";
+        spec.snapshotInterval = std::chrono::milliseconds(qRound64(seconds * 1000));
+    }
+    if (text.contains(QLatin1Char(':'))) {
+        spec.directory = text.section(QLatin1Char(':'), 1);
+        if (spec.kind == Null)
+            return quoted + "null writes no files, so it takes no directory";
+        if (spec.directory.isEmpty())
+            return quoted + "name a directory after \":\"";
+    }
+    return spec;
+}

@@ -1,0 +1,45 @@
+#ifndef HOST_SINKS_SAMPLEFILEWRITER_H
+#define HOST_SINKS_SAMPLEFILEWRITER_H
+
+#include <cstdint>
+
+#include "format/SamplesHeader.h"
+#include "sinks/AvPointers.h"
+#include "sinks/FileSeries.h"
+#include "sinks/IRecordWriter.h"
+
+/// Writes samples through a muxer: as interleaved 16-bit ones, their rate and the order of the channels kept. Other
+/// formats are converted by libswresample in its default way, which is what the ffmpeg tool does on its own.
+class SampleFileWriter final : public IRecordWriter<SamplesHeader> {
+public:
+    /// @param base see FileSeries. @param startTimeUs of the input, which becomes 0 in the files.
+    SampleFileWriter(std::string base, const FileFormat &format, qint64 startTimeUs);
+
+    /// Creates the first file. To be called once, before the others.
+    [[nodiscard]] std::optional<std::string> create() { return _files.create(); }
+
+    Result write(const SamplesHeader &samples, qint64 blockTimeMs) override;
+    void noteBreak() override;
+    std::optional<std::string> finish() override { return _files.finish(); }
+
+private:
+    bool prepareConverter(const SamplesHeader &samples);
+    bool convert(const SamplesHeader &samples, AVPacket *packet);
+    qint64 timestampOf(const SamplesHeader &samples);
+
+    const std::string _base;
+    const FileFormat &_format;
+    const qint64 _startTimeUs;
+    FileSeries _files;
+
+    AvPointer<SwrContext> _converter;
+    // Of the samples that _converter takes.
+    int _sampleFormat = -1;
+    int _sampleRate = 0;
+    int _channelCount = 0;
+    quint64 _channelMask = 0;
+
+    std::int64_t _rescaled; // what av_rescale_delta keeps from one time stamp to the next
+};
+
+#endif

@@ -1,0 +1,49 @@
+#ifndef HOST_SINKS_SINKFACTORY_H
+#define HOST_SINKS_SINKFACTORY_H
+
+#include <QString>
+
+#include <string>
+#include <variant>
+
+#include "sinks/OutputSpec.h"
+#include "sinks/Sink.h"
+#include "sinks/SinkWorkers.h"
+#include "strata/base/modkit/modkit"
+
+/// Makes sinks. Files are created right away, with the directory where it is missing, and existing ones are overwritten:
+///
+/// | kind     | files of pictures                             | files of samples                      |
+/// |----------|-----------------------------------------------|---------------------------------------|
+/// | framemd5 | `<stem>.video.framemd5`                       | `<stem>.audio.framemd5`               |
+/// | y4m      | `<stem>.y4m`, `<stem>-2.y4m` on a change      |                                       |
+/// | raw      | `<stem>.video.raw`                            | `<stem>.audio.raw`                    |
+/// | wav      |                                               | `<stem>.wav`, `<stem>-2.wav` on a change |
+/// | png      | `<stem>-0001.png`, ...                        |                                       |
+///
+/// Pictures are written as they are decoded, without padding; samples as interleaved 16-bit ones.
+///
+/// A framemd5 file is to the letter what `ffmpeg -i X -map 0:N -vsync passthrough -autoscale 0 -bitexact -f framemd5`
+/// writes for the same stream, but that: time stamps may differ where the container has discontinuities that the tool
+/// smooths over, or has no time stamps; and where size, pixel format, sample rate or channels change in mid-stream, the tool
+/// may convert to what the stream began with, while here what was decoded is hashed.
+namespace SinkFactory {
+
+/// What is written.
+struct Input {
+    /// Begins the file names; differs between the inputs of a run.
+    QString stem;
+    /// The container's start time in microseconds, which becomes 0 in the files, 0 when unknown.
+    qint64 startTimeUs = 0;
+};
+
+template <class Sink>
+using Result = std::variant<ModkitPtr<Sink>, std::string>;
+
+/// @param workers are taken in turn, one for each sink that writes. @return the sink, or one line that says what is wrong.
+[[nodiscard]] Result<VideoSink> createVideoSink(const OutputSpec &spec, const Input &input, SinkWorkers &workers);
+[[nodiscard]] Result<AudioSink> createAudioSink(const OutputSpec &spec, const Input &input, SinkWorkers &workers);
+
+} // namespace SinkFactory
+
+#endif

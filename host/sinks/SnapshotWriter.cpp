@@ -1,0 +1,93 @@
+#include "sinks/SnapshotWriter.h"
+
+#include <QFile>
+
+#include <utility>
+
+#include "sinks/PictureFrame.h"
+
+namespace {
+
+/// @return @p picture with 8 bits each of red, green and blue; null when that is not possible.
+AvPointer<AVFrame> toRgb(const PictureHeader &picture)
+{
+    const AvPointer<AVFrame> source = frameOf(picture);
+    AvPointer<AVFrame> target(av_frame_alloc());
+    if (!source || !target)
+        return nullptr;
+    target->format = AV_PIX_FMT_RGB24;
+    target->width = picture.width;
+    target->height = picture.height;
+    target->sample_aspect_ratio = {picture.sampleAspectRatio[0], picture.sampleAspectRatio[1]};
+    const AvPointer<SwsContext> scaler(sws_getContext(
+        picture.width, picture.height, static_cast<AVPixelFormat>(picture.pixelFormat), picture.width, picture.height,
+        AV_PIX_FMT_RGB24, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
+    if (!scaler || av_frame_get_buffer(target.get(), 0) < 0)
+        return nullptr;
+    // Neutral brightness, contrast and saturation. Not all pixel formats have a matrix and a range: failing is no harm.
+    sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(picture.colorSpace),
+                             picture.colorRange == AVCOL_RANGE_JPEG ? 1 : 0, sws_getCoefficients(SWS_CS_DEFAULT), 1, 0,
+                             1 << 16, 1 << 16);
+    if (sws_scale(scaler.get(), source->data, source->linesize, 0, picture.height, target->data, target->linesize) !=
+        picture.height)
+        return nullptr;
+    return target;
+}
+
+/// @return @p frame as the contents of a PNG file; null when that is not possible.
+AvPointer<AVPacket> toPng(const AVFrame &frame)
+{
+    const AvPointer<AVCodecContext> encoder(avcodec_alloc_context3(avcodec_find_encoder(AV_CODEC_ID_PNG)));
+    AvPointer<AVPacket> packet(av_packet_alloc());
+    if (!encoder || !packet)
+        return nullptr;
+    encoder->width = frame.width;
+    encoder->height = frame.height;
+    encoder->pix_fmt = AV_PIX_FMT_RGB24;
+    encoder->sample_aspect_ratio = frame.sample_aspect_ratio;
+    encoder->time_base = {1, 1};
+    encoder->thread_count = 1;
+    if (avcodec_open2(encoder.get(), nullptr, nullptr) < 0 || avcodec_send_frame(encoder.get(), &frame) < 0 ||
+        avcodec_send_frame(encoder.get(), nullptr) < 0 || avcodec_receive_packet(encoder.get(), packet.get()) < 0)
+        return nullptr;
+    return packet;
+}
+
+} // namespace
+
+SnapshotWriter::SnapshotWriter(std::string base, std::chrono::milliseconds interval)
+    : _base(std::move(base))
+    , _interval(interval)
+{
+}
+
+SnapshotWriter::Result SnapshotWriter::write(const PictureHeader &picture, qint64 blockTimeMs)
+{
+    if (!isDue(blockTimeMs))
+        return quint64(0);
+    const QString path =
+        QStringLiteral("%1-%2.png").arg(QString::fromStdString(_base)).arg(++_fileCount, 4, 10, QLatin1Char('0'));
+    const std::string failure = "cannot write " + path.toStdString() + ": ";
+    const AvPointer<AVFrame> frame = toRgb(picture);
+    const AvPointer<AVPacket> png = frame ? toPng(*frame) : nullptr;
+    if (!png)
+        return failure + "the picture cannot be converted to PNG";
+
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
+        file.write(reinterpret_cast<const char *>(png->data), png->size) != png->size)
+        return failure + file.errorString().toStdString();
+    return static_cast<quint64>(png->size);
+}
+
+bool SnapshotWriter::isDue(qint64 blockTimeMs)
+{
+    const qint64 intervalMs = _interval.count();
+    const bool continues = _nextMs && blockTimeMs >= *_nextMs - 2 * intervalMs;
+    if (continues && blockTimeMs < *_nextMs)
+        return false;
+    // On the grid of the first picture, so that the intervals do not grow by what each picture comes late.
+    const qint64 lateMs = continues ? (blockTimeMs - *_nextMs) % intervalMs : 0;
+    _nextMs = blockTimeMs + intervalMs - lateMs;
+    return true;
+}
