@@ -25,7 +25,8 @@
 ///
 /// A framemd5 file is to the letter what `ffmpeg -i X -map 0:N -vsync passthrough -autoscale 0 -bitexact -f framemd5`
 /// writes for the same stream, but that: time stamps may differ where the container has discontinuities that the tool
-/// smooths over, or has no time stamps; and where size, pixel format, sample rate or channels change in mid-stream, the tool
+/// smooths over, or has no time stamps, and those of samples by less than the container's unit where that is coarser than a
+/// sample; and where size, pixel format, sample rate or channels change in mid-stream, the tool
 /// may convert to what the stream began with, while here what was decoded is hashed.
 namespace SinkFactory {
 
