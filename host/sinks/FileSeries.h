@@ -9,11 +9,12 @@
 #include "sinks/MediaFile.h"
 #include "sinks/MediaForm.h"
 
-/// The files that a stream is written to, one after the other: `<stem><suffix>`, and where the format cannot go on because
-/// the form of the packets has changed, `<stem>-2<suffix>` and so on. Existing files are overwritten. Reentrant.
+/// The files that a stream is written to, one after the other: `<stem><suffix>`, and where the format cannot go on
+/// because the form of the packets has changed, `<stem>-2<suffix>` and so on. Existing files are overwritten.
+/// Reentrant.
 ///
-/// Time stamps in a file never go back: one that does is raised to the one before it. Where the stream breaks and its time
-/// stamps begin anew, the rest is shifted behind what is written already. A missing one follows the one before it.
+/// Time stamps in a file never go back: one that does is raised to the one before it. Where the stream breaks and its
+/// time stamps begin anew, the rest is shifted behind what is written already. A missing one follows the one before it.
 class FileSeries final {
 public:
     /// @param base path of the files up to the end of the stem.

@@ -27,9 +27,9 @@ public:
     /// What has happened so far. Thread-safe.
     virtual Status status() const = 0;
 
-    /// Writes what was taken, completes the files and closes them; the status is final then. Call it when nothing pushes
-    /// any more, that is once the decoder handle was dropped, and before the workers end. Blocks for as long as the
-    /// writing takes. Thread-safe, but not for a job of the sink's worker. A second call only waits for the first.
+    /// Writes what was taken, completes the files and closes them; the status is final then. Call it when nothing
+    /// pushes any more, that is once the decoder handle was dropped, and before the workers end. Blocks for as long as
+    /// the writing takes. Thread-safe, but not for a job of the sink's worker. A second call only waits for the first.
     virtual void finish() = 0;
 };
 

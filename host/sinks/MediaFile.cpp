@@ -66,7 +66,8 @@ std::optional<std::string> MediaFile::begin(const MediaForm &form)
     if (!stream)
         return unlessGood(AVERROR(ENOMEM));
     describe(form, _format, stream);
-    // No names of libraries in the files, and y4m with more than 8 bits, which is not in that format's first definition.
+    // No names of libraries in the files, and y4m with more than 8 bits, which is not in that format's first
+    // definition.
     _context->flags |= AVFMT_FLAG_BITEXACT;
     _context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
     const int code = avformat_write_header(_context, nullptr);

@@ -31,7 +31,8 @@ public:
 
     /// Creates the file, or empties the one that is there.
     [[nodiscard]] std::optional<std::string> create();
-    /// Writes the header. Pictures get the frame duration as time base, samples their period, unless the muxer wants another.
+    /// Writes the header. Pictures get the frame duration as time base, samples their period, unless the muxer wants
+    /// another.
     [[nodiscard]] std::optional<std::string> begin(const MediaForm &form);
     bool hasBegun() const { return _begun; }
     /// Writes @p packet, whose time stamps are in units of timeBase().

@@ -8,7 +8,8 @@
 #include <variant>
 
 /// One output as the user asks for it: `KIND[:DIRECTORY]`, for snapshots `png[@SECONDS][:DIRECTORY]`, such as
-/// `framemd5`, `wav:/data/sound` or `png@2.5:shots`. Without a directory, files go into the current one; `null` takes none.
+/// `framemd5`, `wav:/data/sound` or `png@2.5:shots`. Without a directory, files go into the current one; `null` takes
+/// none.
 struct OutputSpec {
     enum Kind {
         /// Counts, and writes nothing.

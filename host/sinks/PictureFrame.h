@@ -4,7 +4,8 @@
 #include "format/PictureHeader.h"
 #include "sinks/AvPointers.h"
 
-/// @return @p picture as a frame that refers to its bytes and owns nothing; null when the header does not describe a picture.
+/// @return @p picture as a frame that refers to its bytes and owns nothing; null when the header does not describe a
+/// picture.
 AvPointer<AVFrame> frameOf(const PictureHeader &picture);
 
 #endif

@@ -24,8 +24,9 @@ struct SinkLimits {
 /// An output queue of the decoding manager: counts the records of one stream and has them written on its worker. A push
 /// takes a reference and no copy, and waits while the limits are reached: nothing is ever dropped.
 ///
-/// Shared by ModkitPtr between the host and the stream decoder; the last of them destroys it, on its own thread. The host
-/// keeps its reference until finish() has returned, so that no decoder thread ever waits for the end of the writing.
+/// Shared by ModkitPtr between the host and the stream decoder; the last of them destroys it, on its own thread. The
+/// host keeps its reference until finish() has returned, so that no decoder thread ever waits for the end of the
+/// writing.
 template <class Queue, class Handle, class Header>
 class Sink final : public Queue, public ISink {
 public:

@@ -11,7 +11,8 @@
 #include "sinks/SinkWorkers.h"
 #include "strata/base/modkit/modkit"
 
-/// Makes sinks. Files are created right away, with the directory where it is missing, and existing ones are overwritten:
+/// Makes sinks. Files are created right away, with the directory where it is missing, and existing ones are
+/// overwritten:
 ///
 /// | kind     | files of pictures                             | files of samples                      |
 /// |----------|-----------------------------------------------|---------------------------------------|
@@ -25,9 +26,9 @@
 ///
 /// A framemd5 file is to the letter what `ffmpeg -i X -map 0:N -vsync passthrough -autoscale 0 -bitexact -f framemd5`
 /// writes for the same stream, but that: time stamps may differ where the container has discontinuities that the tool
-/// smooths over, or has no time stamps, and those of samples by less than the container's unit where that is coarser than a
-/// sample; and where size, pixel format, sample rate or channels change in mid-stream, the tool
-/// may convert to what the stream began with, while here what was decoded is hashed.
+/// smooths over, or has no time stamps, and those of samples by less than the container's unit where that is coarser
+/// than a sample; and where size, pixel format, sample rate or channels change in mid-stream, the tool may convert to
+/// what the stream began with, while here what was decoded is hashed.
 namespace SinkFactory {
 
 /// What is written.
@@ -41,7 +42,8 @@ struct Input {
 template <class Sink>
 using Result = std::variant<ModkitPtr<Sink>, std::string>;
 
-/// @param workers are taken in turn, one for each sink that writes. @return the sink, or one line that says what is wrong.
+/// @param workers are taken in turn, one for each sink that writes. @return the sink, or one line that says what is
+/// wrong.
 [[nodiscard]] Result<VideoSink> createVideoSink(const OutputSpec &spec, const Input &input, SinkWorkers &workers);
 [[nodiscard]] Result<AudioSink> createAudioSink(const OutputSpec &spec, const Input &input, SinkWorkers &workers);
 

@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-/// The threads that write what sinks have taken. Each sink belongs to one of them, so that its records keep their order.
-/// Owned by the host. Sinks may live on after it: they write no more then.
+/// The threads that write what sinks have taken. Each sink belongs to one of them, so that its records keep their
+/// order. Owned by the host. Sinks may live on after it: they write no more then.
 class SinkWorkers final {
 public:
     /// One thread, and the jobs that wait for it. Shared by SinkWorkers and the sinks that it serves.
@@ -21,8 +21,8 @@ public:
         Worker(const Worker &) = delete;
         Worker &operator=(const Worker &) = delete;
 
-        /// Has @p job run after those posted before. The job must not throw, and not wait for other jobs of this worker.
-        /// Thread-safe; never blocks. @return false, nothing posted, once the worker was told to end.
+        /// Has @p job run after those posted before. The job must not throw, and not wait for other jobs of this
+        /// worker. Thread-safe; never blocks. @return false, nothing posted, once the worker was told to end.
         [[nodiscard]] bool post(std::function<void()> job);
 
         /// Runs the jobs that still wait, and ends the thread. Called once, not by a job.

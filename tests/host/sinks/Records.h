@@ -20,8 +20,8 @@ namespace Records {
 
 enum class Rows { TopDown, BottomUp };
 
-/// @return a picture whose packed bytes are @p packed, with rows that are padded by other bytes. It is number @p pts of a
-/// stream of 25 pictures in a second.
+/// @return a picture whose packed bytes are @p packed, with rows that are padded by other bytes. It is number @p pts of
+/// a stream of 25 pictures in a second.
 VideoFrameHandle picture(AVPixelFormat format, int width, int height, const QByteArray &packed, qint64 pts,
                          Rows rows = Rows::TopDown);
 
