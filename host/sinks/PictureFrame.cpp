@@ -9,7 +9,7 @@ AvPointer<AVFrame> frameOf(const PictureHeader &picture)
 {
     const auto pixelFormat = static_cast<AVPixelFormat>(picture.pixelFormat);
     const AVPixFmtDescriptor *const description = av_pix_fmt_desc_get(pixelFormat);
-    if (!description || description->flags & AV_PIX_FMT_FLAG_HWACCEL || picture.width <= 0 || picture.height <= 0 ||
+    if (!description || description->flags & AV_PIX_FMT_FLAG_HWACCEL ||
         av_image_get_buffer_size(pixelFormat, picture.width, picture.height, 1) <= 0)
         return nullptr;
     const int planeCount = description->flags & AV_PIX_FMT_FLAG_PAL ? 2 : av_pix_fmt_count_planes(pixelFormat);
