@@ -4,7 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "format/MediaBlock.h"
 #include "format/PictureMemory.h"
 
 namespace {
@@ -24,7 +23,6 @@ CodecContext::CodecContext(AVMediaType mediaType, std::shared_ptr<DamageCounts> 
     , _damage(std::move(damage))
     , _packet(orThrow(av_packet_alloc()))
     , _frame(orThrow(av_frame_alloc()))
-    , _origin("stream without a name")
 {
 }
 
@@ -55,7 +53,7 @@ std::optional<qint64> CodecContext::milliseconds(qint64 timestamp, AVRational ti
 void CodecContext::count(DamageCounts::Kind kind, const char *detail) const noexcept
 {
     try {
-        _damage->add(_origin, kind, detail);
+        _damage->add(_stream.origin, kind, detail);
     } catch (const std::bad_alloc &) {
         // Without memory to count in, decoding goes on uncounted.
     }
@@ -89,7 +87,7 @@ void CodecContext::drain(const Deliver &deliver)
         return;
     int result = avcodec_send_packet(context.get(), nullptr);
     // An error while draining costs one frame; libavcodec itself ends the drain after too many of them.
-    while (result != AVERROR_EOF)
+    while (result != AVERROR_EOF && result != AVERROR(EAGAIN))
         result = receive(*context, deliver);
 }
 
@@ -101,7 +99,7 @@ CodecContext::Context CodecContext::open(const QByteArray &parameters)
         count(DamageCounts::ForeignBlock, "its parameters cannot be unpacked");
         return nullptr;
     }
-    _origin = stream->origin;
+    _stream = *stream;
     const AVCodec *const decoder = avcodec_find_decoder(codec->codec_id);
     if (!decoder || codec->codec_type != _mediaType || decoder->type != _mediaType || stream->timeBaseNumerator <= 0 ||
         stream->timeBaseDenominator <= 0) {

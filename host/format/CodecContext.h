@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "format/DamageCounts.h"
+#include "format/MediaBlock.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -32,6 +33,9 @@ public:
     static bool isDamaged(const AVFrame &frame);
     /// @p timestamp in milliseconds; nothing when it is unknown.
     static std::optional<qint64> milliseconds(qint64 timestamp, AVRational timeBase);
+
+    /// The stream as its container tells it, in the last key block that could be read.
+    const MediaBlock::Parameters &stream() const { return _stream; }
 
     /// Counts damage of this stream.
     void count(DamageCounts::Kind kind, const char *detail) const noexcept;
@@ -58,7 +62,7 @@ private:
     const std::unique_ptr<AVPacket, Free> _packet;
     const std::unique_ptr<AVFrame, Free> _frame;
 
-    QByteArray _origin;
+    MediaBlock::Parameters _stream{"stream without a name"};
     /// Those of the last key block, also when the codec could not be opened with them.
     QByteArray _parameters;
     /// Null before the first key block, after the end of the stream, and while the stream cannot be decoded.

@@ -27,6 +27,9 @@ struct Parameters {
     /// Frames in a second, 0 / 1 when unknown or not of video.
     int frameRateNumerator = 0;
     int frameRateDenominator = 1;
+    /// Width to height of a sample as the container tells it; 0 / 1 when it tells nothing.
+    int sampleAspectNumerator = 0;
+    int sampleAspectDenominator = 1;
 };
 
 /// @return @p parameters and @p codec as they travel in key blocks. Made once for a stream; equal streams give equal

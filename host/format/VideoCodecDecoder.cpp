@@ -14,7 +14,7 @@ void store(AVRational value, qint32 (&parts)[2])
     parts[1] = value.den;
 }
 
-PictureHeader describe(const AVCodecContext &codec, const AVFrame &frame)
+PictureHeader describe(const MediaBlock::Parameters &stream, const AVCodecContext &codec, const AVFrame &frame)
 {
     PictureHeader description;
     if (frame.key_frame)
@@ -27,8 +27,10 @@ PictureHeader describe(const AVCodecContext &codec, const AVFrame &frame)
     description.pts = frame.best_effort_timestamp;
     description.duration = frame.pkt_duration;
     store(codec.pkt_timebase, description.timeBase);
-    store(codec.framerate, description.frameRate);
-    store(frame.sample_aspect_ratio, description.sampleAspectRatio);
+    // The codec's own rate may be of fields, or missing.
+    store({stream.frameRateNumerator, stream.frameRateDenominator}, description.frameRate);
+    const AVRational ofContainer = {stream.sampleAspectNumerator, stream.sampleAspectDenominator};
+    store(ofContainer.num != 0 ? ofContainer : frame.sample_aspect_ratio, description.sampleAspectRatio);
     description.colorRange = frame.color_range;
     description.colorPrimaries = frame.color_primaries;
     description.colorTransfer = frame.color_trc;
@@ -49,7 +51,7 @@ void VideoCodecDecoder::decode(const QByteArray &data, bool keyBlock, qint64 /*t
     const auto push = [&](const AVCodecContext &codec, const AVFrame &frame) {
         if (outputCount == 0)
             return;
-        const PictureHeader description = describe(codec, frame);
+        const PictureHeader description = describe(_codec.stream(), codec, frame);
         const VideoFrameHandle picture = PictureMemory::share(frame, description);
         if (picture.isNull()) {
             _codec.count(DamageCounts::UndecodableBlock, "no memory for a picture");

@@ -33,6 +33,8 @@ public:
 
     /// Short names of the container format, separated by commas.
     std::string container() const { return _context->iformat->name; }
+    /// In microseconds; 0 when unknown.
+    qint64 startTimeUs() const { return _context->start_time == AV_NOPTS_VALUE ? 0 : _context->start_time; }
     /// Of the whole file; negative when unknown.
     std::chrono::milliseconds duration() const;
     int streamCount() const { return static_cast<int>(_context->nb_streams); }

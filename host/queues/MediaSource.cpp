@@ -62,6 +62,7 @@ std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const 
         return *error;
 
     const MediaInput &input = *source->_input;
+    source->_startTimeUs = input.startTimeUs();
     const int video = input.bestStream(AVMEDIA_TYPE_VIDEO, -1);
     const int audio = input.bestStream(AVMEDIA_TYPE_AUDIO, video);
     if (options.video && video >= 0)
@@ -136,9 +137,10 @@ QByteArray MediaSource::packedParameters(std::size_t position) const
     const Stream &stream = _streams[position];
     const AVStream &libraryStream = _input->stream(stream.index);
     const AVRational rate = _input->frameRate(stream.index);
-    return MediaBlock::packParameters(
-        {stream.origin, libraryStream.time_base.num, libraryStream.time_base.den, rate.num, rate.den},
-        *libraryStream.codecpar);
+    return MediaBlock::packParameters({stream.origin, libraryStream.time_base.num, libraryStream.time_base.den,
+                                       rate.num, rate.den, libraryStream.sample_aspect_ratio.num,
+                                       libraryStream.sample_aspect_ratio.den},
+                                      *libraryStream.codecpar);
 }
 
 /// The source's thread.

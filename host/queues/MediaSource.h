@@ -59,6 +59,9 @@ public:
     /// What is delivered: one stream or two, video first. Constant.
     const std::vector<Stream> &streams() const { return _streams; }
 
+    /// The container's start time in microseconds, which players count from; 0 when unknown. Constant.
+    qint64 startTimeUs() const { return _startTimeUs; }
+
     /// Begins to fill @p queue, which outlives the source's thread. Once only.
     void start(BlockQueue &queue);
 
@@ -109,7 +112,9 @@ private:
 
     const QString _url;
     const Options _options;
-    std::vector<Stream> _streams; // constant once opened
+    // Constant once opened.
+    std::vector<Stream> _streams;
+    qint64 _startTimeUs = 0;
 
     // The source's thread only, once it runs. The times know each stream by its position in _streams.
     std::vector<State> _states; // as _streams

@@ -190,7 +190,7 @@ TEST(MediaBlock, GarbageIsRefused)
 TEST(MediaBlock, ParametersComeBackAsTheyWere)
 {
     const CodecParameters packed = videoParameters();
-    const QByteArray bytes = MediaBlock::packParameters({"clip video", 1, 90000, 30000, 1001}, *packed);
+    const QByteArray bytes = MediaBlock::packParameters({"clip video", 1, 90000, 30000, 1001, 4, 3}, *packed);
     const CodecParameters codec(avcodec_parameters_alloc());
     const auto parameters = MediaBlock::unpackParameters(bytes, codec.get());
     ASSERT_TRUE(parameters);
@@ -198,6 +198,8 @@ TEST(MediaBlock, ParametersComeBackAsTheyWere)
     EXPECT_EQ(parameters->timeBaseNumerator, 1);
     EXPECT_EQ(parameters->timeBaseDenominator, 90000);
     EXPECT_EQ(parameters->frameRateNumerator, 30000);
+    EXPECT_EQ(parameters->sampleAspectNumerator, 4);
+    EXPECT_EQ(parameters->sampleAspectDenominator, 3);
     EXPECT_EQ(parameters->frameRateDenominator, 1001);
     EXPECT_EQ(bytesOf(codec->extradata, static_cast<std::size_t>(codec->extradata_size)), QByteArray("\1\2\0\3", 4));
     EXPECT_EQ(codec->bit_rate, 5000000000);
