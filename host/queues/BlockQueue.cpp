@@ -37,6 +37,7 @@ bool BlockQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, 
         if (index == heldBlocksLocked())
             return false;
 
+        _entries[index].latencyMs = millisecondsSince(_entries[index].appended);
         entry = _entries[index];
         cursor->word0 = sequence + 1;
         cursor->word1 = cursor->flag ? ++_ticketsIssued : cursor->word1;
@@ -48,7 +49,7 @@ bool BlockQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, 
     *timestamp = entry.block.timestamp;
     *blockTime = entry.block.blockTimeMs;
     *lost = 0;
-    *latency = millisecondsSince(entry.appended);
+    *latency = entry.latencyMs;
     return true;
 }
 
@@ -61,7 +62,7 @@ bool BlockQueue::append(const Block &block)
     if (refused())
         return false;
 
-    _entries.push_back({block, Clock::now()});
+    _entries.push_back({block, Clock::now(), 0});
     _bytes += block.data.size();
     ++_figures.blocks;
     _figures.bytes += static_cast<quint64>(block.data.size());
@@ -126,6 +127,13 @@ BlockQueue::Reader *BlockQueue::readerLocked(quint32 ticket)
     return free;
 }
 
+void BlockQueue::noteLatencyLocked(qint64 latencyMs)
+{
+    ++_figures.reads;
+    _figures.latencySumMs += latencyMs;
+    _figures.maxLatencyMs = std::max(_figures.maxLatencyMs, latencyMs);
+}
+
 /// Notes how far the reader with @p cursor has come. @return the sequence number that it is to be served.
 quint32 BlockQueue::advanceLocked(const QueueCursor &cursor)
 {
@@ -134,8 +142,10 @@ quint32 BlockQueue::advanceLocked(const QueueCursor &cursor)
         return _firstSequence;
     Reader *const reader = readerLocked(cursor.word1);
     // An old copy of the cursor reads again, but does not bring back what was passed.
-    if (reader && index > reader->position - _firstSequence)
-        reader->position = cursor.word0;
+    if (!reader || index <= reader->position - _firstSequence)
+        return cursor.word0;
+    for (; reader->position != cursor.word0; ++reader->position)
+        noteLatencyLocked(_entries[reader->position - _firstSequence].latencyMs);
     return cursor.word0;
 }
 

@@ -40,6 +40,9 @@ public:
         quint64 bytes = 0;
         int peakBlocks = 0; // that were held at one time
         qint64 peakBytes = 0;
+        quint64 reads = 0; // that a counted reader has kept, and the sum and the largest of their latencies
+        qint64 latencySumMs = 0;
+        qint64 maxLatencyMs = 0;
     };
 
     /// @param readerCount decoders that will read the queue, at least 1. Any more are served too, beginning with the
@@ -79,6 +82,7 @@ private:
     struct Entry {
         Block block;
         std::chrono::steady_clock::time_point appended;
+        qint64 latencyMs = 0; // of its last read
     };
 
     /// One of the counted readers.
@@ -91,6 +95,7 @@ private:
     quint32 heldBlocksLocked() const { return static_cast<quint32>(_entries.size()); }
     Reader *readerLocked(quint32 ticket);
     quint32 advanceLocked(const QueueCursor &cursor);
+    void noteLatencyLocked(qint64 latencyMs);
     std::vector<Entry> takePassedLocked();
 
     const Limits _limits;

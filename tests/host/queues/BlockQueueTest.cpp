@@ -1,5 +1,6 @@
 #include "queues/BlockQueue.h"
 
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <thread>
@@ -116,6 +117,22 @@ TEST(BlockQueue, LatencyIsTheTimeSinceTheBlockCame)
     EXPECT_LE(reader.look()->latencyMs, passedMs());
     ASSERT_TRUE(eventually([&] { return reader.look()->latencyMs >= 20; }));
     EXPECT_GE(passedMs(), 20);
+}
+
+TEST(BlockQueue, FiguresHoldTheLatencyOfTheReadsThatWereKept)
+{
+    BlockQueue queue(1, roomy);
+    appendStamps(queue, 0, 1);
+    QueueReader reader{queue};
+    ASSERT_TRUE(eventually([&] { return reader.look()->latencyMs >= 20; }));
+    const auto first = reader.take();
+    const auto second = reader.take();
+    EXPECT_EQ(queue.figures().reads, 1u) << "the second may be declined yet";
+    ASSERT_FALSE(reader.take());
+    const BlockQueue::Figures figures = queue.figures();
+    EXPECT_EQ(figures.reads, 2u);
+    EXPECT_EQ(figures.latencySumMs, first->latencyMs + second->latencyMs);
+    EXPECT_EQ(figures.maxLatencyMs, std::max(first->latencyMs, second->latencyMs));
 }
 
 TEST(BlockQueue, ABlockIsKeptUntilItsReaderReadsOnPastIt)
