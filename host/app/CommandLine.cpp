@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr std::array outputKinds{"null", "framemd5", "y4m", "raw", "wav", "png"};
-
 // Each copy of an input has a thread and two decoders of its own.
 constexpr int maxCopies = 1000;
 constexpr int maxRepeat = 1000000000;
@@ -21,32 +19,16 @@ std::string notEmpty(const std::string &text)
     return text.empty() ? "must not be empty" : std::string();
 }
 
-/// @throw CLI::ValidationError when the text is no output.
-DecodeOptions::Output parseOutput(const std::string &text)
-{
-    const std::size_t colon = text.find(':');
-    const std::string kind = text.substr(0, colon);
-    if (std::find(outputKinds.begin(), outputKinds.end(), kind) == outputKinds.end())
-        throw CLI::ValidationError("--output", "\"" + text + "\" is of no known kind, which are " +
-                                                   CLI::detail::join(outputKinds, ", "));
-    if (kind == "null") {
-        if (colon != std::string::npos)
-            throw CLI::ValidationError("--output", "\"" + text + "\": null writes nothing and takes no directory");
-        return {kind, std::string()};
-    }
-    const std::string directory = colon == std::string::npos ? "." : text.substr(colon + 1);
-    if (directory.empty())
-        throw CLI::ValidationError("--output", "\"" + text + "\" lacks the directory after the colon");
-    return {kind, directory};
-}
-
 /// @throw CLI::ValidationError when a text is no output, or two are the same and would write the same files.
-std::vector<DecodeOptions::Output> parseOutputs(const std::vector<std::string> &texts)
+std::vector<OutputSpec> parseOutputs(const std::vector<std::string> &texts)
 {
-    std::vector<DecodeOptions::Output> outputs;
+    std::vector<OutputSpec> outputs;
     for (const std::string &text : texts) {
-        const DecodeOptions::Output output = parseOutput(text);
-        for (const DecodeOptions::Output &other : outputs) {
+        const auto parsed = OutputSpec::parse(QString::fromStdString(text));
+        if (const std::string *const error = std::get_if<std::string>(&parsed))
+            throw CLI::ValidationError("--output", *error);
+        const OutputSpec &output = std::get<OutputSpec>(parsed);
+        for (const OutputSpec &other : outputs) {
             if (output.kind == other.kind && output.directory == other.directory)
                 throw CLI::ValidationError("--output", "\"" + text + "\" is given twice");
         }
@@ -91,8 +73,9 @@ void addDecode(CLI::App &app, DecodeOptions &options)
     command
         .add_option_function<std::vector<std::string>>(
             "--output", [&options](const std::vector<std::string> &texts) { options.outputs = parseOutputs(texts); },
-            "Count the frames (null, the default), or write files to DIR\n(by default the current directory): " +
-                CLI::detail::join(outputKinds, ", ") + ".\nMay be given several times")
+            "Count the frames (null, the default), or write files to DIR\n"
+            "(by default the current directory): framemd5, y4m, raw, wav, or png\n"
+            "for a snapshot every 10 seconds (png@SECONDS for others).\nMay be given several times")
         ->option_text("KIND[:DIR]")
         ->allow_extra_args(false);
     command
@@ -131,7 +114,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
             "Write the report as JSON to FILE, too")
         ->option_text("FILE")
         ->check(notEmpty);
-    command.add_flag("--quiet", options.quiet, "Show no progress");
+    command.add_flag("--quiet", options.quiet, "Print nothing but errors");
 }
 
 void addProbe(CLI::App &app, ProbeOptions &options)
@@ -189,6 +172,6 @@ std::variant<DecodeOptions, ProbeOptions, CheckOptions, CommandLine::Exit> Comma
     if (app.got_subcommand("check"))
         return check;
     if (decode.outputs.empty())
-        decode.outputs.push_back({"null", std::string()});
+        decode.outputs.emplace_back();
     return decode;
 }

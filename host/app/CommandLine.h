@@ -7,6 +7,8 @@
 #include <variant>
 #include <vector>
 
+#include "sinks/OutputSpec.h"
+
 /// Which component to run, and with what settings; the same for every command that runs one.
 struct ComponentOptions {
     std::optional<std::string> libraryFile;  // without one, the component that belongs to the program
@@ -15,14 +17,9 @@ struct ComponentOptions {
 };
 
 struct DecodeOptions {
-    struct Output {
-        std::string kind;      // one of those that the help names
-        std::string directory; // empty for "null"
-    };
-
     ComponentOptions component;
     std::vector<std::string> inputs; // at least one
-    std::vector<Output> outputs;     // at least one; no two are the same
+    std::vector<OutputSpec> outputs; // at least one; no two write the same files
     bool video = true;
     bool audio = true;
     bool paced = false;

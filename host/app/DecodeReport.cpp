@@ -22,17 +22,17 @@ constexpr int textColumns = 3; // the first ones; the others hold numbers, which
 
 using Row = std::array<QString, 9>;
 
-Row rowOf(const std::string &name, const DecodeReport::Stream &stream)
+Row rowOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
 {
-    return {DisplayText::printable(name),
+    return {DisplayText::printable(input.name),
             QString::fromStdString(stream.kind),
             DisplayText::printable(stream.codec),
             grouped(stream.frames),
             grouped(stream.damaged),
             grouped(stream.framesPerSecond(), 1),
             grouped(stream.lost),
-            stream.latency
-                ? grouped(stream.latency->averageMs, 1) + QStringLiteral(" / ") + grouped(stream.latency->maximumMs)
+            input.latency
+                ? grouped(input.latency->averageMs, 1) + QStringLiteral(" / ") + grouped(input.latency->maximumMs)
                 : QStringLiteral("-"),
             grouped(stream.waitedMs())};
 }
@@ -80,18 +80,14 @@ QJsonObject toObject(const DecodeReport::Stream &stream)
     QJsonArray outputs;
     for (const DecodeReport::Output &output : stream.outputs)
         outputs.append(toObject(output));
-    QJsonValue latency;
-    if (stream.latency)
-        latency = QJsonObject{{QStringLiteral("average"), stream.latency->averageMs},
-                              {QStringLiteral("maximum"), stream.latency->maximumMs}};
-    return {{QStringLiteral("kind"), QString::fromStdString(stream.kind)},
+    return {{QStringLiteral("index"), stream.index},
+            {QStringLiteral("kind"), QString::fromStdString(stream.kind)},
             {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
             {QStringLiteral("frames"), stream.frames},
             {QStringLiteral("damaged"), stream.damaged},
             {QStringLiteral("lost"), stream.lost},
             {QStringLiteral("durationMs"), stream.durationMs},
             {QStringLiteral("framesPerSecond"), stream.framesPerSecond()},
-            {QStringLiteral("latencyMs"), latency},
             {QStringLiteral("waitedMs"), stream.waitedMs()},
             {QStringLiteral("outputs"), outputs}};
 }
@@ -101,11 +97,16 @@ QJsonObject toObject(const DecodeReport::Input &input)
     QJsonArray streams;
     for (const DecodeReport::Stream &stream : input.streams)
         streams.append(toObject(stream));
+    QJsonValue latency;
+    if (input.latency)
+        latency = QJsonObject{{QStringLiteral("average"), input.latency->averageMs},
+                              {QStringLiteral("maximum"), input.latency->maximumMs}};
     return {{QStringLiteral("name"), QString::fromStdString(input.name)},
             {QStringLiteral("packets"), input.packets},
             {QStringLiteral("bytes"), input.bytes},
             {QStringLiteral("peakQueuedBlocks"), input.peakQueuedBlocks},
             {QStringLiteral("peakQueuedBytes"), input.peakQueuedBytes},
+            {QStringLiteral("latencyMs"), latency},
             {QStringLiteral("error"), orNull(input.error)},
             {QStringLiteral("streams"), streams}};
 }
@@ -151,7 +152,7 @@ int DecodeReport::exitCode() const
 {
     if (interrupted)
         return ExitCode::interrupted;
-    return isClean() && allErrors().empty() ? ExitCode::success : ExitCode::failure;
+    return isClean() && allErrors().empty() && damageCount() == 0 ? ExitCode::success : ExitCode::failure;
 }
 
 std::string DecodeReport::toText(int width) const
@@ -194,7 +195,7 @@ std::string DecodeReport::table(int width) const
                            QStringLiteral("lost"), QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
     for (const Input &input : inputs) {
         for (const Stream &stream : input.streams)
-            rows.push_back(rowOf(input.name, stream));
+            rows.push_back(rowOf(input, stream));
     }
 
     std::array<int, std::tuple_size_v<Row>> widths{};
@@ -216,6 +217,16 @@ std::string DecodeReport::table(int width) const
         text += QStringList(row.begin(), row.end()).join(QString(gap, QLatin1Char(' '))) + QLatin1Char('\n');
     }
     return text.toStdString();
+}
+
+qint64 DecodeReport::damageCount() const
+{
+    qint64 damaged = 0;
+    for (const Input &input : inputs) {
+        for (const Stream &stream : input.streams)
+            damaged += stream.damaged;
+    }
+    return damaged;
 }
 
 qint64 DecodeReport::streamCount() const

@@ -21,19 +21,20 @@ struct DecodeReport {
         std::optional<std::string> error;
     };
 
+    /// From a block's arrival in the queue to its reading.
     struct Latency {
         double averageMs = 0;
         qint64 maximumMs = 0;
     };
 
     struct Stream {
+        int index = 0;    // within the input
         std::string kind; // "video" or "audio"
         std::string codec;
         qint64 frames = 0;
-        qint64 damaged = 0;
-        qint64 lost = 0; // blocks
+        qint64 damaged = 0; // blocks, pictures and runs of samples
+        qint64 lost = 0;    // blocks
         qint64 durationMs = 0;
-        std::optional<Latency> latency;
         std::vector<Output> outputs;
 
         double framesPerSecond() const;
@@ -46,6 +47,7 @@ struct DecodeReport {
         qint64 bytes = 0;   // read
         qint64 peakQueuedBlocks = 0;
         qint64 peakQueuedBytes = 0;
+        std::optional<Latency> latency; // over its streams; none when nothing was read
         std::optional<std::string> error;
         std::vector<Stream> streams;
     };
@@ -86,6 +88,7 @@ struct DecodeReport {
 
 private:
     std::string table(int width) const;
+    qint64 damageCount() const;
     qint64 streamCount() const;
     qint64 frameCount() const;
     double cpuShare() const;

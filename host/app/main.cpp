@@ -8,7 +8,9 @@
 
 #include "app/CheckRun.h"
 #include "app/CommandLine.h"
+#include "app/DecodeRun.h"
 #include "app/ExitCode.h"
+#include "app/ProbeRun.h"
 
 namespace {
 
@@ -29,6 +31,19 @@ int print(const std::string &text)
     return ExitCode::success;
 }
 
+bool writeFile(const std::string &path, const std::string &text)
+{
+    std::FILE *const file = std::fopen(path.c_str(), "wb");
+    if (!file)
+        return false;
+    const bool written = std::fputs(text.c_str(), file) >= 0 && std::fflush(file) == 0;
+    const int error = errno;
+    const bool closed = std::fclose(file) == 0;
+    if (!written)
+        errno = error;
+    return written && closed;
+}
+
 int run(const CommandLine::Exit &exit)
 {
     return exit.code == ExitCode::success ? print(exit.text) : fail(exit.code, exit.text);
@@ -46,14 +61,26 @@ int run(const CheckOptions &options)
     return exitCode;
 }
 
-int run(const DecodeOptions & /*options*/)
+int run(const DecodeOptions &options)
 {
-    return fail(ExitCode::failure, "decode is not there yet");
+    const auto result = DecodeRun::run(options);
+    if (const std::string *const error = std::get_if<std::string>(&result))
+        return fail(ExitCode::failure, *error);
+    const DecodeReport &report = std::get<DecodeReport>(result);
+    if (options.jsonFile && !writeFile(*options.jsonFile, report.toJson()))
+        return fail(ExitCode::failure,
+                    "cannot write " + *options.jsonFile + ": " + std::generic_category().message(errno));
+    const int exitCode = options.quiet ? ExitCode::success : print(report.toText());
+    return exitCode == ExitCode::success ? report.exitCode() : exitCode;
 }
 
-int run(const ProbeOptions & /*options*/)
+int run(const ProbeOptions &options)
 {
-    return fail(ExitCode::failure, "probe is not there yet");
+    const ProbeRun::Result result = ProbeRun::run(options);
+    const int exitCode = print(result.text);
+    for (const std::string &error : result.errors)
+        fail(ExitCode::failure, error);
+    return result.errors.empty() ? exitCode : ExitCode::failure;
 }
 
 } // namespace

@@ -1,21 +1,27 @@
 #include "sinks/OutputSpec.h"
 
-#include <QHash>
+#include <algorithm>
+#include <array>
+
+namespace {
+
+/// In the order of OutputSpec::Kind.
+constexpr std::array<const char *, 6> kindNames{"null", "framemd5", "y4m", "raw", "wav", "png"};
+
+} // namespace
 
 std::variant<OutputSpec, std::string> OutputSpec::parse(const QString &text)
 {
-    static const QHash<QString, Kind> kinds = {{QStringLiteral("null"), Null}, {QStringLiteral("framemd5"), FrameMd5},
-                                               {QStringLiteral("y4m"), Y4m},   {QStringLiteral("raw"), Raw},
-                                               {QStringLiteral("wav"), Wav},   {QStringLiteral("png"), Png}};
     const std::string quoted = "output \"" + text.toStdString() + "\": ";
     const QString kindText = text.section(QLatin1Char(':'), 0, 0);
     const QString kindName = kindText.section(QLatin1Char('@'), 0, 0);
-    const auto kind = kinds.constFind(kindName);
-    if (kind == kinds.constEnd())
+    const auto *const kind = std::find_if(kindNames.begin(), kindNames.end(),
+                                          [&kindName](const char *known) { return kindName == QLatin1String(known); });
+    if (kind == kindNames.end())
         return quoted + "there is no such kind; use null, framemd5, y4m, raw, wav or png";
 
     OutputSpec spec;
-    spec.kind = *kind;
+    spec.kind = static_cast<Kind>(kind - kindNames.begin());
     if (kindText.contains(QLatin1Char('@'))) {
         if (spec.kind != Png)
             return quoted + "only png takes an interval after \"@\"";
@@ -33,4 +39,9 @@ std::variant<OutputSpec, std::string> OutputSpec::parse(const QString &text)
             return quoted + "name a directory after \":\"";
     }
     return spec;
+}
+
+const char *OutputSpec::kindName() const
+{
+    return kindNames[kind];
 }

@@ -33,6 +33,9 @@ struct OutputSpec {
     /// @return the output, or one line that quotes @p text and says what is wrong.
     [[nodiscard]] static std::variant<OutputSpec, std::string> parse(const QString &text);
 
+    /// The kind as the user writes it.
+    const char *kindName() const;
+
     bool takesVideo() const { return kind != Wav; }
     bool takesAudio() const { return kind != Y4m && kind != Png; }
 };

@@ -22,7 +22,6 @@ DecodeReport::Stream video()
     stream.damaged = 2;
     stream.lost = 3;
     stream.durationMs = 10000;
-    stream.latency = DecodeReport::Latency{4.25, 1017};
     stream.outputs = {{"null", 12345, 1, 0, 50, std::nullopt}, {"y4m", 12345, 1, 6400, 200, std::nullopt}};
     return stream;
 }
@@ -41,11 +40,19 @@ DecodeReport finished()
     DecodeReport report;
     report.inputs.resize(1);
     report.inputs[0].name = "clip.mp4";
+    report.inputs[0].latency = DecodeReport::Latency{4.25, 1017};
     report.inputs[0].streams = {video(), audio()};
     report.wallTimeMs = 2000;
     report.cpuTimeMs = 3000;
     report.cores = 2;
     report.peakMemoryBytes = 123456789;
+    return report;
+}
+
+DecodeReport whole()
+{
+    DecodeReport report = finished();
+    report.inputs[0].streams[0].damaged = 0;
     return report;
 }
 
@@ -74,7 +81,7 @@ TEST(DecodeReport, ShowsARowForEachStreamInColumnsThatFit)
     EXPECT_THAT(linesOf(finished().toText()),
                 ElementsAre("input     stream  codec  frames  damaged      fps  lost   latency ms  waited ms",
                             "clip.mp4  video   h264   12,345        2  1,234.5     3  4.3 / 1,017        250",
-                            "clip.mp4  audio   aac         5        0      0.0     0            -          0",
+                            "clip.mp4  audio   aac         5        0      0.0     0  4.3 / 1,017          0",
                             "total      1 input, 2 streams, 12,350 frames in 2.00 s", //
                             "processor  3.00 s of CPU time, 75 % of 2 cores",         //
                             "memory     123.5 MB at most",                            //
@@ -118,14 +125,15 @@ TEST(DecodeReport, ShowsTheComponentsLoadOnceItIsKnown)
     EXPECT_THAT(report.toText(), HasSubstr("load       50 % by the component's count, at most 88 %\n"));
 }
 
-TEST(DecodeReport, FailsForErrorsAndForWhatIsLeftBehindButNotForDamage)
+TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
 {
-    EXPECT_EQ(finished().exitCode(), 0);
+    EXPECT_EQ(whole().exitCode(), 0);
 
     const std::vector<void (*)(DecodeReport &)> failures{
         [](DecodeReport &report) { report.errors = {"wrong"}; },
         [](DecodeReport &report) { report.inputs[0].error = "wrong"; },
         [](DecodeReport &report) { report.inputs[0].streams[0].outputs[0].error = "wrong"; },
+        [](DecodeReport &report) { report.inputs[0].streams[1].damaged = 1; },
         [](DecodeReport &report) { report.stillPublished = {"e0711c9b"}; },
         [](DecodeReport &report) { report.threadsLeft = {4711}; },
         [](DecodeReport &report) {
@@ -134,7 +142,7 @@ TEST(DecodeReport, FailsForErrorsAndForWhatIsLeftBehindButNotForDamage)
         [](DecodeReport &report) { report.slabBlocksLeft = 7; },
     };
     for (const auto &fail : failures) {
-        DecodeReport report = finished();
+        DecodeReport report = whole();
         fail(report);
         EXPECT_EQ(report.exitCode(), 1) << report.toText();
         report.interrupted = true;
@@ -168,7 +176,7 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
     report.inputs[0].peakQueuedBytes = 8000;
     report.cpuLoad = DecodeReport::CpuLoad{0.5, 0.75};
     const QJsonObject root = json(report);
-    EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(-1), 0);
+    EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(-1), 1) << "damaged";
     EXPECT_EQ(root[QStringLiteral("interrupted")].toBool(true), false);
     EXPECT_TRUE(root[QStringLiteral("errors")].isArray());
 
@@ -191,6 +199,8 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
     EXPECT_EQ(input[QStringLiteral("bytes")].toInt(), 70000);
     EXPECT_EQ(input[QStringLiteral("peakQueuedBlocks")].toInt(), 64);
     EXPECT_EQ(input[QStringLiteral("peakQueuedBytes")].toInt(), 8000);
+    EXPECT_EQ(input[QStringLiteral("latencyMs")].toObject(),
+              (QJsonObject{{QStringLiteral("average"), 4.25}, {QStringLiteral("maximum"), 1017}}));
     EXPECT_TRUE(input[QStringLiteral("error")].isNull());
 
     QJsonObject stream = only(input, "streams");
@@ -201,15 +211,14 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
                                                     {QStringLiteral("waitedMs"), 50},
                                                     {QStringLiteral("error"), QJsonValue()}}));
     stream.remove(QStringLiteral("outputs"));
-    EXPECT_EQ(stream, (QJsonObject{{QStringLiteral("kind"), QStringLiteral("video")},
+    EXPECT_EQ(stream, (QJsonObject{{QStringLiteral("index"), 0},
+                                   {QStringLiteral("kind"), QStringLiteral("video")},
                                    {QStringLiteral("codec"), QStringLiteral("h264")},
                                    {QStringLiteral("frames"), 12345},
                                    {QStringLiteral("damaged"), 2},
                                    {QStringLiteral("lost"), 3},
                                    {QStringLiteral("durationMs"), 10000},
                                    {QStringLiteral("framesPerSecond"), 1234.5},
-                                   {QStringLiteral("latencyMs"),
-                                    QJsonObject{{QStringLiteral("average"), 4.25}, {QStringLiteral("maximum"), 1017}}},
                                    {QStringLiteral("waitedMs"), 250}}));
 }
 

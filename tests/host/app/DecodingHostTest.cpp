@@ -150,6 +150,14 @@ TEST(DecodingHost, RefusesThreadsThatAreNoNumberOrWouldUseUpTheMachine)
     }
 }
 
+TEST(DecodingHost, DoesNotDecodeWithoutThreads)
+{
+    const Outcome result = run({QStringLiteral("decode"), QStringLiteral("--threads"), QStringLiteral("0"),
+                                QStringLiteral(SAMPLES_DIR "/cup.mp4")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("THREADS")));
+}
+
 TEST(DecodingHost, SaysInOneLineWhatIsWrongWithATextOfSeveralLines)
 {
     EXPECT_THAT(run({QStringLiteral("check"), QStringLiteral("--threads"), QStringLiteral("one\nor two")}).errors,

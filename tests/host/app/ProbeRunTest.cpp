@@ -1,0 +1,64 @@
+#include "app/ProbeRun.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const char *const cup = SAMPLES_DIR "/cup.mp4";
+
+QJsonArray json(const ProbeRun::Result &result)
+{
+    return QJsonDocument::fromJson(QByteArray::fromStdString(result.text)).array();
+}
+
+} // namespace
+
+TEST(ProbeRun, TellsEveryStreamAndMarksThoseThatWouldBeDecoded)
+{
+    const ProbeRun::Result result = ProbeRun::run({{cup}, false});
+    EXPECT_THAT(result.errors, IsEmpty());
+    EXPECT_THAT(result.text, AllOf(HasSubstr("cup.mp4: mov,mp4,m4a,3gp,3g2,mj2, 8.10 s\n"), HasSubstr("* "),
+                                   HasSubstr("video  h264 (avc1), 640x480, 26.777 fps\n"),
+                                   HasSubstr("audio  aac (mp4a), 48000 Hz, 2 channels\n")));
+}
+
+TEST(ProbeRun, ShowsAFourccThatIsNoTextAsANumber)
+{
+    EXPECT_THAT(ProbeRun::run({{SAMPLES_DIR "/box.mp4"}, false}).text,
+                HasSubstr("mp3 (0x00000055), 44100 Hz, 1 channel\n"));
+}
+
+TEST(ProbeRun, WritesTheSameAsJson)
+{
+    const QJsonObject input = json(ProbeRun::run({{cup}, true})).at(0).toObject();
+    EXPECT_EQ(input[QStringLiteral("input")].toString().toStdString(), cup);
+    EXPECT_EQ(input[QStringLiteral("durationMs")].toInt(), 8103);
+    const QJsonArray streams = input[QStringLiteral("streams")].toArray();
+    ASSERT_EQ(streams.size(), 2);
+    for (const QJsonValue &stream : streams) {
+        const bool isVideo = stream[QStringLiteral("kind")].toString() == QStringLiteral("video");
+        EXPECT_TRUE(stream[QStringLiteral("decoded")].toBool());
+        EXPECT_EQ(stream[QStringLiteral("fourcc")].toString().toStdString(), isVideo ? "avc1" : "mp4a");
+        EXPECT_EQ(stream[QStringLiteral("width")].toInt(), isVideo ? 640 : 0);
+        EXPECT_EQ(stream[QStringLiteral("sampleRate")].toInt(), isVideo ? 0 : 48000);
+    }
+}
+
+TEST(ProbeRun, NamesAnInputThatIsNoneAndGoesOnWithTheOthers)
+{
+    const ProbeRun::Result result = ProbeRun::run({{"/nowhere/clip.mp4", cup}, false});
+    EXPECT_THAT(result.errors, ElementsAre(HasSubstr("/nowhere/clip.mp4")));
+    EXPECT_THAT(result.text, HasSubstr("cup.mp4: "));
+    const QJsonArray both = json(ProbeRun::run({{"/nowhere/clip.mp4", cup}, true}));
+    ASSERT_EQ(both.size(), 2);
+    EXPECT_THAT(both[0][QStringLiteral("error")].toString().toStdString(), HasSubstr("/nowhere/clip.mp4"));
+}
