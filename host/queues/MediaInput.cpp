@@ -200,6 +200,21 @@ int MediaInput::read(AVPacket *packet)
     return hidesError ? _context->pb->error : result;
 }
 
+bool MediaInput::isShorterThanItsIndex() const
+{
+    const qint64 size = _context->pb ? avio_size(_context->pb) : -1;
+    for (int index = 0; size >= 0 && index < streamCount(); ++index) {
+        AVStream *const itsStream = _context->streams[index];
+        const int entries = itsStream->discard == AVDISCARD_ALL ? 0 : avformat_index_get_entries_count(itsStream);
+        for (int position = 0; position < entries; ++position) {
+            const AVIndexEntry *const entry = avformat_index_get_entry(itsStream, position);
+            if (entry && entry->pos + entry->size > size)
+                return true;
+        }
+    }
+    return false;
+}
+
 double MediaInput::readPart() const
 {
     const qint64 size = _context->pb ? avio_size(_context->pb) : 0;

@@ -63,6 +63,9 @@ public:
     /// @return what libavformat found wrong with the file during the last call; empty when it was content.
     const std::string &complaint() const { return _complaint; }
 
+    /// @return whether the file's own index names packets of a selected stream beyond the end of the file.
+    bool isShorterThanItsIndex() const;
+
     /// The part of the file, 0 to 1, that has been read; 0 when its size is unknown.
     double readPart() const;
 

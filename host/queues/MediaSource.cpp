@@ -211,6 +211,8 @@ bool MediaSource::deliverFile(int repetition)
         noteError(_url.toStdString() + ": reading it stopped" + after + ": " + errorText(result));
     else if (!_input->complaint().empty())
         noteError(_url.toStdString() + ": the file is damaged or truncated" + after + ": " + _input->complaint());
+    else if (_input->isShorterThanItsIndex())
+        noteError(_url.toStdString() + ": the file is truncated" + after + ": its index names more");
     else if (endsInPacket)
         noteError(_url.toStdString() + ": the file ends in the middle of a packet" + after + "; is it truncated?");
     else if (packets() == packetsBefore)
