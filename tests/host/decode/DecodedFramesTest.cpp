@@ -18,10 +18,7 @@ protected:
         const QString second = path("second");
         QStringList arguments{"--threads", QString::number(threads), "--output", "framemd5:" + first};
         if (severalOutputs)
-            arguments << "--output"
-                      << "null"
-                      << "--output"
-                      << "framemd5:" + second;
+            arguments += QStringList{"--output", "null", "--output", "framemd5:" + second};
         const HostRun run = HostRun::decode(arguments + files);
 
         run.expectNothingLeft();

@@ -7,14 +7,18 @@
 
 #include <gmock/gmock.h>
 
-HostRun HostRun::decode(const QStringList &arguments, std::chrono::seconds limit)
+HostRun HostRun::decode(const QStringList &arguments, std::chrono::seconds limit,
+                        const std::function<void(qint64)> &whileRunning)
 {
     const QTemporaryDir folder;
     QFile json(folder.filePath(QStringLiteral("report.json")));
+    QStringList all{"decode", "--quiet"};
+    if (!arguments.contains("--json"))
+        all << "--json" << json.fileName();
     QProcess process;
-    process.start(QStringLiteral(HOST_FILE), QStringList{QStringLiteral("decode"), QStringLiteral("--quiet"),
-                                                         QStringLiteral("--json"), json.fileName()} +
-                                                 arguments);
+    process.start(QStringLiteral(HOST_FILE), all + arguments);
+    EXPECT_TRUE(process.waitForStarted());
+    whileRunning(process.processId());
     const bool ended = process.waitForFinished(static_cast<int>(std::chrono::milliseconds(limit).count()));
     EXPECT_TRUE(ended) << "the host did not end within " << limit.count() << " s";
     if (!ended) {

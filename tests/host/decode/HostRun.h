@@ -6,14 +6,18 @@
 #include <QStringList>
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
 /// What became of one run of `decoding-host decode`.
 struct HostRun {
-    /// Runs the program with @p arguments, `--quiet` and `--json`, to its end, which is a failure of the calling test
-    /// when it takes longer than @p limit.
-    static HostRun decode(const QStringList &arguments, std::chrono::seconds limit = std::chrono::seconds(100));
+    /// Runs the program with @p arguments, `--quiet` and, unless they name a file for it, `--json`, to its end. It is a
+    /// failure of the calling test when it crashes or takes longer than @p limit.
+    /// @param whileRunning called once it was started, with its process id.
+    static HostRun decode(
+        const QStringList &arguments, std::chrono::seconds limit = std::chrono::seconds(100),
+        const std::function<void(qint64)> &whileRunning = [](qint64) {});
 
     int exitCode = -1; // -1: it crashed, or had to be killed
     std::string output;

@@ -44,28 +44,23 @@ void keep(const QString &name, const QByteArray &text)
 } // namespace
 
 QByteArray ToolFrames::framemd5(const QString &path, const QJsonArray &streams, const std::string &kind,
-                                const QStringList &inputOptions)
+                                const QStringList &videoOptions)
 {
     const QTemporaryDir folder;
     QStringList options;
     for (const QJsonValue &stream : streams) {
         const QString its = stream["kind"].toString();
-        options << "-map" << QStringLiteral("0:%1").arg(stream["index"].toInt());
+        options += QStringList{"-map", QStringLiteral("0:%1").arg(stream["index"].toInt())};
         if (its == "video")
-            options << "-vsync"
-                    << "passthrough"
-                    << "-autoscale"
-                    << "0";
-        options << "-bitexact"
-                << "-f"
-                << "framemd5" << its;
+            options += QStringList{"-vsync", "passthrough", "-autoscale", "0"} + videoOptions;
+        options += QStringList{"-bitexact", "-f", "framemd5", its};
     }
 
-    const QString name = cacheName(path, inputOptions + options) + '.';
+    const QString name = cacheName(path, options) + '.';
     const QString wanted = name + QString::fromStdString(kind);
     if (!QFile::exists(wanted)) {
         options.replaceInStrings(QRegularExpression("^(video|audio)$"), folder.filePath("\\1"));
-        if (!FfmpegTool::run(QStringList{"-threads", "1"} + inputOptions + QStringList{"-i", path} + options))
+        if (!FfmpegTool::run(QStringList{"-threads", "1", "-i", path} + options))
             return QByteArray();
         for (const QJsonValue &stream : streams) {
             const QString its = stream["kind"].toString();

@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "DecodeFixture.h"
+#include <gmock/gmock.h>
+
+namespace {
+
+/// How the command line changes what is decoded.
+class DecodeOptions : public DecodeFixture {
+protected:
+    HostRun decode(const QStringList &options, const QStringList &files)
+    {
+        const HostRun run = HostRun::decode(QStringList{"--output", "framemd5:" + path("out")} + options + files);
+        run.expectSuccess();
+        return run;
+    }
+
+    /// Fails unless all video is the tool's key frames, and all audio what the tool decodes.
+    void expectKeyFramesOfTool(const HostRun &run, const QStringList &files)
+    {
+        forEachStream(run, files, path("out"), [](const Decoded &decoded) {
+            const auto expected = ToolFrames::hashes(
+                ToolFrames::framemd5(decoded.file, decoded.streams, decoded.kind(), {"-vf", "select=key"}));
+            EXPECT_FALSE(expected.empty());
+            EXPECT_TRUE(ToolFrames::hashes(decoded.framemd5) == expected)
+                << ToolFrames::hashes(decoded.framemd5).size() << " frames, not " << expected.size();
+        });
+    }
+};
+
+/// Those of the media folder but for the damaged one.
+QStringList wholeFiles(QStringList files)
+{
+    files.erase(
+        std::remove_if(files.begin(), files.end(), [](const QString &file) { return file.contains("corrupted"); }),
+        files.end());
+    return files;
+}
+
+/// Sees how late the machine wakes a thread, which no program that runs on it can do anything about.
+class WakeUps final {
+public:
+    WakeUps()
+        : _thread([this] { run(); })
+    {
+    }
+
+    /// @return the longest that a sleep was too long.
+    std::chrono::milliseconds end()
+    {
+        _ending = true;
+        _thread.join();
+        return std::chrono::duration_cast<std::chrono::milliseconds>(_worst);
+    }
+
+private:
+    void run()
+    {
+        using Clock = std::chrono::steady_clock;
+        constexpr std::chrono::milliseconds nap(5);
+        while (!_ending) {
+            const Clock::time_point before = Clock::now();
+            std::this_thread::sleep_for(nap);
+            _worst = std::max(_worst, Clock::now() - before - nap);
+        }
+    }
+
+    std::atomic<bool> _ending{false};
+    std::chrono::steady_clock::duration _worst{0};
+    std::thread _thread;
+};
+
+} // namespace
+
+TEST_F(DecodeOptions, PacedPlaysAClipInItsOwnTime)
+{
+    const QString clip = generate("clip.mp4", "-f lavfi -i testsrc2=size=176x144:rate=25:duration=5 -f lavfi -i "
+                                              "sine=frequency=700:sample_rate=48000:duration=5");
+    constexpr int lastBlockMs = 4960; // of the pictures; the last block of sound is due not much later
+    constexpr int durationMs = 5000;
+    WakeUps wakeUps;
+    const HostRun run = decode({"--paced"}, {clip});
+    const int lateMs = static_cast<int>(wakeUps.end().count());
+
+    expectFramesOfTool(run, {clip}, path("out"));
+    // A block is handed on by three threads, and the end is seen by one more.
+    const int wallTimeMs = run.totals()["wallTimeMs"].toInt();
+    EXPECT_GE(wallTimeMs, lastBlockMs);
+    EXPECT_LE(wallTimeMs, durationMs + durationMs / 50 + 100 + 4 * lateMs);
+}
+
+TEST_F(DecodeOptions, WithoutPacedAClipTakesNoLongerThanItMust)
+{
+    const QString clip = generate("clip.mp4", "-f lavfi -i testsrc2=size=176x144:rate=5:duration=60");
+    EXPECT_LT(decode({}, {clip}).totals()["wallTimeMs"].toInt(), 30000);
+}
+
+TEST_F(DecodeOptions, TimeSavingDecodesTheKeyFramesAlone)
+{
+    const QStringList files = samples();
+    expectKeyFramesOfTool(decode({"--time-saving"}, files), files);
+}
+
+TEST_F(DecodeOptions, TimeSavingDecodesTheKeyFramesAloneOfTheMediaFolder)
+{
+    const QStringList files = wholeFiles(mediaFiles());
+    if (files.isEmpty())
+        GTEST_SKIP() << noMediaFolder;
+    expectKeyFramesOfTool(decode({"--time-saving"}, files), files);
+}
+
+TEST_F(DecodeOptions, ExcludeFromTuningUndoesTimeSaving)
+{
+    const HostRun run = decode({"--time-saving", "--exclude-from-tuning"}, samples());
+    expectFramesOfTool(run, samples(), path("out"));
+}
+
+TEST_F(DecodeOptions, StreamsChoosesTheKind)
+{
+    for (const char *const kind : {"video", "audio"}) {
+        const HostRun run = decode({"--streams", kind}, {sample("cup.mp4")});
+        ASSERT_EQ(run.totals()["streams"].toInt(), 1);
+        EXPECT_FALSE(run.stream("cup.mp4", kind).isEmpty());
+        expectFramesOfTool(run, {sample("cup.mp4")}, path("out"));
+    }
+}
+
+TEST_F(DecodeOptions, RepeatDecodesTheFileOverAgain)
+{
+    forEachStream(decode({"--repeat", "3"}, samples()), samples(), path("out"), [](const Decoded &decoded) {
+        const auto once = ToolFrames::hashes(ToolFrames::framemd5(decoded.file, decoded.streams, decoded.kind()));
+        std::vector<std::string> expected;
+        for (int round = 0; round < 3; ++round)
+            expected.insert(expected.end(), once.begin(), once.end());
+        EXPECT_TRUE(ToolFrames::hashes(decoded.framemd5) == expected)
+            << ToolFrames::hashes(decoded.framemd5).size() << " frames, not " << expected.size();
+        EXPECT_EQ(decoded.stream["outputs"][0]["nullBlocks"].toInt(), 3);
+    });
+}
+
+TEST_F(DecodeOptions, DurationEndsEachStreamWhenItIsReached)
+{
+    const QString clip = generate("clip.mp4", "-f lavfi -i testsrc2=size=176x144:rate=25:duration=4 -f lavfi -i "
+                                              "sine=frequency=700:sample_rate=48000:duration=4 -bf 0");
+    forEachStream(decode({"--duration", "2"}, {clip}), {clip}, path("out"), [](const Decoded &decoded) {
+        auto expected = ToolFrames::hashes(ToolFrames::framemd5(decoded.file, decoded.streams, decoded.kind()));
+        const auto hashes = ToolFrames::hashes(decoded.framemd5);
+        // Two seconds of pictures, and of sound to within the block that codecs need for a start.
+        const std::size_t frames = decoded.kind() == "video" ? 50 : 2 * 48000 / 1024;
+        EXPECT_GE(hashes.size(), frames - 1);
+        EXPECT_LE(hashes.size(), frames + 1);
+        ASSERT_LE(hashes.size(), expected.size());
+        EXPECT_TRUE(std::equal(hashes.begin(), hashes.end(), expected.begin()));
+    });
+}

@@ -1,0 +1,54 @@
+#include <QFile>
+#include <QFileInfo>
+
+#include <csignal>
+
+#include "DecodeFixture.h"
+#include "fakes/WaitUntil.h"
+#include <gmock/gmock.h>
+
+namespace {
+
+/// Interrupts the host in the middle of a clip that takes eight seconds.
+class Interrupt : public DecodeFixture {
+protected:
+    HostRun interruptedRun(int signal, const QStringList &options)
+    {
+        const QString file = path("out/cup.video.raw");
+        QFile::remove(file);
+        return HostRun::decode(QStringList{"--paced", "--output", "raw:" + path("out"), sample("cup.mp4")} + options,
+                               std::chrono::seconds(60), [&](qint64 process) {
+                                   EXPECT_TRUE(waitUntil([&] { return QFileInfo(file).size() > 0; }));
+                                   kill(static_cast<pid_t>(process), signal);
+                               });
+    }
+};
+
+} // namespace
+
+TEST_F(Interrupt, EndsARunWithAReportAndNothingLeft)
+{
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const HostRun run = interruptedRun(signal, {});
+        EXPECT_EQ(run.exitCode, 130);
+        EXPECT_THAT(run.errors, testing::IsEmpty());
+        EXPECT_TRUE(run.report["interrupted"].toBool());
+        run.expectNothingLeft();
+        EXPECT_LT(run.totals()["wallTimeMs"].toInt(), 7000);
+
+        // What is there is what was decoded until then.
+        const int frames = run.stream("cup.mp4", "video")["frames"].toInt();
+        EXPECT_GT(frames, 0);
+        EXPECT_LT(frames, 217);
+        EXPECT_EQ(QFileInfo(path("out/cup.video.raw")).size(), frames * 640LL * 480 * 3 / 2);
+    }
+}
+
+TEST_F(Interrupt, StopsWhateverNumberOfInputs)
+{
+    const HostRun run = interruptedRun(SIGINT, {"--copies", "20"});
+    EXPECT_EQ(run.exitCode, 130);
+    EXPECT_EQ(run.inputs().size(), 20);
+    run.expectNothingLeft();
+    EXPECT_LT(run.totals()["wallTimeMs"].toInt(), 7000);
+}
