@@ -138,12 +138,14 @@ private:
             qint64 latencyMs = 0;
             while (blocks.readBlock(&block.data, &block.streamId, &block.keyBlock, &block.timestamp, &block.blockTimeMs,
                                     &cursor, nullptr, nullptr, &lost, &latencyMs)) {
-                if (!block.data.isEmpty() || withEnd)
-                    EXPECT_TRUE(queue.append(block));
+                if (block.data.isEmpty() && !withEnd)
+                    continue;
+                EXPECT_TRUE(queue.append(block));
             }
             return blocks.isDrained();
         });
         EXPECT_TRUE(done);
+        blocks.close(); // where it was not done, the source would wait for ever
         source.join();
 
         const QJsonArray streams{QJsonObject{{"index", source.streams().front().index}, {"kind", Media::kind}}};
