@@ -212,9 +212,10 @@ private:
             return;
         _nextLoadSample += loadInterval;
         const double load = _tuning->cpuLoad(nullptr);
-        DecodeReport::CpuLoad &told = _report.cpuLoad ? *_report.cpuLoad : _report.cpuLoad.emplace();
+        DecodeReport::CpuLoad told = _report.cpuLoad.value_or(DecodeReport::CpuLoad());
         told.average += (load - told.average) / ++_loadSamples;
         told.maximum = std::max(told.maximum, load);
+        _report.cpuLoad = told;
     }
 
     WarningLog _warnings;

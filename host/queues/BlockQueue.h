@@ -32,7 +32,7 @@ public:
 
     struct Limits {
         int blocks = 256;
-        qint64 bytes = 32 * 1024 * 1024;
+        qint64 bytes = qint64(32) << 20;
     };
 
     struct Figures {

@@ -72,6 +72,9 @@ std::optional<std::string> MediaFile::begin(const MediaForm &form)
     _context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
     const int code = avformat_write_header(_context, nullptr);
     _begun = code >= 0;
+    // What the muxer of y4m says of pictures that its files cannot hold. Nothing was written yet that could fail.
+    if (code == AVERROR(EIO) && _context->pb->error == 0)
+        return "cannot write " + form.text() + " to " + _path + ": such a file cannot hold that";
     return unlessGood(code, "cannot write " + form.text() + " to");
 }
 

@@ -95,9 +95,9 @@ bool SampleFileWriter::convert(const SamplesHeader &samples, AVPacket *packet)
     const qint64 size = qint64(samples.sampleCount) * samples.channelCount * 2;
     if (size > INT_MAX - AV_INPUT_BUFFER_PADDING_SIZE || av_new_packet(packet, static_cast<int>(size)) < 0)
         return false;
-    std::vector<const quint8 *> planes;
+    std::vector<const quint8 *> planes(static_cast<std::size_t>(samples.planeCount));
     for (int plane = 0; plane < samples.planeCount; ++plane)
-        planes.push_back(samples.plane(plane));
+        planes[static_cast<std::size_t>(plane)] = samples.plane(plane);
     return swr_convert(_converter.get(), &packet->data, samples.sampleCount, planes.data(), samples.sampleCount) ==
            samples.sampleCount;
 }

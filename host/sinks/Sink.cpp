@@ -124,7 +124,7 @@ void Sink<Queue, Handle, Header>::write(const Handle &record, qint64 blockTimeMs
 }
 
 template <class Queue, class Handle, class Header>
-typename Sink<Queue, Handle, Header>::Status Sink<Queue, Handle, Header>::status() const
+ISink::Status Sink<Queue, Handle, Header>::status() const
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     return _status;
