@@ -60,8 +60,8 @@ struct KindNames {
     }
 };
 
-/// A manager in its framework, of which everything is recorded. Stops the manager when a test leaves it initialised, and
-/// checks that nothing is left behind.
+/// A manager in its framework, of which everything is recorded. Stops the manager when a test leaves it initialised,
+/// and checks that nothing is left behind.
 class DecodingManagerTest : public testing::Test {
 protected:
     using Queue = ModkitPtr<IInputQueue>;

@@ -7,8 +7,8 @@
 
 #include "strata/base/modkit/modkit"
 
-/// While it lives, hands failed assertions, as "DecodingManager:156: expression", to a function that may return or throw.
-/// One at a time.
+/// While it lives, hands failed assertions, as "DecodingManager:156: expression", to a function that may return or
+/// throw. One at a time.
 class RecordedAssertions {
 public:
     using Reaction = std::function<void(const std::string &assertion)>;

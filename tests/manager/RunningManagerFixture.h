@@ -4,7 +4,6 @@
 #include <QThread>
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
@@ -19,6 +18,7 @@
 #include "fakes/FakeInputQueue.h"
 #include "fakes/HangGuard.h"
 #include "fakes/RecordedTrace.h"
+#include "fakes/WaitUntil.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include "manager/DecodingManager.h"
 #include <gmock/gmock.h>
@@ -173,18 +173,6 @@ protected:
 
     DecodingManager &manager() { return static_cast<DecodingManager &>(*component); }
 
-    /// @return whether @p condition has become true before a deadline that only a hang reaches.
-    static bool waitUntil(const std::function<bool()> &condition)
-    {
-        const auto end = std::chrono::steady_clock::now() + deadline;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return true;
-    }
-
     static bool isOverInTime(const std::future<void> &task)
     {
         return task.wait_for(deadline) == std::future_status::ready;
@@ -228,8 +216,6 @@ protected:
         EXPECT_THROW(create(queue), std::bad_alloc);
         indications->throwing = false;
     }
-
-    static constexpr std::chrono::seconds deadline{30};
 
     HangGuard hangGuard{testing::UnitTest::GetInstance()->current_test_info()->name()};
     CallLog log;

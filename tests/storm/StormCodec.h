@@ -12,8 +12,8 @@
 #include "StormOutput.h"
 #include "StormRecord.h"
 
-/// Makes one record for each block, and holds it back until the next one or the drain. Checks that it gets the blocks of
-/// one stream and one fourcc, beginning with a key block, of which none but those between key blocks may be missing;
+/// Makes one record for each block, and holds it back until the next one or the drain. Checks that it gets the blocks
+/// of one stream and one fourcc, beginning with a key block, of which none but those between key blocks may be missing;
 /// that after a drain nothing comes; and that all happens on one thread.
 template <class Media>
 class StormCodec final : public Media::CodecDecoder, private Counted<StormCodec<Media>> {

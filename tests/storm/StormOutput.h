@@ -10,8 +10,9 @@
 #include "StormRecord.h"
 #include "interfaces/IDecoder.h"
 
-/// What an output and the client who holds its handle both know. Its fields that are no atomics belong to the pushes until
-/// the output is closed, and from then on to the client: no lock of the storm's own stands in for the component's.
+/// What an output and the client who holds its handle both know. Its fields that are no atomics belong to the pushes
+/// until the output is closed, and from then on to the client: no lock of the storm's own stands in for the
+/// component's.
 class StormOutputState {
 public:
     virtual ~StormOutputState() = default;

@@ -2,7 +2,6 @@
 #include <QTimerEvent>
 
 #include <chrono>
-#include <functional>
 #include <future>
 #include <memory>
 #include <thread>
@@ -17,6 +16,7 @@
 #include "cpuload/CpuLoadCalculator.h"
 #include "fakes/HangGuard.h"
 #include "fakes/TestSeed.h"
+#include "fakes/WaitUntil.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include "modkit/ObjectRegistry.h"
 #include "modkit/Settings.h"
@@ -28,7 +28,6 @@ using testing::IsEmpty;
 
 constexpr int clientCount = 8;
 constexpr int listenerThreadCount = 2;
-constexpr std::chrono::seconds deadline(60); // only a hang reaches it
 
 std::chrono::seconds duration()
 {
@@ -65,7 +64,7 @@ protected:
         const std::set<int> threadsBefore = ProcessThreads::ids();
         {
             StormWorld world(force);
-            start(world);
+            ASSERT_NO_FATAL_FAILURE(start(world));
             std::vector<std::unique_ptr<StormClient>> clients;
             for (int index = 0; index < clientCount; ++index)
                 clients.push_back(std::make_unique<StormClient>(world, seed + static_cast<std::uint64_t>(index)));
@@ -75,7 +74,7 @@ protected:
         }
         expectEverythingGone();
         EXPECT_THAT(StormLedger::takeViolations(), IsEmpty());
-        EXPECT_TRUE(waitUntil([&] { return ProcessThreads::ids() == threadsBefore; }, std::chrono::seconds(2)));
+        EXPECT_TRUE(waitUntil([&] { return ProcessThreads::ids() == threadsBefore; }));
     }
 
 private:
@@ -122,7 +121,7 @@ private:
             _component->stop();
             world.isStopped = true;
             for (const std::unique_ptr<StormClient> &client : clients)
-                EXPECT_TRUE(waitUntil([&] { return client->operationsAfterStop >= 100; }, deadline));
+                EXPECT_TRUE(waitUntil([&] { return client->operationsAfterStop >= 100; }));
             world.isOver = true;
         }
         for (const std::future<void> &clientsEnd : ends)
@@ -155,7 +154,7 @@ private:
         EXPECT_GT(std::int64_t(world.bequests), 0);
         EXPECT_GT(std::int64_t(world.loadEvents), 0);
         EXPECT_GT(std::int64_t(StormFormats::refusals()), 0);
-        std::printf("%lld handles created, %lld refused, %lld constructions failed, %lld records pushed, "
+        std::printf("%lld handles created, %lld refused, %lld requests out of memory, %lld records pushed, "
                     "%lld load events\n",
                     static_cast<long long>(world.created), static_cast<long long>(world.refused),
                     static_cast<long long>(world.thrown), static_cast<long long>(world.pushes),
@@ -182,17 +181,6 @@ private:
     {
         EXPECT_GT(std::int64_t(count.born), 0) << what;
         EXPECT_EQ(std::int64_t(count.born), std::int64_t(count.gone)) << what;
-    }
-
-    static bool waitUntil(const std::function<bool()> &condition, std::chrono::seconds limit)
-    {
-        const auto end = std::chrono::steady_clock::now() + limit;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return true;
     }
 
     const HangGuard _hangGuard{"The storm", duration() + std::chrono::seconds(240)};
