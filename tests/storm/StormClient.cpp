@@ -58,9 +58,8 @@ void StormClient::operate()
         create(pick(StormWorld::queueCount));
 }
 
-/// Asks for a handle, for a new output of its own.
 template <class Media>
-StormClient::Held StormClient::request(int place, bool throwing)
+std::optional<StormClient::Held> StormClient::request(int place, bool throwing)
 {
     const auto [queue, number] = _world.queue(place);
     const auto records = std::make_shared<StormRecords<Media>>();
@@ -78,7 +77,8 @@ StormClient::Held StormClient::request(int place, bool throwing)
         else
             held.handle.handle = _world.manager->createAudioDecoder(queue, output, flags, QStringLiteral("sound"));
     } catch (const std::bad_alloc &) {
-        ++_world.thrown;
+        StormIndications::throwAfter(-1);
+        return std::nullopt;
     }
     StormIndications::throwAfter(-1);
     if (pick(2) == 0) {
@@ -94,18 +94,24 @@ void StormClient::create(int place)
 {
     const bool isStopped = _world.isStopped;
     const bool throwing = pick(20) == 0;
-    const std::int64_t thrownBefore = _world.thrown;
-    const Held held = pick(2) == 0 ? request<StormVideo>(place, throwing) : request<StormAudio>(place, throwing);
+    const std::optional<Held> held =
+        pick(2) == 0 ? request<StormVideo>(place, throwing) : request<StormAudio>(place, throwing);
     const bool isStopping = _world.isStopping;
-    if (!held.handle.handle.isNull()) {
+    if (!held) {
+        ++_world.thrown;
+        if (!throwing)
+            StormLedger::violation("a request ran out of memory by itself");
+        return;
+    }
+    if (!held->handle.handle.isNull()) {
         if (isStopped)
             StormLedger::violation("a handle was created after stop");
         ++_world.created;
-        _held.push_back(held);
+        _held.push_back(*held);
         return;
     }
     ++_world.refused;
-    if (!isStopping && !throwing && _world.thrown == thrownBefore)
+    if (!isStopping)
         StormLedger::violation("a handle was refused before stop");
 }
 

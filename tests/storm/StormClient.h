@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -35,8 +36,9 @@ private:
     void bequeath();
     void readFigures();
     void moveToBack(std::size_t index);
+    /// Asks for a handle, for a new output of its own. @return nothing when there is no memory.
     template <class Media>
-    Held request(int place, bool throwing);
+    std::optional<Held> request(int place, bool throwing);
 
     StormWorld &_world;
     std::mt19937_64 _random;

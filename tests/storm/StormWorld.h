@@ -41,7 +41,7 @@ public:
     // What has happened.
     StormTally created;
     StormTally refused; // empty handles
-    StormTally thrown;
+    StormTally thrown;  // requests without memory, which have no handle either
     StormTally pushes;
     StormTally bequests;
     StormTally loadEvents;
