@@ -1,10 +1,10 @@
 #include <QObject>
-#include <QPointer>
 
 #include <tuple>
 
 #include "RunningManagerFixture.h"
 #include "cpuload/CpuLoadCalculator.h"
+#include "fakes/ContendedMutex.h"
 
 namespace {
 
@@ -28,6 +28,19 @@ public:
     {
     }
     ~WatchedFormats() override { _task(); }
+
+private:
+    const std::function<void()> _task;
+};
+
+/// Runs a task in its destructor.
+class WatchedQueue final : public FakeInputQueue {
+public:
+    explicit WatchedQueue(std::function<void()> task)
+        : _task(std::move(task))
+    {
+    }
+    ~WatchedQueue() override { _task(); }
 
 private:
     const std::function<void()> _task;
@@ -61,6 +74,28 @@ protected:
     {
         manager()._formatManager = ModkitPtr<IAVFormatManager>(new WatchedFormats(task));
     }
+
+    /// Begins to drop @p handle elsewhere, while the calling thread holds the manager's mutex, and expects the drop to
+    /// wait for it.
+    std::future<void> dropUnderTheLock(ModkitPtr<IDecoder> &handle)
+    {
+        const MutexContention contention(manager()._mutex);
+        std::future<void> drop = dropElsewhere(handle);
+        EXPECT_TRUE(contention.wait());
+        EXPECT_NE(drop.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+        return drop;
+    }
+
+    /// Drops @p handle in the middle of the drain, where the queue goes that only a reserved place holds.
+    void expectDropDuringTheDrainToDoNothing(ModkitPtr<IDecoder> handle)
+    {
+        std::future<void> drop;
+        failToCreate(ModkitPtr<IInputQueue>(new WatchedQueue([&] { drop = dropUnderTheLock(handle); })));
+        const QVector<int> counts = manager()._decodersPerThread;
+        stop();
+        EXPECT_TRUE(isOverInTime(drop));
+        EXPECT_EQ(manager()._decodersPerThread, counts) << "neither the drain nor the late drop lowers them";
+    }
 };
 
 TEST_F(DecodingManagerEndingTest, AHandleDroppedWhileTheFormatManagerGoesWaitsForThatAndEndsItsDecoder)
@@ -68,15 +103,10 @@ TEST_F(DecodingManagerEndingTest, AHandleDroppedWhileTheFormatManagerGoesWaitsFo
     init();
     ModkitPtr<IDecoder> handle = create();
     std::future<void> drop;
-    bool droppedUnderTheLock = false;
-    watchFormatManager([&] {
-        drop = dropElsewhere(handle);
-        droppedUnderTheLock = drop.wait_for(std::chrono::milliseconds(50)) == std::future_status::ready;
-    });
+    watchFormatManager([&] { drop = dropUnderTheLock(handle); });
     bool droppedBeforeTheDrain = false;
     registry.duringSet = [&] { droppedBeforeTheDrain = isOverInTime(drop); };
     stop();
-    EXPECT_FALSE(droppedUnderTheLock);
     EXPECT_TRUE(droppedBeforeTheDrain);
     EXPECT_THAT(manager()._decodersPerThread, ElementsAre(0, 0)) << "lowered by the drop";
 }
@@ -100,45 +130,24 @@ TEST_F(DecodingManagerEndingTest, AHandleDroppedWhileTheLoadMeasurementEndsWaits
     init();
     ModkitPtr<IDecoder> handle = create();
     std::future<void> drop;
-    bool droppedUnderTheLock = false;
-    QObject::connect(manager()._cpuLoadCalculator, &QObject::destroyed, [&] {
-        drop = dropElsewhere(handle);
-        droppedUnderTheLock = drop.wait_for(std::chrono::milliseconds(50)) == std::future_status::ready;
-    });
+    QObject::connect(manager()._cpuLoadCalculator, &QObject::destroyed, [&] { drop = dropUnderTheLock(handle); });
     stop();
-    EXPECT_FALSE(droppedUnderTheLock);
     EXPECT_TRUE(isOverInTime(drop));
     EXPECT_EQ(manager().decoderCount(), 0);
 }
 
-TEST_F(DecodingManagerEndingTest, HandlesDroppedDuringTheDrainDoNothingMore)
+TEST_F(DecodingManagerEndingTest, AVideoHandleDroppedDuringTheDrainDoesNothingMore)
 {
     init();
-    ModkitPtr<IDecoder> video = create();
-    ModkitPtr<IDecoder> audio = createAudio();
-    // The queue that only a reserved place holds goes in the middle of the drain, under the lock.
-    struct WatchedQueue final : FakeInputQueue {
-        explicit WatchedQueue(std::function<void()> wanted)
-            : task(std::move(wanted))
-        {
-        }
-        ~WatchedQueue() override { task(); }
-        const std::function<void()> task;
-    };
-    std::future<void> drops[2];
-    bool droppedUnderTheLock = false;
-    failToCreate(ModkitPtr<IInputQueue>(new WatchedQueue([&] {
-        drops[0] = dropElsewhere(video);
-        drops[1] = dropElsewhere(audio);
-        for (const std::future<void> &drop : drops)
-            droppedUnderTheLock |= drop.wait_for(std::chrono::milliseconds(50)) == std::future_status::ready;
-    })));
-    const QVector<int> counts = manager()._decodersPerThread;
-    stop();
-    EXPECT_FALSE(droppedUnderTheLock);
-    EXPECT_TRUE(isOverInTime(drops[0]));
-    EXPECT_TRUE(isOverInTime(drops[1]));
-    EXPECT_EQ(manager()._decodersPerThread, counts) << "neither the drain nor the late drops lower them";
+    const ModkitPtr<IDecoder> other = createAudio();
+    expectDropDuringTheDrainToDoNothing(create());
+}
+
+TEST_F(DecodingManagerEndingTest, AnAudioHandleDroppedDuringTheDrainDoesNothingMore)
+{
+    init();
+    const ModkitPtr<IDecoder> other = create();
+    expectDropDuringTheDrainToDoNothing(createAudio());
 }
 
 TEST_F(DecodingManagerEndingTest, HandlesDroppedWhileStopWaitsForTheThreadsDoNothing)
