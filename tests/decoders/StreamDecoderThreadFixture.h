@@ -139,6 +139,21 @@ protected:
         return made;
     }
 
+    /// A decoder that stays in the middle of its first block until goOn is set.
+    VideoStreamDecoder *makeDecoderThatDecodes()
+    {
+        formats->duringVideoDecode = [this](const QByteArray &data, const auto * /*outputs*/, int /*outputCount*/) {
+            if (data != "H2640")
+                return;
+            _decoding.set_value();
+            EXPECT_EQ(goOn.get_future().wait_for(deadline), std::future_status::ready);
+        };
+        queue->isOpen = true;
+        VideoStreamDecoder *const made = makeDecoderOnThread();
+        EXPECT_EQ(_decoding.get_future().wait_for(deadline), std::future_status::ready);
+        return made;
+    }
+
     bool waitForDestruction()
     {
         return waitUntil([this] { return isDestroyed.load(); });
@@ -155,10 +170,12 @@ protected:
     ModkitPtr<IIndicationManager> indicationManager{new FakeIndicationManager};
     StampedQueue *queue = new StampedQueue(0);
     ModkitPtr<IInputQueue> inputQueue{queue};
+    std::promise<void> goOn; // for makeDecoderThatDecodes
     std::atomic<bool> isDestroyed{false};
     std::atomic<QThread *> destroyedOn{nullptr};
 
 private:
+    std::promise<void> _decoding;
     TaskRunner _taskRunner;
 };
 

@@ -5,11 +5,25 @@
 
 #include "StreamDecoderThreadFixture.h"
 #include "decoders/AudioStreamDecoder.h"
+#include "fakes/ContendedMutex.h"
 #include "fakes/RecordedMessages.h"
 
 // Stream decoders on real decoder threads and the real clock.
 
+namespace {
+
 using testing::IsEmpty;
+
+/// Expects the timer of @p decoder, and no other, to run on the calling thread.
+void expectCycleTimer(VideoStreamDecoder &decoder)
+{
+    const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(&decoder);
+    ASSERT_EQ(timers.size(), 1);
+    EXPECT_EQ(timers.front().timerId, decoder._timer.timerId());
+    EXPECT_EQ(timers.front().interval, 1);
+}
+
+} // namespace
 
 TEST_F(StreamDecoderThreadTest, TimerRunsCycles)
 {
@@ -33,6 +47,23 @@ TEST_F(StreamDecoderThreadTest, WakeUpEventRunsACycleAtOnce)
     EXPECT_TRUE(waitForDestruction());
 }
 
+TEST_F(StreamDecoderThreadTest, MoveStopsTheTimerUntilTheFirstWakeUpOnTheNewThread)
+{
+    VideoStreamDecoder *const decoder = makeDecoder();
+    EXPECT_TRUE(decoder->_timer.isActive());
+    decoder->moveTo(&thread);
+    EXPECT_FALSE(decoder->_timer.isActive());
+    EXPECT_EQ(decoder->thread(), &thread);
+    runInThread([decoder] { EXPECT_THAT(QAbstractEventDispatcher::instance()->registeredTimers(decoder), IsEmpty()); });
+    EXPECT_EQ(queue->calls, 0);
+
+    decoder->addOutput(1, output());
+    runInThread([decoder] { expectCycleTimer(*decoder); });
+    EXPECT_TRUE(waitUntil([this] { return queue->calls >= 5; })) << "one wake-up and the ticks";
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
+
 TEST_F(StreamDecoderThreadTest, DecoderFromAThreadWithoutADispatcherStartsItsTimerWithTheFirstWakeUp)
 {
     VideoStreamDecoder *const decoder = makeDecoderElsewhere(&thread);
@@ -40,12 +71,7 @@ TEST_F(StreamDecoderThreadTest, DecoderFromAThreadWithoutADispatcherStartsItsTim
     EXPECT_EQ(queue->calls, 0);
 
     decoder->addOutput(1, output());
-    runInThread([decoder] {
-        const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(decoder);
-        ASSERT_EQ(timers.size(), 1);
-        EXPECT_EQ(timers.front().timerId, decoder->_timer.timerId());
-        EXPECT_EQ(timers.front().interval, 1);
-    });
+    runInThread([decoder] { expectCycleTimer(*decoder); });
     EXPECT_TRUE(waitUntil([this] { return queue->calls >= 5; }));
     decoder->dispose();
     EXPECT_TRUE(waitForDestruction());
@@ -148,30 +174,38 @@ TEST_F(StreamDecoderThreadTest, BlockThatIsDecodedDuringDisposalIsTheLastOneRead
     EXPECT_EQ(queue->calls, 1);
 }
 
-TEST_F(StreamDecoderThreadTest, AddAndRemoveWaitForTheBlockThatIsDecodedButFiguresAndModeDoNot)
+TEST_F(StreamDecoderThreadTest, AddOutputWaitsForTheBlockThatIsDecoded)
 {
-    std::promise<void> decoding;
-    std::promise<void> goOn;
-    std::atomic<bool> isDecoding{false};
-    formats->duringVideoDecode = [&](const QByteArray &data, const auto * /*outputs*/, int /*outputCount*/) {
-        if (data != "H2640")
-            return;
-        isDecoding = true;
-        decoding.set_value();
-        EXPECT_EQ(goOn.get_future().wait_for(deadline), std::future_status::ready);
-        isDecoding = false;
-    };
-    queue->isOpen = true;
-    VideoStreamDecoder *const decoder = makeDecoderOnThread();
-    ASSERT_EQ(decoding.get_future().wait_for(deadline), std::future_status::ready);
-    auto adding = std::async(std::launch::async, [&] {
-        decoder->addOutput(1, output());
-        return isDecoding.load();
-    });
-    auto removing = std::async(std::launch::async, [&] {
-        decoder->removeOutput(2);
-        return isDecoding.load();
-    });
+    VideoStreamDecoder *const decoder = makeDecoderThatDecodes();
+    const MutexContention contention(decoder->_outputsMutex);
+    auto adding = std::async(std::launch::async, [&] { decoder->addOutput(1, output()); });
+    EXPECT_TRUE(contention.wait());
+    EXPECT_TRUE(decoder->_outputs.isEmpty());
+    EXPECT_TRUE(decoder->_outputIds.isEmpty());
+    EXPECT_EQ(adding.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    goOn.set_value();
+    EXPECT_EQ(adding.wait_for(deadline), std::future_status::ready);
+    EXPECT_EQ(decoder->_outputs.size(), 1);
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
+
+TEST_F(StreamDecoderThreadTest, RemoveOutputWaitsForTheBlockThatIsDecoded)
+{
+    VideoStreamDecoder *const decoder = makeDecoderThatDecodes();
+    const MutexContention contention(decoder->_outputsMutex);
+    auto removing = std::async(std::launch::async, [&] { decoder->removeOutput(1); });
+    EXPECT_TRUE(contention.wait());
+    EXPECT_EQ(removing.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    goOn.set_value();
+    EXPECT_EQ(removing.wait_for(deadline), std::future_status::ready);
+    decoder->dispose();
+    EXPECT_TRUE(waitForDestruction());
+}
+
+TEST_F(StreamDecoderThreadTest, FiguresAndModeDoNotWaitForTheBlockThatIsDecoded)
+{
+    VideoStreamDecoder *const decoder = makeDecoderThatDecodes();
     auto taking = std::async(std::launch::async, [&] {
         decoder->takeLossRatio();
         decoder->takeDecodedFlag();
@@ -179,13 +213,9 @@ TEST_F(StreamDecoderThreadTest, AddAndRemoveWaitForTheBlockThatIsDecodedButFigur
         decoder->takeMaxLatency();
         decoder->takeDecodingTime();
         decoder->setPerformanceMode(true);
-        return isDecoding.load();
     });
     EXPECT_EQ(taking.wait_for(deadline), std::future_status::ready);
     goOn.set_value();
-    EXPECT_TRUE(taking.get());
-    EXPECT_FALSE(adding.get());
-    EXPECT_FALSE(removing.get());
     decoder->dispose();
     EXPECT_TRUE(waitForDestruction());
 }
