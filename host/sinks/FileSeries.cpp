@@ -9,8 +9,8 @@ extern "C" {
 #include <libavutil/mathematics.h>
 }
 
-FileSeries::FileSeries(std::string base, const FileFormat &format)
-    : _base(std::move(base))
+FileSeries::FileSeries(OutputPlace place, const FileFormat &format)
+    : _place(std::move(place))
     , _format(format)
 {
 }
@@ -18,8 +18,12 @@ FileSeries::FileSeries(std::string base, const FileFormat &format)
 std::optional<std::string> FileSeries::create()
 {
     ++_fileCount;
-    const std::string number = _fileCount == 1 ? "" : "-" + std::to_string(_fileCount);
-    _file.emplace(_base + number + _format.suffix, _format);
+    // Not "-2", which tells inputs of one stem apart.
+    const std::string part = _fileCount == 1 ? "" : ".part" + std::to_string(_fileCount);
+    const std::string path = _place.base + part + _format.suffix;
+    if (auto refusal = _place.refusal(path))
+        return refusal;
+    _file.emplace(path, _format);
     return _file->create();
 }
 

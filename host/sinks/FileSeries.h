@@ -8,17 +8,17 @@
 
 #include "sinks/MediaFile.h"
 #include "sinks/MediaForm.h"
+#include "sinks/OutputPlace.h"
 
 /// The files that a stream is written to, one after the other: `<stem><suffix>`, and where the format cannot go on
-/// because the form of the packets has changed, `<stem>-2<suffix>` and so on. Existing files are overwritten.
+/// because the form of the packets has changed, `<stem>.part2<suffix>` and so on. Existing files are overwritten.
 /// Reentrant.
 ///
 /// Time stamps in a file never go back: one that does is raised to the one before it. Where the stream breaks and its
 /// time stamps begin anew, the rest is shifted behind what is written already. A missing one follows the one before it.
 class FileSeries final {
 public:
-    /// @param base path of the files up to the end of the stem.
-    FileSeries(std::string base, const FileFormat &format);
+    FileSeries(OutputPlace place, const FileFormat &format);
 
     /// Creates the first file. To be called once, before the others.
     [[nodiscard]] std::optional<std::string> create();
@@ -31,7 +31,7 @@ private:
     std::optional<std::string> prepare(const MediaForm &form);
     qint64 timestampOf(const AVPacket &packet, qint64 duration);
 
-    const std::string _base;
+    const OutputPlace _place;
     const FileFormat &_format;
     std::optional<MediaFile> _file;
     int _fileCount = 0;

@@ -38,11 +38,11 @@ bool pack(const AVFrame &frame, int size, AVPacket *packet)
 
 } // namespace
 
-PictureFileWriter::PictureFileWriter(std::string base, const FileFormat &format, qint64 startTimeUs)
-    : _base(std::move(base))
+PictureFileWriter::PictureFileWriter(const OutputPlace &place, const FileFormat &format, qint64 startTimeUs)
+    : _base(place.base)
     , _format(format)
     , _startTimeUs(startTimeUs)
-    , _files(_base, format)
+    , _files(place, format)
 {
 }
 

@@ -9,8 +9,8 @@
 /// Writes pictures through a muxer: their visible bytes packed row by row, plane by plane, a palette last.
 class PictureFileWriter final : public IRecordWriter<PictureHeader> {
 public:
-    /// @param base see FileSeries. @param startTimeUs of the input, which becomes 0 in the files.
-    PictureFileWriter(std::string base, const FileFormat &format, qint64 startTimeUs);
+    /// @param startTimeUs of the input, which becomes 0 in the files.
+    PictureFileWriter(const OutputPlace &place, const FileFormat &format, qint64 startTimeUs);
 
     /// Creates the first file. To be called once, before the others.
     [[nodiscard]] std::optional<std::string> create() { return _files.create(); }

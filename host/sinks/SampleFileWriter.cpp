@@ -25,11 +25,11 @@ bool isSound(const SamplesHeader &samples)
 
 } // namespace
 
-SampleFileWriter::SampleFileWriter(std::string base, const FileFormat &format, qint64 startTimeUs)
-    : _base(std::move(base))
+SampleFileWriter::SampleFileWriter(const OutputPlace &place, const FileFormat &format, qint64 startTimeUs)
+    : _base(place.base)
     , _format(format)
     , _startTimeUs(startTimeUs)
-    , _files(_base, format)
+    , _files(place, format)
     , _rescaled(AV_NOPTS_VALUE)
 {
 }

@@ -12,8 +12,8 @@
 /// formats are converted by libswresample in its default way, which is what the ffmpeg tool does on its own.
 class SampleFileWriter final : public IRecordWriter<SamplesHeader> {
 public:
-    /// @param base see FileSeries. @param startTimeUs of the input, which becomes 0 in the files.
-    SampleFileWriter(std::string base, const FileFormat &format, qint64 startTimeUs);
+    /// @param startTimeUs of the input, which becomes 0 in the files.
+    SampleFileWriter(const OutputPlace &place, const FileFormat &format, qint64 startTimeUs);
 
     /// Creates the first file. To be called once, before the others.
     [[nodiscard]] std::optional<std::string> create() { return _files.create(); }

@@ -38,9 +38,9 @@ std::optional<std::string> createDirectory(const QString &path)
            (QFileInfo::exists(path) ? "a file is in the way" : std::generic_category().message(errno));
 }
 
-std::string baseOf(const OutputSpec &spec, const SinkFactory::Input &input)
+OutputPlace placeOf(const OutputSpec &spec, const SinkFactory::Input &input)
 {
-    return QDir(spec.directory).filePath(input.stem).toStdString();
+    return {QDir(spec.directory).filePath(input.stem).toStdString(), input.inputs};
 }
 
 template <class Sink>
@@ -52,10 +52,10 @@ ModkitPtr<Sink> writingSink(const std::string &name, std::unique_ptr<typename Si
 
 /// @return a sink that writes through a muxer by the @p FileWriter.
 template <class Sink, class FileWriter>
-SinkFactory::Result<Sink> fileSink(const std::string &name, const std::string &base, const FileFormat &format,
+SinkFactory::Result<Sink> fileSink(const std::string &name, const OutputPlace &place, const FileFormat &format,
                                    qint64 startTimeUs, SinkWorkers &workers)
 {
-    auto writer = std::make_unique<FileWriter>(base, format, startTimeUs);
+    auto writer = std::make_unique<FileWriter>(place, format, startTimeUs);
     if (auto error = writer->create())
         return *error;
     return writingSink<Sink>(name, std::move(writer), workers);
@@ -75,8 +75,8 @@ SinkFactory::Result<VideoSink> SinkFactory::createVideoSink(const OutputSpec &sp
         return *error;
     if (spec.kind == OutputSpec::Png)
         return writingSink<VideoSink>(
-            name, std::make_unique<SnapshotWriter>(baseOf(spec, input), spec.snapshotInterval), workers);
-    return fileSink<VideoSink, PictureFileWriter>(name, baseOf(spec, input), pictureFormats.at(spec.kind),
+            name, std::make_unique<SnapshotWriter>(placeOf(spec, input), spec.snapshotInterval), workers);
+    return fileSink<VideoSink, PictureFileWriter>(name, placeOf(spec, input), pictureFormats.at(spec.kind),
                                                   input.startTimeUs, workers);
 }
 
@@ -90,6 +90,6 @@ SinkFactory::Result<AudioSink> SinkFactory::createAudioSink(const OutputSpec &sp
         return ModkitPtr<AudioSink>(new AudioSink(name, nullptr, nullptr));
     if (auto error = createDirectory(spec.directory))
         return *error;
-    return fileSink<AudioSink, SampleFileWriter>(name, baseOf(spec, input), sampleFormats.at(spec.kind),
+    return fileSink<AudioSink, SampleFileWriter>(name, placeOf(spec, input), sampleFormats.at(spec.kind),
                                                  input.startTimeUs, workers);
 }

@@ -3,9 +3,11 @@
 
 #include <QString>
 
+#include <memory>
 #include <string>
 #include <variant>
 
+#include "sinks/OutputPlace.h"
 #include "sinks/OutputSpec.h"
 #include "sinks/Sink.h"
 #include "sinks/SinkWorkers.h"
@@ -17,9 +19,9 @@
 /// | kind     | files of pictures                             | files of samples                      |
 /// |----------|-----------------------------------------------|---------------------------------------|
 /// | framemd5 | `<stem>.video.framemd5`                       | `<stem>.audio.framemd5`               |
-/// | y4m      | `<stem>.y4m`, `<stem>-2.y4m` on a change      |                                       |
+/// | y4m      | `<stem>.y4m`, `<stem>.part2.y4m` on a change      |                                       |
 /// | raw      | `<stem>.video.raw`                            | `<stem>.audio.raw`                    |
-/// | wav      |                                               | `<stem>.wav`, `<stem>-2.wav` on a change |
+/// | wav      |                                               | `<stem>.wav`, `<stem>.part2.wav` on a change |
 /// | png      | `<stem>-0001.png`, ...                        |                                       |
 ///
 /// Pictures are written as they are decoded, without padding; samples as interleaved 16-bit ones.
@@ -37,6 +39,8 @@ struct Input {
     QString stem;
     /// The container's start time in microseconds, which becomes 0 in the files, 0 when unknown.
     qint64 startTimeUs = 0;
+    /// What no output may be written to; may be null.
+    std::shared_ptr<const FileSet> inputs = {};
 };
 
 template <class Sink>

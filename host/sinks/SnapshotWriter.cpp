@@ -55,8 +55,8 @@ AvPointer<AVPacket> toPng(const AVFrame &frame)
 
 } // namespace
 
-SnapshotWriter::SnapshotWriter(std::string base, std::chrono::milliseconds interval)
-    : _base(std::move(base))
+SnapshotWriter::SnapshotWriter(OutputPlace place, std::chrono::milliseconds interval)
+    : _place(std::move(place))
     , _interval(interval)
 {
 }
@@ -66,7 +66,9 @@ SnapshotWriter::Result SnapshotWriter::write(const PictureHeader &picture, qint6
     if (!isDue(blockTimeMs))
         return quint64(0);
     const QString path =
-        QStringLiteral("%1-%2.png").arg(QString::fromStdString(_base)).arg(++_fileCount, 4, 10, QLatin1Char('0'));
+        QStringLiteral("%1-%2.png").arg(QString::fromStdString(_place.base)).arg(++_fileCount, 4, 10, QLatin1Char('0'));
+    if (auto refusal = _place.refusal(path.toStdString()))
+        return *refusal;
     const std::string failure = "cannot write " + path.toStdString() + ": ";
     const AvPointer<AVFrame> frame = toRgb(picture);
     const AvPointer<AVPacket> png = frame ? toPng(*frame) : nullptr;

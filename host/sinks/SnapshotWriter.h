@@ -6,14 +6,14 @@
 #include "format/PictureHeader.h"
 #include "sinks/AvPointers.h"
 #include "sinks/IRecordWriter.h"
+#include "sinks/OutputPlace.h"
 
 /// Writes the first picture, and then the first one of every further interval of block time, as PNG: `<stem>-0001.png`,
 /// `<stem>-0002.png` and so on. Existing files are overwritten. Where the stream breaks, or block times go
 /// back by more than an interval, the next picture is a first one again.
 class SnapshotWriter final : public IRecordWriter<PictureHeader> {
 public:
-    /// @param base path of the files up to the end of the stem.
-    SnapshotWriter(std::string base, std::chrono::milliseconds interval);
+    SnapshotWriter(OutputPlace place, std::chrono::milliseconds interval);
 
     Result write(const PictureHeader &picture, qint64 blockTimeMs) override;
     void noteBreak() override { _nextMs.reset(); }
@@ -22,7 +22,7 @@ public:
 private:
     bool isDue(qint64 blockTimeMs);
 
-    const std::string _base;
+    const OutputPlace _place;
     const std::chrono::milliseconds _interval;
     int _fileCount = 0;
     std::optional<qint64> _nextMs; // block time of the next picture to write; none: any

@@ -179,8 +179,8 @@ TEST_F(PictureFileWriterTest, AChangeOfSizeGoesOnInTheSameFrameMd5FileAndInANewY
     EXPECT_EQ(status.error, std::nullopt);
     EXPECT_EQ(status.bytesWritten, quint64(3 * small.size() + large.size()));
     EXPECT_EQ(hashes(FfmpegTool::frameMd5(path("clip.y4m"), "0:v")), QList<QByteArray>({md5(small), md5(small)}));
-    EXPECT_EQ(hashes(FfmpegTool::frameMd5(path("clip-2.y4m"), "0:v")), QList<QByteArray>({md5(large)}));
-    EXPECT_EQ(hashes(FfmpegTool::frameMd5(path("clip-3.y4m"), "0:v")), QList<QByteArray>({md5(small)}));
+    EXPECT_EQ(hashes(FfmpegTool::frameMd5(path("clip.part2.y4m"), "0:v")), QList<QByteArray>({md5(large)}));
+    EXPECT_EQ(hashes(FfmpegTool::frameMd5(path("clip.part3.y4m"), "0:v")), QList<QByteArray>({md5(small)}));
 }
 
 TEST_F(PictureFileWriterTest, Y4mTakesTenBitsAndNamesAPixelFormatThatItCannotTake)

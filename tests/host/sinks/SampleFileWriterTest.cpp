@@ -134,9 +134,9 @@ TEST_F(SampleFileWriterTest, AChangeOfRateOrChannelsGoesOnInRawFilesAndInANewWav
         HasSubstr(QCryptographicHash::hash(bytesOf(ramp(100, 500)), QCryptographicHash::Md5).toHex().toStdString()));
     EXPECT_EQ(write(OutputSpec::Wav, samples).bytesWritten, quint64(all.size()));
     EXPECT_EQ(FfmpegTool::run("-i '" + path("clip.wav") + "' -f s16le -"), bytesOf(ramp(200, 0)));
-    EXPECT_EQ(FfmpegTool::run("-i '" + path("clip-2.wav") + "' -f s16le -"), bytesOf(ramp(100, 500)));
-    EXPECT_EQ(FfmpegTool::run("-i '" + path("clip-3.wav") + "' -f s16le -"), all.right(120));
-    EXPECT_TRUE(written("clip-2.wav").contains(QByteArray::fromHex("803e0000"))); // 16000 Hz
+    EXPECT_EQ(FfmpegTool::run("-i '" + path("clip.part2.wav") + "' -f s16le -"), bytesOf(ramp(100, 500)));
+    EXPECT_EQ(FfmpegTool::run("-i '" + path("clip.part3.wav") + "' -f s16le -"), all.right(120));
+    EXPECT_TRUE(written("clip.part2.wav").contains(QByteArray::fromHex("803e0000"))); // 16000 Hz
 }
 
 TEST_F(SampleFileWriterTest, AnyNumberOfChannelsOfUnknownOrderIsWritten)

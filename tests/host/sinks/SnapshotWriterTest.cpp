@@ -18,7 +18,7 @@ protected:
     }
 
     QTemporaryDir _directory;
-    SnapshotWriter _writer{_directory.filePath("clip").toStdString(), std::chrono::seconds(1)};
+    SnapshotWriter _writer{{_directory.filePath("clip").toStdString()}, std::chrono::seconds(1)};
 };
 
 } // namespace

@@ -1,0 +1,60 @@
+#include "sinks/OutputPlace.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include "sinks/SinkFactory.h"
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Optional;
+
+class OutputPlaceTest : public testing::Test {
+protected:
+    /// An input at "clip.wav", and a symbolic link to it at "link.wav".
+    OutputPlaceTest()
+    {
+        QFile input(path("clip.wav"));
+        EXPECT_TRUE(input.open(QIODevice::WriteOnly) && input.write("samples") == 7);
+        input.close();
+        EXPECT_TRUE(QFile::link(path("clip.wav"), path("link.wav")));
+        const auto files = std::make_shared<FileSet>();
+        files->add(path("clip.wav").toStdString());
+        files->add(path("missing.wav").toStdString());
+        inputs = files;
+    }
+
+    QString path(const char *name) const { return _directory.filePath(QLatin1String(name)); }
+
+    std::shared_ptr<const FileSet> inputs;
+
+private:
+    QTemporaryDir _directory;
+};
+
+} // namespace
+
+TEST_F(OutputPlaceTest, RefusesAnInputByWhicheverPath)
+{
+    const OutputPlace place{"", inputs};
+    EXPECT_THAT(place.refusal(path("clip.wav").toStdString()), Optional(HasSubstr("clip.wav")));
+    EXPECT_THAT(place.refusal(path("./clip.wav").toStdString()), Optional(HasSubstr("one of the inputs")));
+    EXPECT_THAT(place.refusal(path("link.wav").toStdString()), Optional(HasSubstr("link.wav")));
+    EXPECT_EQ(place.refusal(path("other.wav").toStdString()), std::nullopt);
+    EXPECT_EQ(place.refusal(path("missing.wav").toStdString()), std::nullopt);
+    EXPECT_EQ((OutputPlace{"", nullptr}).refusal(path("clip.wav").toStdString()), std::nullopt);
+}
+
+TEST_F(OutputPlaceTest, AnOutputThatWouldReplaceAnInputIsNotMade)
+{
+    SinkWorkers workers(1);
+    OutputSpec spec;
+    spec.kind = OutputSpec::Wav;
+    spec.directory = path(".");
+    const auto refused = SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), 0, inputs}, workers);
+    ASSERT_TRUE(std::holds_alternative<std::string>(refused));
+    EXPECT_THAT(std::get<std::string>(refused), HasSubstr("clip.wav"));
+    EXPECT_EQ(QFile(path("clip.wav")).size(), 7);
+}
