@@ -105,7 +105,8 @@ std::optional<std::string> InputRun::addOutput(SinkFactory::Result<Sink> (*creat
 void InputRun::start()
 {
     _startedAt = std::chrono::steady_clock::now();
-    _source->start(*_queue);
+    if (const auto error = _source->start(*_queue))
+        cancel(); // The source goes on telling the error.
 }
 
 void InputRun::cancel()

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <system_error>
 
 #include "format/MediaBlock.h"
 
@@ -36,10 +37,6 @@ qint64 durationMs(const AVPacket &packet, const StreamDescription &stream, AVRat
         return av_rescale_q(packet.duration, timeBase, {1, 1000});
     return stream.frameRateNumerator > 0 ? 1000LL * stream.frameRateDenominator / stream.frameRateNumerator : 0;
 }
-
-struct FreePacket {
-    void operator()(AVPacket *packet) const { av_packet_free(&packet); }
-};
 
 } // namespace
 
@@ -83,13 +80,20 @@ std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const 
     return source;
 }
 
-void MediaSource::start(BlockQueue &queue)
+std::optional<std::string> MediaSource::start(BlockQueue &queue)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     _queue = &queue;
     if (isStopRequested())
         queue.cutShort();
-    _thread = std::thread(&MediaSource::run, this);
+    try {
+        _thread = std::thread(&MediaSource::run, this);
+    } catch (const std::system_error &error) {
+        _queue = nullptr;
+        queue.end();
+        _error = _url.toStdString() + ": there is no thread to read it; decode fewer inputs at a time: " + error.what();
+    }
+    return _thread.joinable() ? std::nullopt : _error;
 }
 
 void MediaSource::requestStop()
@@ -187,7 +191,8 @@ bool MediaSource::deliverFile(int repetition)
         return std::any_of(_streams.begin(), _streams.end(),
                            [index](const Stream &stream) { return stream.index == index; });
     });
-    const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
+    _interleaver = Interleaver(_streams.size());
+    const std::unique_ptr<AVPacket, Interleaver::FreePacket> packet(av_packet_alloc());
     const quint64 packetsBefore = packets();
     bool endsInPacket = false;
     int result = 0;
@@ -204,7 +209,9 @@ bool MediaSource::deliverFile(int repetition)
             return false;
         noteProgress(repetition);
     }
-    if (isStopRequested())
+    for (std::size_t position = 0; position < _streams.size(); ++position)
+        _interleaver.end(position);
+    if (isStopRequested() || !appendInterleaved())
         return false;
     const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
     if (result != AVERROR_EOF)
@@ -238,11 +245,24 @@ bool MediaSource::deliver(const AVPacket &packet)
 
     State &state = _states[position];
     state.complete = _options.duration && _times->lastSinceStartMs(kind) >= _options.duration->count();
+    if (!state.complete && !_options.paced)
+        return append(position, packet, blockTimeMs);
     if (state.complete)
-        return !isStopRequested();
-    if (_options.paced && !waitUntil(_pacing.dueAt(blockTimeMs, Clock::now())))
-        return false;
-    return append(position, packet, blockTimeMs);
+        _interleaver.end(position);
+    else
+        _interleaver.add(position, blockTimeMs, packet);
+    return appendInterleaved() && !isStopRequested();
+}
+
+/// Appends each packet whose turn has come, when it is due. @return as `deliver`.
+bool MediaSource::appendInterleaved()
+{
+    while (const auto next = _interleaver.take()) {
+        if (!waitUntil(_pacing.dueAt(next->blockTimeMs, Clock::now())) ||
+            !append(next->position, *next->packet, next->blockTimeMs))
+            return false;
+    }
+    return true;
 }
 
 bool MediaSource::append(std::size_t position, const AVPacket &packet, qint64 blockTimeMs)

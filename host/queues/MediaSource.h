@@ -17,12 +17,13 @@
 
 #include "queues/BlockQueue.h"
 #include "queues/BlockTimes.h"
+#include "queues/Interleaver.h"
 #include "queues/MediaInput.h"
 #include "queues/Pacing.h"
 
 /// Reads a media file with libavformat on a thread of its own and fills a block queue with its packets: those of at most
-/// one video and one audio stream, each as libavformat delivers it, in the file's order. The first block of each kind is
-/// a key block; every audio block is one. An empty block for each kind ends each repetition of the file, also when the
+/// one video and one audio stream, each as libavformat delivers it, in the file's order, or, when paced, in the order in
+/// which they are due. The first block of each kind is a key block; every audio block is one. An empty block for each kind ends each repetition of the file, also when the
 /// file could be read in part only, or when the source was stopped; then the queue is ended.
 ///
 /// Thread-safe but for `open`, `start` and `join`, which belong to one thread. Owned by whoever opened it.
@@ -31,7 +32,8 @@ public:
     struct Options {
         bool video = true;
         bool audio = true;
-        /// Append each block when it is due, the first at once and the others by their block times.
+        /// Append each block when it is due, the first at once and the others by their block times. Where the file has
+        /// one stream before the other, it is read ahead within the limits of the Interleaver.
         bool paced = false;
         /// How often to read the file, which is opened anew each time: only so are the packets exactly the same. At least 1.
         int repeat = 1;
@@ -63,7 +65,9 @@ public:
     qint64 startTimeUs() const { return _startTimeUs; }
 
     /// Begins to fill @p queue, which outlives the source's thread. Once only.
-    void start(BlockQueue &queue);
+    /// @return what keeps the source from it, in one line that names it and that `error` tells as well: the queue is
+    ///         ended then without any block.
+    [[nodiscard]] std::optional<std::string> start(BlockQueue &queue);
 
     /// Ends the source early, whatever it is waiting for: the streams are ended behind the last block that went in.
     void requestStop();
@@ -102,6 +106,7 @@ private:
     bool reopen();
     bool deliverFile(int repetition);
     bool deliver(const AVPacket &packet);
+    bool appendInterleaved();
     bool append(std::size_t position, const AVPacket &packet, qint64 blockTimeMs);
     void appendEnds();
     bool waitUntil(std::chrono::steady_clock::time_point due);
@@ -120,6 +125,7 @@ private:
     std::vector<State> _states; // as _streams
     std::unique_ptr<MediaInput> _input;
     std::optional<BlockTimes> _times;
+    Interleaver _interleaver{0}; // of the current repetition; holds packets only when paced
     Pacing _pacing;
 
     std::atomic<quint64> _packets{0};

@@ -129,7 +129,7 @@ private:
         ASSERT_EQ(opened.index(), 0U) << std::get<1>(opened);
         MediaSource &source = *std::get<0>(opened);
         BlockQueue blocks(1, BlockQueue::Limits());
-        source.start(blocks);
+        ASSERT_EQ(source.start(blocks), std::nullopt);
 
         QueueCursor cursor;
         const bool done = waitUntil([&] {

@@ -92,6 +92,21 @@ TEST_F(DecodeOptions, PacedPlaysAClipInItsOwnTime)
     EXPECT_LE(wallTimeMs, durationMs + durationMs / 50 + 100 + 4 * lateMs);
 }
 
+TEST_F(DecodeOptions, PacedPlaysAClipInItsOwnTimeThoughItsSoundComesFarAheadOfItsPictures)
+{
+    // In the file, almost a second of sound stands before the first picture.
+    constexpr int lastBlockMs = 8085;
+    constexpr int durationMs = 8104;
+    WakeUps wakeUps;
+    const HostRun run = decode({"--paced"}, {sample("cup.mp4")});
+    const int lateMs = static_cast<int>(wakeUps.end().count());
+
+    expectFramesOfTool(run, {sample("cup.mp4")}, path("out"));
+    const int wallTimeMs = run.totals()["wallTimeMs"].toInt();
+    EXPECT_GE(wallTimeMs, lastBlockMs);
+    EXPECT_LE(wallTimeMs, durationMs + durationMs / 50 + 100 + 4 * lateMs);
+}
+
 TEST_F(DecodeOptions, WithoutPacedAClipTakesNoLongerThanItMust)
 {
     const QString clip = generate("clip.mp4", "-f lavfi -i testsrc2=size=176x144:rate=5:duration=60");

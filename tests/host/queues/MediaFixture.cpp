@@ -66,7 +66,7 @@ std::string MediaFixture::errorOf(const QString &fileName, const MediaSource::Op
 std::vector<QueueReader::Block> MediaFixture::deliver(MediaSource &source)
 {
     BlockQueue queue(1, roomy);
-    source.start(queue);
+    EXPECT_EQ(source.start(queue), std::nullopt);
     source.join();
     std::vector<QueueReader::Block> blocks;
     QueueReader reader{queue};

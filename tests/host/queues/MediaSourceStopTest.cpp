@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <chrono>
 #include <future>
+#include <pthread.h>
 
 #include "Eventually.h"
 #include "MediaFixture.h"
@@ -33,11 +35,37 @@ bool joinsSoon(MediaSource &source)
     return joined.wait_for(seconds(20)) == std::future_status::ready;
 }
 
+/// Asks more stack for each new thread than there are addresses, so that none can begin.
+class NoMoreThreads final {
+public:
+    NoMoreThreads()
+    {
+        pthread_getattr_default_np(&_attributes);
+        pthread_attr_t absurd = _attributes;
+        pthread_attr_setstacksize(&absurd, std::size_t(1) << 60);
+        EXPECT_EQ(pthread_setattr_default_np(&absurd), 0);
+    }
+    ~NoMoreThreads() { pthread_setattr_default_np(&_attributes); }
+    Q_DISABLE_COPY(NoMoreThreads)
+
+private:
+    pthread_attr_t _attributes = {};
+};
+
+/// Whether no block but those that end streams is due before the one in front of it.
+bool inOrderOfTime(std::vector<QueueReader::Block> blocks)
+{
+    blocks.erase(std::remove_if(blocks.begin(), blocks.end(), [](const auto &block) { return block.data.isEmpty(); }),
+                 blocks.end());
+    return std::is_sorted(blocks.begin(), blocks.end(),
+                          [](const auto &one, const auto &other) { return one.blockTimeMs < other.blockTimeMs; });
+}
+
 TEST_F(MediaSourceStopTest, ASlowReaderHoldsTheSourceWithinTheLimits)
 {
     const auto source = open(makeClip());
     BlockQueue queue(1, {5, 20'000});
-    source->start(queue);
+    ASSERT_EQ(source->start(queue), std::nullopt);
     QueueReader reader{queue};
     int blocks = 0;
     ASSERT_TRUE(eventually([&] {
@@ -56,7 +84,7 @@ TEST_F(MediaSourceStopTest, TwoReadersOfOneQueueGetEverything)
 {
     const auto source = open(makeClip());
     BlockQueue queue(2, {4, 1'000'000});
-    source->start(queue);
+    ASSERT_EQ(source->start(queue), std::nullopt);
     auto other = std::async(std::launch::async, [&queue] { return drain(queue); });
     const auto mine = drain(queue);
     EXPECT_EQ(other.get(), mine);
@@ -69,7 +97,7 @@ TEST_F(MediaSourceStopTest, StopsWhileTheQueueIsFullAndEndsTheStreams)
 {
     const auto source = open(makeClip());
     BlockQueue queue(1, {3, 1'000'000});
-    source->start(queue);
+    ASSERT_EQ(source->start(queue), std::nullopt);
     ASSERT_TRUE(eventually([&] { return queue.figures().blocks == 3; }));
     source->requestStop();
     ASSERT_TRUE(joinsSoon(*source));
@@ -88,7 +116,7 @@ TEST_F(MediaSourceStopTest, StopsWhileItWaitsForABlockToBeDue)
                              options);
     BlockQueue queue(1, roomy);
     const auto begin = Clock::now();
-    source->start(queue);
+    ASSERT_EQ(source->start(queue), std::nullopt);
     ASSERT_TRUE(eventually([&] { return queue.figures().blocks == 1; }));
     source->requestStop();
     ASSERT_TRUE(joinsSoon(*source));
@@ -101,7 +129,7 @@ TEST_F(MediaSourceStopTest, AClosedQueueEndsTheWaitingSource)
 {
     const auto source = open(makeClip());
     BlockQueue queue(1, {3, 1'000'000});
-    source->start(queue);
+    ASSERT_EQ(source->start(queue), std::nullopt);
     ASSERT_TRUE(eventually([&] { return queue.figures().blocks == 3; }));
     queue.close();
     EXPECT_TRUE(joinsSoon(*source));
@@ -123,7 +151,7 @@ TEST_F(MediaSourceStopTest, ItsDestructorStopsIt)
     BlockQueue queue(1, {3, 1'000'000});
     {
         const auto source = open(makeClip());
-        source->start(queue);
+        ASSERT_EQ(source->start(queue), std::nullopt);
         ASSERT_TRUE(eventually([&] { return queue.figures().blocks == 3; }));
     }
     EXPECT_EQ(drain(queue), std::make_pair(5, 2));
@@ -137,7 +165,7 @@ TEST_F(MediaSourceStopTest, PacedBlocksComeNoEarlierThanTheyAreDue)
     const auto source = open(makeClip(), options);
     BlockQueue queue(1, roomy);
     const auto begin = Clock::now();
-    source->start(queue);
+    ASSERT_EQ(source->start(queue), std::nullopt);
     QueueReader reader{queue};
     std::optional<qint64> firstMs;
     milliseconds latestDue(0);
@@ -152,6 +180,47 @@ TEST_F(MediaSourceStopTest, PacedBlocksComeNoEarlierThanTheyAreDue)
     source->join();
     EXPECT_GE(latestDue, milliseconds(900));
     EXPECT_LT(Clock::now() - begin, seconds(15));
+}
+
+TEST_F(MediaSourceStopTest, PacedBlocksComeInTheOrderOfTheirTimesWhereverTheFileHasThem)
+{
+    MediaSource::Options options;
+    options.paced = true;
+    options.repeat = 2;
+    // The sound of each second stands before its pictures.
+    const QString fileName =
+        make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=1 -f lavfi -i sine=duration=1 "
+                            "-c:v mpeg4 -bf 0 -c:a aac -audio_preload 800000"),
+             QStringLiteral("preload.mov"));
+    const auto unpaced = deliver(*open(fileName));
+    EXPECT_FALSE(inOrderOfTime(unpaced));
+
+    const auto source = open(fileName, options);
+    const auto blocks = deliver(*source);
+    EXPECT_FALSE(source->error());
+    EXPECT_TRUE(inOrderOfTime(blocks));
+    for (const MediaSource::Stream &stream : source->streams()) {
+        const auto once = packetsOf(fileName, stream.index);
+        auto twice = once;
+        twice.insert(twice.end(), once.begin(), once.end());
+        EXPECT_TRUE(packetsIn(blocks, stream.streamId) == twice) << stream.origin.constData();
+    }
+    EXPECT_EQ(blocks.size(), source->packets() + 4);
+}
+
+TEST_F(MediaSourceStopTest, WithoutAThreadItTellsSoAndEndsTheQueue)
+{
+    const auto source = open(makeClip());
+    BlockQueue queue(1, roomy);
+    std::optional<std::string> error;
+    {
+        const NoMoreThreads noMoreThreads;
+        error = source->start(queue);
+    }
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->find(path(QStringLiteral("clip.mkv")).toStdString() + ": "), 0u) << *error;
+    EXPECT_EQ(source->error(), error);
+    EXPECT_EQ(drain(queue), std::make_pair(0, 0));
 }
 
 } // namespace
