@@ -20,7 +20,7 @@ constexpr int gap = 2; // characters between two columns
 constexpr int minNameWidth = 12;
 constexpr int textColumns = 3; // the first ones; the others hold numbers, which stand at the right
 
-using Row = std::array<QString, 9>;
+using Row = std::array<QString, 8>;
 
 Row rowOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
 {
@@ -30,7 +30,6 @@ Row rowOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
             grouped(stream.frames),
             grouped(stream.damaged),
             grouped(stream.framesPerSecond(), 1),
-            grouped(stream.lost),
             input.latency
                 ? grouped(input.latency->averageMs, 1) + QStringLiteral(" / ") + grouped(input.latency->maximumMs)
                 : QStringLiteral("-"),
@@ -85,7 +84,6 @@ QJsonObject toObject(const DecodeReport::Stream &stream)
             {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
             {QStringLiteral("frames"), stream.frames},
             {QStringLiteral("damaged"), stream.damaged},
-            {QStringLiteral("lost"), stream.lost},
             {QStringLiteral("durationMs"), stream.durationMs},
             {QStringLiteral("framesPerSecond"), stream.framesPerSecond()},
             {QStringLiteral("waitedMs"), stream.waitedMs()},
@@ -192,7 +190,7 @@ std::string DecodeReport::table(int width) const
 {
     std::vector<Row> rows{{QStringLiteral("input"), QStringLiteral("stream"), QStringLiteral("codec"),
                            QStringLiteral("frames"), QStringLiteral("damaged"), QStringLiteral("fps"),
-                           QStringLiteral("lost"), QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
+                           QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
     for (const Input &input : inputs) {
         for (const Stream &stream : input.streams)
             rows.push_back(rowOf(input, stream));

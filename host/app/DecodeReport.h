@@ -33,7 +33,6 @@ struct DecodeReport {
         std::string codec;
         qint64 frames = 0;
         qint64 damaged = 0; // blocks, pictures and runs of samples
-        qint64 lost = 0;    // blocks
         qint64 durationMs = 0;
         std::vector<Output> outputs;
 
