@@ -3,7 +3,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QStringList>
 
 #include <algorithm>
 #include <array>
@@ -49,6 +48,20 @@ QString seconds(qint64 timeMs)
 QString line(const char *title, const QString &text)
 {
     return QStringLiteral("%1%2\n").arg(QString::fromLatin1(title), -11).arg(text);
+}
+
+QString joined(const std::vector<std::string> &texts)
+{
+    QStringList list;
+    for (const std::string &text : texts)
+        list.append(QString::fromStdString(text));
+    return list.join(QStringLiteral(", "));
+}
+
+std::string damageOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
+{
+    return input.name + " " + stream.kind + ": damaged in " +
+           counted(stream.damaged, QStringLiteral("place")).toStdString();
 }
 
 QJsonValue orNull(const std::optional<std::string> &text)
@@ -131,26 +144,48 @@ std::vector<std::string> DecodeReport::allErrors() const
         if (input.error)
             all.push_back(*input.error);
         for (const Stream &stream : input.streams) {
+            if (stream.damaged > 0)
+                all.push_back(damageOf(input, stream));
             for (const Output &output : stream.outputs) {
                 if (output.error)
                     all.push_back(*output.error);
             }
         }
     }
-    all.insert(all.end(), errors.begin(), errors.end());
+    for (const QString &left : leftBehind())
+        all.push_back("the component left " + left.toStdString());
     return all;
 }
 
-bool DecodeReport::isClean() const
+/// @return a text for each kind of thing that was left behind.
+QStringList DecodeReport::leftBehind() const
 {
-    return stillPublished.empty() && threadsLeft.empty() && objectsLeft.empty() && slabBlocksLeft == 0;
+    QStringList left;
+    if (!stillPublished.empty())
+        left.append(QStringLiteral("%1 published: %2")
+                        .arg(counted(static_cast<qint64>(stillPublished.size()), QStringLiteral("identifier")),
+                             joined(stillPublished)));
+    if (!threadsLeft.empty())
+        left.append(counted(static_cast<qint64>(threadsLeft.size()), QStringLiteral("thread")));
+    if (!objectsLeft.empty()) {
+        qint64 objectCount = 0;
+        std::vector<std::string> types;
+        for (const auto &[type, count] : objectsLeft) {
+            objectCount += static_cast<qint64>(count);
+            types.push_back(std::to_string(count) + " of " + type);
+        }
+        left.append(QStringLiteral("%1: %2").arg(counted(objectCount, QStringLiteral("object")), joined(types)));
+    }
+    if (slabBlocksLeft > 0)
+        left.append(counted(slabBlocksLeft, QStringLiteral("big block")));
+    return left;
 }
 
 int DecodeReport::exitCode() const
 {
     if (interrupted)
         return ExitCode::interrupted;
-    return isClean() && allErrors().empty() && damageCount() == 0 ? ExitCode::success : ExitCode::failure;
+    return allErrors().empty() ? ExitCode::success : ExitCode::failure;
 }
 
 std::string DecodeReport::toText(int width) const
@@ -169,18 +204,8 @@ std::string DecodeReport::toText(int width) const
                                  .arg(percent(cpuLoad->average), percent(cpuLoad->maximum)));
     text += line("memory", grouped(static_cast<double>(peakMemoryBytes) / 1e6, 1) + QStringLiteral(" MB at most"));
 
-    QStringList left{counted(slabBlocksLeft, QStringLiteral("big block")),
-                     counted(static_cast<qint64>(threadsLeft.size()), QStringLiteral("thread"))};
-    std::size_t objectCount = 0;
-    for (const auto &[type, count] : objectsLeft) {
-        objectCount += count;
-        left.append(QStringLiteral("%1 of %2").arg(count).arg(QString::fromStdString(type)));
-    }
-    left.insert(2, counted(static_cast<qint64>(objectCount), QStringLiteral("object")));
-    for (const std::string &identifier : stillPublished)
-        left.append(QStringLiteral("still published: %1").arg(QString::fromStdString(identifier)));
-    text += line("left", left.join(QStringLiteral(", ")));
-
+    const QStringList left = leftBehind();
+    text += line("left", left.isEmpty() ? QStringLiteral("nothing") : left.join(QStringLiteral("; ")));
     for (const std::string &error : allErrors())
         text += line("error", DisplayText::printable(error));
     return text.toStdString();
@@ -215,16 +240,6 @@ std::string DecodeReport::table(int width) const
         text += QStringList(row.begin(), row.end()).join(QString(gap, QLatin1Char(' '))) + QLatin1Char('\n');
     }
     return text.toStdString();
-}
-
-qint64 DecodeReport::damageCount() const
-{
-    qint64 damaged = 0;
-    for (const Input &input : inputs) {
-        for (const Stream &stream : input.streams)
-            damaged += stream.damaged;
-    }
-    return damaged;
 }
 
 qint64 DecodeReport::streamCount() const
@@ -269,7 +284,7 @@ std::string DecodeReport::toJson() const
         {QStringLiteral("exitCode"), exitCode()},
         {QStringLiteral("interrupted"), interrupted},
         {QStringLiteral("inputs"), inputArray},
-        {QStringLiteral("errors"), toArray(errors)},
+        {QStringLiteral("errors"), toArray(allErrors())},
         {QStringLiteral("totals"), QJsonObject{{QStringLiteral("inputs"), static_cast<qint64>(inputs.size())},
                                                {QStringLiteral("streams"), streamCount()},
                                                {QStringLiteral("frames"), frameCount()},

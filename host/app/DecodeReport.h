@@ -1,6 +1,7 @@
 #ifndef HOST_APP_DECODEREPORT_H
 #define HOST_APP_DECODEREPORT_H
 
+#include <QStringList>
 #include <QtGlobal>
 
 #include <cstddef>
@@ -58,7 +59,6 @@ struct DecodeReport {
     };
 
     std::vector<Input> inputs;
-    std::vector<std::string> errors; // that belong to no single input or output
     bool interrupted = false;
 
     qint64 wallTimeMs = 0;
@@ -73,10 +73,9 @@ struct DecodeReport {
     std::map<std::string, std::size_t> objectsLeft; // by type
     qint64 slabBlocksLeft = 0;
 
-    /// @return all errors there are: of the inputs and their outputs, in order, then the others.
+    /// @return all that makes the run fail: for each input its error, then for each of its streams the damage and the
+    ///         errors of the outputs; at last, what was left behind.
     std::vector<std::string> allErrors() const;
-    /// Whether nothing was left behind.
-    bool isClean() const;
     /// @return as in ExitCode.
     int exitCode() const;
 
@@ -87,7 +86,7 @@ struct DecodeReport {
 
 private:
     std::string table(int width) const;
-    qint64 damageCount() const;
+    QStringList leftBehind() const;
     qint64 streamCount() const;
     qint64 frameCount() const;
     double cpuShare() const;

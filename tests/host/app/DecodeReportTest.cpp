@@ -84,7 +84,8 @@ TEST(DecodeReport, ShowsARowForEachStreamInColumnsThatFit)
                             "total      1 input, 2 streams, 12,350 frames in 2.00 s", //
                             "processor  3.00 s of CPU time, 75 % of 2 cores",         //
                             "memory     123.5 MB at most",                            //
-                            "left       0 big blocks, 0 threads, 0 objects", ""));
+                            "left       nothing",                                     //
+                            "error      clip.mp4 video: damaged in 2 places", ""));
 }
 
 TEST(DecodeReport, ShortensNamesAtTheLeftToKeepTheTableWithinItsWidth)
@@ -105,16 +106,21 @@ TEST(DecodeReport, KeepsTheTableInOneLineForEachStreamWhateverTheNameHolds)
     EXPECT_THAT(linesOf(report.toText())[1], HasSubstr("two?lines?[2J  video"));
 }
 
-TEST(DecodeReport, EndsWithALineForEachErrorOfInputsThenOutputsThenTheRest)
+TEST(DecodeReport, EndsWithALineForEachErrorInTheOrderOfTheInputsThenForWhatIsLeft)
 {
     DecodeReport report = finished();
-    report.errors = {"the report \"r.json\" cannot be written"};
+    report.inputs.push_back(report.inputs[0]);
     report.inputs[0].streams[0].outputs[1].error = "clip.y4m: disk full";
     report.inputs[0].error = "clip.mp4: broken\noff";
+    report.inputs[1].name = "clip-2.mp4";
+    report.inputs[1].streams[0].damaged = 0;
+    report.inputs[1].streams[1].damaged = 1;
+    report.threadsLeft = {4711};
     const std::vector<std::string> lines = linesOf(report.toText());
-    EXPECT_THAT(std::vector<std::string>(lines.end() - 4, lines.end()),
-                ElementsAre("error      clip.mp4: broken?off", "error      clip.y4m: disk full",
-                            "error      the report \"r.json\" cannot be written", ""));
+    EXPECT_THAT(std::vector<std::string>(lines.end() - 6, lines.end()),
+                ElementsAre("error      clip.mp4: broken?off", "error      clip.mp4 video: damaged in 2 places",
+                            "error      clip.y4m: disk full", "error      clip-2.mp4 audio: damaged in 1 place",
+                            "error      the component left 1 thread", ""));
 }
 
 TEST(DecodeReport, ShowsTheComponentsLoadOnceItIsKnown)
@@ -127,9 +133,9 @@ TEST(DecodeReport, ShowsTheComponentsLoadOnceItIsKnown)
 TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
 {
     EXPECT_EQ(whole().exitCode(), 0);
+    EXPECT_THAT(whole().toText(), Not(HasSubstr("\nerror ")));
 
     const std::vector<void (*)(DecodeReport &)> failures{
-        [](DecodeReport &report) { report.errors = {"wrong"}; },
         [](DecodeReport &report) { report.inputs[0].error = "wrong"; },
         [](DecodeReport &report) { report.inputs[0].streams[0].outputs[0].error = "wrong"; },
         [](DecodeReport &report) { report.inputs[0].streams[1].damaged = 1; },
@@ -144,6 +150,7 @@ TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
         DecodeReport report = whole();
         fail(report);
         EXPECT_EQ(report.exitCode(), 1) << report.toText();
+        EXPECT_THAT(report.toText(), HasSubstr("\nerror ")) << "a failure without its reason";
         report.interrupted = true;
         EXPECT_EQ(report.exitCode(), 130);
         EXPECT_THAT(report.toText(), HasSubstr("2.00 s, interrupted\n"));
@@ -157,8 +164,12 @@ TEST(DecodeReport, NamesEverythingThatIsLeft)
     report.threadsLeft = {11};
     report.objectsLeft = {{"BlockQueue", 2}, {"FormatManager", 1}};
     report.slabBlocksLeft = 1234;
-    EXPECT_THAT(report.toText(), HasSubstr("left       1,234 big blocks, 1 thread, 3 objects, 2 of BlockQueue, "
-                                           "1 of FormatManager, still published: e0711c9b\n"));
+    EXPECT_THAT(report.toText(), HasSubstr("left       1 identifier published: e0711c9b; 1 thread; "
+                                           "3 objects: 2 of BlockQueue, 1 of FormatManager; 1,234 big blocks\n"));
+    EXPECT_THAT(report.allErrors(),
+                ElementsAre("the component left 1 identifier published: e0711c9b", "the component left 1 thread",
+                            "the component left 3 objects: 2 of BlockQueue, 1 of FormatManager",
+                            "the component left 1,234 big blocks"));
     const QJsonObject left = json(report)[QStringLiteral("afterStop")].toObject();
     EXPECT_EQ(left[QStringLiteral("published")].toArray()[0].toString(), QStringLiteral("e0711c9b"));
     EXPECT_EQ(left[QStringLiteral("threads")].toArray()[0].toInt(), 11);
@@ -220,15 +231,17 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
                                    {QStringLiteral("waitedMs"), 250}}));
 }
 
-TEST(DecodeReport, PutsErrorsWhereTheyBelongInJson)
+TEST(DecodeReport, PutsErrorsInJsonWhereTheyBelongAndAllTogether)
 {
     DecodeReport report = finished();
-    report.errors = {"general"};
     report.inputs[0].error = "of the input";
     report.inputs[0].streams[0].outputs[0].error = "of the output";
+    report.slabBlocksLeft = 7;
     const QJsonObject root = json(report);
     EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(), 1);
-    EXPECT_EQ(root[QStringLiteral("errors")].toArray(), QJsonArray{QStringLiteral("general")});
+    EXPECT_EQ(root[QStringLiteral("errors")].toArray(),
+              (QJsonArray{QStringLiteral("of the input"), QStringLiteral("clip.mp4 video: damaged in 2 places"),
+                          QStringLiteral("of the output"), QStringLiteral("the component left 7 big blocks")}));
     const QJsonObject input = only(root, "inputs");
     EXPECT_EQ(input[QStringLiteral("error")].toString(), QStringLiteral("of the input"));
     EXPECT_EQ(only(only(input, "streams"), "outputs")[QStringLiteral("error")].toString(),
