@@ -21,17 +21,23 @@ constexpr int textColumns = 3; // the first ones; the others hold numbers, which
 
 using Row = std::array<QString, 8>;
 
+QString latencyOf(const DecodeReport::Input &input)
+{
+    return input.latency
+               ? grouped(input.latency->averageMs, 1) + QStringLiteral(" / ") + grouped(input.latency->maximumMs)
+               : QStringLiteral("-");
+}
+
 Row rowOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
 {
+    const bool isFirst = &stream == &input.streams.front();
     return {DisplayText::printable(input.name),
             QString::fromStdString(stream.kind),
             DisplayText::printable(stream.codec),
             grouped(stream.frames),
             grouped(stream.damaged),
             grouped(stream.framesPerSecond(), 1),
-            input.latency
-                ? grouped(input.latency->averageMs, 1) + QStringLiteral(" / ") + grouped(input.latency->maximumMs)
-                : QStringLiteral("-"),
+            isFirst ? latencyOf(input) : QString(), // measured for the whole input
             grouped(stream.waitedMs())};
 }
 

@@ -9,6 +9,7 @@
 
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 namespace {
@@ -80,7 +81,7 @@ TEST(DecodeReport, ShowsARowForEachStreamInColumnsThatFit)
     EXPECT_THAT(linesOf(finished().toText()),
                 ElementsAre("input     stream  codec  frames  damaged      fps   latency ms  waited ms",
                             "clip.mp4  video   h264   12,345        2  1,234.5  4.3 / 1,017        250",
-                            "clip.mp4  audio   aac         5        0      0.0  4.3 / 1,017          0",
+                            "clip.mp4  audio   aac         5        0      0.0                       0",
                             "total      1 input, 2 streams, 12,350 frames in 2.00 s", //
                             "processor  3.00 s of CPU time, 75 % of 2 cores",         //
                             "memory     123.5 MB at most",                            //
@@ -97,6 +98,22 @@ TEST(DecodeReport, ShortensNamesAtTheLeftToKeepTheTableWithinItsWidth)
     EXPECT_EQ(lines[1].size(), 100);
     EXPECT_THAT(lines[1], HasSubstr("...ace/deep/below/the/root/clip.mp4  video"));
     EXPECT_THAT(linesOf(report.toText(20))[1], HasSubstr(".../clip.mp4  video"));
+}
+
+TEST(DecodeReport, ShowsTheLatencyInTheFirstRowOfEachInputAndADashWhenNothingWasRead)
+{
+    DecodeReport report = finished();
+    report.inputs.push_back(report.inputs[0]);
+    report.inputs[1].latency = DecodeReport::Latency{0.5, 7};
+    report.inputs.push_back(report.inputs[0]);
+    report.inputs[2].latency.reset();
+    const std::vector<std::string> lines = linesOf(report.toText());
+    EXPECT_THAT(lines[1], EndsWith("1,234.5  4.3 / 1,017        250"));
+    EXPECT_THAT(lines[2], EndsWith("0.0                       0"));
+    EXPECT_THAT(lines[3], EndsWith("1,234.5      0.5 / 7        250"));
+    EXPECT_THAT(lines[4], EndsWith("0.0                       0"));
+    EXPECT_THAT(lines[5], EndsWith("1,234.5            -        250"));
+    EXPECT_THAT(lines[6], EndsWith("0.0                       0"));
 }
 
 TEST(DecodeReport, KeepsTheTableInOneLineForEachStreamWhateverTheNameHolds)
