@@ -1,5 +1,7 @@
 #include "app/CommandLine.h"
 
+#include <QDir>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -19,6 +21,13 @@ std::string notEmpty(const std::string &text)
     return text.empty() ? "must not be empty" : std::string();
 }
 
+/// @return one text for all ways to name a directory. In one that is yet to be made, links are not followed.
+QString placeOf(const QString &directory)
+{
+    const QString canonical = QDir(directory).canonicalPath();
+    return canonical.isEmpty() ? QDir::cleanPath(QDir(directory).absolutePath()) : canonical;
+}
+
 /// @throw CLI::ValidationError when a text is no output, or two are the same and would write the same files.
 std::vector<OutputSpec> parseOutputs(const std::vector<std::string> &texts)
 {
@@ -29,12 +38,23 @@ std::vector<OutputSpec> parseOutputs(const std::vector<std::string> &texts)
             throw CLI::ValidationError("--output", *error);
         const OutputSpec &output = std::get<OutputSpec>(parsed);
         for (const OutputSpec &other : outputs) {
-            if (output.kind == other.kind && output.directory == other.directory)
-                throw CLI::ValidationError("--output", "\"" + text + "\" is given twice");
+            if (output.kind == other.kind && placeOf(output.directory) == placeOf(other.directory))
+                throw CLI::ValidationError("--output", "\"" + text + "\" is the same output as another");
         }
         outputs.push_back(output);
     }
     return outputs;
+}
+
+/// @throw CLI::ValidationError when an output takes none of the streams that are asked for.
+void checkOutputsHaveStreams(const DecodeOptions &options)
+{
+    for (const OutputSpec &output : options.outputs) {
+        if (!(options.video && output.takesVideo()) && !(options.audio && output.takesAudio()))
+            throw CLI::ValidationError("--output", std::string(output.kindName()) + " takes no " +
+                                                       (options.video ? "video" : "audio") +
+                                                       ", and --streams asks for nothing else");
+    }
 }
 
 void addComponentOptions(CLI::App &command, ComponentOptions &options)
@@ -115,6 +135,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
         ->option_text("FILE")
         ->check(notEmpty);
     command.add_flag("--quiet", options.quiet, "Print nothing but errors");
+    command.callback([&options] { checkOutputsHaveStreams(options); });
 }
 
 void addProbe(CLI::App &app, ProbeOptions &options)

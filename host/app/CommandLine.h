@@ -19,7 +19,8 @@ struct ComponentOptions {
 struct DecodeOptions {
     ComponentOptions component;
     std::vector<std::string> inputs; // at least one
-    std::vector<OutputSpec> outputs; // at least one; no two write the same files
+    std::vector<OutputSpec>
+        outputs; // at least one; each takes a kind of streams asked for, no two write the same files
     bool video = true;
     bool audio = true;
     bool paced = false;
@@ -55,7 +56,7 @@ struct Exit {
 constexpr int maxThreads = 1024;
 
 /// @param argv the program's name and @p argc - 1 arguments, as main gets them. @return what is to be run, complete and
-///        within its limits; files and directories are not looked at.
+///        within its limits. Files are not looked at, directories only to tell whether two outputs name the same one.
 [[nodiscard]] std::variant<DecodeOptions, ProbeOptions, CheckOptions, Exit> parse(int argc, const char *const *argv);
 
 } // namespace CommandLine

@@ -1,5 +1,9 @@
 #include "app/CommandLine.h"
 
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gmock/gmock.h>
 
 using testing::AllOf;
@@ -83,9 +87,9 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
 
 TEST(CommandLine, TakesSeveralOutputsEachWithItsDirectory)
 {
-    const auto options = parsed<DecodeOptions>(
-        {"decode", "--output", "framemd5:sums", "--output", "wav", "a.mp4", "--output", "y4m:a:b"});
-    EXPECT_THAT(kindsAndDirectories(options), ElementsAre("framemd5 in sums", "wav in .", "y4m in a:b"));
+    const auto options = parsed<DecodeOptions>({"decode", "--output", "framemd5:sums", "--output", "wav", "a.mp4",
+                                                "--output", "y4m:a:b", "--output", "y4m:a"});
+    EXPECT_THAT(kindsAndDirectories(options), ElementsAre("framemd5 in sums", "wav in .", "y4m in a:b", "y4m in a"));
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
 }
 
@@ -127,6 +131,8 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
         {{"decode", "--output", "y4m:", "a"}, "y4m:"},
         {{"decode", "--output", "", "a"}, "--output"},
         {{"decode", "--output", "wav", "--output", "wav:.", "a"}, "wav:."},
+        {{"decode", "--output", "raw:a/../b", "--output", "raw:./b/", "a"}, "raw:./b/"},
+        {{"decode", "--output", "png:b", "--output", "png@2:b", "a"}, "png@2:b"},
         {{"decode", "a", "--output"}, "--output"},
         {{"decode", "--streams", "subtitles", "a"}, "subtitles"},
         {{"decode", "--repeat", "0", "a"}, "--repeat"},
@@ -152,6 +158,38 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
             << testing::PrintToString(arguments);
     }
     EXPECT_THAT(wrong({"decode", "--repeat", "0", "a"}), HasSubstr("; see decoding-host decode --help"));
+}
+
+TEST(CommandLine, RefusesAnOutputIntoADirectoryThatAnotherOneReachesOverALink)
+{
+    const QTemporaryDir folder;
+    ASSERT_TRUE(QDir(folder.path()).mkdir(QStringLiteral("real")));
+    ASSERT_TRUE(QFile::link(folder.filePath(QStringLiteral("real")), folder.filePath(QStringLiteral("link"))));
+    const std::string real = "wav:" + folder.filePath(QStringLiteral("real")).toStdString();
+    const std::string link = "wav:" + folder.filePath(QStringLiteral("link")).toStdString();
+    EXPECT_THAT(wrong({"decode", "--output", real.c_str(), "--output", link.c_str(), "a"}), HasSubstr(link));
+    const std::string above = real + "/..";
+    EXPECT_EQ(
+        parsed<DecodeOptions>({"decode", "--output", real.c_str(), "--output", above.c_str(), "a"}).outputs.size(), 2u);
+}
+
+TEST(CommandLine, RefusesAnOutputThatTakesNoneOfTheStreamsAskedFor)
+{
+    const std::vector<std::pair<std::vector<const char *>, const char *>> cases{
+        {{"decode", "--streams", "audio", "--output", "y4m", "a"}, "y4m takes no audio"},
+        {{"decode", "--output", "png:out", "a", "--streams", "audio"}, "png takes no audio"},
+        {{"decode", "--streams", "video", "--output", "raw", "--output", "wav", "a"}, "wav takes no video"},
+    };
+    for (const auto &[arguments, reason] : cases) {
+        EXPECT_THAT(wrong(arguments),
+                    AllOf(HasSubstr(reason), HasSubstr("--streams"), HasSubstr("; see decoding-host decode --help")));
+    }
+    const auto audio = parsed<DecodeOptions>(
+        {"decode", "--streams", "audio", "--output", "wav", "--output", "raw", "--output", "framemd5", "a"});
+    EXPECT_EQ(audio.outputs.size(), 3u);
+    const auto video =
+        parsed<DecodeOptions>({"decode", "--streams", "video", "--output", "y4m", "--output", "png", "a"});
+    EXPECT_EQ(video.outputs.size(), 2u);
 }
 
 TEST(CommandLine, GivesHelpForTheWholeAndForEachCommand)
