@@ -2,30 +2,42 @@
 
 #include <QString>
 
-#include <atomic>
+#include <cstdio>
+#include <mutex>
 #include <utility>
+
+#include "app/DisplayText.h"
 
 namespace {
 
-std::atomic<WarningLog *> current{nullptr};
+std::mutex mutex;
+WarningLog *current = nullptr; // guarded by mutex, as are its warnings
+
+void write(const std::string &message)
+{
+    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+}
 
 } // namespace
 
 WarningLog::WarningLog()
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     current = this;
     _previous = qInstallMessageHandler(&WarningLog::handle);
 }
 
 WarningLog::~WarningLog()
 {
+    // Other threads may be in the handler still: they find no log there rather than this one.
+    const std::lock_guard<std::mutex> lock(mutex);
     qInstallMessageHandler(_previous);
     current = nullptr;
 }
 
 std::vector<std::string> WarningLog::take()
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
+    const std::lock_guard<std::mutex> lock(mutex);
     return std::exchange(_warnings, {});
 }
 
@@ -33,7 +45,14 @@ void WarningLog::handle(QtMsgType type, const QMessageLogContext & /*context*/, 
 {
     if (type == QtDebugMsg || type == QtInfoMsg)
         return;
-    WarningLog &log = *current;
-    const std::lock_guard<std::mutex> lock(log._mutex);
-    log._warnings.push_back(text.toStdString());
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (current && type != QtFatalMsg) {
+        current->_warnings.push_back(text.toStdString());
+        return;
+    }
+    if (current) {
+        for (const std::string &warning : std::exchange(current->_warnings, {}))
+            write(warning);
+    }
+    write(text.toStdString());
 }

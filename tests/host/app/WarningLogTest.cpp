@@ -26,6 +26,25 @@ TEST(WarningLog, DropsWhatIsNoWarning)
     EXPECT_THAT(log.take(), IsEmpty());
 }
 
+TEST(WarningLog, WritesWhatIsFatalBehindTheWarningsBeforeQtEndsTheProgram)
+{
+    WarningLog log;
+    qWarning("no room left");
+    EXPECT_DEATH(qFatal("nothing\nworks"), "^decoding-host: no room left\ndecoding-host: nothing.works\n$");
+}
+
+TEST(WarningLog, WritesWhatComesTooLateForIt)
+{
+    QtMessageHandler handler = nullptr;
+    {
+        const WarningLog log;
+        handler = qInstallMessageHandler(nullptr);
+    }
+    testing::internal::CaptureStderr();
+    handler(QtWarningMsg, QMessageLogContext(), QStringLiteral("late"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "decoding-host: late\n");
+}
+
 TEST(WarningLog, LeavesTheChannelsAsItFoundThem)
 {
     const QtMessageHandler before = qInstallMessageHandler(nullptr);
