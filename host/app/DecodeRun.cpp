@@ -73,6 +73,23 @@ private:
     struct sigaction _previousTerm = {};
 };
 
+/// Each output of each copy of each input holds a file open: far more than the 1024 that are usual until a program asks
+/// for more.
+void allowManyOpenFiles()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+/// Writes one line for people.
+void tell(const std::string &message)
+{
+    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+}
+
 qint64 cpuTimeMs()
 {
     return static_cast<qint64>(std::clock()) * 1000 / CLOCKS_PER_SEC;
@@ -88,14 +105,17 @@ qint64 peakMemoryBytes()
 /// The inputs between the start of the component and its stop.
 class Run final {
 public:
-    Run(const DecodeOptions &options, ObjectRegistry &registry, const DamageCounts &damage, DecodeReport &report)
+    Run(const DecodeOptions &options, ObjectRegistry &registry, const DamageCounts &damage, WarningLog &warnings,
+        DecodeReport &report)
         : _options(options)
         , _manager(registry.getObject(InterfaceIdentifiers::decodingManager))
         , _tuning(registry.getObject(InterfaceIdentifiers::tuneDecoding))
         , _workers(static_cast<std::size_t>(std::max(1, QThread::idealThreadCount())))
         , _environment{options, *_manager, _workers, damage}
+        , _warnings(warnings)
         , _report(report)
-        , _progress(STDERR_FILENO, options.quiet)
+        , _showsProgress(!options.quiet && isatty(STDERR_FILENO) == 1)
+        , _progress(STDERR_FILENO, !_showsProgress)
     {
         if (options.timeSaving)
             _tuning->useTimeSavingMode();
@@ -159,27 +179,56 @@ private:
 
     void poll()
     {
-        const bool cancels = interruptRequested && !_report.interrupted;
-        _report.interrupted = interruptRequested;
-        for (const Input &input : _inputs) {
-            if (!isRunning(input))
-                continue;
-            if (cancels)
-                input.run->cancel();
-            if (_report.interrupted || input.run->isDecoded())
-                finish(*input.run);
-        }
-        tellWarnings();
+        if (interruptRequested)
+            interrupt();
+        else
+            finishDecoded();
+        for (const std::string &warning : _warnings.take())
+            tell(warning);
         sampleLoad();
-        showProgress();
+        if (_showsProgress)
+            showProgress();
     }
 
-    void finish(InputRun &input)
+    /// @return those that have not come to their end.
+    std::vector<InputRun *> running() const
     {
-        input.finish();
-        DecodeReport ofInput;
-        ofInput.inputs.push_back(input.report());
-        for (const std::string &error : ofInput.allErrors())
+        std::vector<InputRun *> inputs;
+        for (const Input &input : _inputs) {
+            if (isRunning(input))
+                inputs.push_back(input.run.get());
+        }
+        return inputs;
+    }
+
+    /// Ends all inputs, in steps: the inputs share their writers, so that none of them may still decode while the outputs
+    /// of another one are waited for.
+    void interrupt()
+    {
+        _report.interrupted = true;
+        const std::vector<InputRun *> inputs = running();
+        for (InputRun *const input : inputs)
+            input->cancel();
+        for (InputRun *const input : inputs)
+            input->stopDecoding();
+        for (InputRun *const input : inputs)
+            complete(*input);
+    }
+
+    void finishDecoded()
+    {
+        for (InputRun *const input : running()) {
+            if (!input->isDecoded())
+                continue;
+            input->stopDecoding();
+            complete(*input);
+        }
+    }
+
+    void complete(InputRun &input)
+    {
+        input.completeOutputs();
+        for (const std::string &error : input.errors())
             tell(error);
     }
 
@@ -193,17 +242,11 @@ private:
         _progress.update(state, Clock::now());
     }
 
-    void tellWarnings()
-    {
-        for (const std::string &warning : _warnings.take())
-            tell(warning);
-    }
-
-    /// Writes one line for people, whatever else is on their terminal.
+    /// As ::tell, whatever else is on the terminal.
     void tell(const std::string &message)
     {
         _progress.clear();
-        std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+        ::tell(message);
     }
 
     void sampleLoad()
@@ -218,19 +261,26 @@ private:
         _report.cpuLoad = told;
     }
 
-    WarningLog _warnings;
     const DecodeOptions &_options;
     const ModkitPtr<IDecodingManager> _manager;
     const ModkitPtr<ITuneDecoding> _tuning;
     SinkWorkers _workers;
     const InputRun::Environment _environment;
+    WarningLog &_warnings;
     DecodeReport &_report;
+    const bool _showsProgress;
     ProgressDisplay _progress;
     std::vector<Input> _inputs;
     // Not before the component has measured for the first time.
     Clock::time_point _nextLoadSample = Clock::now() + loadInterval + std::chrono::milliseconds(100);
     int _loadSamples = 0;
 };
+
+template <class Interface>
+bool publishes(ObjectRegistry &registry, const char *identifier)
+{
+    return !ModkitPtr<Interface>(registry.getObject(identifier)).isNull();
+}
 
 /// @return nothing on success, and then nothing that was made here lives any more; otherwise what went wrong.
 std::optional<std::string> runComponent(const DecodeOptions &options, DecodeReport &report)
@@ -250,16 +300,24 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
     ComponentHost host(chosen, registry);
     if (auto error = host.start(ComponentHost::libraryFile(options.component)))
         return error;
+    if (!publishes<IDecodingManager>(registry, InterfaceIdentifiers::decodingManager) ||
+        !publishes<ITuneDecoding>(registry, InterfaceIdentifiers::tuneDecoding))
+        return host.componentPath() + ": " + host.componentName() +
+               " does not publish both IDecodingManager and ITuneDecoding, which decoding needs";
 
+    // Decoders outlive their handles, and warn until the component is stopped.
+    WarningLog warnings;
     const Clock::time_point startedAt = Clock::now();
     const qint64 cpuBeforeMs = cpuTimeMs();
-    Run(options, registry, *damage, report).decode();
+    Run(options, registry, *damage, warnings, report).decode();
     report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
     report.cpuTimeMs = cpuTimeMs() - cpuBeforeMs;
     report.cores = std::max(1, QThread::idealThreadCount());
 
     host.stop();
     report.threadsLeft = ProcessThreads::leftSince(threadsBefore);
+    for (const std::string &warning : warnings.take())
+        tell(warning);
     for (const std::string &identifier : registry.identifiers()) {
         if (identifier != InterfaceIdentifiers::avFormatManager)
             report.stillPublished.push_back(identifier);
@@ -272,6 +330,7 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
     const InterruptSignals signals;
+    allowManyOpenFiles();
     DecodeReport report;
     if (const auto error = runComponent(options, report))
         return *error;

@@ -63,32 +63,32 @@ InputRun::~InputRun()
     if (_finished)
         return;
     cancel();
-    finish();
+    stopDecoding();
+    completeOutputs();
 }
 
 std::optional<std::string> InputRun::addStream(const MediaSource::Stream &description)
 {
-    _streams.push_back({description, {}, {}});
+    Stream &stream = _streams.emplace_back(Stream{description, {}, {}});
     for (const OutputSpec &spec : _environment.options.outputs) {
         std::optional<std::string> error;
         if (description.kind == "video" && spec.takesVideo())
-            error = addOutput(SinkFactory::createVideoSink, &IDecodingManager::createVideoDecoder, spec);
+            error = addOutput(stream, SinkFactory::createVideoSink, &IDecodingManager::createVideoDecoder, spec);
         else if (description.kind == "audio" && spec.takesAudio())
-            error = addOutput(SinkFactory::createAudioSink, &IDecodingManager::createAudioDecoder, spec);
+            error = addOutput(stream, SinkFactory::createAudioSink, &IDecodingManager::createAudioDecoder, spec);
         if (error)
             return error;
     }
     return std::nullopt;
 }
 
-/// Gives the last stream one more output.
 template <class Sink, class CreateDecoder>
-std::optional<std::string> InputRun::addOutput(SinkFactory::Result<Sink> (*createSink)(const OutputSpec &,
+std::optional<std::string> InputRun::addOutput(Stream &stream,
+                                               SinkFactory::Result<Sink> (*createSink)(const OutputSpec &,
                                                                                        const SinkFactory::Input &,
                                                                                        SinkWorkers &),
                                                CreateDecoder createDecoder, const OutputSpec &spec)
 {
-    Stream &stream = _streams.back();
     auto created = createSink(spec, {QString::fromStdString(_name.stem), _source->startTimeUs()}, _environment.workers);
     if (std::string *const error = std::get_if<std::string>(&created))
         return std::move(*error);
@@ -111,15 +111,20 @@ void InputRun::start()
 
 void InputRun::cancel()
 {
+    _cancelled = true;
     _queue->close();
     _source->requestStop();
 }
 
-void InputRun::finish()
+void InputRun::stopDecoding()
 {
     _source->join();
     for (Stream &stream : _streams)
         stream.handles.clear();
+}
+
+void InputRun::completeOutputs()
+{
     for (Stream &stream : _streams) {
         for (Output &output : stream.outputs)
             output.sink->finish();
@@ -147,13 +152,22 @@ qint64 InputRun::damageCount(const Stream &stream) const
     return damaged;
 }
 
+std::vector<std::string> InputRun::errors() const
+{
+    DecodeReport ofInput;
+    ofInput.inputs.push_back(report());
+    return ofInput.allErrors();
+}
+
 ProgressDisplay::Input InputRun::progress() const
 {
     ProgressDisplay::Input input;
     input.name = _name.shown;
-    input.phase = !_finished                     ? ProgressDisplay::Input::Phase::Running
-                  : _source->error().has_value() ? ProgressDisplay::Input::Phase::Failed
-                                                 : ProgressDisplay::Input::Phase::Done;
+    // One that was cancelled goes on showing how far it came.
+    if (_finished && !errors().empty())
+        input.phase = ProgressDisplay::Input::Phase::Failed;
+    else if (_finished && !_cancelled)
+        input.phase = ProgressDisplay::Input::Phase::Done;
     if (_source->progress() > 0)
         input.progress = _source->progress();
     input.frames = _streams.empty() ? 0 : frameCount(_streams.front());

@@ -39,22 +39,26 @@ public:
 
     InputRun(const InputRun &) = delete;
     InputRun &operator=(const InputRun &) = delete;
-    /// Cancels and finishes what is still running.
+    /// Cancels what is still running, and completes its outputs.
     ~InputRun();
 
     /// Begins to read. Once only.
     void start();
 
-    /// Has reading and decoding stop at once, with what is decoded so far.
+    /// Has reading and decoding stop at once, with what is decoded so far. Does not wait.
     void cancel();
 
     /// Whether all there is to decode was decoded and pushed to the outputs.
     bool isDecoded() const { return _queue->isDrained(); }
 
-    /// Drops the decoders and completes the outputs. Call it once the input is decoded or cancelled. Waits for the writing.
-    void finish();
+    /// Drops the decoders, so that nothing reaches the outputs any more. Call it once the input is decoded or cancelled.
+    void stopDecoding();
+    /// Completes the outputs. Call it once decoding is stopped. Waits for the writing.
+    void completeOutputs();
     bool isFinished() const { return _finished; }
 
+    /// @return what went wrong with the input and its outputs so far.
+    std::vector<std::string> errors() const;
     ProgressDisplay::Input progress() const;
     DecodeReport::Input report() const;
 
@@ -74,7 +78,8 @@ private:
     std::optional<std::string> addStream(const MediaSource::Stream &description);
     template <class Sink, class CreateDecoder>
     std::optional<std::string>
-    addOutput(SinkFactory::Result<Sink> (*createSink)(const OutputSpec &, const SinkFactory::Input &, SinkWorkers &),
+    addOutput(Stream &stream,
+              SinkFactory::Result<Sink> (*createSink)(const OutputSpec &, const SinkFactory::Input &, SinkWorkers &),
               CreateDecoder createDecoder, const OutputSpec &spec);
     std::chrono::milliseconds runningTime() const;
     static qint64 frameCount(const Stream &stream);
@@ -87,6 +92,7 @@ private:
     std::vector<Stream> _streams; // constant once opened, but for the handles
     std::chrono::steady_clock::time_point _startedAt;
     std::chrono::steady_clock::time_point _finishedAt;
+    bool _cancelled = false;
     bool _finished = false;
 };
 

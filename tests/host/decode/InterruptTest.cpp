@@ -1,3 +1,4 @@
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -42,6 +43,23 @@ TEST_F(Interrupt, EndsARunWithAReportAndNothingLeft)
         EXPECT_LT(frames, 217);
         EXPECT_EQ(QFileInfo(path("out/cup.video.raw")).size(), frames * 640LL * 480 * 3 / 2);
     }
+}
+
+TEST_F(Interrupt, DoesNotWaitForOutputsThatAreSlowerThanTheDecoding)
+{
+    // Each frame of 40 inputs becomes a picture file, which keeps the writers busy for minutes.
+    const QString folder = path("pictures");
+    const auto pictureCount = [&] { return QDir(folder).entryList({"*.png"}).size(); };
+    const HostRun run = HostRun::decode({"--copies", "40", "--output", "png@0.001:" + folder, sample("box.mp4")},
+                                        std::chrono::seconds(60), [&](qint64 process) {
+                                            EXPECT_TRUE(waitUntil([&] { return pictureCount() > 0; }));
+                                            kill(static_cast<pid_t>(process), SIGINT);
+                                        });
+    EXPECT_EQ(run.exitCode, 130);
+    EXPECT_THAT(run.errors, testing::IsEmpty());
+    EXPECT_TRUE(run.report["interrupted"].toBool());
+    EXPECT_EQ(run.inputs().size(), 40);
+    run.expectNothingLeft();
 }
 
 TEST_F(Interrupt, StopsWhateverNumberOfInputs)
