@@ -114,6 +114,16 @@ TEST(DecodingHost, NamesALibraryThatIsNoComponent)
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr(LIBRARY_WITHOUT_EXPORTS), HasSubstr("ModkitGetObject")));
 }
 
+TEST(DecodingHost, DoesNotDecodeWithAComponentThatIsNoDecodingManager)
+{
+    const Outcome result = run({QStringLiteral("decode"), QStringLiteral("--component"),
+                                QStringLiteral(COMPONENT_WITHOUT_INTERFACES), QStringLiteral(SAMPLES_DIR "/cup.mp4")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors,
+                AllOf(isOneLine(), HasSubstr(COMPONENT_WITHOUT_INTERFACES), HasSubstr("IDecodingManager")));
+}
+
 TEST(DecodingHost, NamesASettingsFileThatIsNotThere)
 {
     const Outcome result =
