@@ -105,13 +105,13 @@ qint64 peakMemoryBytes()
 /// The inputs between the start of the component and its stop.
 class Run final {
 public:
-    Run(const DecodeOptions &options, ObjectRegistry &registry, const DamageCounts &damage, WarningLog &warnings,
-        DecodeReport &report)
+    Run(const DecodeOptions &options, ObjectRegistry &registry, const DamageCounts &damage,
+        const std::shared_ptr<const FileSet> &inputFiles, WarningLog &warnings, DecodeReport &report)
         : _options(options)
         , _manager(registry.getObject(InterfaceIdentifiers::decodingManager))
         , _tuning(registry.getObject(InterfaceIdentifiers::tuneDecoding))
         , _workers(static_cast<std::size_t>(std::max(1, QThread::idealThreadCount())))
-        , _environment{options, *_manager, _workers, damage}
+        , _environment{options, *_manager, _workers, damage, inputFiles}
         , _warnings(warnings)
         , _report(report)
         , _showsProgress(!options.quiet && isatty(STDERR_FILENO) == 1)
@@ -292,6 +292,12 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
     if (chosen->getInt("THREADS", 1) == 0)
         return "the setting THREADS (--threads, DECODING_THREADS or settings file) is 0: no thread would decode";
 
+    const auto inputFiles = std::make_shared<FileSet>();
+    for (const std::string &input : options.inputs)
+        inputFiles->add(input);
+    if (options.jsonFile && inputFiles->contains(*options.jsonFile))
+        return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
+
     const auto damage = std::make_shared<DamageCounts>();
     ObjectRegistry registry;
     registry.setObject(InterfaceIdentifiers::avFormatManager,
@@ -309,7 +315,7 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
     WarningLog warnings;
     const Clock::time_point startedAt = Clock::now();
     const qint64 cpuBeforeMs = cpuTimeMs();
-    Run(options, registry, *damage, warnings, report).decode();
+    Run(options, registry, *damage, inputFiles, warnings, report).decode();
     report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
     report.cpuTimeMs = cpuTimeMs() - cpuBeforeMs;
     report.cores = std::max(1, QThread::idealThreadCount());

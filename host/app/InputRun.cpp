@@ -89,7 +89,8 @@ std::optional<std::string> InputRun::addOutput(Stream &stream,
                                                                                        SinkWorkers &),
                                                CreateDecoder createDecoder, const OutputSpec &spec)
 {
-    auto created = createSink(spec, {QString::fromStdString(_name.stem), _source->startTimeUs()}, _environment.workers);
+    const SinkFactory::Input input{QString::fromStdString(_name.stem), _source->startTimeUs(), _environment.inputFiles};
+    auto created = createSink(spec, input, _environment.workers);
     if (std::string *const error = std::get_if<std::string>(&created))
         return std::move(*error);
     const ModkitPtr<Sink> &sink = std::get<ModkitPtr<Sink>>(created);

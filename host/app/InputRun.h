@@ -30,6 +30,8 @@ public:
         IDecodingManager &manager;
         SinkWorkers &workers;
         const DamageCounts &damage;
+        /// The files that are read, all of them.
+        std::shared_ptr<const FileSet> inputFiles;
     };
 
     /// Opens @p url, asks the component for a decoder of each of its streams, and makes their outputs. Blocks for 10

@@ -168,6 +168,31 @@ TEST(DecodingHost, DoesNotDecodeWithoutThreads)
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("THREADS")));
 }
 
+TEST(DecodingHost, DoesNotWriteItsReportOverAnInput)
+{
+    QTemporaryDir folder;
+    const QString clip = folder.filePath(QStringLiteral("cup.mp4"));
+    ASSERT_TRUE(QFile::copy(QStringLiteral(SAMPLES_DIR "/cup.mp4"), clip));
+    const qint64 size = QFile(clip).size();
+    const Outcome result = run({QStringLiteral("decode"), QStringLiteral("--json"), clip, clip});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("one of the inputs")));
+    EXPECT_EQ(QFile(clip).size(), size);
+}
+
+TEST(DecodingHost, DoesNotWriteAnOutputOverAnInput)
+{
+    QTemporaryDir folder;
+    const QString sound = folder.filePath(QStringLiteral("cup.wav")); // only its name matters
+    ASSERT_TRUE(QFile::copy(QStringLiteral(SAMPLES_DIR "/cup.mp4"), sound));
+    const qint64 size = QFile(sound).size();
+    const Outcome result = run({QStringLiteral("decode"), QStringLiteral("--quiet"), QStringLiteral("--output"),
+                                QStringLiteral("wav:") + folder.path(), sound});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("one of the inputs")));
+    EXPECT_EQ(QFile(sound).size(), size);
+}
+
 TEST(DecodingHost, SaysInOneLineWhatIsWrongWithATextOfSeveralLines)
 {
     EXPECT_THAT(run({QStringLiteral("check"), QStringLiteral("--threads"), QStringLiteral("one\nor two")}).errors,

@@ -129,7 +129,7 @@ TEST_F(DamagedInput, InAnUnknownCodecIsRefused)
     expectRefused(write("unknown.avi", content.replace("cvid", "zzz9")), "no video or audio stream in it");
 }
 
-TEST_F(DamagedInput, DoesNotKeepThePlaceOfItsNameInTheReport)
+TEST_F(DamagedInput, KeepsItsPlaceInTheReport)
 {
     const HostRun run = HostRun::decode({sample("tree.avi"), path("missing.avi"), sample("tree.avi")});
     ASSERT_EQ(run.inputs().size(), 3);
