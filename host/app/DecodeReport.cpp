@@ -163,7 +163,6 @@ std::vector<std::string> DecodeReport::allErrors() const
     return all;
 }
 
-/// @return a text for each kind of thing that was left behind.
 QStringList DecodeReport::leftBehind() const
 {
     QStringList left;

@@ -76,6 +76,8 @@ struct DecodeReport {
     /// @return all that makes the run fail: for each input its error, then for each of its streams the damage and the
     ///         errors of the outputs; at last, what was left behind.
     std::vector<std::string> allErrors() const;
+    /// A text for each kind of thing that the component left behind.
+    QStringList leftBehind() const;
     /// @return as in ExitCode.
     int exitCode() const;
 
@@ -86,7 +88,6 @@ struct DecodeReport {
 
 private:
     std::string table(int width) const;
-    QStringList leftBehind() const;
     qint64 streamCount() const;
     qint64 frameCount() const;
     double cpuShare() const;

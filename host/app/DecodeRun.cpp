@@ -343,5 +343,7 @@ std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &opti
     report.peakMemoryBytes = peakMemoryBytes();
     report.objectsLeft = ObjectTrace::liveCountByType();
     report.slabBlocksLeft = static_cast<qint64>(slab::liveBlockCount());
+    for (const QString &left : report.leftBehind())
+        tell("the component left " + left.toStdString());
     return report;
 }
