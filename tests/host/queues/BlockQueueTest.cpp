@@ -7,22 +7,10 @@
 
 #include "Eventually.h"
 #include "QueueReader.h"
+#include "StampedBlocks.h"
 #include <gmock/gmock.h>
 
 namespace {
-
-constexpr BlockQueue::Limits roomy = {10'000, 1'000'000};
-
-BlockQueue::Block stamped(qint64 stamp, int size = 1)
-{
-    return {QByteArray(size, 'x'), 0, false, stamp, stamp * 40};
-}
-
-void appendStamps(BlockQueue &queue, qint64 first, qint64 last)
-{
-    for (qint64 stamp = first; stamp <= last; ++stamp)
-        ASSERT_TRUE(queue.append(stamped(stamp)));
-}
 
 /// An append on a thread of its own, which is expected to wait.
 struct WaitingAppend {
@@ -207,79 +195,6 @@ TEST(BlockQueue, NothingGoesBeforeEveryReaderHasCome)
     EXPECT_EQ(second.takeStamp(), 0);
     EXPECT_EQ(second.takeStamp(), 1);
     EXPECT_TRUE(next.result.get());
-}
-
-TEST(BlockQueue, AnOldCursorReadsTheSameBlockWhileItIsKept)
-{
-    BlockQueue queue(2, roomy);
-    appendStamps(queue, 0, 4);
-    QueueReader slow{queue};
-    QueueReader reader{queue};
-    EXPECT_EQ(slow.takeStamp(), 0);
-    EXPECT_EQ(slow.takeStamp(), 1);
-    EXPECT_EQ(reader.takeStamp(), 0);
-    EXPECT_EQ(reader.takeStamp(), 1);
-    const QueueReader old = reader;
-    EXPECT_EQ(reader.takeStamp(), 2);
-    EXPECT_EQ(reader.takeStamp(), 3);
-    EXPECT_EQ(old.look()->timestamp, 2);
-    EXPECT_EQ(old.look()->timestamp, 2);
-    EXPECT_EQ(reader.takeStamp(), 4);
-    EXPECT_EQ(slow.takeStamp(), 2) << "the old copy brought the slow reader on";
-}
-
-TEST(BlockQueue, ACursorBehindTheOldestBlockGoesOnAtTheOldest)
-{
-    BlockQueue queue(1, roomy);
-    appendStamps(queue, 0, 9);
-    QueueReader reader{queue};
-    EXPECT_EQ(reader.takeStamp(), 0);
-    QueueReader old = reader;
-    for (qint64 stamp = 1; stamp < 6; ++stamp)
-        EXPECT_EQ(reader.takeStamp(), stamp);
-    EXPECT_EQ(old.takeStamp(), 5);
-    EXPECT_EQ(old.takeStamp(), 6);
-    EXPECT_EQ(reader.takeStamp(), 6);
-}
-
-TEST(BlockQueue, AReaderTooManyIsServedFromTheOldestBlockAndHoldsNothingBack)
-{
-    BlockQueue queue(1, {2, 1000});
-    appendStamps(queue, 0, 1);
-    QueueReader reader{queue};
-    EXPECT_EQ(reader.takeStamp(), 0);
-    EXPECT_EQ(reader.takeStamp(), 1);
-    QueueReader surplus{queue};
-    EXPECT_EQ(surplus.takeStamp(), 1);
-    EXPECT_EQ(surplus.takeStamp(), -1);
-    for (qint64 stamp = 2; stamp < 20; ++stamp) {
-        ASSERT_TRUE(queue.append(stamped(stamp)));
-        EXPECT_EQ(reader.takeStamp(), stamp);
-        EXPECT_EQ(reader.takeStamp(), -1);
-    }
-    ASSERT_TRUE(queue.append(stamped(20)));
-    EXPECT_EQ(surplus.takeStamp(), 20);
-    EXPECT_EQ(surplus.takeStamp(), -1);
-    EXPECT_EQ(reader.takeStamp(), 20);
-}
-
-TEST(BlockQueue, NonsenseCursorsAreServedAndTakeNobodysPlace)
-{
-    BlockQueue queue(1, {10, 1000});
-    appendStamps(queue, 0, 9);
-    for (const quint32 word0 : {0u, 1u, 0x7fffffffu, 0x80000000u, 0xffffff9cu, 0xffffffa0u, 0xffffffffu}) {
-        for (const quint32 word1 : {0u, 1u, 2u, 0x7fffffffu, 0xffffffffu}) {
-            QueueReader nonsense{queue, {word0, word1, false}};
-            const auto block = nonsense.look();
-            ASSERT_TRUE(block);
-            EXPECT_EQ(block->timestamp, word0 == 0xffffffa0u ? 4 : 0);
-        }
-    }
-    QueueReader reader{queue};
-    for (qint64 stamp = 0; stamp < 10; ++stamp)
-        EXPECT_EQ(reader.takeStamp(), stamp);
-    EXPECT_EQ(reader.takeStamp(), -1);
-    EXPECT_TRUE(queue.append(stamped(10)));
 }
 
 TEST(BlockQueue, AppendWaitsAtTheLimitOfBytes)
