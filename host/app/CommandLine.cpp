@@ -2,8 +2,6 @@
 
 #include <QDir>
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "app/ExitCode.h"
