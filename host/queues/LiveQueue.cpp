@@ -1,0 +1,218 @@
+#include "queues/LiveQueue.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr unsigned wordBits = 32;
+
+quint64 positionOf(const QueueCursor &cursor)
+{
+    return quint64(cursor.word1) << wordBits | cursor.word0;
+}
+
+bool endsStream(const LiveQueue::Block &block)
+{
+    return block.data.isEmpty();
+}
+
+qint64 milliseconds(std::chrono::steady_clock::duration duration)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
+}
+
+} // namespace
+
+LiveQueue::LiveQueue(Limits limits, Clock clock)
+    : _limits(limits)
+    , _clock(std::move(clock))
+{
+}
+
+bool LiveQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
+                          QueueCursor *cursor, void * /*reserved1*/, void * /*reserved2*/, quint32 *lost,
+                          qint64 *latency) noexcept
+{
+    Gone gone;
+    Entry entry;
+    quint64 position = 0;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (_closed)
+            return false;
+        const bool standsHere = !cursor->flag && positionOf(*cursor) <= _nextNumber;
+        position = standsHere ? positionOf(*cursor) : _takenUpTo;
+        if (standsHere)
+            takeUpToLocked(position, gone);
+        if (!giveOutLocked(*cursor, position, gone))
+            return false;
+        _given->latencyMs = milliseconds(_clock() - _given->appended);
+        entry = *_given;
+    }
+    cursor->word0 = static_cast<quint32>(entry.number + 1);
+    cursor->word1 = static_cast<quint32>((entry.number + 1) >> wordBits);
+    cursor->flag = false;
+    *data = std::move(entry.block.data);
+    *streamId = entry.block.streamId;
+    *keyBlock = entry.block.keyBlock;
+    *timestamp = entry.block.timestamp;
+    *blockTime = entry.block.blockTimeMs;
+    *lost = static_cast<quint32>(entry.number - position);
+    *latency = entry.latencyMs;
+    return true;
+}
+
+bool LiveQueue::append(const Block &block)
+{
+    Gone gone;
+    const std::lock_guard<std::mutex> lock(_mutex);
+    const bool saysNothing = endsStream(block) && (_unread.empty() ? _streamEnded : endsStream(_unread.back().block));
+    if (_closed || _ended || saysNothing)
+        return false;
+
+    const Instant now = _clock();
+    const quint64 number = _nextNumber + block.lostBefore;
+    _nextNumber = number + 1;
+    if (!endsStream(block)) {
+        if (!makeRoomLocked(block, now, gone))
+            return false;
+        ++_unreadBlocks;
+        _unreadBytes += block.data.size();
+        _figures.bytes += static_cast<quint64>(block.data.size());
+    }
+    _keyBlockWanted = endsStream(block);
+    _streamEnded = endsStream(block);
+    _unread.push_back({block, number, now, 0});
+    notePeaksLocked();
+    return true;
+}
+
+void LiveQueue::end()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _ended = true;
+}
+
+void LiveQueue::close()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _closed = true;
+}
+
+bool LiveQueue::isDrained() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _ended && !_given && _unread.empty();
+}
+
+LiveQueue::Figures LiveQueue::figures() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    Figures figures = _figures;
+    figures.blocks = _nextNumber;
+    figures.heldBlocks = static_cast<int>(_unread.size()) + (_given ? 1 : 0);
+    figures.heldBytes = _unreadBytes + (_given ? _given->block.data.size() : 0);
+    figures.lost = figures.blocks - figures.taken - static_cast<quint64>(figures.heldBlocks);
+    const auto oldest = oldestWithDataLocked();
+    figures.waitingMs = oldest == _unread.end() ? 0 : milliseconds(_clock() - oldest->appended);
+    return figures;
+}
+
+/// The reader is done with all blocks before @p position.
+void LiveQueue::takeUpToLocked(quint64 position, Gone &gone)
+{
+    if (_given && _given->number < position) {
+        ++_figures.taken;
+        _figures.latencyMs = _given->latencyMs;
+        _figures.worstLatencyMs = std::max(_figures.worstLatencyMs, _given->latencyMs);
+        gone.push_back(*std::exchange(_given, std::nullopt));
+    }
+    // Only where another reader is ahead of this one.
+    while (!_unread.empty() && _unread.front().number < position)
+        gone.push_back(takeFirstUnreadLocked());
+    _takenUpTo = std::max(_takenUpTo, position);
+}
+
+/// @return whether a reader at @p position may go on with @p entry, which it has not read yet.
+bool LiveQueue::suitsLocked(const Entry &entry, const QueueCursor &cursor, quint64 position) const
+{
+    const bool follows = !cursor.flag && entry.number - entry.block.lostBefore <= position;
+    return follows || entry.block.keyBlock || endsStream(entry.block);
+}
+
+/// Sees to it that the block for a reader at @p position is the given one. @return false when there is none.
+bool LiveQueue::giveOutLocked(const QueueCursor &cursor, quint64 position, Gone &gone)
+{
+    if (_given && suitsLocked(*_given, cursor, position))
+        return true;
+    const auto next = std::find_if(_unread.begin(), _unread.end(),
+                                   [&](const Entry &entry) { return suitsLocked(entry, cursor, position); });
+    if (next == _unread.end())
+        return false;
+
+    if (_given)
+        gone.push_back(*std::exchange(_given, std::nullopt));
+    for (auto skipped = next - _unread.begin(); skipped > 0; --skipped)
+        gone.push_back(takeFirstUnreadLocked());
+    _given = takeFirstUnreadLocked();
+    return true;
+}
+
+/// @return whether there is room for @p block now; otherwise it is to be refused.
+bool LiveQueue::makeRoomLocked(const Block &block, Instant now, Gone &gone)
+{
+    while (isFullLocked(block, now)) {
+        dropOldestGroupLocked(gone);
+        _keyBlockWanted = _keyBlockWanted || _unreadBlocks == 0;
+    }
+    return block.keyBlock || !_keyBlockWanted;
+}
+
+bool LiveQueue::isFullLocked(const Block &block, Instant now) const
+{
+    const auto oldest = oldestWithDataLocked();
+    return oldest != _unread.end() &&
+           (_unreadBlocks >= _limits.blocks || _unreadBytes + block.data.size() > _limits.bytes ||
+            now - oldest->appended > _limits.age);
+}
+
+/// Drops everything before the key block that follows the oldest block with data, but the last empty block among it.
+void LiveQueue::dropOldestGroupLocked(Gone &gone)
+{
+    const auto next = std::find_if(oldestWithDataLocked() + 1, _unread.cend(),
+                                   [](const Entry &entry) { return entry.block.keyBlock; });
+    std::optional<Entry> end;
+    for (auto left = next - _unread.cbegin(); left > 0; --left) {
+        Entry entry = takeFirstUnreadLocked();
+        if (endsStream(entry.block))
+            end = std::move(entry);
+        else
+            gone.push_back(std::move(entry));
+    }
+    if (end)
+        _unread.push_front(std::move(*end));
+}
+
+LiveQueue::Entry LiveQueue::takeFirstUnreadLocked()
+{
+    Entry entry = std::move(_unread.front());
+    _unread.pop_front();
+    if (!endsStream(entry.block)) {
+        --_unreadBlocks;
+        _unreadBytes -= entry.block.data.size();
+    }
+    return entry;
+}
+
+void LiveQueue::notePeaksLocked()
+{
+    const int given = _given ? 1 : 0;
+    _figures.peakBlocks = std::max(_figures.peakBlocks, static_cast<int>(_unread.size()) + given);
+    _figures.peakBytes = std::max(_figures.peakBytes, _unreadBytes + (_given ? _given->block.data.size() : 0));
+}
+
+LiveQueue::Entries::const_iterator LiveQueue::oldestWithDataLocked() const
+{
+    return std::find_if(_unread.begin(), _unread.end(), [](const Entry &entry) { return !endsStream(entry.block); });
+}
