@@ -1,0 +1,136 @@
+#include "indications/Indication.h"
+
+namespace {
+
+constexpr int setterShift = 32;
+constexpr quint64 busyBit = quint64(1) << 63; // a time-out is pending, or its callback in progress
+
+constexpr quint64 wordOf(int value, ThreadNames::Id setter, bool busy)
+{
+    return static_cast<quint32>(value) | quint64(setter) << setterShift | (busy ? busyBit : 0);
+}
+
+constexpr Indication::Reading readingOf(quint64 word)
+{
+    return {static_cast<int>(static_cast<quint32>(word)), static_cast<ThreadNames::Id>(word >> setterShift)};
+}
+
+} // namespace
+
+Indication::Indication(int initialValue, quint64 ownerNumber)
+    : _word(wordOf(initialValue, ThreadNames::nameless, false))
+    , _ownerNumber(ownerNumber)
+{
+}
+
+void Indication::setValue(int value, int timeoutMs,
+                          const ModkitPtr<ISimpleIndicationObjectCallback> &onTimeout) noexcept
+{
+    // Every idle decoder comes here a thousand times a second. Nothing is pending that this value would end.
+    if (timeoutMs <= 0 && _word.load(std::memory_order_acquire) == wordOf(value, ThreadNames::current(), false))
+        return;
+    setValueAt(timeoutMs > 0 ? std::chrono::steady_clock::now() : TimeoutWheel::Instant(), value, timeoutMs, onTimeout);
+}
+
+void Indication::setValueAt(TimeoutWheel::Instant now, int value, int timeoutMs,
+                            const ModkitPtr<ISimpleIndicationObjectCallback> &onTimeout) noexcept
+{
+    ModkitPtr<ISimpleIndicationObjectCallback> previous; // dropped after the lock is given back
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (_caller == std::this_thread::get_id()) {
+        if (_isOvertaken)
+            return;
+    } else {
+        _isOvertaken = true;
+    }
+
+    if (_due != TimeoutWheel::never)
+        previous = _onTimeout;
+    if (_wheel && timeoutMs > 0 && !onTimeout.isNull()) {
+        _onTimeout = onTimeout;
+        _due = TimeoutWheel::tickNotBefore(now + std::chrono::milliseconds(timeoutMs));
+        if (_due < _entered)
+            enterLocked(_due);
+    } else {
+        _onTimeout.reset();
+        _due = TimeoutWheel::never;
+    }
+    storeLocked(value, ThreadNames::current());
+}
+
+void Indication::show(TimeoutWheel &wheel, const ModkitPtr<IIndicationObject> &self) noexcept
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _wheel = &wheel;
+    _self = self;
+}
+
+void Indication::hide() noexcept
+{
+    // Dropped after the lock is given back, this object last of all.
+    ModkitPtr<IIndicationObject> self;
+    ModkitPtr<ISimpleIndicationObjectCallback> onTimeout;
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (!_wheel)
+        return;
+    _wheel->leave(*this);
+    _wheel = nullptr;
+    _entered = TimeoutWheel::never;
+    _due = TimeoutWheel::never;
+    onTimeout = _onTimeout;
+    _onTimeout.reset();
+    self = _self;
+    _self.reset();
+    const Reading shown = reading();
+    storeLocked(shown.value, shown.setter);
+}
+
+Indication::Reading Indication::reading() const noexcept
+{
+    return readingOf(_word.load(std::memory_order_acquire));
+}
+
+void Indication::timeUp(TimeoutWheel::Tick tick)
+{
+    ModkitPtr<ISimpleIndicationObjectCallback> onTimeout;
+    ModkitPtr<IIndicationObject> self;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (_entered != tick)
+            return;
+        _entered = TimeoutWheel::never;
+        if (_due > tick) {
+            if (_due != TimeoutWheel::never)
+                enterLocked(_due);
+            return;
+        }
+        _due = TimeoutWheel::never;
+        onTimeout = _onTimeout;
+        _onTimeout.reset();
+        self = _self;
+        _caller = std::this_thread::get_id();
+        _isOvertaken = false;
+    }
+    onTimeout->onTimeout(0, self);
+    endCall();
+}
+
+void Indication::enterLocked(TimeoutWheel::Tick tick)
+{
+    _entered = tick;
+    _wheel->enter(*this, tick);
+}
+
+void Indication::storeLocked(int value, ThreadNames::Id setter)
+{
+    const bool busy = _due != TimeoutWheel::never || _caller != std::thread::id();
+    _word.store(wordOf(value, setter, busy), std::memory_order_release);
+}
+
+void Indication::endCall()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _caller = std::thread::id();
+    const Reading shown = reading();
+    storeLocked(shown.value, shown.setter);
+}
