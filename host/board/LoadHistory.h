@@ -1,0 +1,35 @@
+#ifndef HOST_BOARD_LOADHISTORY_H
+#define HOST_BOARD_LOADHISTORY_H
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The CPU load of the last two minutes, a figure a second. Reentrant.
+class LoadHistory final {
+public:
+    using Instant = std::chrono::steady_clock::time_point;
+    static constexpr std::size_t limit = 120;
+
+    /// Keeps @p load, unless less than a second has passed since the figure before. It may be called at any rate.
+    /// @param load 1.0 is all there is; anything else, infinity and what is not a number included, is kept as it is.
+    void add(double load, Instant now);
+
+    /// @return the newest @p count figures, or as many as there are, the oldest first.
+    [[nodiscard]] std::vector<double> latest(std::size_t count) const;
+
+    /// Draws the newest @p width figures as bars of eight heights, one character each, the newest at the right end. What
+    /// is not a number, and what is older than the history, is blank.
+    /// @param unicode whether to draw with block characters rather than with ASCII's.
+    /// @return @p width characters.
+    [[nodiscard]] std::string bars(std::size_t width, bool unicode) const;
+
+private:
+    std::deque<double> _figures;
+    std::optional<Instant> _addedAt;
+};
+
+#endif
