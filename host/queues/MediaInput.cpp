@@ -78,8 +78,8 @@ MediaInput::~MediaInput()
     avformat_close_input(&_context);
 }
 
-std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const QString &url,
-                                                                        const std::atomic<bool> &stopRequested)
+std::variant<std::unique_ptr<MediaInput>, std::string>
+MediaInput::open(const QString &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned)
 {
     static const bool listening = (av_log_set_callback(takeMessage), true);
     Q_UNUSED(listening);
@@ -89,8 +89,13 @@ std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const QS
     }
 
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested));
+    input->_abandoned = abandoned;
     const int result = input->openContext(url);
+    const bool wasAbandoned = input->isAbandoned();
+    input->_abandoned = nullptr;
     input->_opening = false;
+    if (wasAbandoned)
+        return message(url, "opening it was abandoned");
     if (input->_deadlinePassed)
         return message(url, "gave up opening it after " + std::to_string(openLimit.count()) + " s");
     if (result == AVERROR_INVALIDDATA)
@@ -136,7 +141,9 @@ int MediaInput::isInterrupted(void *input)
     auto *const self = static_cast<MediaInput *>(input);
     if (self->_opening && std::chrono::steady_clock::now() >= self->_openDeadline)
         self->_deadlinePassed = true;
-    return self->_deadlinePassed || self->_stopRequested.load(std::memory_order_relaxed) ? 1 : 0;
+    const bool stop =
+        self->_deadlinePassed || self->isAbandoned() || self->_stopRequested.load(std::memory_order_relaxed);
+    return stop ? 1 : 0;
 }
 
 std::chrono::milliseconds MediaInput::duration() const

@@ -22,10 +22,11 @@ class MediaInput final {
 public:
     /// Opens @p url, a local file or something with "://" in it, and finds out about its streams. Blocks for 10 seconds
     /// at most; all streams are selected.
-    /// @param stopRequested ends this call and each read as soon as it is set; outlives the input.
+    /// @param stopRequested ends this call and each read within a tenth of a second once it is set; outlives the input.
+    /// @param abandoned ends this call likewise, and is not looked at afterwards.
     /// @return the input, or one line that names @p url and says what is wrong with it.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, std::string>
-    open(const QString &url, const std::atomic<bool> &stopRequested);
+    open(const QString &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
 
     MediaInput(const MediaInput &) = delete;
     MediaInput &operator=(const MediaInput &) = delete;
@@ -75,10 +76,12 @@ private:
     static int isInterrupted(void *input);
     static void takeMessage(void *sender, int level, const char *format, va_list arguments);
     int openContext(const QString &url);
+    bool isAbandoned() const { return _abandoned && _abandoned->load(std::memory_order_relaxed); }
     int decodableStream(AVMediaType type) const;
 
     const std::atomic<bool> &_stopRequested;
     std::chrono::steady_clock::time_point _openDeadline;
+    const std::atomic<bool> *_abandoned = nullptr; // while opening, by whoever waits for it
     bool _opening = true;
     bool _deadlinePassed = false;
     AVFormatContext *_context = nullptr; // owned; null until opened

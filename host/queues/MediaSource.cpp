@@ -54,8 +54,15 @@ MediaSource::~MediaSource()
 
 std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const QString &url, const Options &options)
 {
+    const std::atomic<bool> neverAbandoned(false);
+    return open(url, options, neverAbandoned);
+}
+
+std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const QString &url, const Options &options,
+                                                                          const std::atomic<bool> &abandoned)
+{
     std::unique_ptr<MediaSource> source(new MediaSource(url, options));
-    if (const std::optional<std::string> error = source->openInput())
+    if (const std::optional<std::string> error = source->openInput(&abandoned))
         return *error;
 
     const MediaInput &input = *source->_input;
@@ -118,10 +125,10 @@ std::optional<std::string> MediaSource::error() const
 }
 
 /// @return what is wrong; nothing when the file is open.
-std::optional<std::string> MediaSource::openInput()
+std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *abandoned)
 {
     _input.reset();
-    auto opened = MediaInput::open(_url, _stopRequested);
+    auto opened = MediaInput::open(_url, _stopRequested, abandoned);
     if (const auto *const error = std::get_if<std::string>(&opened))
         return *error;
     _input = std::move(std::get<std::unique_ptr<MediaInput>>(opened));

@@ -53,6 +53,12 @@ public:
     [[nodiscard]] static std::variant<std::unique_ptr<MediaSource>, std::string> open(const QString &url,
                                                                                       const Options &options);
 
+    /// As the other, but another thread can set @p abandoned: then this call fails within a tenth of a second, wherever
+    /// libavformat waits for the network. It waits longer for a name to be looked up and for a file system. The flag is
+    /// not looked at afterwards.
+    [[nodiscard]] static std::variant<std::unique_ptr<MediaSource>, std::string>
+    open(const QString &url, const Options &options, const std::atomic<bool> &abandoned);
+
     MediaSource(const MediaSource &) = delete;
     MediaSource &operator=(const MediaSource &) = delete;
     /// Stops the source and waits for its thread.
@@ -98,7 +104,7 @@ private:
 
     MediaSource(const QString &url, const Options &options);
 
-    std::optional<std::string> openInput();
+    std::optional<std::string> openInput(const std::atomic<bool> *abandoned = nullptr);
     void addStream(int index, const char *kind, quint32 streamId);
     QByteArray packedParameters(std::size_t position) const;
 

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include "Eventually.h"
+#include "Loopback.h"
 #include "MediaFixture.h"
 
 namespace {
@@ -206,6 +207,28 @@ TEST_F(MediaSourceStopTest, PacedBlocksComeInTheOrderOfTheirTimesWhereverTheFile
         EXPECT_TRUE(packetsIn(blocks, stream.streamId) == twice) << stream.origin.constData();
     }
     EXPECT_EQ(blocks.size(), source->packets() + 4);
+}
+
+TEST_F(MediaSourceStopTest, AnOpeningThatGetsNoAnswerIsAbandonedOnRequest)
+{
+    const Loopback silent(SOCK_STREAM);
+    const QString url = QStringLiteral("tcp://127.0.0.1:%1").arg(silent.port());
+    std::atomic<bool> abandoned(false);
+    auto opening = std::async(std::launch::async, [&] {
+        const auto opened = MediaSource::open(url, {}, abandoned);
+        const auto *const error = std::get_if<std::string>(&opened);
+        return error ? *error : std::string();
+    });
+    // Not until it is connected; then it waits for data that never comes.
+    const int connection = accept(silent.descriptor(), nullptr, nullptr);
+    EXPECT_EQ(opening.wait_for(milliseconds(50)), std::future_status::timeout);
+    const auto begin = Clock::now();
+    abandoned = true;
+    const std::string error = opening.get();
+    // Without the request it gives up after 10 seconds.
+    EXPECT_LT(Clock::now() - begin, seconds(5));
+    EXPECT_EQ(error, url.toStdString() + ": opening it was abandoned");
+    close(connection);
 }
 
 TEST_F(MediaSourceStopTest, WithoutAThreadItTellsSoAndEndsTheQueue)
