@@ -119,6 +119,7 @@ std::string governorText(const BoardState &state)
     return state.governor.empty() ? std::string() : "  Governor " + state.governor;
 }
 
+constexpr double highLoad = 0.9;
 constexpr int minBars = 10;
 constexpr int maxBars = 60;
 
@@ -127,10 +128,11 @@ void paintLoad(BoardPicture &picture, int line, const BoardState &state, const s
     const LoadTexts texts = loadTexts(state);
     const int room = picture.width() - texts.width() - CellText(governor).width();
     const int bars = std::min(room, maxBars);
-    int column = picture.put(line, 0, texts.load, Tone::Strong);
-    if (bars >= minBars)
-        column =
-            picture.put(line, column, state.loadHistory.bars(static_cast<std::size_t>(bars), CellText::isUnicode()));
+    int column = picture.put(line, 0, texts.load, state.cpuLoad >= highLoad ? Tone::Warning : Tone::Strong);
+    if (bars >= minBars) {
+        picture.put(line, column, state.loadHistory.bars(static_cast<std::size_t>(bars), CellText::isUnicode()));
+        column += bars; // the texts behind do not move while the history grows
+    }
     column = picture.put(line, column, texts.decoders);
     column = picture.put(line, column, texts.mode, state.performanceMode ? Tone::Plain : Tone::Warning);
     picture.put(line, column, governor);
@@ -230,9 +232,9 @@ void paintHelp(BoardPicture &picture)
     const int left = std::max((picture.width() - helpWidth) / 2, 0);
     const int top = std::max((picture.height() - height) / 2, 0);
     for (int line = 0; line < height; ++line)
-        picture.put(top + line, left, std::string(helpWidth, ' '), Tone::Heading);
+        picture.put(top + line, left, std::string(helpWidth, ' '), Tone::Overlay);
     for (std::size_t i = 0; i < lines.size(); ++i)
-        picture.put(top + 1 + static_cast<int>(i), left + 2, lines[i], Tone::Heading);
+        picture.put(top + 1 + static_cast<int>(i), left + 2, lines[i], Tone::Overlay);
 }
 
 } // namespace

@@ -17,6 +17,8 @@ public:
         Strong,
         /// The line above a table.
         Heading,
+        /// What lies over everything else.
+        Overlay,
         Good,
         Warning,
         Bad,

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
+#include <string_view>
 #include <utility>
 
 #include "board/RowHealth.h"
@@ -32,6 +33,39 @@ std::optional<double> sortFigure(const Row &row, SortColumn column)
         break;
     }
     return std::nullopt;
+}
+
+bool isDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
+
+/// @return the end of the run of digits, or of the one character, that begins at @p begin.
+std::size_t pieceEnd(const std::string &text, std::size_t begin)
+{
+    std::size_t end = begin + 1;
+    while (isDigit(text[begin]) && end < text.size() && isDigit(text[end]))
+        ++end;
+    return end;
+}
+
+/// @return whether @p left comes before @p right when runs of digits count as numbers: "cam-9" before "cam-10".
+bool comesBefore(const std::string &left, const std::string &right)
+{
+    std::size_t leftEnd = 0;
+    std::size_t rightEnd = 0;
+    while (leftEnd < left.size() && rightEnd < right.size()) {
+        const std::size_t leftBegin = std::exchange(leftEnd, pieceEnd(left, leftEnd));
+        const std::size_t rightBegin = std::exchange(rightEnd, pieceEnd(right, rightEnd));
+        const std::string_view leftPiece(&left[leftBegin], leftEnd - leftBegin);
+        const std::string_view rightPiece(&right[rightBegin], rightEnd - rightBegin);
+        // Without leading zeros, the longer number is the greater one.
+        if (isDigit(leftPiece[0]) && isDigit(rightPiece[0]) && leftPiece.size() != rightPiece.size())
+            return leftPiece.size() < rightPiece.size();
+        if (leftPiece != rightPiece)
+            return leftPiece < rightPiece;
+    }
+    return leftEnd == left.size() && rightEnd < right.size();
 }
 
 } // namespace
@@ -134,7 +168,8 @@ std::vector<std::size_t> BoardView::sorted(const std::vector<Row> &rows) const
     }
     if (_sortColumn == SortColumn::Name) {
         std::stable_sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
-            return _isReversed ? rows[right].name < rows[left].name : rows[left].name < rows[right].name;
+            return _isReversed ? comesBefore(rows[right].name, rows[left].name)
+                               : comesBefore(rows[left].name, rows[right].name);
         });
         return order;
     }

@@ -37,11 +37,10 @@ std::vector<double> LoadHistory::latest(std::size_t count) const
     return {_figures.end() - static_cast<std::ptrdiff_t>(shown), _figures.end()};
 }
 
-std::string LoadHistory::bars(std::size_t width, bool unicode) const
+std::string LoadHistory::bars(std::size_t count, bool unicode) const
 {
-    const std::vector<double> figures = latest(width);
-    std::string text(width - figures.size(), ' ');
-    for (const double load : figures)
+    std::string text;
+    for (const double load : latest(count))
         text += bar(load, unicode);
     return text;
 }

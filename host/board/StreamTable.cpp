@@ -35,10 +35,10 @@ constexpr std::array<ColumnForm, 8> forms{{
     {Column::State, "State", "State", 7, 10, false, 4},
     {Column::Lights, "MLCTKND", "M L C T K N D", 7, 13, false, 8},
     {Column::Frames, "Frames", "Frames", 8, 13, true, 2},
-    {Column::Rate, "fps", "fps", 6, 7, true, 7},
+    {Column::Rate, "fps", "fps", 5, 7, true, 7},
     {Column::Lost, "Lost", "Lost", 6, 9, true, 5},
-    {Column::Latency, "ms now", "ms now", 6, 6, true, 6},
-    {Column::Worst, "worst", "worst", 6, 6, true, 3},
+    {Column::Latency, "Latency", "Latency ms", 7, 10, true, 6},
+    {Column::Worst, "Worst", "Worst ms", 6, 8, true, 3},
     {Column::Mode, "Mode", "Mode", 5, 11, false, 1},
 }};
 
