@@ -1,0 +1,168 @@
+#include "control/ControlServer.h"
+
+#include "ControlFixture.h"
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class ControlServerTest : public ControlFixture {};
+
+} // namespace
+
+TEST_F(ControlServerTest, AddsAndRemovesInputs)
+{
+    RawClient client(path());
+    EXPECT_EQ(client.ask("add rtsp://h/1"), " camera\nok\n");
+    EXPECT_EQ(client.ask("add \"my clip.mkv\" \"front door\""), " front door\nok\n");
+    EXPECT_EQ(client.ask("remove \"front door\""), "ok\n");
+    EXPECT_THAT(_control.calls, ElementsAre("add rtsp://h/1", "add my clip.mkv as front door", "remove front door"));
+}
+
+TEST_F(ControlServerTest, TellsWhyTheHostCannot)
+{
+    _control.error = "clip.mkv: no such\nfile";
+    RawClient client(path());
+    EXPECT_EQ(client.ask("add clip.mkv"), "error clip.mkv: no such?file\n");
+    EXPECT_EQ(client.ask("remove x"), "error clip.mkv: no such?file\n");
+    EXPECT_EQ(client.ask("governor on"), "error clip.mkv: no such?file\n");
+}
+
+TEST_F(ControlServerTest, ListsEachStreamOnALine)
+{
+    IControl::Stream front;
+    front.input = "front\tdoor\n";
+    front.kind = "video";
+    front.state = "running";
+    front.frames = 12345678901;
+    front.framesPerSecond = 24.96;
+    front.lostBlocks = 7;
+    front.latency = 40ms;
+    front.worstLatency = 480ms;
+    front.mode = DecodingMode::TimeSaving;
+    IControl::Stream ok;
+    ok.input = "ok";
+    ok.kind = "audio";
+    ok.state = "opening";
+    _control.streams = {front, ok};
+    RawClient client(path());
+    EXPECT_EQ(client.ask("list"), " front?door?\tvideo\trunning\t12345678901\t25.0\t7\t40\t480\ttime-saving\n"
+                                  " ok\taudio\topening\t0\t0.0\t0\t-\t-\tperformance\n"
+                                  "ok\n");
+    _control.streams.clear();
+    EXPECT_EQ(client.ask("list"), "ok\n");
+}
+
+TEST_F(ControlServerTest, TellsTheStatusOfTheHost)
+{
+    _control.state.running = 61234ms;
+    _control.state.inputs = 3;
+    _control.state.streams = 5;
+    _control.state.cpuLoad = 0.8765;
+    _control.state.mode = DecodingMode::TimeSaving;
+    _control.state.governor = "0.60:0.90, time-saving";
+    RawClient client(path());
+    EXPECT_EQ(client.ask("status"), " runningMs=61234\n inputs=3\n streams=5\n cpuLoad=0.876\n mode=time-saving\n"
+                                    " governor=0.60:0.90, time-saving\nok\n");
+    _control.state = IControl::Status();
+    _control.state.cpuLoad = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(client.ask("status"),
+              " runningMs=0\n inputs=0\n streams=0\n cpuLoad=-\n mode=performance\n governor=-\nok\n");
+}
+
+TEST_F(ControlServerTest, SwitchesModeAndGovernor)
+{
+    RawClient client(path());
+    EXPECT_EQ(client.ask("mode time-saving"), "ok\n");
+    EXPECT_EQ(client.ask("mode performance"), "ok\n");
+    EXPECT_EQ(client.ask("governor off"), "ok\n");
+    EXPECT_EQ(client.ask("governor on"), "ok\n");
+    EXPECT_THAT(_control.calls, ElementsAre("mode time-saving", "mode performance", "governor off", "governor on"));
+}
+
+TEST_F(ControlServerTest, AnswersBeforeItAsksTheHostToEnd)
+{
+    RawClient client(path());
+    ASSERT_TRUE(client.send("quit\n"));
+    ASSERT_TRUE(serveUntil([this] { return !_control.calls.empty(); }));
+    _server.reset();
+    EXPECT_EQ(client.answer(), "ok\n");
+    EXPECT_THAT(_control.calls, ElementsAre("quit"));
+}
+
+TEST_F(ControlServerTest, HelpsAndSaysWhatIsWrong)
+{
+    RawClient client(path());
+    EXPECT_THAT(client.ask("help"), HasSubstr("\n remove NAME: "));
+    EXPECT_EQ(client.ask("remove"), "error the request is: remove NAME\n");
+    EXPECT_EQ(client.ask(""), "error the request is empty; try help\n");
+    EXPECT_EQ(client.ask("list\r"), "ok\n") << "a carriage return before the end is left out";
+}
+
+TEST_F(ControlServerTest, TakesRequestsInWhateverPiecesTheyCome)
+{
+    RawClient client(path());
+    for (const char *const piece : {"mo", "de perf", "ormance", "\ngove"}) {
+        ASSERT_TRUE(client.send(piece));
+        QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(client.answer(), "ok\n");
+    EXPECT_EQ(client.ask("rnor on"), "ok\n");
+    EXPECT_THAT(_control.calls, ElementsAre("mode performance", "governor on"));
+}
+
+TEST_F(ControlServerTest, AnswersEachClientInTheOrderOfItsRequests)
+{
+    _control.isSlow = true;
+    RawClient slow(path());
+    RawClient other(path());
+    ASSERT_TRUE(slow.send("add a\nmode time-saving\nremove b\ngovernor on\n"));
+    ASSERT_TRUE(serveUntil([this] { return !_control.pending.empty(); }));
+    EXPECT_EQ(other.ask("mode performance"), "ok\n");
+    EXPECT_THAT(_control.calls, ElementsAre("add a", "mode performance"));
+
+    _control.pending[0]({});
+    EXPECT_EQ(slow.answer(), " camera\nok\n");
+    EXPECT_EQ(slow.answer(), "ok\n");
+    ASSERT_TRUE(serveUntil([this] { return _control.pending.size() == 2; }));
+    EXPECT_THAT(_control.calls, ElementsAre("add a", "mode performance", "mode time-saving", "remove b"));
+    _control.pending[1]("gone");
+    EXPECT_EQ(slow.answer(), "error gone\n");
+    EXPECT_EQ(slow.answer(), "ok\n");
+}
+
+TEST_F(ControlServerTest, AnswersAClientThatHasEndedItsRequests)
+{
+    _control.isSlow = true;
+    RawClient client(path());
+    ASSERT_TRUE(client.send("mode performance\nadd a\nlist\n"));
+    client.endSending();
+    EXPECT_EQ(client.answer(), "ok\n");
+    ASSERT_TRUE(serveUntil([this] { return !_control.pending.empty(); }));
+    _control.pending[0]({});
+    EXPECT_EQ(client.answer(), " camera\nok\n");
+    EXPECT_EQ(client.answer(), "ok\n");
+    EXPECT_TRUE(serveUntil([&client] { return client.isLeft(); }));
+}
+
+TEST_F(ControlServerTest, GivesAnswersOfAnySizeWhole)
+{
+    IControl::Stream stream;
+    stream.input = std::string(1000, 'x');
+    _control.streams.assign(2000, stream);
+    RawClient client(path());
+    const std::string answer = client.ask("list");
+    EXPECT_EQ(std::count(answer.begin(), answer.end(), '\n'), 2001);
+    EXPECT_EQ(answer.substr(answer.size() - 4), "\nok\n");
+}
+
+TEST_F(ControlServerTest, CannotBeHadTwiceOnOnePath)
+{
+    const auto second = ControlServer::listen(path(), _control);
+    ASSERT_TRUE(std::holds_alternative<std::string>(second));
+    EXPECT_THAT(std::get<std::string>(second), HasSubstr("another program listens"));
+    EXPECT_TRUE(serves());
+}
