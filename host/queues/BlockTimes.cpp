@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -20,6 +21,8 @@ qint64 BlockTimes::next(int kind, std::optional<qint64> timeMs, qint64 durationM
     Kind &its = _kinds[static_cast<std::size_t>(kind)];
     qint64 blockTimeMs = its.endMs;
     if (timeMs && *timeMs > -centuryMs && *timeMs < centuryMs) {
+        if (std::exchange(_anchorWanted, false) && _startMs)
+            anchor(*timeMs);
         blockTimeMs = *timeMs + its.shiftMs;
         if (_timeMayJump && its.begun && std::abs(blockTimeMs - its.endMs) > jumpMs) {
             its.shiftMs += its.endMs - blockTimeMs;
@@ -47,6 +50,15 @@ void BlockTimes::beginRepetition()
 {
     for (Kind &kind : _kinds) {
         kind.shiftMs = _endMs - _startMs.value_or(0);
+        kind.endMs = _endMs;
+        kind.begun = false;
+    }
+}
+
+void BlockTimes::anchor(qint64 timeMs)
+{
+    for (Kind &kind : _kinds) {
+        kind.shiftMs = _endMs - timeMs;
         kind.endMs = _endMs;
         kind.begun = false;
     }

@@ -6,8 +6,9 @@
 #include <array>
 #include <optional>
 
-/// Makes block times, in milliseconds, of the time stamps of a file that is read once or several times: for each kind of
-/// stream they never go back, and a repetition goes on where the one before it has ended. Reentrant.
+/// Makes block times, in milliseconds, of the time stamps of a file that is read once or several times, or of a live
+/// source that is connected to again and again: for each kind of stream they never go back, and a repetition or
+/// connection goes on where the one before it has ended. Reentrant.
 class BlockTimes final {
 public:
     static constexpr int kindCount = 2;
@@ -27,6 +28,10 @@ public:
     /// The file's beginning follows.
     void beginRepetition();
 
+    /// Another connection to a live source follows, whose time stamps begin anywhere: the first block that has one goes
+    /// on where everything before has ended, and the other kind keeps its distance to it.
+    void beginConnection() { _anchorWanted = true; }
+
 private:
     struct Kind {
         qint64 shiftMs = 0; // from the file's time to block time
@@ -35,10 +40,13 @@ private:
         bool begun = false; // in this repetition
     };
 
+    void anchor(qint64 timeMs);
+
     const bool _timeMayJump;
     std::array<Kind, kindCount> _kinds;
     std::optional<qint64> _startMs; // of the first block, which is the same in the file and as a block time
     qint64 _endMs = 0;              // of the block that ends last
+    bool _anchorWanted = false;     // the next known time decides how the connection's times are shifted
 };
 
 #endif

@@ -5,13 +5,18 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 
 #include "format/Fourcc.h"
+#include "format/MediaBlock.h"
 
 namespace {
 
-constexpr std::chrono::seconds openLimit{10};
+constexpr std::chrono::seconds fileOpenLimit{10};
+
+/// How a message begins, before its arguments are filled in.
+constexpr const char *missingDatagrams = "RTP: missed ";
 
 /// The input that this thread is reading.
 thread_local MediaInput *reader = nullptr;
@@ -67,10 +72,12 @@ std::string obstacleOf(const AVCodecParameters &parameters, quint32 fourcc)
 
 } // namespace
 
-MediaInput::MediaInput(const std::atomic<bool> &stopRequested)
+MediaInput::MediaInput(const std::atomic<bool> &stopRequested, std::chrono::milliseconds openLimit)
     : _stopRequested(stopRequested)
-    , _openDeadline(std::chrono::steady_clock::now() + openLimit)
+    , _deadline(std::chrono::steady_clock::now() + openLimit)
 {
+    static const bool listening = (av_log_set_callback(takeMessage), true);
+    Q_UNUSED(listening);
 }
 
 MediaInput::~MediaInput()
@@ -81,23 +88,20 @@ MediaInput::~MediaInput()
 std::variant<std::unique_ptr<MediaInput>, std::string>
 MediaInput::open(const QString &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned)
 {
-    static const bool listening = (av_log_set_callback(takeMessage), true);
-    Q_UNUSED(listening);
     if (isLocal(url)) {
         if (const std::optional<std::string> obstacle = obviousObstacle(url))
             return message(url, *obstacle);
     }
 
-    std::unique_ptr<MediaInput> input(new MediaInput(stopRequested));
+    std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, fileOpenLimit));
     input->_abandoned = abandoned;
     const int result = input->openContext(url);
     const bool wasAbandoned = input->isAbandoned();
-    input->_abandoned = nullptr;
-    input->_opening = false;
+    input->endOpening();
     if (wasAbandoned)
         return message(url, "opening it was abandoned");
     if (input->_deadlinePassed)
-        return message(url, "gave up opening it after " + std::to_string(openLimit.count()) + " s");
+        return message(url, "gave up opening it after " + std::to_string(fileOpenLimit.count()) + " s");
     if (result == AVERROR_INVALIDDATA)
         return message(url, "this is no media file, or it is damaged at its beginning: " + errorText(result));
     if (result < 0)
@@ -108,12 +112,52 @@ MediaInput::open(const QString &url, const std::atomic<bool> &stopRequested, con
     return input;
 }
 
-int MediaInput::openContext(const QString &url)
+std::variant<std::unique_ptr<MediaInput>, int> MediaInput::openLive(const LiveUrl &url, std::chrono::milliseconds limit,
+                                                                    const std::atomic<bool> &stopRequested)
+{
+    std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, limit));
+    const int result = input->openLiveContext(url);
+    input->endOpening();
+    if (input->_deadlinePassed)
+        return AVERROR(ETIMEDOUT);
+    if (result < 0)
+        return result;
+    return input;
+}
+
+bool MediaInput::makeContext()
 {
     _context = avformat_alloc_context();
-    if (!_context)
+    if (_context)
+        _context->interrupt_callback = {isInterrupted, this};
+    return _context != nullptr;
+}
+
+void MediaInput::endOpening()
+{
+    _abandoned = nullptr;
+    _deadline = Instant::max();
+}
+
+int MediaInput::openLiveContext(const LiveUrl &url)
+{
+    if (!makeContext())
         return AVERROR(ENOMEM);
-    _context->interrupt_callback = {isInterrupted, this};
+    // libavdevice cannot interrupt a device that it waits for.
+    if (url.isDevice())
+        _context->flags |= AVFMT_FLAG_NONBLOCK;
+    AVDictionary *options = nullptr;
+    for (const LiveUrl::Option &option : url.options())
+        av_dict_set(&options, option.name, option.value, 0);
+    const int result = avformat_open_input(&_context, url.name().constData(), url.format(), &options);
+    av_dict_free(&options);
+    return result < 0 || url.isDevice() ? result : avformat_find_stream_info(_context, nullptr);
+}
+
+int MediaInput::openContext(const QString &url)
+{
+    if (!makeContext())
+        return AVERROR(ENOMEM);
     // As the ffmpeg tool does: it decides which streams of a broadcast recording there are.
     AVDictionary *options = nullptr;
     av_dict_set(&options, "scan_all_pmts", "1", 0);
@@ -125,10 +169,14 @@ int MediaInput::openContext(const QString &url)
 }
 
 /// Called by the FFmpeg libraries, on any thread, with each message of theirs. A demuxer that comes upon the end of the
-/// file too early tells so in a message only.
+/// file too early tells so in a message only, and so does one that misses datagrams.
 void MediaInput::takeMessage(void *sender, int level, const char *format, va_list arguments)
 {
-    if (!reader || sender != reader->_context || level > AV_LOG_ERROR)
+    if (!reader || sender != reader->_context)
+        return;
+    if (level == AV_LOG_WARNING && std::strncmp(format, missingDatagrams, std::strlen(missingDatagrams)) == 0)
+        reader->_noticedGap = true;
+    if (level > AV_LOG_ERROR)
         return;
     std::array<char, 256> text = {};
     std::vsnprintf(text.data(), text.size(), format, arguments);
@@ -139,7 +187,7 @@ void MediaInput::takeMessage(void *sender, int level, const char *format, va_lis
 int MediaInput::isInterrupted(void *input)
 {
     auto *const self = static_cast<MediaInput *>(input);
-    if (self->_opening && std::chrono::steady_clock::now() >= self->_openDeadline)
+    if (self->_deadline != Instant::max() && std::chrono::steady_clock::now() >= self->_deadline)
         self->_deadlinePassed = true;
     const bool stop =
         self->_deadlinePassed || self->isAbandoned() || self->_stopRequested.load(std::memory_order_relaxed);
@@ -180,11 +228,48 @@ AVRational MediaInput::frameRate(int index) const
     return rate.num > 0 && rate.den > 0 ? rate : AVRational{0, 1};
 }
 
+QByteArray MediaInput::packedParameters(int index, const QByteArray &origin) const
+{
+    const AVStream &itsStream = stream(index);
+    const AVRational rate = frameRate(index);
+    return MediaBlock::packParameters({origin, itsStream.time_base.num, itsStream.time_base.den, rate.num, rate.den,
+                                       itsStream.sample_aspect_ratio.num, itsStream.sample_aspect_ratio.den},
+                                      *itsStream.codecpar);
+}
+
+std::optional<qint64> MediaInput::timeMs(const AVPacket &packet) const
+{
+    const qint64 time = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+    if (time == AV_NOPTS_VALUE)
+        return std::nullopt;
+    return av_rescale_q(time, stream(packet.stream_index).time_base, {1, 1000});
+}
+
+qint64 MediaInput::durationMs(const AVPacket &packet, const StreamDescription &description) const
+{
+    if (packet.duration > 0)
+        return av_rescale_q(packet.duration, stream(packet.stream_index).time_base, {1, 1000});
+    const int rate = description.frameRateNumerator;
+    return rate > 0 ? 1000LL * description.frameRateDenominator / rate : 0;
+}
+
 int MediaInput::bestStream(AVMediaType type, int relatedIndex) const
 {
     const AVCodec *decoder = nullptr;
     const int best = av_find_best_stream(_context, type, -1, relatedIndex, &decoder, 0);
     return best >= 0 && describe(best).obstacle.empty() ? best : decodableStream(type);
+}
+
+std::string MediaInput::whyNothingCanBeDecoded(bool videoWanted, bool audioWanted) const
+{
+    const char *const asked = !audioWanted ? "video" : !videoWanted ? "audio" : "video or audio";
+    std::string what = std::string("no ") + asked + " stream in it can be decoded";
+    for (int index = 0; index < streamCount(); ++index) {
+        const StreamDescription description = describe(index);
+        if (!description.obstacle.empty())
+            what += "; stream " + std::to_string(index) + " (" + description.codec + "): " + description.obstacle;
+    }
+    return what;
 }
 
 int MediaInput::decodableStream(AVMediaType type) const
@@ -199,9 +284,12 @@ int MediaInput::decodableStream(AVMediaType type) const
 int MediaInput::read(AVPacket *packet)
 {
     _complaint.clear();
+    _noticedGap = false;
     reader = this;
     const int result = av_read_frame(_context, packet);
     reader = nullptr;
+    if (result < 0 && _deadlinePassed)
+        return AVERROR(ETIMEDOUT);
     // Some demuxers take any failure to read the file for its end.
     const bool hidesError = result == AVERROR_EOF && _context->pb && _context->pb->error < 0;
     return hidesError ? _context->pb->error : result;

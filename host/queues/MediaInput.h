@@ -1,22 +1,25 @@
 #ifndef HOST_QUEUES_MEDIAINPUT_H
 #define HOST_QUEUES_MEDIAINPUT_H
 
+#include <QByteArray>
 #include <QString>
 
 #include <atomic>
 #include <chrono>
 #include <cstdarg>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 
+#include "queues/LiveUrl.h"
 #include "queues/StreamDescription.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
 }
 
-/// A media file opened with libavformat, as the ffmpeg tool opens it by default. Reentrant. The FFmpeg libraries' own
+/// A media file opened with libavformat, as the ffmpeg tool opens it by default, or a live source. Reentrant. The FFmpeg libraries' own
 /// messages are switched off for the whole process, because what matters of them is told in errors.
 class MediaInput final {
 public:
@@ -27,6 +30,11 @@ public:
     /// @return the input, or one line that names @p url and says what is wrong with it.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, std::string>
     open(const QString &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
+
+    /// Opens the live source @p url likewise, for @p limit at most.
+    /// @return the input, or libavformat's error; AVERROR(ETIMEDOUT) when the limit was reached.
+    [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, int>
+    openLive(const LiveUrl &url, std::chrono::milliseconds limit, const std::atomic<bool> &stopRequested);
 
     MediaInput(const MediaInput &) = delete;
     MediaInput &operator=(const MediaInput &) = delete;
@@ -42,12 +50,20 @@ public:
     const AVStream &stream(int index) const { return *_context->streams[index]; }
     StreamDescription describe(int index) const;
     AVRational frameRate(int index) const;
+    /// What a codec decoder must know of the stream, which reports call @p origin.
+    QByteArray packedParameters(int index, const QByteArray &origin) const;
+    /// The packet's decoding time, or else its presentation time.
+    std::optional<qint64> timeMs(const AVPacket &packet) const;
+    /// @param description what `describe` said of the packet's stream. @return 0 when unknown.
+    qint64 durationMs(const AVPacket &packet, const StreamDescription &description) const;
     /// Whether time stamps may jump in the middle of the file, as those of recorded broadcasts do.
     bool timeMayJump() const { return (_context->iformat->flags & AVFMT_TS_DISCONT) != 0; }
 
     /// @return the index of the stream of @p type to decode unless told otherwise; -1 when none can be decoded.
     /// @param relatedIndex of a stream that it should go with, or -1.
     int bestStream(AVMediaType type, int relatedIndex) const;
+    /// @return in words that go behind a name, why there is no such stream of the wanted types.
+    std::string whyNothingCanBeDecoded(bool videoWanted, bool audioWanted) const;
 
     /// Reads no more of the streams but those for which @p wanted, called with the index, answers true.
     template <class Wanted>
@@ -58,8 +74,16 @@ public:
             _context->streams[index]->discard = wanted(index) ? AVDISCARD_NONE : AVDISCARD_ALL;
     }
 
-    /// Reads the next packet. @return 0, or libavformat's error; AVERROR_EOF at the end.
+    /// Until when each further read may wait; forever unless told otherwise.
+    void setDeadline(std::chrono::steady_clock::time_point deadline) { _deadline = deadline; }
+
+    /// Reads the next packet. @return 0, or libavformat's error; AVERROR_EOF at the end, AVERROR(ETIMEDOUT) when the
+    /// deadline was reached.
     [[nodiscard]] int read(AVPacket *packet);
+
+    /// @return whether, during the last call, libavformat noticed that datagrams are missing. It does not tell how many
+    ///         packets that damaged, nor of which stream.
+    bool hasNoticedGap() const { return _noticedGap; }
 
     /// @return what libavformat found wrong with the file during the last call; empty when it was content.
     const std::string &complaint() const { return _complaint; }
@@ -71,19 +95,24 @@ public:
     double readPart() const;
 
 private:
-    explicit MediaInput(const std::atomic<bool> &stopRequested);
+    using Instant = std::chrono::steady_clock::time_point;
+
+    MediaInput(const std::atomic<bool> &stopRequested, std::chrono::milliseconds openLimit);
 
     static int isInterrupted(void *input);
     static void takeMessage(void *sender, int level, const char *format, va_list arguments);
+    bool makeContext();
     int openContext(const QString &url);
+    int openLiveContext(const LiveUrl &url);
+    void endOpening();
     bool isAbandoned() const { return _abandoned && _abandoned->load(std::memory_order_relaxed); }
     int decodableStream(AVMediaType type) const;
 
     const std::atomic<bool> &_stopRequested;
-    std::chrono::steady_clock::time_point _openDeadline;
     const std::atomic<bool> *_abandoned = nullptr; // while opening, by whoever waits for it
-    bool _opening = true;
+    Instant _deadline;                             // of the opening, then of each read
     bool _deadlinePassed = false;
+    bool _noticedGap = false;
     AVFormatContext *_context = nullptr; // owned; null until opened
     std::string _complaint;
 };

@@ -24,20 +24,6 @@ std::string errorText(int error)
     return text.data();
 }
 
-std::optional<qint64> milliseconds(qint64 time, AVRational timeBase)
-{
-    if (time == AV_NOPTS_VALUE)
-        return std::nullopt;
-    return av_rescale_q(time, timeBase, {1, 1000});
-}
-
-qint64 durationMs(const AVPacket &packet, const StreamDescription &stream, AVRational timeBase)
-{
-    if (packet.duration > 0)
-        return av_rescale_q(packet.duration, timeBase, {1, 1000});
-    return stream.frameRateNumerator > 0 ? 1000LL * stream.frameRateDenominator / stream.frameRateNumerator : 0;
-}
-
 } // namespace
 
 MediaSource::MediaSource(const QString &url, const Options &options)
@@ -73,16 +59,8 @@ std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const 
         source->addStream(video, "video", videoStreamId);
     if (options.audio && audio >= 0)
         source->addStream(audio, "audio", audioStreamId);
-    if (source->_streams.empty()) {
-        const char *const asked = !options.audio ? "video" : !options.video ? "audio" : "video or audio";
-        std::string what = url.toStdString() + ": no " + asked + " stream in it can be decoded";
-        for (int index = 0; index < input.streamCount(); ++index) {
-            const StreamDescription stream = input.describe(index);
-            if (!stream.obstacle.empty())
-                what += "; stream " + std::to_string(index) + " (" + stream.codec + "): " + stream.obstacle;
-        }
-        return what;
-    }
+    if (source->_streams.empty())
+        return url.toStdString() + ": " + input.whyNothingCanBeDecoded(options.video, options.audio);
     source->_times.emplace(input.timeMayJump());
     return source;
 }
@@ -145,13 +123,7 @@ void MediaSource::addStream(int index, const char *kind, quint32 streamId)
 
 QByteArray MediaSource::packedParameters(std::size_t position) const
 {
-    const Stream &stream = _streams[position];
-    const AVStream &libraryStream = _input->stream(stream.index);
-    const AVRational rate = _input->frameRate(stream.index);
-    return MediaBlock::packParameters({stream.origin, libraryStream.time_base.num, libraryStream.time_base.den,
-                                       rate.num, rate.den, libraryStream.sample_aspect_ratio.num,
-                                       libraryStream.sample_aspect_ratio.den},
-                                      *libraryStream.codecpar);
+    return _input->packedParameters(_streams[position].index, _streams[position].origin);
 }
 
 /// The source's thread.
@@ -245,10 +217,8 @@ bool MediaSource::deliver(const AVPacket &packet)
         return !isStopRequested();
 
     const auto position = static_cast<std::size_t>(found - _streams.begin());
-    const AVRational timeBase = _input->stream(found->index).time_base;
-    const qint64 time = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
     const int kind = static_cast<int>(position);
-    const qint64 blockTimeMs = _times->next(kind, milliseconds(time, timeBase), durationMs(packet, *found, timeBase));
+    const qint64 blockTimeMs = _times->next(kind, _input->timeMs(packet), _input->durationMs(packet, *found));
 
     State &state = _states[position];
     state.complete = _options.duration && _times->lastSinceStartMs(kind) >= _options.duration->count();
