@@ -34,7 +34,7 @@ public:
         for (int i = 0; i < count; ++i) {
             ++_second;
             if (const auto made = policy.sample(load, now())) {
-                last = made;
+                last = *made;
                 switchedAt.push_back(_second);
             }
         }
@@ -56,7 +56,7 @@ public:
     void noteSwitch(DecodingMode mode) { policy.noteSwitch(mode, now()); }
 
     GovernorPolicy policy{GovernorPolicy::Settings{GovernorLimits{0.6, 0.9}, 5s, 60s}};
-    std::optional<GovernorPolicy::Switch> last;
+    GovernorPolicy::Switch last{};
 
 private:
     int _second = 0;
@@ -131,9 +131,9 @@ TEST(GovernorPolicy, SavesTimeAfterTwoSamplesInARowAboveHigh)
     EXPECT_EQ(governed.policy.mode(), performance);
     EXPECT_THAT(governed.pass(1, 1.0416), ElementsAre(4));
     EXPECT_EQ(governed.policy.mode(), timeSaving);
-    EXPECT_EQ(governed.last->mode, timeSaving);
-    EXPECT_EQ(governed.last->load, 1.0416);
-    EXPECT_EQ(governed.last->reason, "CPU load 1.042 above 0.90 twice");
+    EXPECT_EQ(governed.last.mode, timeSaving);
+    EXPECT_EQ(governed.last.load, 1.0416);
+    EXPECT_EQ(governed.last.reason, "CPU load 1.042 above 0.90 twice");
 }
 
 TEST(GovernorPolicy, ReturnsAfterTwoSamplesInARowBelowLowOnceTheDwellTimeIsOver)
@@ -145,8 +145,8 @@ TEST(GovernorPolicy, ReturnsAfterTwoSamplesInARowBelowLowOnceTheDwellTimeIsOver)
     EXPECT_THAT(governed.pass(1, 0.7), IsEmpty()); // the dwell time is over
     EXPECT_THAT(governed.pass(1, 0.5), IsEmpty());
     EXPECT_THAT(governed.pass(1, 0.41), ElementsAre(9));
-    EXPECT_EQ(governed.last->mode, performance);
-    EXPECT_EQ(governed.last->reason, "CPU load 0.410 below 0.60 twice");
+    EXPECT_EQ(governed.last.mode, performance);
+    EXPECT_EQ(governed.last.reason, "CPU load 0.410 below 0.60 twice");
 }
 
 TEST(GovernorPolicy, LeavesEverythingAsItIsAtTheLimitsAndBetween)
@@ -179,7 +179,7 @@ TEST(GovernorPolicy, SwitchesAtTheEndOfTheDwellTimeForWhatWasSampledInIt)
     Governed governed;
     governed.pass(2, 1.0);
     EXPECT_THAT(governed.pass(6, 0.5), ElementsAre(7));
-    EXPECT_EQ(governed.last->reason, "CPU load 0.500 below 0.60 5 times");
+    EXPECT_EQ(governed.last.reason, "CPU load 0.500 below 0.60 5 times");
 }
 
 TEST(GovernorPolicy, DoublesTheTimeOfSavingWithEveryReturnInVainUpToTheLongest)
@@ -224,6 +224,7 @@ TEST(GovernorPolicy, KeepsWhatSomebodyElseChoseForTheDwellTime)
     governed.noteSwitch(timeSaving);
     EXPECT_EQ(governed.policy.mode(), timeSaving);
     EXPECT_THAT(governed.pass(10, 0.1), ElementsAre(6));
+    EXPECT_EQ(governed.last.reason, "CPU load 0.100 below 0.60 5 times") << "of those since the switch";
     governed.noteSwitch(performance); // the mode in force, at 11 s
     EXPECT_THAT(governed.pass(10, 1.0), ElementsAre(16));
 }
