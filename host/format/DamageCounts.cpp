@@ -25,3 +25,9 @@ DamageCounts::Counts DamageCounts::of(const QByteArray &origin) const
     const auto found = _counts.find(origin);
     return found == _counts.end() ? Counts{} : found->second;
 }
+
+void DamageCounts::forget(const QByteArray &origin)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _counts.erase(origin);
+}

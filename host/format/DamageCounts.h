@@ -31,6 +31,9 @@ public:
     /// The counts of the stream @p origin.
     Counts of(const QByteArray &origin) const;
 
+    /// Drops the counts of the stream @p origin, which has ended for good.
+    void forget(const QByteArray &origin);
+
 private:
     mutable std::mutex _mutex; // guards the next one
     std::map<QByteArray, Counts> _counts;

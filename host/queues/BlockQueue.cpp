@@ -131,6 +131,7 @@ void BlockQueue::noteLatencyLocked(qint64 latencyMs)
 {
     ++_figures.reads;
     _figures.latencySumMs += latencyMs;
+    _figures.lastLatencyMs = latencyMs;
     _figures.maxLatencyMs = std::max(_figures.maxLatencyMs, latencyMs);
 }
 

@@ -40,8 +40,9 @@ public:
         quint64 bytes = 0;
         int peakBlocks = 0; // that were held at one time
         qint64 peakBytes = 0;
-        quint64 reads = 0; // that a counted reader has kept, and the sum and the largest of their latencies
+        quint64 reads = 0; // that a counted reader has kept; the sum, the last and the largest of their latencies
         qint64 latencySumMs = 0;
+        qint64 lastLatencyMs = 0;
         qint64 maxLatencyMs = 0;
     };
 

@@ -125,6 +125,7 @@ void LiveQueue::takeUpToLocked(quint64 position, Gone &gone)
     if (_given && _given->number < position) {
         ++_figures.taken;
         _figures.latencyMs = _given->latencyMs;
+        _figures.latencySumMs += _given->latencyMs;
         _figures.worstLatencyMs = std::max(_figures.worstLatencyMs, _given->latencyMs);
         gone.push_back(*std::exchange(_given, std::nullopt));
     }

@@ -68,7 +68,8 @@ public:
         int peakBlocks = 0; // that were held at one time
         qint64 peakBytes = 0;
         qint64 latencyMs = 0;      // of the block taken last
-        qint64 worstLatencyMs = 0; // of all blocks taken
+        qint64 latencySumMs = 0;   // of all blocks taken
+        qint64 worstLatencyMs = 0; // of them
         qint64 waitingMs = 0;      // how long the oldest block that was not given out has waited
     };
 

@@ -75,7 +75,7 @@ public:
     }
 
     /// Until when each further read may wait; forever unless told otherwise.
-    void setDeadline(std::chrono::steady_clock::time_point deadline) { _deadline = deadline; }
+    void setDeadline(std::chrono::steady_clock::time_point instant) { _deadline = instant; }
 
     /// Reads the next packet. @return 0, or libavformat's error; AVERROR_EOF at the end, AVERROR(ETIMEDOUT) when the
     /// deadline was reached.

@@ -366,6 +366,7 @@ TEST_F(LiveQueueTest, LatencyIsTheTimeSinceTheAppend)
     }
     EXPECT_FALSE(reader.take());
     EXPECT_EQ(queue.figures().latencyMs, 0);
+    EXPECT_EQ(queue.figures().latencySumMs, 280);
     EXPECT_EQ(queue.figures().worstLatencyMs, 250);
 }
 
