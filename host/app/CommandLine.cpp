@@ -3,6 +3,7 @@
 #include <QDir>
 
 #include <cmath>
+#include <map>
 
 #include "app/ExitCode.h"
 #include <CLI/CLI.hpp>
@@ -13,6 +14,7 @@ namespace {
 constexpr int maxCopies = 1000;
 constexpr int maxRepeat = 1000000000;
 constexpr double maxDurationSeconds = 1e9;
+constexpr int maxLatencyMs = 3600000;
 
 std::string notEmpty(const std::string &text)
 {
@@ -79,9 +81,49 @@ void addComponentOptions(CLI::App &command, ComponentOptions &options)
         ->check(notEmpty);
 }
 
-void addInputs(CLI::App &command, std::vector<std::string> &inputs)
+CLI::Option &addInputs(CLI::App &command, std::vector<std::string> &inputs)
 {
-    command.add_option("INPUT", inputs, "Files or URLs to read")->option_text("...")->required()->check(notEmpty);
+    return *command.add_option("INPUT", inputs, "Files or URLs to read")->option_text("...")->check(notEmpty);
+}
+
+/// Those of runs that go on for as long as the operator likes.
+void addLiveOptions(CLI::App &command, DecodeOptions &options)
+{
+    command
+        .add_option_function<int>(
+            "--max-latency", [&options](int limit) { options.maxLatency = std::chrono::milliseconds(limit); },
+            "Drop the oldest group of pictures of a live source whose blocks\nwait longer than MS (by default " +
+                std::to_string(options.maxLatency.count()) + ")")
+        ->option_text("MS")
+        ->check(CLI::Range(1, maxLatencyMs));
+    command
+        .add_option_function<std::string>(
+            "--governor",
+            [&options](const std::string &text) {
+                const auto limits = GovernorLimits::parse(text);
+                if (const std::string *const error = std::get_if<std::string>(&limits))
+                    throw CLI::ValidationError("--governor", *error);
+                options.governor = std::get<GovernorLimits>(limits);
+            },
+            "Decode key blocks only while the CPU load is too high: from above\nHIGH until below LOW, such as 0.6:0.9")
+        ->option_text("LOW:HIGH");
+    command
+        .add_option_function<std::string>(
+            "--control", [&options](const std::string &path) { options.controlSocket = path; },
+            "Take requests of decoding-host ctl on the socket PATH, and run until\ntold to quit")
+        ->option_text("PATH")
+        ->check(notEmpty);
+    const std::map<std::string, DecodeOptions::Board> boards{{"auto", DecodeOptions::Board::Automatic},
+                                                             {"always", DecodeOptions::Board::Always},
+                                                             {"never", DecodeOptions::Board::Never}};
+    command
+        .add_option_function<std::string>(
+            "--board", [&options, boards](const std::string &when) { options.board = boards.at(when); },
+            "Show every stream's state on the standard output: a full screen on a\n"
+            "terminal, else a line every few seconds. always, never, or auto (the\n"
+            "default): with live inputs or --control")
+        ->option_text("WHEN")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
 }
 
 void addDecode(CLI::App &app, DecodeOptions &options)
@@ -125,6 +167,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
             },
             "Read no more than SECONDS of each input, all rounds together")
         ->option_text("SECONDS");
+    addLiveOptions(command, options);
     addComponentOptions(command, options.component);
     command
         .add_option_function<std::string>(
@@ -133,13 +176,17 @@ void addDecode(CLI::App &app, DecodeOptions &options)
         ->option_text("FILE")
         ->check(notEmpty);
     command.add_flag("--quiet", options.quiet, "Print nothing but errors");
-    command.callback([&options] { checkOutputsHaveStreams(options); });
+    command.callback([&options] {
+        if (options.inputs.empty() && !options.controlSocket)
+            throw CLI::RequiredError("INPUT");
+        checkOutputsHaveStreams(options);
+    });
 }
 
 void addProbe(CLI::App &app, ProbeOptions &options)
 {
     CLI::App &command = *app.add_subcommand("probe", "Show the streams of the inputs that decode would take");
-    addInputs(command, options.inputs);
+    addInputs(command, options.inputs).required();
     command.add_flag("--json", options.json, "Show them as JSON");
 }
 
@@ -148,6 +195,18 @@ void addCheck(CLI::App &app, CheckOptions &options)
     CLI::App &command = *app.add_subcommand("check", "Load the component, show what it starts, and stop it");
     addComponentOptions(command, options.component);
     command.add_flag("--json", options.json, "Report as JSON");
+}
+
+void addControl(CLI::App &app, ControlOptions &options)
+{
+    CLI::App &command = *app.add_subcommand("ctl", "Ask something of a decoding-host that runs with --control");
+    command.add_option("--socket", options.socket, "The socket that it listens on")
+        ->option_text("PATH")
+        ->required()
+        ->check(notEmpty);
+    command.add_option("REQUEST", options.request, "What to ask, such as: list; help tells more")
+        ->option_text("...")
+        ->required();
 }
 
 /// @return what is wrong, and where to find help.
@@ -163,17 +222,19 @@ std::string describe(const CLI::Error &error, const CLI::App &app)
 
 } // namespace
 
-std::variant<DecodeOptions, ProbeOptions, CheckOptions, CommandLine::Exit> CommandLine::parse(int argc,
-                                                                                              const char *const *argv)
+std::variant<DecodeOptions, ProbeOptions, CheckOptions, ControlOptions, CommandLine::Exit>
+CommandLine::parse(int argc, const char *const *argv)
 {
     CLI::App app("Runs the decoding manager on real media.", "decoding-host");
     app.set_version_flag("--version", "decoding-host " PROJECT_VERSION, "Print the version and exit");
     DecodeOptions decode;
     ProbeOptions probe;
     CheckOptions check;
+    ControlOptions control;
     addDecode(app, decode);
     addProbe(app, probe);
     addCheck(app, check);
+    addControl(app, control);
     app.require_subcommand(1);
 
     try {
@@ -190,6 +251,8 @@ std::variant<DecodeOptions, ProbeOptions, CheckOptions, CommandLine::Exit> Comma
         return probe;
     if (app.got_subcommand("check"))
         return check;
+    if (app.got_subcommand("ctl"))
+        return control;
     if (decode.outputs.empty())
         decode.outputs.emplace_back();
     return decode;

@@ -19,7 +19,7 @@ constexpr int gap = 2; // characters between two columns
 constexpr int minNameWidth = 12;
 constexpr int textColumns = 3; // the first ones; the others hold numbers, which stand at the right
 
-using Row = std::array<QString, 8>;
+using Row = std::array<QString, 9>;
 
 QString latencyOf(const DecodeReport::Input &input)
 {
@@ -36,6 +36,7 @@ Row rowOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
             DisplayText::printable(stream.codec),
             grouped(stream.frames),
             grouped(stream.damaged),
+            grouped(stream.lost),
             grouped(stream.framesPerSecond(), 1),
             isFirst ? latencyOf(input) : QString(), // measured for the whole input
             grouped(stream.waitedMs())};
@@ -103,6 +104,7 @@ QJsonObject toObject(const DecodeReport::Stream &stream)
             {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
             {QStringLiteral("frames"), stream.frames},
             {QStringLiteral("damaged"), stream.damaged},
+            {QStringLiteral("lost"), stream.lost},
             {QStringLiteral("durationMs"), stream.durationMs},
             {QStringLiteral("framesPerSecond"), stream.framesPerSecond()},
             {QStringLiteral("waitedMs"), stream.waitedMs()},
@@ -119,6 +121,8 @@ QJsonObject toObject(const DecodeReport::Input &input)
         latency = QJsonObject{{QStringLiteral("average"), input.latency->averageMs},
                               {QStringLiteral("maximum"), input.latency->maximumMs}};
     return {{QStringLiteral("name"), QString::fromStdString(input.name)},
+            {QStringLiteral("live"), input.live},
+            {QStringLiteral("connections"), input.connections},
             {QStringLiteral("packets"), input.packets},
             {QStringLiteral("bytes"), input.bytes},
             {QStringLiteral("peakQueuedBlocks"), input.peakQueuedBlocks},
@@ -150,7 +154,7 @@ std::vector<std::string> DecodeReport::allErrors() const
         if (input.error)
             all.push_back(*input.error);
         for (const Stream &stream : input.streams) {
-            if (stream.damaged > 0)
+            if (stream.damaged > 0 && !input.live)
                 all.push_back(damageOf(input, stream));
             for (const Output &output : stream.outputs) {
                 if (output.error)
@@ -219,8 +223,8 @@ std::string DecodeReport::toText(int width) const
 std::string DecodeReport::table(int width) const
 {
     std::vector<Row> rows{{QStringLiteral("input"), QStringLiteral("stream"), QStringLiteral("codec"),
-                           QStringLiteral("frames"), QStringLiteral("damaged"), QStringLiteral("fps"),
-                           QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
+                           QStringLiteral("frames"), QStringLiteral("damaged"), QStringLiteral("lost"),
+                           QStringLiteral("fps"), QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
     for (const Input &input : inputs) {
         for (const Stream &stream : input.streams)
             rows.push_back(rowOf(input, stream));

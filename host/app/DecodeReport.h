@@ -34,6 +34,7 @@ struct DecodeReport {
         std::string codec;
         qint64 frames = 0;
         qint64 damaged = 0; // blocks, pictures and runs of samples
+        qint64 lost = 0;    // blocks of a live source that came faster than they could be decoded, or not at all
         qint64 durationMs = 0;
         std::vector<Output> outputs;
 
@@ -43,8 +44,10 @@ struct DecodeReport {
 
     struct Input {
         std::string name;
-        qint64 packets = 0; // read
-        qint64 bytes = 0;   // read
+        bool live = false;
+        qint64 connections = 0; // that a live source made
+        qint64 packets = 0;     // read
+        qint64 bytes = 0;       // read
         qint64 peakQueuedBlocks = 0;
         qint64 peakQueuedBytes = 0;
         std::optional<Latency> latency; // over its streams; none when nothing was read
@@ -73,8 +76,8 @@ struct DecodeReport {
     std::map<std::string, std::size_t> objectsLeft; // by type
     qint64 slabBlocksLeft = 0;
 
-    /// @return all that makes the run fail: for each input its error, then for each of its streams the damage and the
-    ///         errors of the outputs; at last, what was left behind.
+    /// @return all that makes the run fail: for each input its error, then for each of its streams the damage, which a
+    ///         live source may have without failing, and the errors of the outputs; at last, what was left behind.
     std::vector<std::string> allErrors() const;
     /// A text for each kind of thing that the component left behind.
     QStringList leftBehind() const;

@@ -20,13 +20,17 @@
 
 #include "app/ComponentHost.h"
 #include "app/DisplayText.h"
+#include "app/Governor.h"
 #include "app/HostSettings.h"
-#include "app/InputNames.h"
-#include "app/InputRun.h"
+#include "app/InputSet.h"
 #include "app/ProcessThreads.h"
-#include "app/ProgressDisplay.h"
+#include "app/RunControl.h"
+#include "app/RunDisplay.h"
+#include "app/RunObserver.h"
 #include "app/WarningLog.h"
+#include "control/ControlServer.h"
 #include "format/FormatManager.h"
+#include "indications/IndicationManager.h"
 #include "interfaces/IDecodingManager.h"
 #include "interfaces/ITuneDecoding.h"
 #include "interfaces/InterfaceIdentifiers.h"
@@ -102,151 +106,117 @@ qint64 peakMemoryBytes()
     return static_cast<qint64>(usage.ru_maxrss) * 1024;
 }
 
-/// The inputs between the start of the component and its stop.
+/// What goes on between the start of the component and its stop.
 class Run final {
 public:
-    Run(const DecodeOptions &options, ObjectRegistry &registry, const DamageCounts &damage,
-        const std::shared_ptr<const FileSet> &inputFiles, WarningLog &warnings, DecodeReport &report)
+    Run(const DecodeOptions &options, ObjectRegistry &registry, const IndicationManager *indications,
+        DamageCounts &damage, WarningLog &warnings, DecodeReport &report)
         : _options(options)
         , _manager(registry.getObject(InterfaceIdentifiers::decodingManager))
         , _tuning(registry.getObject(InterfaceIdentifiers::tuneDecoding))
         , _workers(static_cast<std::size_t>(std::max(1, QThread::idealThreadCount())))
-        , _environment{options, *_manager, _workers, damage, inputFiles}
+        , _inputs({options, *_manager, _workers, damage})
+        , _observer(_inputs, indications, *_tuning, !options.excludeFromTuning, Clock::now())
+        , _control(_inputs, _observer,
+                   {[this](DecodingMode mode) { switchMode(mode); }, [this](bool on) { return setGovernor(on); },
+                    [this] { _quitRequested = true; }})
+        , _display(options)
         , _warnings(warnings)
         , _report(report)
-        , _showsProgress(!options.quiet && isatty(STDERR_FILENO) == 1)
-        , _progress(STDERR_FILENO, !_showsProgress)
     {
         if (options.timeSaving)
-            _tuning->useTimeSavingMode();
+            switchMode(DecodingMode::TimeSaving);
+        if (options.governor)
+            _governor.emplace(_tuning, GovernorPolicy::Settings{*options.governor}, _observer.mode(),
+                              [this](const std::string &line) { noteGovernor(line); });
     }
 
-    void decode()
+    /// @return what kept the run from its beginning.
+    std::optional<std::string> decode()
     {
-        openInputs();
-        for (const Input &input : _inputs) {
-            if (input.run)
-                input.run->start();
+        std::unique_ptr<ControlServer> server;
+        if (_options.controlSocket) {
+            auto listening = ControlServer::listen(*_options.controlSocket, _control);
+            if (std::string *const error = std::get_if<std::string>(&listening))
+                return std::move(*error);
+            server = std::move(std::get<std::unique_ptr<ControlServer>>(listening));
+        }
+        for (const std::string &input : _options.inputs) {
+            const auto added = _inputs.add(InputSpec::parse(input), _options.copies);
+            if (const std::string *const error = std::get_if<std::string>(&added))
+                return *error;
         }
 
         QEventLoop loop;
         QTimer timer;
         QObject::connect(&timer, &QTimer::timeout, [&] {
             poll();
-            if (std::none_of(_inputs.begin(), _inputs.end(), isRunning))
+            if (_inputs.isFinished() && (!server || _isEnding))
                 loop.quit();
         });
         timer.start(pollIntervalMs);
         loop.exec();
 
-        _progress.clear();
-        for (Input &input : _inputs)
-            _report.inputs.push_back(input.run ? input.run->report() : std::move(input.failure));
+        for (const auto &input : _inputs.inputs())
+            _report.inputs.push_back(input->report());
+        return std::nullopt;
     }
 
 private:
-    struct Input {
-        std::unique_ptr<InputRun> run; // null when it could not be opened
-        DecodeReport::Input failure;
-    };
-
-    static bool isRunning(const Input &input) { return input.run && !input.run->isFinished(); }
-
-    void openInputs()
-    {
-        InputNames names;
-        for (const std::string &url : _options.inputs) {
-            bool isOpen = true;
-            for (int copy = 0; copy < _options.copies && isOpen && !interruptRequested; ++copy)
-                isOpen = openInput(url, names.next(url));
-        }
-    }
-
-    bool openInput(const std::string &url, const InputNames::Name &name)
-    {
-        Input input;
-        auto opened = InputRun::open(url, name, _environment);
-        if (const std::string *const error = std::get_if<std::string>(&opened)) {
-            input.failure.name = name.shown;
-            input.failure.error = *error;
-            tell(*error);
-        } else {
-            input.run = std::move(std::get<std::unique_ptr<InputRun>>(opened));
-        }
-        _inputs.push_back(std::move(input));
-        return _inputs.back().run != nullptr;
-    }
-
     void poll()
     {
-        if (interruptRequested)
-            interrupt();
-        else
-            finishDecoded();
+        if (interruptRequested || _quitRequested)
+            end();
+        _inputs.poll();
+        _control.poll();
+        for (const std::string &message : _inputs.takeMessages())
+            tell(message);
         for (const std::string &warning : _warnings.take())
             tell(warning);
         sampleLoad();
-        if (_showsProgress)
-            showProgress();
+        show();
     }
 
-    /// @return those that have not come to their end.
-    std::vector<InputRun *> running() const
+    void end()
     {
-        std::vector<InputRun *> inputs;
-        for (const Input &input : _inputs) {
-            if (isRunning(input))
-                inputs.push_back(input.run.get());
-        }
-        return inputs;
+        if (std::exchange(_isEnding, true))
+            return;
+        // Who quits expects live inputs to end, but hardly files.
+        _report.interrupted = interruptRequested ||
+                              std::any_of(_inputs.inputs().begin(), _inputs.inputs().end(),
+                                          [](const auto &input) { return !input->isLive() && !input->isFinished(); });
+        _inputs.cancel();
     }
 
-    /// Ends all inputs, in steps: the inputs share their writers, so that none of them may still decode while the outputs
-    /// of another one are waited for.
-    void interrupt()
+    void switchMode(DecodingMode mode)
     {
-        _report.interrupted = true;
-        const std::vector<InputRun *> inputs = running();
-        for (InputRun *const input : inputs)
-            input->cancel();
-        for (InputRun *const input : inputs)
-            input->stopDecoding();
-        for (InputRun *const input : inputs)
-            complete(*input);
+        if (mode == DecodingMode::Performance)
+            _tuning->usePerformanceMode();
+        else
+            _tuning->useTimeSavingMode();
+        _observer.setMode(mode);
+        if (_governor)
+            _governor->noteSwitch(mode);
     }
 
-    void finishDecoded()
+    IControl::Error setGovernor(bool on)
     {
-        for (InputRun *const input : running()) {
-            if (!input->isDecoded())
-                continue;
-            input->stopDecoding();
-            complete(*input);
-        }
+        if (!_governor)
+            return "there is no governor; start decoding-host with --governor LOW:HIGH";
+        _governor->setPaused(!on);
+        return std::nullopt;
     }
 
-    void complete(InputRun &input)
+    void noteGovernor(const std::string &line)
     {
-        input.completeOutputs();
-        for (const std::string &error : input.errors())
-            tell(error);
+        _observer.setMode(_governor->mode());
+        tell(line);
     }
 
-    void showProgress()
-    {
-        ProgressDisplay::State state;
-        for (const Input &input : _inputs) {
-            if (input.run)
-                state.push_back(input.run->progress());
-        }
-        _progress.update(state, Clock::now());
-    }
-
-    /// As ::tell, whatever else is on the terminal.
     void tell(const std::string &message)
     {
-        _progress.clear();
-        ::tell(message);
+        _observer.addMessage(message);
+        _display.tell(message);
     }
 
     void sampleLoad()
@@ -255,22 +225,51 @@ private:
             return;
         _nextLoadSample += loadInterval;
         const double load = _tuning->cpuLoad(nullptr);
+        _observer.setLoad(load, Clock::now());
         DecodeReport::CpuLoad told = _report.cpuLoad.value_or(DecodeReport::CpuLoad());
         told.average += (load - told.average) / ++_loadSamples;
         told.maximum = std::max(told.maximum, load);
         _report.cpuLoad = told;
     }
 
+    void show()
+    {
+        if (_governor)
+            _observer.setGovernor(_governor->status());
+        switch (_display.update(_inputs, _observer, Clock::now())) {
+        case BoardAction::PerformanceMode:
+            switchMode(DecodingMode::Performance);
+            break;
+        case BoardAction::TimeSavingMode:
+            switchMode(DecodingMode::TimeSaving);
+            break;
+        case BoardAction::ToggleGovernor:
+            if (const auto error = setGovernor(_governor && _governor->isPaused()))
+                tell(*error);
+            break;
+        case BoardAction::Quit:
+            _quitRequested = true;
+            break;
+        case BoardAction::None:
+        case BoardAction::Redraw:
+        case BoardAction::TerminalLost:
+            break;
+        }
+    }
+
     const DecodeOptions &_options;
     const ModkitPtr<IDecodingManager> _manager;
     const ModkitPtr<ITuneDecoding> _tuning;
     SinkWorkers _workers;
-    const InputRun::Environment _environment;
+    InputSet _inputs;
+    RunObserver _observer;
+    RunControl _control;
+    std::optional<Governor> _governor;
+    RunDisplay _display;
     WarningLog &_warnings;
     DecodeReport &_report;
-    const bool _showsProgress;
-    ProgressDisplay _progress;
-    std::vector<Input> _inputs;
+    bool _quitRequested = false;
+    bool _isEnding = false;
     // Not before the component has measured for the first time.
     Clock::time_point _nextLoadSample = Clock::now() + loadInterval + std::chrono::milliseconds(100);
     int _loadSamples = 0;
@@ -292,16 +291,22 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
     if (chosen->getInt("THREADS", 1) == 0)
         return "the setting THREADS (--threads, DECODING_THREADS or settings file) is 0: no thread would decode";
 
-    const auto inputFiles = std::make_shared<FileSet>();
+    FileSet inputFiles;
     for (const std::string &input : options.inputs)
-        inputFiles->add(input);
-    if (options.jsonFile && inputFiles->contains(*options.jsonFile))
+        inputFiles.add(input);
+    if (options.jsonFile && inputFiles.contains(*options.jsonFile))
         return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
 
     const auto damage = std::make_shared<DamageCounts>();
     ObjectRegistry registry;
     registry.setObject(InterfaceIdentifiers::avFormatManager,
                        ModkitPtr<IPolymorph>(ModkitPtr<IAVFormatManager>(new FormatManager(damage))));
+    ModkitPtr<IndicationManager> indications;
+    if (RunDisplay::showsBoard(options)) {
+        indications = ModkitPtr<IndicationManager>(new IndicationManager);
+        registry.setObject(InterfaceIdentifiers::indicationManager,
+                           ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(indications)));
+    }
     const std::set<int> threadsBefore = ProcessThreads::ids();
     ComponentHost host(chosen, registry);
     if (auto error = host.start(ComponentHost::libraryFile(options.component)))
@@ -315,7 +320,8 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
     WarningLog warnings;
     const Clock::time_point startedAt = Clock::now();
     const qint64 cpuBeforeMs = cpuTimeMs();
-    Run(options, registry, *damage, inputFiles, warnings, report).decode();
+    if (auto error = Run(options, registry, indications.data(), *damage, warnings, report).decode())
+        return error;
     report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
     report.cpuTimeMs = cpuTimeMs() - cpuBeforeMs;
     report.cores = std::max(1, QThread::idealThreadCount());
@@ -325,7 +331,8 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
     for (const std::string &warning : warnings.take())
         tell(warning);
     for (const std::string &identifier : registry.identifiers()) {
-        if (identifier != InterfaceIdentifiers::avFormatManager)
+        if (identifier != InterfaceIdentifiers::avFormatManager &&
+            identifier != InterfaceIdentifiers::indicationManager)
             report.stillPublished.push_back(identifier);
     }
     return std::nullopt;
@@ -335,7 +342,7 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
 
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
-    const InterruptSignals signals;
+    const InterruptSignals interruptSignals;
     allowManyOpenFiles();
     DecodeReport report;
     if (const auto error = runComponent(options, report))

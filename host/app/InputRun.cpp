@@ -1,156 +1,134 @@
 #include "app/InputRun.h"
 
-#include <QString>
-
 #include <algorithm>
 #include <utility>
 
-#include "interfaces/CreationFlags.h"
+#include "app/FileFeed.h"
+#include "app/LiveFeed.h"
 
 namespace {
 
-// Much for one stream, little for hundreds.
-constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
+using Clock = std::chrono::steady_clock;
 
-int creationFlags(const DecodeOptions &options)
+bool anyOutput(const DecodeOptions &options, bool (OutputSpec::*takes)() const)
 {
-    return (options.paced ? CreationFlags::Paced : 0) |
-           (options.excludeFromTuning ? CreationFlags::ExcludeFromTuning : 0);
+    return std::any_of(options.outputs.begin(), options.outputs.end(),
+                       [takes](const OutputSpec &output) { return (output.*takes)(); });
 }
 
-MediaSource::Options sourceOptions(const DecodeOptions &options, const std::string &label)
+std::unique_ptr<InputFeed> makeFeed(const std::string &url, const std::string &label, const DecodeOptions &options,
+                                    QThreadPool &openers)
 {
-    MediaSource::Options source;
     // Nobody would read a stream that no output takes.
-    source.video = options.video && std::any_of(options.outputs.begin(), options.outputs.end(),
-                                                [](const OutputSpec &output) { return output.takesVideo(); });
-    source.audio = options.audio && std::any_of(options.outputs.begin(), options.outputs.end(),
-                                                [](const OutputSpec &output) { return output.takesAudio(); });
-    source.paced = options.paced;
-    source.repeat = options.repeat;
-    source.duration = options.duration;
-    source.label = QString::fromStdString(label);
-    return source;
+    const bool video = options.video && anyOutput(options, &OutputSpec::takesVideo);
+    const bool audio = options.audio && anyOutput(options, &OutputSpec::takesAudio);
+    const QString address = QString::fromStdString(url);
+    if (LiveSource::isLive(address)) {
+        LiveSource::Options live;
+        live.video = video;
+        live.audio = audio;
+        live.duration = options.duration;
+        live.label = QString::fromStdString(label);
+        return std::make_unique<LiveFeed>(address, live, options.maxLatency);
+    }
+    MediaSource::Options file;
+    file.video = video;
+    file.audio = audio;
+    file.paced = options.paced;
+    file.repeat = options.repeat;
+    file.duration = options.duration;
+    file.label = QString::fromStdString(label);
+    return std::make_unique<FileFeed>(address, file, openers);
 }
 
 } // namespace
 
-std::variant<std::unique_ptr<InputRun>, std::string>
-InputRun::open(const std::string &url, const InputNames::Name &name, const Environment &environment)
-{
-    auto opened = MediaSource::open(QString::fromStdString(url), sourceOptions(environment.options, name.shown));
-    if (std::string *const error = std::get_if<std::string>(&opened))
-        return std::move(*error);
-    std::unique_ptr<InputRun> run(
-        new InputRun(name, environment, std::move(std::get<std::unique_ptr<MediaSource>>(opened))));
-    for (const MediaSource::Stream &stream : run->_source->streams()) {
-        if (auto error = run->addStream(stream))
-            return std::move(*error);
-    }
-    return run;
-}
-
-InputRun::InputRun(InputNames::Name name, const Environment &environment, std::unique_ptr<MediaSource> source)
+InputRun::InputRun(const std::string &url, InputNames::Name name, const Environment &environment)
     : _name(std::move(name))
     , _environment(environment)
-    , _source(std::move(source))
-    , _queue(new BlockQueue(static_cast<int>(_source->streams().size()), queueLimits))
+    , _feed(makeFeed(url, _name.shown, environment.streams.options, environment.openers))
 {
 }
 
 InputRun::~InputRun()
 {
-    if (_finished)
+    if (_phase == Phase::Finished)
         return;
     cancel();
-    stopDecoding();
-    completeOutputs();
+    if (_phase == Phase::Running)
+        end();
+    else
+        _ending.wait();
 }
 
-std::optional<std::string> InputRun::addStream(const MediaSource::Stream &description)
+void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
 {
-    Stream &stream = _streams.emplace_back(Stream{description, {}, {}});
-    for (const OutputSpec &spec : _environment.options.outputs) {
-        std::optional<std::string> error;
-        if (description.kind == "video" && spec.takesVideo())
-            error = addOutput(stream, SinkFactory::createVideoSink, &IDecodingManager::createVideoDecoder, spec);
-        else if (description.kind == "audio" && spec.takesAudio())
-            error = addOutput(stream, SinkFactory::createAudioSink, &IDecodingManager::createAudioDecoder, spec);
-        if (error)
-            return error;
+    if (_phase == Phase::Running) {
+        if (!_cancelled)
+            addStreams(inputFiles);
+        if (_cancelled || _feed->isDrained())
+            beginEnding();
+    } else if (_phase == Phase::Ending && _ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
+        _endedAt = Clock::now();
+        _phase = Phase::Finished;
     }
-    return std::nullopt;
 }
 
-template <class Sink, class CreateDecoder>
-std::optional<std::string> InputRun::addOutput(Stream &stream,
-                                               SinkFactory::Result<Sink> (*createSink)(const OutputSpec &,
-                                                                                       const SinkFactory::Input &,
-                                                                                       SinkWorkers &),
-                                               CreateDecoder createDecoder, const OutputSpec &spec)
+void InputRun::addStreams(const std::shared_ptr<const FileSet> &inputFiles)
 {
-    const SinkFactory::Input input{QString::fromStdString(_name.stem), _source->startTimeUs(), _environment.inputFiles};
-    auto created = createSink(spec, input, _environment.workers);
-    if (std::string *const error = std::get_if<std::string>(&created))
-        return std::move(*error);
-    const ModkitPtr<Sink> &sink = std::get<ModkitPtr<Sink>>(created);
-    const ModkitPtr<IDecoder> handle = (_environment.manager.*createDecoder)(
-        _queue, sink, creationFlags(_environment.options), QString::fromUtf8(stream.description.origin));
-    if (handle.isNull())
-        return _name.shown + ": the component gives no decoder for its " + stream.description.kind;
-    stream.outputs.push_back({spec.kindName(), sink});
-    stream.handles.push_back(handle);
-    return std::nullopt;
-}
-
-void InputRun::start()
-{
-    _startedAt = std::chrono::steady_clock::now();
-    if (const auto error = _source->start(*_queue))
-        cancel(); // The source goes on telling the error.
+    const bool isFirst = _streams.empty();
+    for (const InputFeed::Stream &stream : _feed->takeStreams()) {
+        auto created = DecodedStream::create(stream, _name, isLive(), inputFiles, _environment.streams);
+        if (std::string *const error = std::get_if<std::string>(&created)) {
+            _error = std::move(*error);
+            cancel();
+            return;
+        }
+        _streams.push_back(std::move(std::get<std::unique_ptr<DecodedStream>>(created)));
+    }
+    if (isFirst && !_streams.empty()) {
+        _startedAt = Clock::now();
+        _feed->start();
+    }
 }
 
 void InputRun::cancel()
 {
     _cancelled = true;
-    _queue->close();
-    _source->requestStop();
+    _feed->cancel();
 }
 
-void InputRun::stopDecoding()
+void InputRun::beginEnding()
 {
-    _source->join();
-    for (Stream &stream : _streams)
-        stream.handles.clear();
+    auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });
+    _ending = ending->get_future();
+    _environment.enders.start([ending] { (*ending)(); });
+    _phase = Phase::Ending;
 }
 
-void InputRun::completeOutputs()
+/// On a thread of the enders.
+void InputRun::end()
 {
-    for (Stream &stream : _streams) {
-        for (Output &output : stream.outputs)
-            output.sink->finish();
-    }
-    _finishedAt = std::chrono::steady_clock::now();
-    _finished = true;
+    _feed->wait();
+    for (const auto &stream : _streams)
+        stream->dropDecoder();
+    for (const auto &stream : _streams)
+        stream->completeOutputs();
 }
 
-std::chrono::milliseconds InputRun::runningTime() const
+InputFeed::Status InputRun::status() const
 {
-    const auto end = _finished ? _finishedAt : std::chrono::steady_clock::now();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(end - _startedAt);
+    InputFeed::Status status = _feed->status();
+    if (_error)
+        status.error = _error;
+    if (_phase == Phase::Finished || _error)
+        status.state = InputFeed::State::Ended;
+    return status;
 }
 
-qint64 InputRun::frameCount(const Stream &stream)
+std::vector<std::string> InputRun::takeReports()
 {
-    return stream.outputs.empty() ? 0 : static_cast<qint64>(stream.outputs.front().sink->status().records);
-}
-
-qint64 InputRun::damageCount(const Stream &stream) const
-{
-    qint64 damaged = 0;
-    for (const quint64 count : _environment.damage.of(stream.description.origin))
-        damaged += static_cast<qint64>(count);
-    return damaged;
+    return _feed->takeReports();
 }
 
 std::vector<std::string> InputRun::errors() const
@@ -160,50 +138,65 @@ std::vector<std::string> InputRun::errors() const
     return ofInput.allErrors();
 }
 
+std::chrono::milliseconds InputRun::runningTime() const
+{
+    if (!_startedAt)
+        return std::chrono::milliseconds(0);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(_endedAt.value_or(Clock::now()) - *_startedAt);
+}
+
 ProgressDisplay::Input InputRun::progress() const
 {
     ProgressDisplay::Input input;
     input.name = _name.shown;
     // One that was cancelled goes on showing how far it came.
-    if (_finished && !errors().empty())
+    if (isFinished() && !errors().empty())
         input.phase = ProgressDisplay::Input::Phase::Failed;
-    else if (_finished && !_cancelled)
+    else if (isFinished() && !_cancelled)
         input.phase = ProgressDisplay::Input::Phase::Done;
-    if (_source->progress() > 0)
-        input.progress = _source->progress();
-    input.frames = _streams.empty() ? 0 : frameCount(_streams.front());
+    input.progress = _feed->status().progress;
+    input.frames = _streams.empty() ? 0 : _streams.front()->frames();
     const auto timeMs = runningTime().count();
     input.framesPerSecond = timeMs > 0 ? static_cast<double>(input.frames) * 1000 / static_cast<double>(timeMs) : 0;
     return input;
 }
 
+std::vector<InputRun::StreamView> InputRun::streams() const
+{
+    std::vector<StreamView> views;
+    for (const auto &stream : _streams)
+        views.push_back({stream->description().origin.toStdString(), stream->description().kind, stream->frames(),
+                         stream->damaged(), _feed->figures(stream->description().streamId)});
+    return views;
+}
+
 DecodeReport::Input InputRun::report() const
 {
+    const InputFeed::Status status = this->status();
     DecodeReport::Input input;
-    const BlockQueue::Figures figures = _queue->figures();
     input.name = _name.shown;
-    input.packets = static_cast<qint64>(_source->packets());
-    input.bytes = static_cast<qint64>(_source->bytes());
-    input.peakQueuedBlocks = figures.peakBlocks;
-    input.peakQueuedBytes = figures.peakBytes;
+    input.live = isLive();
+    input.packets = status.packets;
+    input.bytes = status.bytes;
+    input.connections = status.connections;
+    input.peakQueuedBlocks = status.peakQueuedBlocks;
+    input.peakQueuedBytes = status.peakQueuedBytes;
+    const InputFeed::Figures figures = _feed->figures();
     if (figures.reads > 0)
         input.latency = DecodeReport::Latency{
             static_cast<double>(figures.latencySumMs) / static_cast<double>(figures.reads), figures.maxLatencyMs};
-    input.error = _source->error();
-    for (const Stream &stream : _streams) {
+    input.error = status.error;
+    for (const auto &stream : _streams) {
+        const MediaSource::Stream &description = stream->description();
         DecodeReport::Stream told;
-        told.index = stream.description.index;
-        told.kind = stream.description.kind;
-        told.codec = stream.description.codec;
-        told.frames = frameCount(stream);
-        told.damaged = damageCount(stream);
+        told.index = description.index;
+        told.kind = description.kind;
+        told.codec = description.codec;
+        told.frames = stream->frames();
+        told.damaged = stream->damaged();
+        told.lost = _feed->figures(description.streamId).lost;
         told.durationMs = runningTime().count();
-        for (const Output &output : stream.outputs) {
-            const ISink::Status status = output.sink->status();
-            told.outputs.push_back({output.kind, static_cast<qint64>(status.records),
-                                    static_cast<qint64>(status.nullBlocks), static_cast<qint64>(status.bytesWritten),
-                                    static_cast<qint64>(status.waitedMs), status.error});
-        }
+        told.outputs = stream->outputs();
         input.streams.push_back(std::move(told));
     }
     return input;

@@ -1,6 +1,7 @@
 #include <QCoreApplication>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <system_error>
@@ -11,8 +12,12 @@
 #include "app/DecodeRun.h"
 #include "app/ExitCode.h"
 #include "app/ProbeRun.h"
+#include "control/ControlClient.h"
 
 namespace {
+
+// An input may take ten seconds to open, and its outputs some time to be written to their end.
+constexpr std::chrono::seconds controlTimeout(60);
 
 int fail(int exitCode, const std::string &message)
 {
@@ -81,6 +86,24 @@ int run(const ProbeOptions &options)
     for (const std::string &error : result.errors)
         fail(ExitCode::failure, error);
     return result.errors.empty() ? exitCode : ExitCode::failure;
+}
+
+int run(const ControlOptions &options)
+{
+    const ControlClient::Answer answer = ControlClient::ask(options.socket, options.request, controlTimeout);
+    std::string text;
+    for (const std::string &line : answer.lines)
+        text += line + '\n';
+    const int exitCode = print(text);
+    switch (answer.outcome) {
+    case ControlClient::Outcome::Done:
+        return exitCode;
+    case ControlClient::Outcome::WrongUsage:
+        return fail(ExitCode::wrongUsage, answer.error);
+    case ControlClient::Outcome::Failed:
+        break;
+    }
+    return fail(ExitCode::failure, answer.error);
 }
 
 } // namespace

@@ -79,9 +79,9 @@ QJsonObject only(const QJsonObject &object, const char *key)
 TEST(DecodeReport, ShowsARowForEachStreamInColumnsThatFit)
 {
     EXPECT_THAT(linesOf(finished().toText()),
-                ElementsAre("input     stream  codec  frames  damaged      fps   latency ms  waited ms",
-                            "clip.mp4  video   h264   12,345        2  1,234.5  4.3 / 1,017        250",
-                            "clip.mp4  audio   aac         5        0      0.0                       0",
+                ElementsAre("input     stream  codec  frames  damaged  lost      fps   latency ms  waited ms",
+                            "clip.mp4  video   h264   12,345        2     0  1,234.5  4.3 / 1,017        250",
+                            "clip.mp4  audio   aac         5        0     0      0.0                       0",
                             "total      1 input, 2 streams, 12,350 frames in 2.00 s", //
                             "processor  3.00 s of CPU time, 75 % of 2 cores",         //
                             "memory     123.5 MB at most",                            //
@@ -96,7 +96,7 @@ TEST(DecodeReport, ShortensNamesAtTheLeftToKeepTheTableWithinItsWidth)
     const std::vector<std::string> lines = linesOf(report.toText(100));
     EXPECT_EQ(lines[0].size(), 100);
     EXPECT_EQ(lines[1].size(), 100);
-    EXPECT_THAT(lines[1], HasSubstr("...ace/deep/below/the/root/clip.mp4  video"));
+    EXPECT_THAT(lines[1], HasSubstr("...ep/below/the/root/clip.mp4  video"));
     EXPECT_THAT(linesOf(report.toText(20))[1], HasSubstr(".../clip.mp4  video"));
 }
 
@@ -194,16 +194,30 @@ TEST(DecodeReport, NamesEverythingThatIsLeft)
     EXPECT_EQ(left[QStringLiteral("bigBlocks")].toInt(), 1234);
 }
 
+TEST(DecodeReport, FailsForTheDamageOfAFileButNotForThatOfALiveSource)
+{
+    DecodeReport report = finished();
+    EXPECT_EQ(report.exitCode(), 1);
+    report.inputs[0].live = true;
+    EXPECT_EQ(report.exitCode(), 0);
+    report.inputs[0].error = "rtsp://camera: no packet for 5 s";
+    EXPECT_EQ(report.exitCode(), 1);
+}
+
 TEST(DecodeReport, HoldsTheSameFiguresAsJson)
 {
     DecodeReport report = finished();
+    report.inputs[0].live = true;
+    report.inputs[0].connections = 3;
     report.inputs[0].packets = 600;
     report.inputs[0].bytes = 70000;
     report.inputs[0].peakQueuedBlocks = 64;
     report.inputs[0].peakQueuedBytes = 8000;
+    report.inputs[0].streams[0].lost = 25;
+    report.threadsLeft = {11};
     report.cpuLoad = DecodeReport::CpuLoad{0.5, 0.75};
     const QJsonObject root = json(report);
-    EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(-1), 1) << "damaged";
+    EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(-1), 1) << "a thread is left";
     EXPECT_EQ(root[QStringLiteral("interrupted")].toBool(true), false);
     EXPECT_TRUE(root[QStringLiteral("errors")].isArray());
 
@@ -222,6 +236,8 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
 
     const QJsonObject input = only(root, "inputs");
     EXPECT_EQ(input[QStringLiteral("name")].toString(), QStringLiteral("clip.mp4"));
+    EXPECT_TRUE(input[QStringLiteral("live")].toBool());
+    EXPECT_EQ(input[QStringLiteral("connections")].toInt(), 3);
     EXPECT_EQ(input[QStringLiteral("packets")].toInt(), 600);
     EXPECT_EQ(input[QStringLiteral("bytes")].toInt(), 70000);
     EXPECT_EQ(input[QStringLiteral("peakQueuedBlocks")].toInt(), 64);
@@ -243,6 +259,7 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
                                    {QStringLiteral("codec"), QStringLiteral("h264")},
                                    {QStringLiteral("frames"), 12345},
                                    {QStringLiteral("damaged"), 2},
+                                   {QStringLiteral("lost"), 25},
                                    {QStringLiteral("durationMs"), 10000},
                                    {QStringLiteral("framesPerSecond"), 1234.5},
                                    {QStringLiteral("waitedMs"), 250}}));

@@ -1,0 +1,149 @@
+#include "app/InputSet.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+// So many stalled files do not hold up others, and so many slow outputs.
+constexpr int openerCount = 8;
+constexpr int enderCount = 8;
+
+} // namespace
+
+InputSet::InputSet(const DecodedStream::Environment &environment)
+    : _environment{environment, _openers, _enders}
+    , _inputFiles(std::make_shared<FileSet>())
+{
+    _openers.setMaxThreadCount(openerCount);
+    _enders.setMaxThreadCount(enderCount);
+}
+
+InputSet::~InputSet()
+{
+    cancel();
+}
+
+std::variant<InputNames::Name, std::string> InputSet::add(const InputSpec &input, int copies)
+{
+    if (input.name && _names.isShown(*input.name))
+        return *input.name + ": there is an input of this name";
+    const auto files = std::make_shared<FileSet>(*_inputFiles);
+    files->add(input.url);
+    _inputFiles = files;
+    _inputs.push_back(std::make_unique<InputRun>(input.url, _names.next(input), _environment));
+    const InputRun &first = *_inputs.back();
+    Copies others{input.url, &first, {}};
+    for (int copy = 1; copy < copies; ++copy)
+        others.names.push_back(_names.next(input));
+    if (!others.names.empty())
+        _copies.push_back(std::move(others));
+    return first.name();
+}
+
+bool InputSet::remove(const std::string &name)
+{
+    const auto found = std::find_if(_inputs.begin(), _inputs.end(),
+                                    [&name](const auto &input) { return input->name().shown == name; });
+    if (found == _inputs.end())
+        return false;
+    const InputRun *const removed = found->get();
+    const auto areOfRemoved = [removed](const Copies &copies) { return copies.first == removed; };
+    _copies.erase(std::remove_if(_copies.begin(), _copies.end(), areOfRemoved), _copies.end());
+    (*found)->cancel();
+    _removed.push_back(std::move(*found));
+    _inputs.erase(found);
+    return true;
+}
+
+void InputSet::cancel()
+{
+    _cancelled = true;
+    _copies.clear();
+    for (const auto &input : _inputs)
+        input->cancel();
+}
+
+void InputSet::poll()
+{
+    for (const auto &input : _removed)
+        input->poll(_inputFiles);
+    dropRemoved();
+    for (const auto &input : _inputs) {
+        const bool wasFinished = input->isFinished();
+        input->poll(_inputFiles);
+        for (std::string &report : input->takeReports())
+            _messages.push_back(std::move(report));
+        if (input->isFinished() && !wasFinished) {
+            for (std::string &error : input->errors())
+                _messages.push_back(std::move(error));
+        }
+    }
+    beginCopies();
+}
+
+const InputRun *InputSet::find(const std::string &name) const
+{
+    const auto found = std::find_if(_inputs.begin(), _inputs.end(),
+                                    [&name](const auto &input) { return input->name().shown == name; });
+    return found == _inputs.end() ? nullptr : found->get();
+}
+
+bool InputSet::isLeaving(const std::string &name) const
+{
+    return std::any_of(_removed.begin(), _removed.end(),
+                       [&name](const auto &input) { return input->name().shown == name; });
+}
+
+bool InputSet::isFinished() const
+{
+    return _removed.empty() && _copies.empty() &&
+           std::all_of(_inputs.begin(), _inputs.end(), [](const auto &input) { return input->isFinished(); });
+}
+
+std::vector<std::string> InputSet::takeMessages()
+{
+    return std::exchange(_messages, {});
+}
+
+/// Begins the copies of each input that was opened, and forgets those of each that could not be.
+void InputSet::beginCopies()
+{
+    std::vector<Copies> waiting;
+    for (Copies &copies : std::exchange(_copies, {})) {
+        if (copies.first->isOpen() || copies.first->isLive())
+            beginCopies(copies);
+        else if (!copies.first->isFinished())
+            waiting.push_back(std::move(copies));
+    }
+    _copies = std::move(waiting);
+}
+
+void InputSet::beginCopies(const Copies &copies)
+{
+    auto next = std::next(place(*copies.first));
+    for (const InputNames::Name &name : copies.names)
+        next = std::next(_inputs.insert(next, std::make_unique<InputRun>(copies.url, name, _environment)));
+}
+
+std::vector<std::unique_ptr<InputRun>>::iterator InputSet::place(const InputRun &input)
+{
+    return std::find_if(_inputs.begin(), _inputs.end(),
+                        [&input](const auto &candidate) { return candidate.get() == &input; });
+}
+
+void InputSet::dropRemoved()
+{
+    const auto dropped =
+        std::partition(_removed.begin(), _removed.end(), [](const auto &input) { return !input->isFinished(); });
+    for (auto input = dropped; input != _removed.end(); ++input) {
+        for (std::string &error : (*input)->errors())
+            _messages.push_back(std::move(error));
+        qint64 frames = 0;
+        for (const InputRun::StreamView &stream : (*input)->streams())
+            frames += stream.frames;
+        _messages.push_back((*input)->name().shown + ": removed, after " + std::to_string(frames) + " frames");
+        _names.release((*input)->name());
+    }
+    _removed.erase(dropped, _removed.end());
+}
