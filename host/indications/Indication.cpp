@@ -23,13 +23,30 @@ Indication::Indication(int initialValue, quint64 ownerNumber)
 {
 }
 
+/// @return whether it is shown. A busy indication has a time-out to end, or a callback that is overtaken: that takes the lock.
+inline bool Indication::showUnlessBusy(int value)
+{
+    const quint64 wanted = wordOf(value, ThreadNames::current(), false);
+    quint64 shown = _word.load(std::memory_order_acquire);
+    while ((shown & busyBit) == 0)
+        if (shown == wanted || _word.compare_exchange_weak(shown, wanted))
+            return true;
+    return false;
+}
+
 void Indication::setValue(int value, int timeoutMs,
                           const ModkitPtr<ISimpleIndicationObjectCallback> &onTimeout) noexcept
 {
-    // Every idle decoder comes here a thousand times a second. Nothing is pending that this value would end.
-    if (timeoutMs <= 0 && _word.load(std::memory_order_acquire) == wordOf(value, ThreadNames::current(), false))
+    // Every idle decoder comes here a thousand times a second.
+    if (timeoutMs <= 0 && showUnlessBusy(value))
         return;
-    setValueAt(timeoutMs > 0 ? std::chrono::steady_clock::now() : TimeoutWheel::Instant(), value, timeoutMs, onTimeout);
+    setValueNow(value, timeoutMs, onTimeout);
+}
+
+void Indication::setValueNow(int value, int timeoutMs,
+                             const ModkitPtr<ISimpleIndicationObjectCallback> &onTimeout) noexcept
+{
+    setValueAt(std::chrono::steady_clock::now(), value, timeoutMs, onTimeout);
 }
 
 void Indication::setValueAt(TimeoutWheel::Instant now, int value, int timeoutMs,
@@ -55,7 +72,7 @@ void Indication::setValueAt(TimeoutWheel::Instant now, int value, int timeoutMs,
         _onTimeout.reset();
         _due = TimeoutWheel::never;
     }
-    storeLocked(value, ThreadNames::current());
+    _word.store(wordOf(value, ThreadNames::current(), isBusyLocked()), std::memory_order_release);
 }
 
 void Indication::show(TimeoutWheel &wheel, const ModkitPtr<IIndicationObject> &self) noexcept
@@ -73,7 +90,7 @@ void Indication::hide() noexcept
     const std::lock_guard<std::mutex> lock(_mutex);
     if (!_wheel)
         return;
-    _wheel->leave(*this);
+    _wheel->leave(_place);
     _wheel = nullptr;
     _entered = TimeoutWheel::never;
     _due = TimeoutWheel::never;
@@ -81,8 +98,7 @@ void Indication::hide() noexcept
     _onTimeout.reset();
     self = _self;
     _self.reset();
-    const Reading shown = reading();
-    storeLocked(shown.value, shown.setter);
+    endBusyLocked();
 }
 
 Indication::Reading Indication::reading() const noexcept
@@ -118,19 +134,26 @@ void Indication::timeUp(TimeoutWheel::Tick tick)
 void Indication::enterLocked(TimeoutWheel::Tick tick)
 {
     _entered = tick;
-    _wheel->enter(*this, tick);
+    _wheel->enter(_place, tick);
 }
 
-void Indication::storeLocked(int value, ThreadNames::Id setter)
+bool Indication::isBusyLocked() const
 {
-    const bool busy = _due != TimeoutWheel::never || _caller != std::thread::id();
-    _word.store(wordOf(value, setter, busy), std::memory_order_release);
+    return _due != TimeoutWheel::never || _caller != std::thread::id();
 }
 
 void Indication::endCall()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     _caller = std::thread::id();
-    const Reading shown = reading();
-    storeLocked(shown.value, shown.setter);
+    endBusyLocked();
+}
+
+/// Lets sets without a lock go on, unless there is still a reason not to.
+void Indication::endBusyLocked()
+{
+    // Nobody else writes a busy word; one that is not busy may change at any time.
+    const quint64 shown = _word.load(std::memory_order_relaxed);
+    if ((shown & busyBit) != 0 && !isBusyLocked())
+        _word.store(shown & ~busyBit, std::memory_order_release);
 }

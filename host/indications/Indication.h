@@ -14,8 +14,9 @@
 /// While it is shown, it holds a reference to itself, and its time-outs come through the manager's wheel. Before and
 /// afterwards it takes values, but keeps no callback and calls none.
 ///
-/// Aligned, so that an idle decoder's set reads one cache line, which no other indication writes to.
-class alignas(64) Indication final : public IIndicationObject, private TimeoutWheel::Entry {
+/// Aligned, and its fields in the order in which they are, because with a thousand decoders each cache line is a miss: a
+/// value without a time-out touches one, a blink two, and none of them holds fields of another indication.
+class alignas(64) Indication final : public IIndicationObject {
 public:
     struct Reading {
         int value;
@@ -26,8 +27,9 @@ public:
     Indication(int initialValue, quint64 ownerNumber);
 
     /// As the interface says. Beyond it:
-    /// - The value that is shown already, set once more without a time-out by the same thread, costs a few nanoseconds
-    ///   and no lock. Any other set takes two locks for a few instructions, and neither is held over foreign code.
+    /// - A value without a time-out takes no lock, unless it ends a time-out. The value that is shown already, set once
+    ///   more by the same thread, costs a few nanoseconds.
+    /// - Any other set takes two locks for a few instructions, and neither is held over foreign code.
     /// - A time-out that is not positive is none, nor is one without a callback: the value stays.
     /// - A time-out is never early, and late by a tick of the wheel and whatever other callbacks take.
     /// - @p onTimeout is called with the reason 0 on the manager's thread. It must not throw, and what it does delays all
@@ -52,27 +54,43 @@ public:
     quint64 ownerNumber() const { return _ownerNumber; }
 
 private:
-    const ModkitPtr<IIndicationObject> &self() const override { return _self; }
-    void timeUp(TimeoutWheel::Tick tick) override;
-
+    bool showUnlessBusy(int value);
+    void setValueNow(int value, int timeoutMs, const ModkitPtr<ISimpleIndicationObjectCallback> &onTimeout) noexcept;
+    void timeUp(TimeoutWheel::Tick tick);
     void enterLocked(TimeoutWheel::Tick tick);
-    void storeLocked(int value, ThreadNames::Id setter);
+    bool isBusyLocked() const;
+    void endBusyLocked();
     void endCall();
 
-    /// The value, its setter and whether a time-out is pending or its callback in progress, in one word. Written under
-    /// _mutex, read by anybody.
+    /// The value, its setter and whether the indication is busy, in one word: a time-out is pending, or its callback in
+    /// progress. While it is busy, written under _mutex only.
     std::atomic<quint64> _word;
 
-    std::mutex _mutex;              // guards all below but the constant; taken before the wheel's lock
-    TimeoutWheel *_wheel = nullptr; // set while shown
+    std::mutex _mutex;                             // guards all below but the constant; taken before the wheel's lock
+    TimeoutWheel::Tick _due = TimeoutWheel::never; // when the time-out is over; never: none is pending
     ModkitPtr<ISimpleIndicationObjectCallback> _onTimeout; // set while a time-out is pending
-    TimeoutWheel::Tick _due = TimeoutWheel::never;         // when the time-out is over; never: none is pending
-    /// What the wheel has for it. A value that is set again only moves _due; when the wheel's tick comes, the entry is
-    /// moved on to it. So never after _due, but when this is `never`.
+    TimeoutWheel *_wheel = nullptr;                        // set while shown
+    /// What the wheel has for it. A value that is set again only moves _due; when the wheel's tick comes, the place is
+    /// moved on to it. So it is never after _due, unless it is `never`.
     TimeoutWheel::Tick _entered = TimeoutWheel::never;
     std::thread::id _caller;            // which thread calls the callback just now
     bool _isOvertaken = false;          // another thread has set a value since the call began
     ModkitPtr<IIndicationObject> _self; // set while shown, so constant while in the wheel
+
+    /// In the wheel.
+    class Place final : public TimeoutWheel::Entry {
+    public:
+        explicit Place(Indication &indication)
+            : _indication(indication)
+        {
+        }
+
+    private:
+        const ModkitPtr<IIndicationObject> &self() const override { return _indication._self; }
+        void timeUp(TimeoutWheel::Tick tick) override { _indication.timeUp(tick); }
+
+        Indication &_indication;
+    } _place{*this};
 
     const quint64 _ownerNumber;
 };

@@ -18,8 +18,8 @@ constexpr Id nameless = 0;
 
 namespace Detail {
 constexpr Id unknown = std::numeric_limits<Id>::max();
-// Here, and not in a source file, so that the number is read without a call.
-inline thread_local Id ofThisThread = unknown;
+// Here, and in the thread's static block, so that the number is read without a call.
+[[gnu::tls_model("initial-exec")]] inline thread_local Id ofThisThread = unknown;
 Id learn() noexcept;
 } // namespace Detail
 
