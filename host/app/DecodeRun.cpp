@@ -6,6 +6,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -53,7 +54,8 @@ void requestInterrupt(int /*signal*/)
     interruptRequested = true;
 }
 
-/// While it lives, SIGINT and SIGTERM ask for an interrupt instead of ending the program; a second one ends it.
+/// While it lives, SIGINT, SIGTERM and, unless it is ignored, SIGHUP ask for an interrupt instead of ending the program;
+/// a second one ends it.
 class InterruptSignals final {
 public:
     InterruptSignals()
@@ -61,20 +63,27 @@ public:
         struct sigaction action = {};
         action.sa_handler = requestInterrupt;
         action.sa_flags = static_cast<int>(SA_RESETHAND);
-        sigaction(SIGINT, &action, &_previousInt);
-        sigaction(SIGTERM, &action, &_previousTerm);
+        for (Handled &handled : _handled) {
+            sigaction(handled.signal, &action, &handled.previous);
+            // Who ignores the end of the session, as nohup does, wants to go on without it.
+            if (handled.signal == SIGHUP && handled.previous.sa_handler == SIG_IGN)
+                sigaction(SIGHUP, &handled.previous, nullptr);
+        }
     }
     ~InterruptSignals()
     {
-        sigaction(SIGINT, &_previousInt, nullptr);
-        sigaction(SIGTERM, &_previousTerm, nullptr);
+        for (const Handled &handled : _handled)
+            sigaction(handled.signal, &handled.previous, nullptr);
     }
     InterruptSignals(const InterruptSignals &) = delete;
     InterruptSignals &operator=(const InterruptSignals &) = delete;
 
 private:
-    struct sigaction _previousInt = {};
-    struct sigaction _previousTerm = {};
+    struct Handled {
+        int signal;
+        struct sigaction previous;
+    };
+    std::array<Handled, 3> _handled = {{{SIGINT, {}}, {SIGTERM, {}}, {SIGHUP, {}}}};
 };
 
 /// Each output of each copy of each input holds a file open: far more than the 1024 that are usual until a program asks

@@ -48,7 +48,7 @@ void RunControl::poll()
 
 void RunControl::add(const std::string &url, const std::optional<std::string> &name, const AddDone &done)
 {
-    const auto added = _inputs.add({url, name});
+    const auto added = _inputs.add(name ? InputSpec{url, name} : InputSpec::parse(url));
     if (const std::string *const error = std::get_if<std::string>(&added))
         done(std::string(), *error);
     else

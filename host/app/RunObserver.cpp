@@ -36,6 +36,13 @@ RowState stateOf(const InputRun &input, const InputFeed::Status &status)
     return status.error || !input.errors().empty() ? RowState::Failed : RowState::Ended;
 }
 
+/// @return @p trouble without the name that stands before it, since it is shown beside the name.
+std::string withoutName(const std::string &trouble, const std::string &name)
+{
+    const std::string prefix = name + ": ";
+    return trouble.compare(0, prefix.size(), prefix) == 0 ? trouble.substr(prefix.size()) : trouble;
+}
+
 } // namespace
 
 RunObserver::RunObserver(const InputSet &inputs, const IndicationManager *indications, ITuneDecoding &tuning,
@@ -81,7 +88,7 @@ std::vector<RunObserver::Stream> RunObserver::streams(Instant now)
         }
         for (auto stream = streams.begin() + static_cast<std::ptrdiff_t>(first); stream != streams.end(); ++stream) {
             stream->row.state = stateOf(*input, status);
-            stream->row.trouble = status.error.value_or(std::string());
+            stream->row.trouble = withoutName(status.error.value_or(std::string()), input->name().shown);
         }
     }
     forgetRatesOfOthers(streams);
