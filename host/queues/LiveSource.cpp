@@ -89,7 +89,8 @@ std::string LiveSource::connectAndDeliver()
 {
     noteState(State::Connecting);
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
-    const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(), _options.audio && !_queues[1].isNull(), _options.label};
+    const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
+                                           _options.audio && !_queues[1].isNull(), _options.label};
     const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _stopRequested);
     if (const auto *const trouble = std::get_if<std::string>(&opened))
         return *trouble;

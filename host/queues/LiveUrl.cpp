@@ -63,10 +63,9 @@ LiveUrl::LiveUrl(const QString &url)
 
 std::vector<LiveUrl::Option> LiveUrl::options() const
 {
-    // As for files: the program map decides which streams of a broadcast there are.
-    std::vector<Option> options = {{"scan_all_pmts", "1"}};
     if (_format)
-        return options;
+        return {};
+    std::vector<Option> options;
     // So long a group of pictures may be, to be found out about before it is delivered.
     options.push_back({"analyzeduration", "3000000"});
     // A burst that the system has no room for is lost. It gives less where less is allowed.
