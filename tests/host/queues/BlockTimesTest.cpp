@@ -93,4 +93,30 @@ TEST(BlockTimes, KeepALateBeginningOfAKindInEachRepetition)
     EXPECT_EQ(times.next(audio, 15'000, 20), 30'020);
 }
 
+TEST(BlockTimes, AnotherConnectionGoesOnWhereTheOneBeforeEndedWhateverItsTimesAre)
+{
+    for (const qint64 beginMs : {0LL, 5000LL, 7'000'000LL, -7'000'000LL}) {
+        BlockTimes times(true);
+        EXPECT_EQ(times.next(video, 5000, 40), 5000);
+        EXPECT_EQ(times.next(audio, 5020, 20), 5020);
+        EXPECT_EQ(times.next(video, 5040, 40), 5040);
+        times.beginConnection();
+        EXPECT_EQ(times.next(audio, beginMs, 20), 5080);
+        EXPECT_EQ(times.next(video, beginMs + 30, 40), 5110);
+        EXPECT_EQ(times.next(audio, beginMs + 20, 20), 5100);
+    }
+}
+
+TEST(BlockTimes, TheFirstKnownTimeOfAConnectionDecides)
+{
+    BlockTimes times(true);
+    times.beginConnection();
+    EXPECT_EQ(times.next(video, 5000, 40), 5000);
+    times.beginConnection();
+    EXPECT_EQ(times.next(video, std::nullopt, 40), 5040);
+    EXPECT_EQ(times.next(video, 100, 40), 5080);
+    EXPECT_EQ(times.next(audio, 90, 40), 5070);
+    EXPECT_EQ(times.next(video, 140, 40), 5120);
+}
+
 } // namespace

@@ -13,10 +13,13 @@
 class Loopback final {
 public:
     /// @param type SOCK_DGRAM, or SOCK_STREAM: it then lets others connect, but neither answers nor reads.
-    explicit Loopback(int type)
-        : _socket(socket(AF_INET, type, 0))
+    /// @param port 0: any that is free.
+    explicit Loopback(int type, quint16 port = 0)
+        : _socket(socket(AF_INET, type | SOCK_CLOEXEC, 0))
     {
-        sockaddr_in address = at(0);
+        const int on = 1;
+        setsockopt(_socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        sockaddr_in address = at(port);
         socklen_t size = sizeof address;
         if (_socket < 0 || bind(_socket, reinterpret_cast<const sockaddr *>(&address), size) != 0 ||
             getsockname(_socket, reinterpret_cast<sockaddr *>(&address), &size) != 0 ||

@@ -1,0 +1,55 @@
+#include "ByteServer.h"
+
+#include <algorithm>
+#include <poll.h>
+
+namespace {
+
+bool isReady(int socket, short events)
+{
+    pollfd descriptor = {socket, events, 0};
+    return poll(&descriptor, 1, 20) > 0;
+}
+
+} // namespace
+
+ByteServer::ByteServer(std::vector<Script> scripts, quint16 port)
+    : _scripts(std::move(scripts))
+    , _socket(SOCK_STREAM, port)
+    , _thread(&ByteServer::run, this)
+{
+}
+
+ByteServer::~ByteServer()
+{
+    _stopRequested = true;
+    _thread.join();
+}
+
+void ByteServer::run()
+{
+    std::vector<int> open;
+    while (!_stopRequested) {
+        if (!isReady(_socket.descriptor(), POLLIN))
+            continue;
+        const int client = accept(_socket.descriptor(), nullptr, nullptr);
+        const auto turn = std::min(static_cast<std::size_t>(_clients++), _scripts.size() - 1);
+        const Script &script = _scripts[turn];
+        ssize_t sent = 0;
+        while (!_stopRequested && sent < script.bytes.size()) {
+            if (!isReady(client, POLLOUT))
+                continue;
+            const auto left = static_cast<std::size_t>(script.bytes.size() - sent);
+            const ssize_t count = send(client, script.bytes.constData() + sent, left, MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (count < 0)
+                break;
+            sent += count;
+        }
+        if (script.keepsOpen)
+            open.push_back(client);
+        else
+            close(client);
+    }
+    for (const int client : open)
+        close(client);
+}

@@ -1,0 +1,186 @@
+#include <QtEndian>
+
+#include <algorithm>
+
+#include "DatagramRelay.h"
+#include "LiveFixture.h"
+#include "Loopback.h"
+#include "ServerProcess.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+/// Live sources that other programs serve: the pictures of a real clip, H.264 at 26.8 pictures a second, a key picture about every second.
+class LiveServersTest : public LiveFixture {
+protected:
+    static QString clip() { return QStringLiteral(SAMPLES_DIR "/cup.mp4"); }
+
+    static LiveSource::Options pictures()
+    {
+        LiveSource::Options options = impatient();
+        options.audio = false;
+        return options;
+    }
+
+    /// The clip's coded pictures: the one slice that each consists of.
+    static std::vector<QByteArray> picturesOfClip()
+    {
+        std::vector<QByteArray> pictures;
+        for (const Packet &packet : packetsOf(clip(), 1)) {
+            int slices = 0;
+            for (int at = 0, size = 0; at + 5 <= packet.data.size(); at += 4 + size) {
+                size = qFromBigEndian<qint32>(packet.data.constData() + at);
+                const int type = packet.data[at + 4] & 31;
+                if (type >= 1 && type <= 5) {
+                    pictures.push_back(packet.data.mid(at + 4, size));
+                    ++slices;
+                }
+            }
+            EXPECT_EQ(slices, 1);
+        }
+        return pictures;
+    }
+
+    /// Which of the clip's pictures @p block holds, perhaps behind parameter sets and what else may stand
+    /// before the slices; -1 when none.
+    int pictureIn(const QueueReader::Block &block)
+    {
+        const std::vector<Packet> packets = packetsIn({block}, 0);
+        const auto found = std::find_if(_pictures.begin(), _pictures.end(), [&](const QByteArray &picture) {
+            return packets.size() == 1 && packets.front().data.endsWith(picture);
+        });
+        return found == _pictures.end() ? -1 : static_cast<int>(found - _pictures.begin());
+    }
+
+    /// Each block up to @p end holds the picture that follows the one before it.
+    void expectTheClip(std::size_t end)
+    {
+        const int first = pictureIn(videoBlocks.front());
+        ASSERT_GE(first, 0);
+        for (std::size_t position = 0; position < end; ++position)
+            ASSERT_EQ(pictureIn(videoBlocks[position]), first + static_cast<int>(position));
+    }
+
+    const std::vector<QByteArray> _pictures = picturesOfClip();
+};
+
+TEST_F(LiveServersTest, RtspDeliversTheClipPictureForPicture)
+{
+    const quint16 port = Loopback::freePort(SOCK_STREAM);
+    const auto server = ServerProcess::rtsp(clip(), port);
+    start(QStringLiteral("rtsp://127.0.0.1:%1/live").arg(port), pictures());
+    ASSERT_TRUE(takeVideo(60));
+    expectTheClip(60);
+    expectDecodable(videoBlocks);
+    EXPECT_EQ(pictureIn(videoBlocks.front()), 0);
+    EXPECT_EQ(source->streams()[0].codec, "h264");
+    EXPECT_EQ(source->streams()[0].width, 640);
+    EXPECT_LT(timeToStop(), milliseconds(200));
+}
+
+TEST_F(LiveServersTest, RtspGoesOverDatagramsWhereTheUrlSaysSo)
+{
+    const quint16 port = Loopback::freePort(SOCK_STREAM);
+    const auto server = ServerProcess::rtsp(clip(), port);
+    start(QStringLiteral("rtsp://127.0.0.1:%1/live?udp").arg(port), pictures());
+    ASSERT_TRUE(takeVideo(30));
+    expectDecodable(videoBlocks);
+    EXPECT_GE(pictureIn(videoBlocks[10]), 0);
+    EXPECT_LT(timeToStop(), milliseconds(200));
+}
+
+TEST_F(LiveServersTest, AnRtspServerThatDiesAndComesBackIsReportedOnceAndFoundAgain)
+{
+    const quint16 port = Loopback::freePort(SOCK_STREAM);
+    auto server = ServerProcess::rtsp(clip(), port);
+    start(QStringLiteral("rtsp://127.0.0.1:%1/live").arg(port), pictures());
+    ASSERT_TRUE(takeVideo(20));
+    server->kill();
+    ASSERT_TRUE(takeUntil([&] { return breaksIn(videoBlocks).size() == 1; }));
+    const std::size_t atBreak = breaksIn(videoBlocks).front();
+    expectTheClip(atBreak);
+    ASSERT_TRUE(takeUntil([&] { return source->status().trouble == "cannot be opened: Connection refused"; }));
+    server = ServerProcess::rtsp(clip(), port);
+    ASSERT_TRUE(takeVideo(atBreak + 20));
+    expectDecodable(videoBlocks);
+    EXPECT_EQ(pictureIn(videoBlocks[atBreak + 1]), 0);
+    const std::string name = "rtsp://127.0.0.1:" + std::to_string(port) + "/live: ";
+    // How the end shows depends on what the server was about to send.
+    ASSERT_EQ(reports.size(), 3u) << testing::PrintToString(reports);
+    EXPECT_THAT(reports[0], MatchesRegex(name + "(the source ended|reading it failed: .*); reconnecting"));
+    EXPECT_EQ(reports[1], name + "cannot be opened: Connection refused; reconnecting");
+    EXPECT_THAT(reports[2], MatchesRegex(name + "delivers again after [0-9.]+ s, [0-9]+ attempts?"));
+    EXPECT_EQ(source->status().connections, 2u);
+}
+
+TEST_F(LiveServersTest, DatagramsDeliverTheClipPictureForPicture)
+{
+    const quint16 port = Loopback::freePort(SOCK_DGRAM);
+    start(QStringLiteral("udp://127.0.0.1:%1").arg(port), pictures());
+    const auto sender =
+        ServerProcess::transportStream(clip(), QStringLiteral("udp://127.0.0.1:%1?pkt_size=1316").arg(port));
+    ASSERT_TRUE(takeVideo(60));
+    expectTheClip(60);
+    expectDecodable(videoBlocks);
+    EXPECT_THAT(reports, IsEmpty());
+    for (std::size_t position = 1; position < 60; ++position)
+        EXPECT_EQ(videoBlocks[position].lost, 0u);
+    EXPECT_LT(timeToStop(), milliseconds(200));
+}
+
+TEST_F(LiveServersTest, ASenderOfDatagramsThatStopsIsNoticedAndFoundAgain)
+{
+    const quint16 port = Loopback::freePort(SOCK_DGRAM);
+    const QString target = QStringLiteral("udp://127.0.0.1:%1?pkt_size=1316").arg(port);
+    start(QStringLiteral("udp://127.0.0.1:%1").arg(port), pictures());
+    auto sender = ServerProcess::transportStream(clip(), target);
+    ASSERT_TRUE(takeVideo(20));
+    sender->kill();
+    ASSERT_TRUE(takeReports(1));
+    sender = ServerProcess::transportStream(clip(), target);
+    ASSERT_TRUE(takeReports(2));
+    const std::string name = "udp://127.0.0.1:" + std::to_string(port) + ": ";
+    EXPECT_EQ(reports[0], name + "no packet for 1.5 s; reconnecting");
+    EXPECT_THAT(reports[1], MatchesRegex(name + "delivers again after [0-9.]+ s, [0-9]+ attempts?"));
+    EXPECT_EQ(breaksIn(videoBlocks).size(), 1u);
+    ASSERT_TRUE(takeVideo(breaksIn(videoBlocks).front() + 10));
+    expectDecodable(videoBlocks);
+}
+
+/// What a source over datagrams says of losses, with the muxer that is told.
+class DroppedDatagrams : public LiveServersTest, public testing::WithParamInterface<const char *> {};
+
+TEST_P(DroppedDatagrams, ShowInTheNextBlock)
+{
+    const bool isRtp = std::string(GetParam()) == "rtp_mpegts";
+    const QString scheme = isRtp ? QStringLiteral("rtp") : QStringLiteral("udp");
+    const quint16 port = Loopback::freePort(SOCK_DGRAM);
+    DatagramRelay relay(port);
+    start(QStringLiteral("%1://127.0.0.1:%2").arg(scheme).arg(port), pictures());
+    const auto sender = ServerProcess::transportStream(
+        clip(), QStringLiteral("%1://127.0.0.1:%2?pkt_size=1316").arg(scheme).arg(relay.port()),
+        QLatin1String(GetParam()));
+    ASSERT_TRUE(takeVideo(20));
+    const auto lost = [this] {
+        return std::count_if(videoBlocks.begin() + 1, videoBlocks.end(),
+                             [](const QueueReader::Block &block) { return block.lost > 0; });
+    };
+    EXPECT_EQ(lost(), 0);
+    relay.drop(2);
+    ASSERT_TRUE(takeUntil([&] { return lost() > 0; }));
+    ASSERT_TRUE(relay.hasDropped());
+    EXPECT_THAT(breaksIn(videoBlocks), IsEmpty());
+    // Two datagrams touch two pictures at most, and libavformat may mark a whole one beside them; then all is well again.
+    const std::size_t count = videoBlocks.size();
+    ASSERT_TRUE(takeVideo(count + 10));
+    EXPECT_LE(lost(), 3);
+    EXPECT_GE(pictureIn(videoBlocks.back()), 0);
+    EXPECT_THAT(reports, IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Live, DroppedDatagrams, testing::Values("mpegts", "rtp_mpegts"));
+
+} // namespace

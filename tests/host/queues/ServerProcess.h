@@ -1,0 +1,53 @@
+#ifndef TESTS_HOST_QUEUES_SERVERPROCESS_H
+#define TESTS_HOST_QUEUES_SERVERPROCESS_H
+
+#include <QProcess>
+#include <QStringList>
+
+#include <memory>
+
+#include <gmock/gmock.h>
+
+/// A program that sends media, and ends with its owner at the latest. Belongs to one thread.
+class ServerProcess final {
+public:
+    ServerProcess(const QString &program, const QStringList &arguments)
+    {
+        _process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        _process.start(program, arguments);
+        EXPECT_TRUE(_process.waitForStarted()) << program.toStdString();
+    }
+    ~ServerProcess() { kill(); }
+    Q_DISABLE_COPY(ServerProcess)
+
+    /// Serves the pictures of @p file by RTSP at @p port, and returns when clients can connect.
+    static std::unique_ptr<ServerProcess> rtsp(const QString &file, quint16 port)
+    {
+        auto server =
+            std::make_unique<ServerProcess>(QStringLiteral("/usr/bin/python3"),
+                                            QStringList{QStringLiteral(RTSP_SERVER_FILE), QString::number(port), file});
+        EXPECT_TRUE(server->_process.waitForReadyRead()) << "the RTSP server does not come up";
+        return server;
+    }
+
+    /// Sends @p file in real time as a transport stream to @p url.
+    static std::unique_ptr<ServerProcess> transportStream(const QString &file, const QString &url,
+                                                          const QString &muxer = QStringLiteral("mpegts"))
+    {
+        return std::make_unique<ServerProcess>(
+            QStringLiteral("ffmpeg"),
+            QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-re"), QStringLiteral("-i"),
+                        file, QStringLiteral("-c"), QStringLiteral("copy"), QStringLiteral("-f"), muxer, url});
+    }
+
+    void kill()
+    {
+        _process.kill();
+        _process.waitForFinished();
+    }
+
+private:
+    QProcess _process;
+};
+
+#endif
