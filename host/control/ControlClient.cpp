@@ -18,7 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using ControlClient::Answer;
-using ControlClient::Outcome;
 
 constexpr std::chrono::milliseconds crowdedRetry(20);
 

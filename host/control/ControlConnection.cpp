@@ -193,7 +193,8 @@ void ControlConnection::proceed()
 {
     const bool hasRequest = _input.find('\n') != std::string::npos || _input.size() > ControlLine::maxRequestBytes;
     const bool isReady = !_isBusy && _output.size() <= maxUnreadBytes;
-    if (_isInputAtEnd && !hasRequest && !_isBusy && _output.empty()) {
+    // No request is left then: as long as there is one, nothing is read, and so no end is found.
+    if (_isInputAtEnd && _output.empty()) {
         close();
         return;
     }

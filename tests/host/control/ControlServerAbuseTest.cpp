@@ -122,8 +122,9 @@ TEST_F(ControlServerAbuse, AnswersThatNobodyReadsStopTheRequestsNotTheServer)
     for (int i = 0; i < 1000; ++i)
         requests += "list\n";
     ASSERT_TRUE(client.send(requests)) << "so much fits into the buffers";
-    for (int i = 0; i < 10; ++i)
-        EXPECT_TRUE(serves());
+    for (int i = 0; i < 500; ++i)
+        QCoreApplication::processEvents();
+    EXPECT_TRUE(serves());
     // An answer has 100 KB: one beyond the limit, and what the system keeps, which is some hundred more.
     EXPECT_LT(_control.lists, 50);
 

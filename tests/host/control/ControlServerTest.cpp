@@ -1,11 +1,13 @@
 #include "control/ControlServer.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "ControlFixture.h"
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
 
@@ -86,10 +88,11 @@ TEST_F(ControlServerTest, SwitchesModeAndGovernor)
 TEST_F(ControlServerTest, AnswersBeforeItAsksTheHostToEnd)
 {
     RawClient client(path());
+    std::string answer;
+    _control.onQuit = [&client, &answer] { answer = client.answerAtHand(); };
     ASSERT_TRUE(client.send("quit\n"));
     ASSERT_TRUE(serveUntil([this] { return !_control.calls.empty(); }));
-    _server.reset();
-    EXPECT_EQ(client.answer(), "ok\n");
+    EXPECT_EQ(answer, "ok\n");
     EXPECT_THAT(_control.calls, ElementsAre("quit"));
 }
 
@@ -134,6 +137,28 @@ TEST_F(ControlServerTest, AnswersEachClientInTheOrderOfItsRequests)
     EXPECT_EQ(slow.answer(), "ok\n");
 }
 
+TEST_F(ControlServerTest, KeepsTheOrderWhileItsAnswersAreRead)
+{
+    IControl::Stream stream;
+    stream.input = std::string(10000, 'x');
+    _control.streams = {stream};
+    _control.isSlow = true;
+    RawClient client(path());
+    constexpr int lists = 50;
+    std::string requests;
+    for (int i = 0; i < lists; ++i)
+        requests += "list\n";
+    ASSERT_TRUE(client.send(requests + "add a\nmode performance\n"));
+    for (int i = 0; i < lists; ++i)
+        ASSERT_GT(client.answer().size(), 10000U);
+    ASSERT_TRUE(serveUntil([this] { return !_control.pending.empty(); }));
+    EXPECT_TRUE(serves()) << "with a mode of its own";
+    EXPECT_THAT(_control.calls, ElementsAre("add a", "mode performance"));
+    _control.pending[0]({});
+    EXPECT_EQ(client.answer(), " camera\nok\n");
+    EXPECT_EQ(client.answer(), "ok\n");
+}
+
 TEST_F(ControlServerTest, AnswersAClientThatHasEndedItsRequests)
 {
     _control.isSlow = true;
@@ -154,7 +179,9 @@ TEST_F(ControlServerTest, GivesAnswersOfAnySizeWhole)
     stream.input = std::string(1000, 'x');
     _control.streams.assign(2000, stream);
     RawClient client(path());
-    const std::string answer = client.ask("list");
+    ASSERT_TRUE(client.send("list\n"));
+    client.endSending();
+    const std::string answer = client.answer();
     EXPECT_EQ(std::count(answer.begin(), answer.end(), '\n'), 2001);
     EXPECT_EQ(answer.substr(answer.size() - 4), "\nok\n");
 }

@@ -156,6 +156,16 @@ TEST_F(ControlSocketTest, ReplacesNoFileThatIsNoSocket)
     EXPECT_EQ(files().size(), 1) << "no lock is left";
 }
 
+TEST_F(ControlSocketTest, ReplacesNoSocketOfAnotherKind)
+{
+    const Descriptor datagrams(::socket(AF_UNIX, SOCK_DGRAM, 0));
+    const auto address = std::get<sockaddr_un>(ControlAddress::of(path()));
+    ASSERT_EQ(bind(datagrams.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(), nullptr);
+    EXPECT_THAT(error(), HasSubstr("wrong type"));
+    EXPECT_EQ(files().size(), 1);
+}
+
 TEST_F(ControlSocketTest, TouchesNoFileThatHasTheNameOfItsLock)
 {
     const std::string lock = path() + ".lock";
@@ -200,6 +210,7 @@ TEST_F(ControlSocketTest, IsWonByOneOfManyThatFindADeadOne)
         std::atomic<int> ready{0};
         std::vector<std::unique_ptr<ControlSocket>> sockets(threadCount);
         std::vector<std::thread> threads;
+        threads.reserve(threadCount);
         for (int i = 0; i < threadCount; ++i) {
             threads.emplace_back([this, i, &ready, &sockets] {
                 ++ready;
@@ -225,4 +236,31 @@ TEST_F(ControlSocketTest, IsWonByOneOfManyThatFindADeadOne)
         sockets.clear();
         ASSERT_EQ(files(), QStringList()) << round;
     }
+}
+
+TEST_F(ControlSocketTest, IsHeldByOneAtATimeHoweverQuicklyItIsGivenUp)
+{
+    std::atomic<int> holders{0};
+    std::atomic<int> wrong{0};
+    std::atomic<int> held{0};
+    const auto take = [&] {
+        for (int i = 0; i < 2000; ++i) {
+            auto result = ControlSocket::listen(path());
+            auto *const socket = std::get_if<std::unique_ptr<ControlSocket>>(&result);
+            if (!socket)
+                continue;
+            ++held;
+            wrong += ++holders == 1 && RawClient(path()).isConnected ? 0 : 1;
+            --holders;
+        }
+    };
+    std::vector<std::thread> threads;
+    threads.reserve(4);
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(take);
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_GT(held, 0);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(files(), QStringList());
 }

@@ -1,6 +1,7 @@
 #ifndef TESTS_HOST_CONTROL_FAKECONTROL_H
 #define TESTS_HOST_CONTROL_FAKECONTROL_H
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,12 +41,17 @@ public:
         calls.push_back(on ? "governor on" : "governor off");
         return error;
     }
-    void quit() override { calls.emplace_back("quit"); }
+    void quit() override
+    {
+        calls.emplace_back("quit");
+        onQuit();
+    }
 
     bool isSlow = false;
     Error error; // of all that can fail
     std::vector<Stream> streams;
     Status state;
+    std::function<void()> onQuit = [] {};
 
     std::vector<std::string> calls;
     std::vector<Done> pending;

@@ -59,10 +59,14 @@ public:
             receive();
             return answerEnd() != std::string::npos || isLost;
         });
-        const std::size_t end = answerEnd();
-        const std::string result = _received.substr(0, end);
-        _received.erase(0, end);
-        return result;
+        return takeAnswer();
+    }
+
+    /// As answer, without letting the server work.
+    std::string answerAtHand()
+    {
+        receive();
+        return takeAnswer();
     }
 
     std::string ask(const std::string &request) { return send(request + '\n') ? answer() : "not sent"; }
@@ -88,6 +92,14 @@ private:
         if (count > 0)
             _received.append(bytes.data(), static_cast<std::size_t>(count));
         isLost = isLost || count == 0 || (count < 0 && errno != EAGAIN);
+    }
+
+    std::string takeAnswer()
+    {
+        const std::size_t end = answerEnd();
+        std::string result = _received.substr(0, end);
+        _received.erase(0, end);
+        return result;
     }
 
     /// @return behind the first line that is no line of data.
