@@ -35,17 +35,19 @@ protected:
         return answer;
     }
 
-    /// Puts a peer in the server's place that answers every request with @p text and leaves.
-    Answer askPeerThatSays(const std::string &text)
+    /// Puts a peer in the server's place that reads @p bytes of the request, answers with @p text and leaves.
+    Answer askPeerThatSays(const std::string &text, int bytes)
     {
         _server.reset();
         auto listening = ControlSocket::listen(path());
         auto &socket = *std::get<std::unique_ptr<ControlSocket>>(listening);
-        std::thread peer([&socket, &text] {
+        std::thread peer([&socket, &text, bytes] {
             Descriptor client;
             EXPECT_TRUE(waitUntil([&] { return (client = socket.accept()).isOpen(); }));
-            char byte = 0;
-            EXPECT_TRUE(waitUntil([&] { return recv(client.get(), &byte, 1, 0) == 1; }));
+            for (int i = 0; i < bytes; ++i) {
+                char byte = 0;
+                EXPECT_TRUE(waitUntil([&] { return recv(client.get(), &byte, 1, 0) == 1; }));
+            }
             send(client.get(), text.data(), text.size(), MSG_NOSIGNAL);
         });
         Answer answer = ControlClient::ask(path(), {"list"}, deadline);
@@ -136,15 +138,18 @@ TEST_F(ControlClientTest, GivesUpWhenNobodyAcceptsItInTime)
 
 TEST_F(ControlClientTest, TellsAHostThatEndsBeforeItAnswers)
 {
-    const Answer answer = askPeerThatSays(" half an answer\n half a li");
-    EXPECT_EQ(answer.outcome, Outcome::Failed);
-    EXPECT_EQ(answer.error, "the decoding-host on " + path() + " ended before it answered");
-    EXPECT_THAT(answer.lines, ElementsAre("half an answer"));
+    // One that has read the request ends the connection, another one breaks it.
+    for (const int bytes : {5, 1}) {
+        const Answer answer = askPeerThatSays(" half an answer\n half a li", bytes);
+        EXPECT_EQ(answer.outcome, Outcome::Failed);
+        EXPECT_EQ(answer.error, "the decoding-host on " + path() + " ended before it answered");
+        EXPECT_THAT(answer.lines, ElementsAre("half an answer"));
+    }
 }
 
 TEST_F(ControlClientTest, TellsAPeerThatIsNoHost)
 {
-    const Answer answer = askPeerThatSays("220 mail.example.org\n");
+    const Answer answer = askPeerThatSays("220 mail.example.org\n", 5);
     EXPECT_EQ(answer.outcome, Outcome::Failed);
     EXPECT_THAT(answer.error, StartsWith("what listens on " + path() + " is no decoding-host"));
 }
