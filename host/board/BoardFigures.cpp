@@ -9,7 +9,7 @@
 std::string BoardFigures::count(qint64 number, int width)
 {
     const auto fits = [width](const std::string &text) { return text.size() <= static_cast<std::size_t>(width); };
-    const std::string grouped = QLocale(QLocale::English).toString(number).toStdString();
+    std::string grouped = QLocale(QLocale::English).toString(number).toStdString();
     if (fits(grouped))
         return grouped;
     std::string text = std::to_string(number);

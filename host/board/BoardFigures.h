@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-/// Figures as the board shows them, in ASCII and with a point before the decimals whatever the locale. All operations are
-/// thread-safe.
+/// Figures as the board shows them, in ASCII and with a point before the decimals whatever the locale. All operations
+/// are thread-safe.
 namespace BoardFigures {
 
 /// @return @p number with commas between its thousands; without them where it would be wider than @p width; and else

@@ -7,8 +7,8 @@
 
 #include "board/BoardState.h"
 
-/// The board where there is no terminal: every few seconds a line about the host and one for each stream, in the order of
-/// the input, made of words for `grep`. Reentrant.
+/// The board where there is no terminal: every few seconds a line about the host and one for each stream, in the order
+/// of the input, made of words for `grep`. Reentrant.
 class BoardLines final {
 public:
     using Instant = std::chrono::steady_clock::time_point;

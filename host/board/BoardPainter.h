@@ -8,8 +8,8 @@
 /// Paints the whole board.
 namespace BoardPainter {
 
-/// From the top: what the host does as a whole, the table of streams, what is the matter with the selected one, the last
-/// messages, the keys. A small picture leaves out what matters least; any size will do. Reentrant.
+/// From the top: what the host does as a whole, the table of streams, what is the matter with the selected one, the
+/// last messages, the keys. A small picture leaves out what matters least; any size will do. Reentrant.
 /// @param view follows the rows, see BoardView::arrange.
 [[nodiscard]] BoardPicture paint(const BoardState &state, BoardView &view, int width, int height);
 

@@ -7,8 +7,8 @@
 
 #include "board/CellText.h"
 
-/// A full screen of cells, painted before it goes to a terminal. It has no colours, but tones; what a tone looks like is
-/// the terminal's matter. Values only.
+/// A full screen of cells, painted before it goes to a terminal. It has no colours, but tones; what a tone looks like
+/// is the terminal's matter. Values only.
 class BoardPicture final {
 public:
     enum class Tone {

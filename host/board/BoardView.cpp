@@ -16,7 +16,8 @@ namespace {
 
 constexpr std::ptrdiff_t beyondAnyRow = std::numeric_limits<std::ptrdiff_t>::max() / 4;
 
-/// The figure by which a row is sorted, so that the one to look at first is the smallest; nothing for a row without one.
+/// The figure by which a row is sorted, so that the one to look at first is the smallest; nothing for a row without
+/// one.
 std::optional<double> sortFigure(const Row &row, SortColumn column)
 {
     switch (column) {

@@ -56,8 +56,8 @@ public:
 
     /// Sorts @p rows and lets the selection and the part in sight follow. Rows that are equal in the sorted column keep
     /// the order of the input; values that are not known come last. A selection that was moved stays on its stream, by
-    /// name, and on its place where that stream is gone; one that was never moved, or was moved home, stays on the first row,
-    /// whichever that is.
+    /// name, and on its place where that stream is gone; one that was never moved, or was moved home, stays on the
+    /// first row, whichever that is.
     /// @param pageRows how many rows there is room for.
     Arrangement arrange(const std::vector<BoardState::Row> &rows, std::size_t pageRows);
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 /// A text as it stands in the cells of a terminal. What would move the cursor, command the terminal or change the
-/// direction of writing becomes a question mark, and so does what the program's locale (LC_CTYPE) has no width for; in one
-/// that is not UTF-8, that is everything beyond ASCII. Values only.
+/// direction of writing becomes a question mark, and so does what the program's locale (LC_CTYPE) has no width for; in
+/// one that is not UTF-8, that is everything beyond ASCII. Values only.
 class CellText final {
 public:
     /// A character and what combines with it.

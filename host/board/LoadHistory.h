@@ -21,8 +21,8 @@ public:
     /// @return the newest @p count figures, or as many as there are, the oldest first.
     [[nodiscard]] std::vector<double> latest(std::size_t count) const;
 
-    /// Draws the newest @p count figures, or as many as there are, as bars of eight heights, one character each, the oldest
-    /// at the left. What is not a number is blank.
+    /// Draws the newest @p count figures, or as many as there are, as bars of eight heights, one character each, the
+    /// oldest at the left. What is not a number is blank.
     /// @param unicode whether to draw with block characters rather than with ASCII's.
     [[nodiscard]] std::string bars(std::size_t count, bool unicode) const;
 

@@ -22,8 +22,8 @@ struct RowHealth {
         Failed
     };
 
-    /// A stream is late by its present latency: the latency light alone shows the worst since the start, and does not go
-    /// out again.
+    /// A stream is late by its present latency: the latency light alone shows the worst since the start, and does not
+    /// go out again.
     [[nodiscard]] static RowHealth of(const BoardState::Row &row);
 
     bool isUnwell() const { return degree >= Late; }

@@ -8,8 +8,8 @@
 #include "board/BoardState.h"
 #include "board/BoardView.h"
 
-/// The table of streams: fits its columns into a width and paints its lines. Where there is little room, columns are narrow
-/// and the least important ones are left out; where there is much, it says more. Values only.
+/// The table of streams: fits its columns into a width and paints its lines. Where there is little room, columns are
+/// narrow and the least important ones are left out; where there is much, it says more. Values only.
 class StreamTable final {
 public:
     enum class Column { Name, State, Lights, Frames, Rate, Lost, Latency, Worst, Mode, Thread, Trouble };

@@ -10,8 +10,8 @@
 #include "MadeUpState.h"
 #include "board/Board.h"
 
-/// The board with made-up streams, for the tests to look at. The first argument is the number of streams, the second how
-/// the program ends when it is told to quit: return, throw, exit or abort.
+/// The board with made-up streams, for the tests to look at. The first argument is the number of streams, the second
+/// how the program ends when it is told to quit: return, throw, exit or abort.
 namespace {
 
 void switchMode(BoardState &state, bool performanceMode)

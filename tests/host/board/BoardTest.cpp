@@ -1,5 +1,8 @@
 #include "board/Board.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <algorithm>
 
 #include "Tmux.h"
@@ -205,6 +208,25 @@ TEST(Board, IsShownWithKeysFromTheTerminalWhereTheInputIsAnotherOne)
     terminal.press({"q"});
     terminal.screenWith("ended 0");
     expectRestored(terminal);
+}
+
+TEST(Board, TellsWhenTheTerminalIsGone)
+{
+    const QTemporaryDir folder;
+    QFile result(folder.filePath("result"));
+    {
+        const Tmux terminal(80, 24);
+        // The shell of a terminal that is gone ends, one without a terminal goes on.
+        terminal.type("sh -c \"trap '' HUP; " DEMO_FILE " 3; echo ended \\$? > " + result.fileName() + '"');
+        terminal.screenWith("q quit");
+    }
+    QByteArray text;
+    EXPECT_TRUE(waitUntil([&] {
+        text = result.open(QIODevice::ReadOnly) ? result.readAll() : QByteArray();
+        result.close();
+        return text.endsWith('\n');
+    }));
+    EXPECT_EQ(text.toStdString(), "ended 4\n");
 }
 
 TEST(Board, SaysWhyThereIsNone)
