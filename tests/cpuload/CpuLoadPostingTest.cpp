@@ -1,11 +1,10 @@
-#include <QAbstractEventDispatcher>
 #include <QThread>
 
 #include <cmath>
-#include <functional>
 #include <limits>
 
 #include "CpuLoadFixture.h"
+#include "fakes/WatchingDispatcher.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -15,29 +14,6 @@ using CpuLoadPostingTest = CpuLoadFixture;
 namespace {
 
 const double infinite = std::numeric_limits<double>::infinity();
-
-/// Of a thread that never runs: tells of each event that is posted to it, from within the posting.
-class WatchingDispatcher : public QAbstractEventDispatcher {
-public:
-    std::function<void()> duringPost;
-
-    void wakeUp() override
-    {
-        if (duringPost)
-            duringPost();
-    }
-    bool processEvents(QEventLoop::ProcessEventsFlags) override { return false; }
-    bool hasPendingEvents() override { return false; }
-    void registerSocketNotifier(QSocketNotifier *) override {}
-    void unregisterSocketNotifier(QSocketNotifier *) override {}
-    void registerTimer(int, int, Qt::TimerType, QObject *) override {}
-    bool unregisterTimer(int) override { return false; }
-    bool unregisterTimers(QObject *) override { return false; }
-    QList<TimerInfo> registeredTimers(QObject *) const override { return {}; }
-    int remainingTime(int) override { return -1; }
-    void interrupt() override {}
-    void flush() override {}
-};
 
 } // namespace
 

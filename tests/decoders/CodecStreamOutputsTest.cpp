@@ -1,10 +1,10 @@
-#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QThread>
 
 #include <functional>
 
 #include "CodecStreamFixture.h"
+#include "fakes/WatchingDispatcher.h"
 
 // What the video and the audio stream decoder do alike with their outputs.
 
@@ -21,29 +21,6 @@ protected:
 };
 
 TYPED_TEST_SUITE(CodecStreamOutputsTest, Streams, StreamNames);
-
-/// The dispatcher of a thread that never runs. Calls back within each post of an event to that thread.
-class PostingProbe : public QAbstractEventDispatcher {
-public:
-    std::function<void()> duringPost;
-
-    void wakeUp() override
-    {
-        if (duringPost)
-            duringPost();
-    }
-    bool processEvents(QEventLoop::ProcessEventsFlags /*flags*/) override { return false; }
-    bool hasPendingEvents() override { return false; }
-    void registerSocketNotifier(QSocketNotifier * /*notifier*/) override {}
-    void unregisterSocketNotifier(QSocketNotifier * /*notifier*/) override {}
-    void registerTimer(int /*id*/, int /*interval*/, Qt::TimerType /*type*/, QObject * /*object*/) override {}
-    bool unregisterTimer(int /*id*/) override { return true; }
-    bool unregisterTimers(QObject * /*object*/) override { return true; }
-    QList<TimerInfo> registeredTimers(QObject * /*object*/) const override { return {}; }
-    int remainingTime(int /*id*/) override { return 0; }
-    void interrupt() override {}
-    void flush() override {}
-};
 
 /// Notes the events that its object receives, and lets them pass.
 class EventProbe : public QObject {
@@ -101,7 +78,7 @@ TYPED_TEST(CodecStreamOutputsTest, AddOutputPostsOneWakeUpEventThatRunsACycle)
 TYPED_TEST(CodecStreamOutputsTest, AddOutputPostsTheEventUnderTheLockAndAfterTheRegistration)
 {
     QThread thread; // never started, so that it does not delete its dispatcher
-    const auto dispatcher = std::make_unique<PostingProbe>();
+    const auto dispatcher = std::make_unique<WatchingDispatcher>();
     thread.setEventDispatcher(dispatcher.get());
     this->decoder->moveToThread(&thread);
     std::vector<bool> lockedDuringPost;
