@@ -8,6 +8,7 @@
 
 #include "DecodingManagerFixture.h"
 #include "RecordedAssertions.h"
+#include "fakes/RuntimeReport.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -155,9 +156,9 @@ TEST_F(DecodingManagerTest, ByDefaultAFailedAssertionEndsTheProcess)
 {
     setThreads(0);
     EXPECT_DEATH(create<Video>(Queue()),
-                 "DecodingManager:156: .*!inputQueue.isNull\\(\\) && !outputQueue.isNull\\(\\)");
+                 isRuntimeReport("!inputQueue.isNull() && !outputQueue.isNull()", "DecodingManager", 156));
     EXPECT_DEATH(create<Audio>(Queue()),
-                 "DecodingManager:193: .*!inputQueue.isNull\\(\\) && !outputQueue.isNull\\(\\)");
+                 isRuntimeReport("!inputQueue.isNull() && !outputQueue.isNull()", "DecodingManager", 193));
     EXPECT_TRUE(init());
-    EXPECT_DEATH(create<Video>(newQueue()), "DecodingManager:403: .*!_decodersPerThread.empty\\(\\)");
+    EXPECT_DEATH(create<Video>(newQueue()), isRuntimeReport("!_decodersPerThread.empty()", "DecodingManager", 403));
 }
