@@ -4,6 +4,8 @@
 
 #include <atomic>
 
+#include "fakes/InPlaceOfQt.h"
+
 namespace {
 
 std::atomic<qint64> currentMs{5000};
@@ -16,6 +18,9 @@ void FakeElapsedTime::advance(qint64 byMs)
 }
 
 // The program's own definitions go before those in QtCore.
+IN_PLACE_OF_QT(_ZN13QElapsedTimer5startEv);
+IN_PLACE_OF_QT(_ZN13QElapsedTimer7restartEv);
+IN_PLACE_OF_QT(_ZNK13QElapsedTimer7elapsedEv);
 
 void QElapsedTimer::start() noexcept
 {

@@ -2,6 +2,8 @@
 
 #include <QThread>
 
+#include "fakes/InPlaceOfQt.h"
+
 namespace {
 
 int idealCount = 2;
@@ -20,6 +22,8 @@ void FakeIdealThreadCount::watch(const std::function<void()> &duringCount)
 }
 
 // The program's own definition goes before the one in QtCore.
+IN_PLACE_OF_QT(_ZN7QThread16idealThreadCountEv);
+
 int QThread::idealThreadCount() noexcept
 {
     if (duringIdealCount)

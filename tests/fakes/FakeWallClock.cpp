@@ -4,6 +4,8 @@
 
 #include <atomic>
 
+#include "fakes/InPlaceOfQt.h"
+
 namespace {
 
 std::atomic<qint64> currentMs{1000000};
@@ -26,6 +28,8 @@ qint64 FakeWallClock::now()
 }
 
 // The program's own definition goes before the one in QtCore.
+IN_PLACE_OF_QT(_ZN9QDateTime22currentMSecsSinceEpochEv);
+
 qint64 QDateTime::currentMSecsSinceEpoch() noexcept
 {
     return FakeWallClock::now();
