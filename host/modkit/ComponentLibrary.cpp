@@ -38,6 +38,11 @@ std::variant<ComponentLibrary, std::string> ComponentLibrary::load(const QString
     if (!file.exists())
         return failure(component._path, "no such file");
 
+#if defined(Q_OS_WIN)
+    // The loader itself would try another one.
+    if (!file.fileName().contains('.'))
+        return failure(component._path, "not a loadable library: to a name without a suffix, Windows adds \".dll\"");
+#endif
     // The absolute path of a file that is there: QLibrary tries it as it is, and no other name or folder after it.
     QLibrary library(component._path);
     // All symbols at once: one that is missing is an error here, not the end of the process at its first use.
