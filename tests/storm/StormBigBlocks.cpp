@@ -1,9 +1,12 @@
 #include "StormBigBlocks.h"
 
-#include <dlfcn.h>
-
 #include "StormRecord.h"
 #include "interfaces/BigBlocks.h"
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
 
 namespace {
 
@@ -11,7 +14,12 @@ namespace {
 template <class Function>
 Function *inAllocator(const char *symbol)
 {
+#if defined(_WIN32)
+    void (*const found)() = reinterpret_cast<void (*)()>(GetProcAddress(LoadLibraryA("slab.dll"), symbol));
+    return reinterpret_cast<Function *>(found);
+#else
     return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, symbol));
+#endif
 }
 
 } // namespace

@@ -1,13 +1,16 @@
 #include "StormIndications.h"
 
+#include <array>
 #include <new>
 #include <string>
 
 namespace {
 
 thread_local int creationsBeforeThrow = -1;
-// Of the decoder whose construction the thread is in.
-thread_local std::vector<StormIndication *> indicationsOfDecoder;
+// Of the decoder whose construction the thread is in. These have no destructor: MinGW's runtime would run it at the end of the
+// thread, under the loader's lock, where several ending threads wait for each other.
+thread_local std::array<StormIndication *, 7> indicationsOfDecoder;
+thread_local std::size_t indicationCount = 0;
 
 } // namespace
 
@@ -56,16 +59,16 @@ ModkitPtr<IIndicationObject> StormIndications::createIndication(void *reserved, 
     if (reserved)
         StormLedger::violation("a reserved argument is used");
     if (name == QLatin1String("DecoderMode"))
-        indicationsOfDecoder.clear();
+        indicationCount = 0;
     if (creationsBeforeThrow >= 0 && creationsBeforeThrow-- == 0) {
         // The decoder comes to nothing, so nobody will remove what it has so far.
-        for (StormIndication *indication : indicationsOfDecoder)
-            indication->remove();
+        for (std::size_t index = 0; index < indicationCount; ++index)
+            indicationsOfDecoder[index]->remove();
         throw std::bad_alloc();
     }
     if (_creations.add(1) % 23 == 0)
         return ModkitPtr<IIndicationObject>();
     auto *const indication = new StormIndication;
-    indicationsOfDecoder.push_back(indication);
+    indicationsOfDecoder.at(indicationCount++) = indication;
     return ModkitPtr<IIndicationObject>(indication);
 }
