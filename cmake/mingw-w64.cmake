@@ -2,6 +2,7 @@
 # prefix of a QtCore 5.15 that was built with the same compiler.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix) # of GoogleTest
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 
 if(NOT QT_WINDOWS_PREFIX)
@@ -18,3 +19,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -Wl,--exclude-libs,ALL")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static -Wl,--exclude-libs,ALL")
+
+# Programs run in Wine: tests, and what a build runs of its own.
+set(CMAKE_CROSSCOMPILING_EMULATOR
+    ${CMAKE_COMMAND} -E env QT_WINDOWS_PREFIX=${QT_WINDOWS_PREFIX} ${CMAKE_CURRENT_LIST_DIR}/../scripts/run-in-wine)

@@ -3,17 +3,61 @@
 #include <QLibrary>
 #include <QProcess>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "fakes/FakeFormatManager.h"
 #include "fakes/FakeFramework.h"
 #include "fakes/FakeIndications.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include <gmock/gmock.h>
+#if defined(_WIN32)
+#include <windows.h>
+#endif
 
 namespace {
 
 using testing::ElementsAre;
+
+#if defined(_WIN32)
+
+/// The names in the export table of the loaded library, which Windows keeps sorted.
+std::vector<std::string> exportedNames()
+{
+    const auto *const image = reinterpret_cast<const unsigned char *>(LoadLibraryA(COMPONENT_FILE));
+    const auto *const start = reinterpret_cast<const IMAGE_DOS_HEADER *>(image);
+    const auto *const header = reinterpret_cast<const IMAGE_NT_HEADERS64 *>(image + start->e_lfanew);
+    const IMAGE_DATA_DIRECTORY &place = header->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
+    const auto *const table = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY *>(image + place.VirtualAddress);
+    EXPECT_EQ(table->NumberOfFunctions, table->NumberOfNames) << "none is exported by its number alone";
+    const auto *const names = reinterpret_cast<const DWORD *>(image + table->AddressOfNames);
+    std::vector<std::string> exported;
+    for (DWORD index = 0; index < table->NumberOfNames; ++index)
+        exported.emplace_back(reinterpret_cast<const char *>(image + names[index]));
+    return exported;
+}
+
+#else
+
+/// The names that the library defines for others, sorted.
+std::vector<std::string> exportedNames()
+{
+    QProcess nm;
+    nm.start(QStringLiteral(NM), {QStringLiteral("-D"), QStringLiteral("--defined-only"),
+                                  QStringLiteral("--format=posix"), QStringLiteral(COMPONENT_FILE)});
+    EXPECT_TRUE(nm.waitForFinished());
+    EXPECT_EQ(nm.exitCode(), 0) << nm.readAllStandardError().toStdString();
+    std::vector<std::string> exported;
+    for (const QByteArray &line : nm.readAllStandardOutput().split('\n')) {
+        if (!line.isEmpty())
+            exported.push_back(line.left(line.indexOf(' ')).toStdString());
+    }
+    std::sort(exported.begin(), exported.end());
+    return exported;
+}
+
+#endif
 
 const std::int32_t wrongKeys[] = {0, 1, 3263, 3265, -3264};
 
@@ -43,17 +87,7 @@ protected:
 
 TEST_F(ComponentExportsTest, LibraryExportsTheThreeEntryPointsAndNothingElse)
 {
-    QProcess nm;
-    nm.start(QStringLiteral(NM), {QStringLiteral("-D"), QStringLiteral("--defined-only"),
-                                  QStringLiteral("--format=posix"), QStringLiteral(COMPONENT_FILE)});
-    ASSERT_TRUE(nm.waitForFinished());
-    ASSERT_EQ(nm.exitCode(), 0) << nm.readAllStandardError().toStdString();
-    std::vector<std::string> names;
-    for (const QByteArray &line : nm.readAllStandardOutput().split('\n')) {
-        if (!line.isEmpty())
-            names.push_back(line.left(line.indexOf(' ', line.indexOf(' ') + 1)).toStdString());
-    }
-    EXPECT_THAT(names, testing::UnorderedElementsAre("ModkitMyName T", "ModkitGetObject T", "ModkitDeleteObject T"));
+    EXPECT_THAT(exportedNames(), ElementsAre("ModkitDeleteObject", "ModkitGetObject", "ModkitMyName"));
 }
 
 TEST_F(ComponentExportsTest, NameIsGivenForTheRightKeyOnly)
