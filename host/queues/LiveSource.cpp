@@ -21,7 +21,7 @@ LiveSource::LiveSource(const QString &url, const Options &options, const ModkitP
     , _queues{video, audio}
     , _backoff(options.firstRetryDelay, _url.isListening() ? options.firstRetryDelay : options.lastRetryDelay,
                std::random_device()())
-    , _outage(_url.shown())
+    , _outage(options.label.isEmpty() ? _url.shown() : options.label.toStdString())
 {
     try {
         _thread = std::thread(&LiveSource::run, this);

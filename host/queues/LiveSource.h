@@ -37,7 +37,7 @@ public:
     struct Options {
         bool video = true;
         bool audio = true;
-        /// Names the streams in reports; the url without its secrets when empty.
+        /// Names the source and its streams in reports; the url without its secrets when empty.
         QString label;
         /// How long opening may take, and how long no packet may come.
         std::chrono::milliseconds openLimit{10'000};
