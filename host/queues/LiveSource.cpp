@@ -98,7 +98,7 @@ std::string LiveSource::connectAndDeliver()
     noteConnection(connection);
     _times.beginConnection();
     const Clock::time_point begin = Clock::now();
-    const std::string trouble = deliver(connection);
+    std::string trouble = deliver(connection);
     if (Clock::now() - begin >= _options.steadyAfter)
         _backoff.reset();
     endStreams();
