@@ -11,7 +11,31 @@ using testing::HasSubstr;
 
 namespace {
 
-class ControlServerTest : public ControlFixture {};
+class ControlServerTest : public ControlFixture {
+protected:
+    // More than the system keeps for a client that does not read, and the server besides.
+    static constexpr int mostLists = 60;
+    static constexpr std::size_t listBytes = 10000;
+
+    /// @return so many requests, each with an answer of more than listBytes.
+    std::string manyLists(int count)
+    {
+        IControl::Stream stream;
+        stream.input = std::string(listBytes, 'x');
+        _control.streams = {stream};
+        std::string requests;
+        for (int i = 0; i < count; ++i)
+            requests += "list\n";
+        return requests;
+    }
+
+    /// Until it can do no more without the client, and some more.
+    static void letServerWork()
+    {
+        for (int i = 0; i < 200; ++i)
+            QCoreApplication::processEvents();
+    }
+};
 
 } // namespace
 
@@ -137,26 +161,36 @@ TEST_F(ControlServerTest, AnswersEachClientInTheOrderOfItsRequests)
     EXPECT_EQ(slow.answer(), "ok\n");
 }
 
-TEST_F(ControlServerTest, KeepsTheOrderWhileItsAnswersAreRead)
+TEST_F(ControlServerTest, KeepsTheOrderHoweverMuchOfItsAnswersIsUnread)
 {
-    IControl::Stream stream;
-    stream.input = std::string(10000, 'x');
-    _control.streams = {stream};
-    _control.isSlow = true;
-    RawClient client(path());
-    constexpr int lists = 50;
-    std::string requests;
-    for (int i = 0; i < lists; ++i)
-        requests += "list\n";
-    ASSERT_TRUE(client.send(requests + "add a\nmode performance\n"));
-    for (int i = 0; i < lists; ++i)
-        ASSERT_GT(client.answer().size(), 10000U);
-    ASSERT_TRUE(serveUntil([this] { return !_control.pending.empty(); }));
-    EXPECT_TRUE(serves()) << "with a mode of its own";
-    EXPECT_THAT(_control.calls, ElementsAre("add a", "mode performance"));
-    _control.pending[0]({});
-    EXPECT_EQ(client.answer(), " camera\nok\n");
-    EXPECT_EQ(client.answer(), "ok\n");
+    for (int lists = 1; lists <= mostLists; ++lists) {
+        _control.isSlow = true;
+        _control.calls.clear();
+        _control.pending.clear();
+        RawClient client(path());
+        ASSERT_TRUE(client.send(manyLists(lists) + "add a\nmode performance\n"));
+        letServerWork();
+        for (int i = 0; i < lists; ++i)
+            ASSERT_GT(client.answer().size(), listBytes);
+        ASSERT_TRUE(serveUntil([this] { return !_control.pending.empty(); }));
+        letServerWork();
+        ASSERT_THAT(_control.calls, ElementsAre("add a")) << lists;
+        _control.pending[0]({});
+        EXPECT_EQ(client.answer(), " camera\nok\n");
+        EXPECT_EQ(client.answer(), "ok\n");
+    }
+}
+
+TEST_F(ControlServerTest, GivesAllAnswersToAClientThatHasEndedItsRequestsHoweverMuchIsUnread)
+{
+    for (int lists = 1; lists <= mostLists; ++lists) {
+        RawClient client(path());
+        ASSERT_TRUE(client.send(manyLists(lists)));
+        client.endSending();
+        letServerWork();
+        for (int i = 0; i < lists; ++i)
+            ASSERT_GT(client.answer().size(), listBytes) << i << " of " << lists;
+    }
 }
 
 TEST_F(ControlServerTest, AnswersAClientThatHasEndedItsRequests)
