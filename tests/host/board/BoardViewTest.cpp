@@ -136,6 +136,19 @@ TEST(BoardView, SortsTheGreatestLossAndLatencyFirst)
     EXPECT_THAT(names(rows, byLatency.arrange(rows, 8)), ElementsAre("c", "b", "a"));
 }
 
+TEST(BoardView, EqualRowsKeepTheOrderOfTheInput)
+{
+    std::vector<Row> rows(1000, MadeUpState::row("a"));
+    rows[500].state = Row::State::Failed;
+    for (const SortColumn column : {SortColumn::Health, SortColumn::Name, SortColumn::Lost}) {
+        BoardView view = sortedBy(column);
+        std::vector<std::size_t> order = view.arrange(rows, 8).order;
+        if (column == SortColumn::Health)
+            std::rotate(order.begin(), order.begin() + 1, order.begin() + 501);
+        EXPECT_TRUE(std::is_sorted(order.begin(), order.end())) << static_cast<int>(column);
+    }
+}
+
 TEST(BoardView, TheLastSortIsFollowedByTheFirst)
 {
     BoardView view = sortedBy(SortColumn::Latency);
