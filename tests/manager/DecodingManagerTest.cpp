@@ -11,6 +11,9 @@
 
 #include "DecodingManagerFixture.h"
 #include "fakes/RecordedMessages.h"
+#if defined(Q_OS_WIN)
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -157,6 +160,35 @@ TEST_F(DecodingManagerTest, ThreadsRunOnTheirSmallStackAndWereNamedAfterTheirSta
     EXPECT_EQ(stackSize, 102400U);
 #endif
     EXPECT_EQ(name, "QThread") << "Qt passes the object name of a starting thread on to the system";
+    stop();
+}
+#endif
+
+#if defined(Q_OS_WIN)
+TEST_F(DecodingManagerTest, ThreadsHaveTheStackOfTheProgramBecauseWindowsGivesNoSmallerOne)
+{
+    struct Inspector : QObject {
+        std::promise<std::size_t> stackSize;
+        void customEvent(QEvent *) override
+        {
+            ULONG_PTR low = 0;
+            ULONG_PTR high = 0;
+            GetCurrentThreadStackLimits(&low, &high);
+            stackSize.set_value(high - low);
+        }
+    };
+    setThreads(1);
+    EXPECT_TRUE(init());
+    Inspector inspector;
+    inspector.moveToThread(manager()._threads.first());
+    QCoreApplication::postEvent(&inspector, new QEvent(QEvent::User));
+
+    const auto *const program = reinterpret_cast<const unsigned char *>(GetModuleHandleA(nullptr));
+    const auto *const start = reinterpret_cast<const IMAGE_DOS_HEADER *>(program);
+    const auto *const header = reinterpret_cast<const IMAGE_NT_HEADERS64 *>(program + start->e_lfanew);
+    const std::size_t reserved = header->OptionalHeader.SizeOfStackReserve;
+    EXPECT_GE(reserved, 102400U);
+    EXPECT_EQ(inspector.stackSize.get_future().get(), reserved);
     stop();
 }
 #endif
