@@ -1,4 +1,5 @@
 #include <QCoreApplication>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <chrono>
@@ -6,6 +7,7 @@
 #include <string>
 #include <system_error>
 #include <variant>
+#include <vector>
 
 #include "app/CheckRun.h"
 #include "app/CommandLine.h"
@@ -90,7 +92,14 @@ int run(const ProbeOptions &options)
 
 int run(const ControlOptions &options)
 {
-    const ControlClient::Answer answer = ControlClient::ask(options.socket, options.request, controlTimeout);
+    std::vector<std::string> request = options.request;
+    // The host has a working directory of its own.
+    if (request.size() > 1 && request[0] == "add") {
+        const QFileInfo file(QString::fromStdString(request[1]));
+        if (file.exists())
+            request[1] = file.absoluteFilePath().toStdString();
+    }
+    const ControlClient::Answer answer = ControlClient::ask(options.socket, request, controlTimeout);
     std::string text;
     for (const std::string &line : answer.lines)
         text += line + '\n';

@@ -1,17 +1,6 @@
 #include "control/ControlAddress.h"
 
-#include <QByteArray>
-
 #include <sys/socket.h>
-
-std::optional<std::string> ControlAddress::defaultPath()
-{
-    const std::string directory = qgetenv("XDG_RUNTIME_DIR").toStdString();
-    // Others than absolute ones are to be taken for none.
-    if (directory.empty() || directory.front() != '/')
-        return std::nullopt;
-    return directory + "/decoding-host.sock";
-}
 
 std::variant<sockaddr_un, std::string> ControlAddress::of(const std::string &path)
 {

@@ -1,25 +1,8 @@
 #include "control/ControlAddress.h"
 
-#include <QByteArray>
-
 #include <gmock/gmock.h>
 
 using testing::HasSubstr;
-
-TEST(ControlAddress, IsByDefaultInTheDirectoryOfTheUsersSession)
-{
-    const QByteArray before = qgetenv("XDG_RUNTIME_DIR");
-    qputenv("XDG_RUNTIME_DIR", "/run/user/1000");
-    EXPECT_EQ(ControlAddress::defaultPath(), "/run/user/1000/decoding-host.sock");
-    for (const char *const unusable : {"", "run"}) {
-        qputenv("XDG_RUNTIME_DIR", unusable);
-        EXPECT_EQ(ControlAddress::defaultPath(), std::nullopt) << unusable;
-    }
-    qunsetenv("XDG_RUNTIME_DIR");
-    EXPECT_EQ(ControlAddress::defaultPath(), std::nullopt);
-    if (!before.isNull())
-        qputenv("XDG_RUNTIME_DIR", before);
-}
 
 TEST(ControlAddress, TakesAPathThatFits)
 {
