@@ -40,9 +40,10 @@ Tmux::~Tmux()
     run({"kill-server"});
 }
 
-void Tmux::type(const QString &text) const
+void Tmux::type(const QString &command) const
 {
-    run({"send-keys", "-l", text});
+    // The shell may not have prompted yet: then its prompt, too, comes before the output.
+    run({"send-keys", "-l", "echo; " + command});
     press({"Enter"});
 }
 

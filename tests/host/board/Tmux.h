@@ -19,8 +19,8 @@ public:
     Tmux(const Tmux &) = delete;
     Tmux &operator=(const Tmux &) = delete;
 
-    /// Types @p text and the return key.
-    void type(const QString &text) const;
+    /// Gives the shell a command, whose output begins on a line of its own.
+    void type(const QString &command) const;
     /// Presses keys, by tmux's names for them.
     void press(const QStringList &keys) const;
     void resize(int width, int height) const;
