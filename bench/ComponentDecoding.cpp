@@ -1,0 +1,68 @@
+#include "ComponentDecoding.h"
+
+#include <QSemaphore>
+
+#include <memory>
+#include <optional>
+
+#include "ClipQueue.h"
+#include "LoadedComponent.h"
+#include "format/FormatManager.h"
+#include "format/PictureHeader.h"
+
+namespace {
+
+/// Counts the frames of one stream, and tells when its end has come.
+class CountingOutput final : public IVideoOutputQueue {
+public:
+    CountingOutput(FrameCount &count, QSemaphore &ended)
+        : _count(count)
+        , _ended(ended)
+    {
+    }
+
+    void push(const VideoFrameHandle &frame, qint64 /*timestamp*/, qint64 /*blockTime*/) override
+    {
+        const PictureHeader *const picture = frame.isNull() ? nullptr : PictureHeader::of(*frame);
+        if (picture)
+            _count.add(picture->plane(0), picture->stride[0], picture->width, picture->height);
+        else
+            _ended.release();
+    }
+
+private:
+    FrameCount &_count;
+    QSemaphore &_ended;
+};
+
+} // namespace
+
+std::variant<DecodingResult, std::string> ComponentDecoding::run(const Clip &clip, const DecodingTask &task)
+{
+    LoadedComponent component;
+    if (const auto error = component.start(
+            task.threadCount, ModkitPtr<IAVFormatManager>(new FormatManager(std::make_shared<DamageCounts>()))))
+        return *error;
+    if (task.timeSaving)
+        component.tuning().useTimeSavingMode();
+
+    DecodingResult result;
+    result.streams.assign(static_cast<std::size_t>(task.streamCount), FrameCount(task.checking));
+    QSemaphore ended;
+    const ResourceUse use;
+    std::optional<Schedule> schedule;
+    if (task.paced)
+        schedule.emplace(Schedule::Clock::now() + Schedule::frameTime, task.streamCount);
+    std::vector<ModkitPtr<IDecoder>> handles;
+    for (int stream = 0; stream < task.streamCount; ++stream) {
+        const ModkitPtr<IVideoOutputQueue> output(
+            new CountingOutput(result.streams[static_cast<std::size_t>(stream)], ended));
+        const ModkitPtr<IInputQueue> queue(new ClipQueue(clip, task.roundCount, schedule, stream));
+        handles.push_back(component.manager().createVideoDecoder(queue, output, task.paced ? CreationFlags::Paced : 0,
+                                                                 QStringLiteral("stream %1").arg(stream)));
+    }
+    ended.acquire(task.streamCount);
+    result.processorSeconds = use.processorSeconds();
+    result.wallSeconds = use.wallSeconds();
+    return result;
+}
