@@ -175,6 +175,14 @@ void BaseSingleStreamDecoder::dispose()
     deleteLater();
 }
 
+bool BaseSingleStreamDecoder::event(QEvent *event)
+{
+    if (event->type() != QEvent::Timer)
+        return QObject::event(event);
+    timerEvent(static_cast<QTimerEvent *>(event));
+    return true;
+}
+
 void BaseSingleStreamDecoder::timerEvent(QTimerEvent *event)
 {
     if (event->timerId() == _timer.timerId())
@@ -227,9 +235,20 @@ void BaseSingleStreamDecoder::runCycle()
 {
     Block block;
     block.cursor = _cursor;
-    Next next = _disposing.load(std::memory_order_relaxed) ? Next::QueueEmpty : Next::ReadOn;
+    if (!_disposing.load(std::memory_order_relaxed) && read(block)) {
+        takeBlocks(block);
+        return;
+    }
+    endCatchUp();
+    endCycle(0);
+}
+
+/// Goes on with the first block of the cycle. Not inline, so that an idle cycle saves no registers for all of this.
+void BaseSingleStreamDecoder::takeBlocks(Block &block)
+{
+    Next next = takeBlock(block);
     while (next == Next::ReadOn)
-        next = takeNextBlock(block);
+        next = read(block) ? takeBlock(block) : Next::QueueEmpty;
 
     switch (next) {
     case Next::Decode:
@@ -252,10 +271,8 @@ void BaseSingleStreamDecoder::runCycle()
     }
 }
 
-BaseSingleStreamDecoder::Next BaseSingleStreamDecoder::takeNextBlock(Block &block)
+BaseSingleStreamDecoder::Next BaseSingleStreamDecoder::takeBlock(const Block &block)
 {
-    if (!read(block))
-        return Next::QueueEmpty;
     if (block.streamId != _streamId)
         return passOver(block);
     noteEmptyBlock(block);

@@ -88,6 +88,9 @@ public:
     /// block. Thread-safe; the decoder must not be used afterwards.
     void dispose();
 
+    /// Hands ticks to timerEvent without the detour through QObject.
+    bool event(QEvent *event) override;
+
 protected:
     /// Runs a cycle for a tick of the cycle timer; other timers are ignored.
     void timerEvent(QTimerEvent *event) override;
@@ -108,8 +111,9 @@ private:
     // The processing cycle, and its steps in order. Thread-bound. The steps are inline because the cycle runs a
     // thousand times a second for every stream; they are used and defined in the source file only.
     void runCycle();
-    inline Next takeNextBlock(Block &block);
+    [[gnu::noinline]] void takeBlocks(Block &block);
     inline bool read(Block &block);
+    inline Next takeBlock(const Block &block);
     inline Next passOver(const Block &block);
     inline void noteEmptyBlock(const Block &block);
     inline void noteKeyBlock(const Block &block);
