@@ -67,6 +67,7 @@ void print(const DecodingResult &result, bool checking)
 
 int main(int argc, char **argv)
 {
+    qputenv("QT_NO_GLIB", "1"); // as the reference host does
     QCoreApplication application(argc, argv);
     DecodingTask task;
     int packetCount = 1000000;

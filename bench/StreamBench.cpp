@@ -1,0 +1,133 @@
+#include <QCoreApplication>
+#include <QSemaphore>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <malloc.h>
+#include <string>
+#include <vector>
+
+#include "LatencyFigures.h"
+#include "LoadedComponent.h"
+#include "NullServices.h"
+#include "ResourceUse.h"
+
+/// Runs the component, loaded as a host does it, with many streams whose codec does nothing, and prints what a block,
+/// an idle tick and a stream cost the whole process. A tool outside may count its instructions, too.
+namespace {
+
+/// Gives so many blocks once the gate is open, every 32nd a key block, and tells when the decoder asks for more.
+class CountedQueue final : public EndlessQueue {
+public:
+    CountedQueue(quint32 blockCount, const std::atomic<bool> &open, QSemaphore &done)
+        : _blockCount(blockCount)
+        , _open(open)
+        , _done(done)
+    {
+    }
+
+    bool readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
+                   QueueCursor *cursor, void *reserved1, void *reserved2, quint32 *lost, qint64 *latency) override
+    {
+        if (!_open.load(std::memory_order_relaxed))
+            return false;
+        if (cursor->word0 < _blockCount)
+            return EndlessQueue::readBlock(data, streamId, keyBlock, timestamp, blockTime, cursor, reserved1, reserved2,
+                                           lost, latency);
+        if (!_told)
+            _done.release();
+        _told = true;
+        return false;
+    }
+
+private:
+    const quint32 _blockCount;
+    const std::atomic<bool> &_open;
+    QSemaphore &_done;
+    bool _told = false;
+};
+
+/// Never has a block, and tells when it has been asked so often. It needs no gate: while the stream that was placed last is
+/// asked so often, all others are, too.
+class IdleQueue final : public EmptyQueue {
+public:
+    IdleQueue(quint32 tickCount, const std::atomic<bool> & /*open*/, QSemaphore &done)
+        : _ticksLeft(tickCount)
+        , _done(done)
+    {
+    }
+
+    bool readBlock(QByteArray * /*data*/, quint32 * /*streamId*/, bool * /*keyBlock*/, qint64 * /*timestamp*/,
+                   qint64 * /*blockTime*/, QueueCursor * /*cursor*/, void * /*reserved1*/, void * /*reserved2*/,
+                   quint32 * /*lost*/, qint64 * /*latency*/) override
+    {
+        if (--_ticksLeft == 0)
+            _done.release();
+        return false;
+    }
+
+private:
+    quint32 _ticksLeft; // wraps when it has told
+    QSemaphore &_done;
+};
+
+/// Has @p streamCount streams read @p count blocks each, or be asked for one so often, and prints what each of these took.
+template <class Queue>
+int measure(int streamCount, int threadCount, int count)
+{
+    LoadedComponent component;
+    if (const auto error = component.start(threadCount, ModkitPtr<IAVFormatManager>(new NullFormatManager))) {
+        std::fprintf(stderr, "%s\n", error->c_str());
+        return 1;
+    }
+    const ModkitPtr<IVideoOutputQueue> output(new NullOutputQueue);
+    std::atomic<bool> open{false};
+    QSemaphore done;
+    std::vector<ModkitPtr<IDecoder>> handles(static_cast<std::size_t>(streamCount));
+    std::vector<ModkitPtr<IInputQueue>> queues;
+    for (int stream = 0; stream < streamCount; ++stream)
+        queues.emplace_back(new Queue(static_cast<quint32>(count), open, done));
+
+    const std::size_t heapBefore = mallinfo2().uordblks;
+    const long residentBeforeKb = ResourceUse::residentMemoryKb();
+    for (std::size_t stream = 0; stream < handles.size(); ++stream)
+        handles[stream] = component.manager().createVideoDecoder(queues[stream], output, 0, QStringLiteral("camera"));
+    const ResourceUse use;
+    open = true;
+    done.acquire(streamCount);
+    const double processorSeconds = use.processorSeconds();
+    const double wallSeconds = use.wallSeconds();
+    std::printf("ns-each %.1f\n", processorSeconds * 1e9 / streamCount / count);
+    std::printf("core-share %.4f\n", processorSeconds / wallSeconds);
+    std::printf("heap-bytes-per-stream %zu\n", (mallinfo2().uordblks - heapBefore) / handles.size());
+    std::printf("resident-bytes-per-stream %ld\n",
+                (ResourceUse::residentMemoryKb() - residentBeforeKb) * 1024 / streamCount);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_NO_GLIB", "1"); // as the reference host does
+    QCoreApplication application(argc, argv);
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    const std::string what = argc == 5 ? argv[1] : "";
+    const int streamCount = argc == 5 ? std::atoi(argv[2]) : 0;
+    const int threadCount = argc == 5 ? std::atoi(argv[3]) : 0;
+    const int count = argc == 5 ? std::atoi(argv[4]) : 0;
+    if (streamCount > 0 && threadCount > 0 && count > 0) {
+        // What decoder threads allocate for a stream counts too: one heap for all threads.
+        mallopt(M_ARENA_MAX, 1); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
+        if (what == "blocks")
+            return measure<CountedQueue>(streamCount, threadCount, count);
+        if (what == "idle")
+            return measure<IdleQueue>(streamCount, threadCount, count);
+        if (what == "latency")
+            return LatencyFigures::measure(streamCount, threadCount, count);
+    }
+    std::fputs("usage: stream_bench (blocks | idle | latency) STREAMS THREADS COUNT\n", stderr);
+    return 2;
+}
