@@ -1,5 +1,8 @@
+#include <QBasicTimer>
 #include <QCoreApplication>
 #include <QSemaphore>
+#include <QThread>
+#include <QTimerEvent>
 
 #include <atomic>
 #include <cstdio>
@@ -73,6 +76,53 @@ private:
     QSemaphore &_done;
 };
 
+/// A timer of the decoders' interval, and nothing else. Started by an event on its own thread, as a decoder's.
+class BareTimer final : public QObject {
+public:
+    BareTimer(quint32 tickCount, QSemaphore &done)
+        : _ticksLeft(tickCount)
+        , _done(done)
+    {
+    }
+
+protected:
+    void customEvent(QEvent * /*event*/) override { _timer.start(1, this); }
+    void timerEvent(QTimerEvent *event) override
+    {
+        if (event->timerId() == _timer.timerId() && --_ticksLeft == 0)
+            _done.release();
+    }
+
+private:
+    quint32 _ticksLeft; // wraps when it has told
+    QSemaphore &_done;
+    QBasicTimer _timer;
+};
+
+/// Has @p timerCount bare timers tick so often, and prints what a tick took.
+int measureTimers(int timerCount, int threadCount, int count)
+{
+    QSemaphore done;
+    std::vector<QThread> threads(static_cast<std::size_t>(threadCount));
+    for (QThread &thread : threads)
+        thread.start();
+    for (int timer = 0; timer < timerCount; ++timer) {
+        QThread &thread = threads[static_cast<std::size_t>(timer % threadCount)];
+        auto *const bareTimer = new BareTimer(static_cast<quint32>(count), done);
+        bareTimer->moveToThread(&thread);
+        QObject::connect(&thread, &QThread::finished, bareTimer, &QObject::deleteLater);
+        QCoreApplication::postEvent(bareTimer, new QEvent(QEvent::User));
+    }
+    const ResourceUse use;
+    done.acquire(timerCount);
+    std::printf("ns-each %.1f\n", use.processorSeconds() * 1e9 / timerCount / count);
+    for (QThread &thread : threads) {
+        thread.quit();
+        thread.wait();
+    }
+    return 0;
+}
+
 /// Has @p streamCount streams read @p count blocks each, or be asked for one so often, and prints what each of these took.
 template <class Queue>
 int measure(int streamCount, int threadCount, int count)
@@ -125,9 +175,11 @@ int main(int argc, char **argv)
             return measure<CountedQueue>(streamCount, threadCount, count);
         if (what == "idle")
             return measure<IdleQueue>(streamCount, threadCount, count);
+        if (what == "timers")
+            return measureTimers(streamCount, threadCount, count);
         if (what == "latency")
             return LatencyFigures::measure(streamCount, threadCount, count);
     }
-    std::fputs("usage: stream_bench (blocks | idle | latency) STREAMS THREADS COUNT\n", stderr);
+    std::fputs("usage: stream_bench (blocks | idle | timers | latency) STREAMS THREADS COUNT\n", stderr);
     return 2;
 }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 
@@ -160,13 +161,14 @@ struct IdleRounds {
     }
 };
 
-/// Of the ratios of two rounds that followed each other, which the machine treated alike.
-double medianRatio(const std::vector<double> &values, const std::vector<double> &references)
+/// Of two rounds that followed each other, which the machine treated alike. In ascending order.
+std::vector<double> ratiosOf(const std::vector<double> &values, const std::vector<double> &references)
 {
     std::vector<double> ratios;
     for (std::size_t round = 0; round < values.size(); ++round)
         ratios.push_back(values[round] / references[round]);
-    return median(ratios);
+    std::sort(ratios.begin(), ratios.end());
+    return ratios;
 }
 
 /// Keeps its thread busy for a while with each block.
@@ -252,8 +254,15 @@ void measureIdleLoad()
     }
     decoders.print("decoders");
     bareTimers.print("timers");
-    std::printf("idle-share-ratio %.2f\n", medianRatio(decoders.coreShares, bareTimers.coreShares));
-    std::printf("idle-tick-ratio %.2f\n", medianRatio(decoders.tickTimesNs, bareTimers.tickTimesNs));
+    const std::vector<double> shareRatios = ratiosOf(decoders.coreShares, bareTimers.coreShares);
+    // The 95 % confidence interval of a median: ranks of the binomial distribution, here in its normal approximation.
+    const auto rounds = static_cast<double>(shareRatios.size());
+    const auto lowRank = static_cast<std::size_t>((rounds - 1.96 * std::sqrt(rounds)) / 2);
+    std::printf("idle-rounds %zu\n", shareRatios.size());
+    std::printf("idle-share-ratio %.3f\n", median(shareRatios));
+    std::printf("idle-share-ratio-low %.3f\n", shareRatios[lowRank]);
+    std::printf("idle-share-ratio-high %.3f\n", shareRatios[shareRatios.size() - 1 - lowRank]);
+    std::printf("idle-tick-ratio %.2f\n", median(ratiosOf(decoders.tickTimesNs, bareTimers.tickTimesNs)));
 }
 
 void measureStop()

@@ -1,0 +1,50 @@
+"""The results as a table for documents, as JSON and as charts."""
+
+import json
+from pathlib import Path
+
+import charts
+from figure import Results, measured, number
+
+BEGIN = "<!-- measured: begin -->"
+END = "<!-- measured: end -->"
+
+
+def write(results: Results, machine: dict, folder: Path) -> None:
+    folder.mkdir(parents=True, exist_ok=True)
+    _add_ratio_chart(results)
+    document = {"machine": machine, "figures": [figure.as_json() for figure in results.figures]}
+    (folder / "results.json").write_text(json.dumps(document, indent=1) + "\n", encoding="utf-8")
+    (folder / "table.md").write_text(table(results), encoding="utf-8")
+    for name, text in results.charts.items():
+        (folder / name).write_text(text, encoding="utf-8")
+
+
+def update_documents(results: Results, machine: dict, docs: Path) -> None:
+    """Puts the table and the charts into the documents."""
+    page = docs / "performance.md"
+    text = page.read_text(encoding="utf-8")
+    before, rest = text.split(BEGIN)
+    after = rest.split(END)[1]
+    named = (f"{machine['processor']}, {machine['cores']} virtual processors, Linux {machine['kernel']}, load "
+             f"{machine['load']:.1f} at the beginning.")
+    page.write_text(f"{before}{BEGIN}\n{named}\n\n{table(results)}{END}{after}", encoding="utf-8")
+    (docs / "charts").mkdir(exist_ok=True)
+    for name, chart in results.charts.items():
+        (docs / "charts" / name).write_text(chart, encoding="utf-8")
+
+
+def table(results: Results) -> str:
+    rows = ["| figure | measured | instructions | target | verdict |", "|---|---|---|---|---|"]
+    for figure in results.figures:
+        spent = f"{figure.instructions:.4f}" if figure.instructions is not None else ""
+        target = number(figure.target) if figure.target is not None else ""
+        rows.append(f"| {figure.title} | {measured(figure)} | {spent} | {target} | {figure.verdict} |")
+    return "\n".join(rows) + "\n"
+
+
+def _add_ratio_chart(results: Results) -> None:
+    rows = [(figure.title.replace(", beside a bare loop", ""), figure.value, figure.low, figure.high, figure.target)
+            for figure in results.figures if figure.key.startswith("bare.") and figure.target and figure.target < 2]
+    if rows:
+        results.charts["bare-loop.svg"] = charts.ratios("The component beside a bare libavcodec loop", rows)
