@@ -17,8 +17,8 @@ import report
 from clips import Clips
 from context import Context, machine
 
-PARTS = {"cycle": cycle, "latency": latency, "bare": bare_loop, "paced": paced, "alternatives": alternatives,
-         "growth": growth, "capacity": capacity}
+PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "alternatives": alternatives, "paced": paced,
+         "latency": latency, "capacity": capacity}
 CODECS = ("h264", "hevc")
 
 
@@ -26,13 +26,16 @@ def main() -> int:
     parser = argparse.ArgumentParser(prog="scripts/measure", description=__doc__)
     parser.add_argument("--quick", action="store_true", help="two minutes instead of twenty, and wider intervals")
     parser.add_argument("--only", choices=PARTS, action="append", help="measure one part; may be given several times")
+    parser.add_argument("--realtime", action="store_true",
+                        help="give what keeps to a schedule real-time priority, on a machine that does other work, too")
     parser.add_argument("--docs", action="store_true", help="put the table and the charts into docs/")
     options = parser.parse_args()
 
     root = Path(__file__).resolve().parents[2]
     folder = root / "build/measurements"
     cpus = sorted(os.sched_getaffinity(0))[:2]
-    context = Context(root, options.quick, Clips(root / "samples/cup.mp4", folder / "clips"), cpus)
+    context = Context(root, options.quick, Clips(root / "samples/cup.mp4", folder / "clips"), cpus,
+                      options.realtime)
     for codec in CODECS:
         for size in ("cif", "720p") if options.quick else ("cif", "720p", "1080p", "2160p"):
             context.clips.clip(codec, size)
@@ -42,6 +45,7 @@ def main() -> int:
     for name, part in PARTS.items():
         if not options.only or name in options.only:
             part.measure(context)
+    of_machine["realtime"] = options.realtime
     of_machine["seconds"] = round(time.monotonic() - begin)
     report.write(context.results, of_machine, folder)
     if options.docs:

@@ -17,6 +17,7 @@ class Context:
     quick: bool
     clips: Clips
     cpus: list  # that everything is pinned to
+    realtime: bool = False  # what keeps to a schedule runs before everything else on the machine
     results: Results = field(default_factory=Results)
 
     @property
@@ -33,7 +34,8 @@ class Context:
     def decode_bench(self, side: str, clip: Path, cpus=None, **options):
         """Runs one side of the decoding benchmark. Underscores in the names of options stand for hyphens."""
         named = [f"{name.replace('_', '-')}={value}" for name, value in options.items() if value]
-        return run([self.programs / "decode_bench", side, clip, *named], cpus or self.cpus)
+        return run([self.programs / "decode_bench", side, clip, *named], cpus or self.cpus,
+                   realtime=self.realtime and bool(options.get("paced")))
 
     def decode_pairs(self, count: int, clip: Path, **options) -> list:
         """@return pairs of what the component and the bare loop printed."""

@@ -14,7 +14,7 @@ def measure(context: Context) -> None:
     runs = []
     for _ in range(1 if context.quick else 5):
         command = [context.programs / "stream_bench", "latency", STREAMS, THREADS, blocks]
-        runs.append([float(line) / 1000 for line in lines(command, context.cpus)])
+        runs.append([float(line) / 1000 for line in lines(command, context.cpus, context.realtime)])
     for name, part, target in (("median", 0.5, 1.2), ("99th percentile", 0.99, 4.0)):
         figure = median([values[int(len(values) * part)] for values in runs])
         context.add(f"latency.p{round(part * 100)}", f"50 paced streams on 2 threads, half load: latency, {name}",

@@ -17,9 +17,9 @@ class Use:
     values: dict = field(default_factory=dict)  # what the program printed as lines of name and value
 
 
-def run(command: list, cpus: list, watch_threads: bool = False) -> Use:
+def run(command: list, cpus: list, watch_threads: bool = False, realtime: bool = False) -> Use:
     """Runs a program on the given processors. Raises when it fails."""
-    pinned = ["taskset", "-c", ",".join(map(str, cpus))] + list(map(str, command))
+    pinned = _pinned(command, cpus, realtime)
     begin = time.monotonic()
     process = subprocess.Popen(pinned, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                                text=True)
@@ -46,6 +46,11 @@ def run(command: list, cpus: list, watch_threads: bool = False) -> Use:
     return Use(usage.ru_utime + usage.ru_stime, wall, usage.ru_maxrss, most[0], values)
 
 
+def _pinned(command: list, cpus: list, realtime: bool) -> list:
+    priority = ["chrt", "--rr", "10"] if realtime else []
+    return [*priority, "taskset", "-c", ",".join(map(str, cpus)), *map(str, command)]
+
+
 def _watch(pid: int, most: list) -> None:
     try:
         while True:
@@ -55,11 +60,10 @@ def _watch(pid: int, most: list) -> None:
         return
 
 
-def lines(command: list, cpus: list) -> list:
+def lines(command: list, cpus: list, realtime: bool = False) -> list:
     """Runs a program. @return the lines that it printed."""
-    pinned = ["taskset", "-c", ",".join(map(str, cpus))] + list(map(str, command))
-    return subprocess.run(pinned, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                          text=True).stdout.splitlines()
+    return subprocess.run(_pinned(command, cpus, realtime), check=True, stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL, text=True).stdout.splitlines()
 
 
 def instructions(command: list) -> int:

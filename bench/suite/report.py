@@ -27,7 +27,8 @@ def update_documents(results: Results, machine: dict, docs: Path) -> None:
     before, rest = text.split(BEGIN)
     after = rest.split(END)[1]
     named = (f"{machine['processor']}, {machine['cores']} virtual processors, Linux {machine['kernel']}, load "
-             f"{machine['load']:.1f} at the beginning.")
+             f"{machine['load']:.1f} at the beginning, {machine['seconds'] / 60:.0f} minutes"
+             f"{', --realtime' if machine['realtime'] else ''}.")
     page.write_text(f"{before}{BEGIN}\n{named}\n\n{table(results)}{END}{after}", encoding="utf-8")
     (docs / "charts").mkdir(exist_ok=True)
     for name, chart in results.charts.items():
