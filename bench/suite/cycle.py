@@ -21,7 +21,10 @@ def measure(context: Context) -> None:
             title, bound = TITLES[words[0]]
             context.add("cycle." + words[0], "runCycle, " + title + ": instructions", int(words[1]), "", bound)
     few, many = 2000, 6000
-    for what, title, bound in (("blocks", "a block", 1700), ("idle", "an idle tick", 1250)):
-        command = [context.programs / "stream_bench", what, 1, 1]
-        each = (instructions(command + [many]) - instructions(command + [few])) / (many - few)
-        context.add("process." + what, f"whole process, one stream, {title}: instructions", each, "", bound)
+    # A stream that has a thread to itself pays alone for the thread's waking up.
+    for streams, name in ((1, "one stream"), (16, "16 streams on a thread")):
+        for what, title, bound in (("blocks", "a block", 1700), ("idle", "an idle tick", 1250)):
+            command = [context.programs / "stream_bench", what, streams, 1]
+            each = (instructions(command + [many]) - instructions(command + [few])) / (many - few) / streams
+            key = f"process.{what}.{streams}"
+            context.add(key, f"whole process, {name}, {title}: instructions", each, "", bound)

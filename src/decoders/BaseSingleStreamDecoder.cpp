@@ -175,14 +175,6 @@ void BaseSingleStreamDecoder::dispose()
     deleteLater();
 }
 
-bool BaseSingleStreamDecoder::event(QEvent *event)
-{
-    if (event->type() != QEvent::Timer)
-        return QObject::event(event);
-    timerEvent(static_cast<QTimerEvent *>(event));
-    return true;
-}
-
 void BaseSingleStreamDecoder::timerEvent(QTimerEvent *event)
 {
     if (event->timerId() == _timer.timerId())

@@ -88,9 +88,6 @@ public:
     /// block. Thread-safe; the decoder must not be used afterwards.
     void dispose();
 
-    /// Hands ticks to timerEvent without the detour through QObject.
-    bool event(QEvent *event) override;
-
 protected:
     /// Runs a cycle for a tick of the cycle timer; other timers are ignored.
     void timerEvent(QTimerEvent *event) override;
