@@ -6,11 +6,11 @@
 
 namespace {
 
-using Light = BoardState::Light;
 using RowState = BoardState::Row::State;
 
 constexpr std::size_t maxMessages = 50;
 constexpr std::chrono::seconds rateInterval(1);
+constexpr std::chrono::seconds longestPause(5);
 
 // As the stream decoders name their indications, in the order of BoardState::LightIndex.
 constexpr std::array<const char *, BoardState::lightCount> lightNames = {"DecoderMode",
@@ -128,7 +128,7 @@ RunObserver::Decoders RunObserver::decoders() const
             if (name == lightNames.end())
                 continue;
             const auto index = static_cast<std::size_t>(name - lightNames.begin());
-            decoder.lights[index] = BoardState::lightOf(value.value);
+            decoder.lights[index] = value.light;
             if (index == BoardState::CycleLight)
                 decoder.threadName = value.thread.toStdString();
         }
@@ -164,7 +164,8 @@ std::optional<double> RunObserver::framesPerSecond(const std::string &origin, qi
     const auto [found, isNew] = _rates.try_emplace(origin, Rate{now, frames, std::nullopt});
     Rate &rate = found->second;
     const std::chrono::duration<double> interval = now - rate.since;
-    if (!isNew && interval >= rateInterval)
+    // In time-saving mode frames may be seconds apart: that none has come says nothing for a while.
+    if (!isNew && (frames != rate.framesSince ? interval >= rateInterval : interval >= longestPause))
         rate = {now, frames, static_cast<double>(frames - rate.framesSince) / interval.count()};
     return rate.framesPerSecond;
 }

@@ -43,7 +43,8 @@ public:
     const std::string &governor() const { return _governor; }
     std::chrono::milliseconds running(Instant now) const;
 
-    /// In the order of the inputs. The frames in a second are those of the last second or two before the call.
+    /// In the order of the inputs. The frames in a second are those of the last second or so, or of the time
+    /// since the last frame but one.
     std::vector<Stream> streams(Instant now);
     BoardState boardState(Instant now);
 
@@ -55,9 +56,9 @@ private:
     };
     /// What the indications tell of one decoder.
     struct Decoder {
-        BoardState::Lights lights = {BoardState::Light::Dark, BoardState::Light::Dark, BoardState::Light::Dark,
-                                     BoardState::Light::Dark, BoardState::Light::Dark, BoardState::Light::Dark,
-                                     BoardState::Light::Dark};
+        BoardState::Lights lights = {Light::Black, Light::Black, Light::Black,
+                                     Light::Black, Light::Black, Light::Black,
+                                     Light::Black};
         std::string threadName;
     };
     using Decoders = std::map<std::string, Decoder>; // by name

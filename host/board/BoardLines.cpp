@@ -9,7 +9,6 @@
 #include "board/BoardFigures.h"
 #include "board/RowHealth.h"
 
-using Light = BoardState::Light;
 using Row = BoardState::Row;
 
 namespace {

@@ -12,30 +12,15 @@
 #include <vector>
 
 #include "board/LoadHistory.h"
+#include "indications/Light.h"
 
 /// What the board shows at one moment: plain values, taken by whoever runs the streams. Texts are UTF-8 and may hold
 /// anything; the board keeps control characters from the terminal.
 struct BoardState {
-    /// One light as its indication has it.
-    enum class Light {
-        Good,
-        /// Or an alternative state that is no fault: time-saving mode, catching up.
-        Warning,
-        Bad,
-        /// Nothing to show.
-        Dark
-    };
-
     /// The lights of a decoder, in the order in which it creates its indications.
     enum LightIndex { ModeLight, LostLight, CycleLight, LatencyLight, KeyBlockLight, NullBlockLight, PushedLight };
     static constexpr std::size_t lightCount = 7;
     using Lights = std::array<Light, lightCount>;
-
-    /// @return the light of the value of an indication; Dark for a value that has none.
-    static constexpr Light lightOf(int value)
-    {
-        return value >= 0 && value < static_cast<int>(Light::Dark) ? static_cast<Light>(value) : Light::Dark;
-    }
 
     /// One stream.
     struct Row {

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 using Row = BoardState::Row;
-using Light = BoardState::Light;
 
 namespace {
 

@@ -8,7 +8,6 @@
 #include "board/RowHealth.h"
 
 using Column = StreamTable::Column;
-using Light = BoardState::Light;
 using Row = BoardState::Row;
 using Tone = BoardPicture::Tone;
 
@@ -271,7 +270,7 @@ void StreamTable::paintLights(BoardPicture &picture, int line, const Place &plac
         case Light::Bad:
             picture.put(line, column, "R", Tone::Bad);
             break;
-        case Light::Dark:
+        case Light::Black:
             picture.put(line, column, CellText::isUnicode() ? "·" : ".", Tone::Dim);
             break;
         }

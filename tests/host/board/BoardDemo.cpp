@@ -23,7 +23,7 @@ void switchMode(BoardState &state, bool performanceMode)
             continue;
         row.mode = performanceMode ? Mode::Performance : Mode::TimeSaving;
         if (row.lights)
-            (*row.lights)[BoardState::ModeLight] = BoardState::lightOf(performanceMode ? 0 : 1);
+            (*row.lights)[BoardState::ModeLight] = performanceMode ? Light::Good : Light::Warning;
     }
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-using Light = BoardState::Light;
 using Row = BoardState::Row;
 
 namespace {
@@ -50,7 +49,7 @@ void spoil(Row &row, int number)
         break;
     case 31:
         row.state = Row::State::Ended;
-        row.lights->fill(Light::Dark);
+        row.lights->fill(Light::Black);
         row.framesPerSecond.reset();
         break;
     default:
@@ -65,7 +64,7 @@ Row MadeUpState::row(const std::string &name)
     Row row;
     row.name = name;
     row.state = Row::State::Running;
-    row.lights = {Light::Good, Light::Good, Light::Good, Light::Good, Light::Dark, Light::Dark, Light::Good};
+    row.lights = {Light::Good, Light::Good, Light::Good, Light::Good, Light::Black, Light::Black, Light::Good};
     row.frames = 18'250;
     row.framesPerSecond = 25.0;
     row.latencyMs = 12;
@@ -88,7 +87,7 @@ BoardState MadeUpState::streams(int count)
         row.frames += number * 1'001;
         row.latencyMs = 10 + number * 7 % 31;
         row.threadName = "Decoder/" + std::to_string(2 - number % 2);
-        (*row.lights)[BoardState::KeyBlockLight] = number % 12 == 0 ? Light::Good : Light::Dark;
+        (*row.lights)[BoardState::KeyBlockLight] = number % 12 == 0 ? Light::Good : Light::Black;
         spoil(row, number);
         state.rows.push_back(row);
     }

@@ -3,7 +3,6 @@
 #include "MadeUpState.h"
 #include <gmock/gmock.h>
 
-using Light = BoardState::Light;
 using Row = BoardState::Row;
 
 namespace {
@@ -80,14 +79,4 @@ TEST(RowHealth, WithoutAConnectionOnlyTheStateCounts)
     EXPECT_TRUE(RowHealth::of(row).isUnwell());
     row.state = Row::State::Failed;
     EXPECT_TRUE(RowHealth::of(row).isUnwell());
-}
-
-TEST(BoardState, TakesTheLightOfAnIndication)
-{
-    EXPECT_EQ(BoardState::lightOf(0), Light::Good);
-    EXPECT_EQ(BoardState::lightOf(1), Light::Warning);
-    EXPECT_EQ(BoardState::lightOf(2), Light::Bad);
-    EXPECT_EQ(BoardState::lightOf(3), Light::Dark);
-    EXPECT_EQ(BoardState::lightOf(4), Light::Dark);
-    EXPECT_EQ(BoardState::lightOf(-1), Light::Dark);
 }

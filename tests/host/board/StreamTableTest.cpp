@@ -132,9 +132,8 @@ TEST_F(StreamTableInUtf8, WideAndOddNamesMoveNothing)
 
 TEST_F(StreamTableInUtf8, LightsAreALetterAndATone)
 {
-    using Light = BoardState::Light;
     Row row = MadeUpState::row("cam");
-    row.lights = {Light::Good, Light::Warning, Light::Bad, Light::Dark, Light::Dark, Light::Dark, Light::Good};
+    row.lights = {Light::Good, Light::Warning, Light::Bad, Light::Black, Light::Black, Light::Black, Light::Good};
     const BoardPicture picture = painted(80, row);
     EXPECT_THAT(picture.text(0), HasSubstr(" GYR···G "));
     EXPECT_EQ(toneOf(picture, "GYR"), Tone::Good);
