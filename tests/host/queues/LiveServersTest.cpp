@@ -84,7 +84,7 @@ TEST_F(LiveServersTest, RtspDeliversTheClipPictureForPicture)
 TEST_F(LiveServersTest, RtspGoesOverDatagramsWhereTheUrlSaysSo)
 {
     const quint16 port = Loopback::freePort(SOCK_STREAM);
-    const auto server = ServerProcess::rtsp(clip(), port);
+    const auto server = ServerProcess::rtsp(clip(), port, {QStringLiteral("udp")});
     start(QStringLiteral("rtsp://127.0.0.1:%1/live?udp").arg(port), pictures());
     ASSERT_TRUE(takeVideo(30));
     expectDecodable(videoBlocks);

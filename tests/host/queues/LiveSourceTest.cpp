@@ -40,7 +40,7 @@ TEST_F(LiveSourceTest, AGeneratedSourceDeliversAtThePaceOfItsTimes)
     EXPECT_EQ(source->status().packets + 1, video->figures().blocks);
 }
 
-TEST_F(LiveSourceTest, EveryBlockOfSoundIsAKeyBlock)
+TEST_F(LiveSourceTest, SoundComesAsKeyBlocksOfItsOwnStream)
 {
     start(graph(QStringLiteral("sine")));
     ASSERT_TRUE(takeUntil([&] { return audioBlocks.size() >= 20; }));

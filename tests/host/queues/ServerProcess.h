@@ -21,11 +21,12 @@ public:
     Q_DISABLE_COPY(ServerProcess)
 
     /// Serves the pictures of @p file by RTSP at @p port, and returns when clients can connect.
-    static std::unique_ptr<ServerProcess> rtsp(const QString &file, quint16 port)
+    /// @param more further arguments of the server.
+    static std::unique_ptr<ServerProcess> rtsp(const QString &file, quint16 port, const QStringList &more = {})
     {
-        auto server =
-            std::make_unique<ServerProcess>(QStringLiteral("/usr/bin/python3"),
-                                            QStringList{QStringLiteral(RTSP_SERVER_FILE), QString::number(port), file});
+        auto server = std::make_unique<ServerProcess>(
+            QStringLiteral("/usr/bin/python3"),
+            QStringList{QStringLiteral(RTSP_SERVER_FILE), QString::number(port), file} + more);
         EXPECT_TRUE(server->_process.waitForReadyRead()) << "the RTSP server does not come up";
         return server;
     }
