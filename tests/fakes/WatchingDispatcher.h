@@ -26,7 +26,10 @@ public:
     QList<TimerInfo> registeredTimers(QObject * /*object*/) const override { return {}; }
     int remainingTime(int /*id*/) override { return -1; }
 #if defined(Q_OS_WIN)
-    bool registerEventNotifier(QWinEventNotifier * /*notifier*/) override { return false; }
+    bool registerEventNotifier(QWinEventNotifier * /*notifier*/) override
+    {
+        return false;
+    }
     void unregisterEventNotifier(QWinEventNotifier * /*notifier*/) override {}
 #endif
     void interrupt() override {}
