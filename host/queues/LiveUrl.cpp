@@ -4,6 +4,8 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include "queues/ShownUrl.h"
+
 extern "C" {
 #include <libavdevice/avdevice.h>
 }
@@ -21,15 +23,6 @@ QString schemeOf(const QString &url)
 {
     const QRegularExpressionMatch match = schemePattern().match(url);
     return (match.captured(1) + match.captured(2)).toLower();
-}
-
-QString withoutSecrets(QString url)
-{
-    static const QRegularExpression user(QStringLiteral("^([^/]*://)[^/?#]+@"));
-    static const QRegularExpression parameter(
-        QStringLiteral("([?&](?:passphrase|password|passwd|pass|pwd|secret|token|key|auth)=)[^&]*"),
-        QRegularExpression::CaseInsensitiveOption);
-    return url.replace(user, QStringLiteral("\\1***@")).replace(parameter, QStringLiteral("\\1***"));
 }
 
 const AVInputFormat *deviceFormat(const char *name)
@@ -56,7 +49,7 @@ LiveUrl::LiveUrl(const QString &url)
         _name = isDevice() ? QFile::encodeName(behind) : behind.toUtf8();
         _format = deviceFormat(isDevice() ? "video4linux2" : "lavfi");
     } else {
-        _shown = withoutSecrets(url).toStdString();
+        _shown = ShownUrl::withoutSecrets(url).toStdString();
         _query = url.section(QLatin1Char('?'), 1);
     }
 }

@@ -26,8 +26,7 @@ public:
     /// @param url for which isLive answers true.
     explicit LiveUrl(const QString &url);
 
-    /// The url as it may be shown to people: without user name and password, and without the values of such parameters
-    /// as `passphrase`.
+    /// The url as it may be shown to people: see ShownUrl::withoutSecrets.
     const std::string &shown() const { return _shown; }
 
     /// What libavformat is to open, and as what; null where it finds that out itself.

@@ -10,6 +10,7 @@
 
 #include "format/Fourcc.h"
 #include "format/MediaBlock.h"
+#include "queues/ShownUrl.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ bool isLocal(const QString &url)
 
 std::string message(const QString &url, const std::string &what)
 {
-    return url.toStdString() + ": " + what;
+    return ShownUrl::withoutSecrets(url).toStdString() + ": " + what;
 }
 
 std::string errorText(int error)

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "format/MediaBlock.h"
+#include "queues/ShownUrl.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ std::string errorText(int error)
 
 MediaSource::MediaSource(const QString &url, const Options &options)
     : _url(url)
+    , _shown(ShownUrl::withoutSecrets(url).toStdString())
     , _options(options)
 {
 }
@@ -60,7 +62,7 @@ std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const 
     if (options.audio && audio >= 0)
         source->addStream(audio, "audio", audioStreamId);
     if (source->_streams.empty())
-        return url.toStdString() + ": " + input.whyNothingCanBeDecoded(options.video, options.audio);
+        return source->_shown + ": " + input.whyNothingCanBeDecoded(options.video, options.audio);
     source->_times.emplace(input.timeMayJump());
     return source;
 }
@@ -76,7 +78,7 @@ std::optional<std::string> MediaSource::start(BlockQueue &queue)
     } catch (const std::system_error &error) {
         _queue = nullptr;
         queue.end();
-        _error = _url.toStdString() + ": there is no thread to read it; decode fewer inputs at a time: " + error.what();
+        _error = _shown + ": there is no thread to read it; decode fewer inputs at a time: " + error.what();
     }
     return _thread.joinable() ? std::nullopt : _error;
 }
@@ -155,7 +157,7 @@ bool MediaSource::reopen()
     for (std::size_t position = 0; position < _streams.size(); ++position) {
         if (_streams[position].index >= _input->streamCount() ||
             packedParameters(position) != _states[position].parameters) {
-            noteError(_url.toStdString() + ": the file has changed since it was read before");
+            noteError(_shown + ": the file has changed since it was read before");
             return false;
         }
     }
@@ -194,15 +196,15 @@ bool MediaSource::deliverFile(int repetition)
         return false;
     const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
     if (result != AVERROR_EOF)
-        noteError(_url.toStdString() + ": reading it stopped" + after + ": " + errorText(result));
+        noteError(_shown + ": reading it stopped" + after + ": " + errorText(result));
     else if (!_input->complaint().empty())
-        noteError(_url.toStdString() + ": the file is damaged or truncated" + after + ": " + _input->complaint());
+        noteError(_shown + ": the file is damaged or truncated" + after + ": " + _input->complaint());
     else if (_input->isShorterThanItsIndex())
-        noteError(_url.toStdString() + ": the file is truncated" + after + ": its index names more");
+        noteError(_shown + ": the file is truncated" + after + ": its index names more");
     else if (endsInPacket)
-        noteError(_url.toStdString() + ": the file ends in the middle of a packet" + after + "; is it truncated?");
+        noteError(_shown + ": the file ends in the middle of a packet" + after + "; is it truncated?");
     else if (packets() == packetsBefore)
-        noteError(_url.toStdString() + ": there are no packets in its streams");
+        noteError(_shown + ": there are no packets in its streams");
     else
         return true;
     return false;

@@ -122,6 +122,7 @@ private:
     void noteProgress(int repetition);
 
     const QString _url;
+    const std::string _shown; // in errors
     const Options _options;
     // Constant once opened.
     std::vector<Stream> _streams;
