@@ -4,20 +4,22 @@
 #include <QRegularExpression>
 
 #include "queues/LiveSource.h"
+#include "queues/ShownUrl.h"
 
 namespace {
 
+bool isUrl(const QString &input)
+{
+    return input.contains(QLatin1String("://"));
+}
+
 QString liveName(const QString &url)
 {
-    static const QRegularExpression scheme(QStringLiteral("^[A-Za-z0-9+.-]+://"));
     static const QRegularExpression device(QStringLiteral("^([A-Za-z0-9]+:[^=,:;@]*)"));
-    if (!scheme.match(url).hasMatch()) {
-        const QRegularExpressionMatch match = device.match(url);
-        return match.hasMatch() ? match.captured(1) : url;
-    }
-    const QString rest = QString(url).remove(scheme).section(QLatin1Char('?'), 0, 0);
-    const QString authority = rest.section(QLatin1Char('/'), 0, 0);
-    return authority.section(QLatin1Char('@'), -1) + rest.mid(authority.size());
+    if (isUrl(url))
+        return ShownUrl::place(url);
+    const QRegularExpressionMatch match = device.match(url);
+    return match.hasMatch() ? match.captured(1) : url;
 }
 
 QString fileStem(const QString &name)
@@ -37,11 +39,11 @@ InputNames::Name InputNames::next(const InputSpec &input)
         shown = input.name.value_or(liveName(url).toStdString());
         stem = fileStem(QString::fromStdString(shown)).toStdString();
     } else {
-        const QFileInfo file(url);
-        shown = file.fileName().isEmpty() ? input.url : file.fileName().toStdString();
-        stem = file.completeBaseName().toStdString();
+        const QFileInfo file(isUrl(url) ? ShownUrl::place(url) : url);
+        shown = file.fileName().isEmpty() ? ShownUrl::withoutSecrets(url).toStdString() : file.fileName().toStdString();
+        stem = (isUrl(url) ? fileStem(file.completeBaseName()) : file.completeBaseName()).toStdString();
     }
-    return {unique(shown, " (%1)", _shown), unique(stem.empty() ? "input" : stem, "-%1", _stems)};
+    return {nextShown(shown), nextStem(stem.empty() ? "input" : stem)};
 }
 
 void InputNames::release(const Name &name)
@@ -49,10 +51,37 @@ void InputNames::release(const Name &name)
     _shown.erase(name.shown);
 }
 
-std::string InputNames::unique(const std::string &wanted, const char *suffix, std::set<std::string> &taken)
+std::string InputNames::nextShown(const std::string &wanted)
 {
     std::string name = wanted;
-    for (int number = 2; !taken.insert(name).second; ++number)
-        name = wanted + QString::fromLatin1(suffix).arg(number).toStdString();
+    for (int number = 2; !_shown.insert(name).second; ++number)
+        name = wanted + " (" + std::to_string(number) + ')';
     return name;
+}
+
+std::string InputNames::nextStem(const std::string &wanted)
+{
+    const bool isFree = !wasGiven(wanted);
+    int &highest = _stems.emplace(wanted, 1).first->second;
+    if (isFree)
+        return wanted;
+    std::string stem;
+    int number = highest;
+    do {
+        stem = wanted + '-' + std::to_string(++number);
+    } while (wasGiven(stem));
+    highest = number;
+    return stem;
+}
+
+/// Or passed over, because it had been given.
+bool InputNames::wasGiven(const std::string &stem) const
+{
+    static const QRegularExpression numbered(QStringLiteral("^(.+)-([1-9][0-9]*)$"));
+    if (_stems.count(stem) > 0)
+        return true;
+    const QRegularExpressionMatch match = numbered.match(QString::fromStdString(stem));
+    const auto found = _stems.find(match.captured(1).toStdString());
+    const int number = match.captured(2).toInt(); // 0 where it is none
+    return found != _stems.end() && number > 1 && number <= found->second;
 }

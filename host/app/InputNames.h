@@ -1,6 +1,7 @@
 #ifndef HOST_APP_INPUTNAMES_H
 #define HOST_APP_INPUTNAMES_H
 
+#include <map>
 #include <set>
 #include <string>
 
@@ -15,7 +16,7 @@ public:
     };
 
     /// Made of the name that the user gave the input. Without one, a live source is known by its URL without the scheme
-    /// and what may be secret in it: user name, password and query.
+    /// and what may be secret in it: user name, password and query; any other one by the file that it names.
     Name next(const InputSpec &input);
 
     /// The shown name may be given again; the stem never is, so that no later input overwrites the output files.
@@ -23,10 +24,14 @@ public:
     bool isShown(const std::string &shown) const { return _shown.count(shown) > 0; }
 
 private:
-    static std::string unique(const std::string &wanted, const char *suffix, std::set<std::string> &taken);
+    std::string nextShown(const std::string &wanted);
+    std::string nextStem(const std::string &wanted);
+    bool wasGiven(const std::string &stem) const;
 
     std::set<std::string> _shown;
-    std::set<std::string> _stems;
+    /// By each stem that was asked for, the highest number behind it that was given; 1 stands for none. So an input that
+    /// comes and goes for years takes no more room than the first time.
+    std::map<std::string, int> _stems;
 };
 
 #endif
