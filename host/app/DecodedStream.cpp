@@ -67,6 +67,9 @@ std::optional<std::string> DecodedStream::addOutput(
 
 void DecodedStream::dropDecoder()
 {
+    // The manager is locked while it waits for the block in progress: a disk that hangs would hold up everybody else.
+    for (Output &output : _outputs)
+        output.sink->waitNoMore();
     _handles.clear();
 }
 

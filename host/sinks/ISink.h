@@ -27,6 +27,10 @@ public:
     /// What has happened so far. Thread-safe.
     virtual Status status() const = 0;
 
+    /// From now on, a push waits no more for the writing: what comes still is taken over the limits. For a stream that
+    /// ends, whose decoder could not be dropped while it waits. Thread-safe; never blocks.
+    virtual void waitNoMore() = 0;
+
     /// Writes what was taken, completes the files and closes them; the status is final then. Call it when nothing
     /// pushes any more, that is once the decoder handle was dropped, and before the workers end. Blocks for as long as
     /// the writing takes. Thread-safe, but not for a job of the sink's worker. A second call only waits for the first.

@@ -69,7 +69,8 @@ template <class Queue, class Handle, class Header>
 void Sink<Queue, Handle, Header>::enqueue(quint64 size, std::function<void()> job)
 {
     const auto hasRoom = [this, size] {
-        return _pendingRecords == 0 || (_pendingRecords < _limits.records && _pendingBytes + size <= _limits.bytes);
+        return _waitsNoMore || _pendingRecords == 0 ||
+               (_pendingRecords < _limits.records && _pendingBytes + size <= _limits.bytes);
     };
     {
         std::unique_lock<std::mutex> lock(_mutex);
@@ -128,6 +129,14 @@ ISink::Status Sink<Queue, Handle, Header>::status() const
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     return _status;
+}
+
+template <class Queue, class Handle, class Header>
+void Sink<Queue, Handle, Header>::waitNoMore()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _waitsNoMore = true;
+    _changed.notify_all();
 }
 
 template <class Queue, class Handle, class Header>

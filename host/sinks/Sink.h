@@ -22,7 +22,8 @@ struct SinkLimits {
 };
 
 /// An output queue of the decoding manager: counts the records of one stream and has them written on its worker. A push
-/// takes a reference and no copy, and waits while the limits are reached: nothing is ever dropped.
+/// takes a reference and no copy, and waits while the limits are reached, until it is told to wait no more: nothing is
+/// ever dropped.
 ///
 /// Shared by ModkitPtr between the host and the stream decoder; the last of them destroys it, on its own thread. The
 /// host keeps its reference until finish() has returned, so that no decoder thread ever waits for the end of the
@@ -42,6 +43,7 @@ public:
     void push(const Handle &record, qint64 timestamp, qint64 blockTime) override;
 
     Status status() const override;
+    void waitNoMore() override;
     void finish() override;
 
 private:
@@ -57,14 +59,15 @@ private:
     const std::unique_ptr<Writer> _writer; // used on the worker only
 
     mutable std::mutex _mutex;
-    std::condition_variable _changed; // less is pending, or _ended
+    std::condition_variable _changed; // less is pending, _waitsNoMore or _ended
     // Guarded by _mutex.
     Status _status;
     int _pendingRecords = 0;
     quint64 _pendingBytes = 0;
-    bool _failed = false;    // writing has
-    bool _finishing = false; // finish() was called
-    bool _ended = false;     // the files are closed
+    bool _failed = false;      // writing has
+    bool _waitsNoMore = false; // waitNoMore() was called
+    bool _finishing = false;   // finish() was called
+    bool _ended = false;       // the files are closed
 };
 
 using VideoSink = Sink<IVideoOutputQueue, VideoFrameHandle, PictureHeader>;

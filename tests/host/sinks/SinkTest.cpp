@@ -157,6 +157,26 @@ TEST_F(SinkTest, WaitsWhileAsManyBytesAsItMayHoldAreUnwritten)
     EXPECT_GE(tested->status().waits, 1U);
 }
 
+TEST_F(SinkTest, TakesWhatComesOnceItIsToldToWaitNoMore)
+{
+    std::promise<void> open;
+    _log.gate = open.get_future().share();
+    SinkLimits limits;
+    limits.records = 1;
+    const auto tested = sink(_log, limits);
+    tested->push(picture(1), 0, 0);
+    std::future<void> pushed = std::async(std::launch::async, [&] { tested->push(picture(2), 0, 0); });
+    EXPECT_TRUE(waitFor([&] { return tested->status().records == 2; }));
+    EXPECT_EQ(pushed.wait_for(std::chrono::milliseconds(0)), std::future_status::timeout);
+
+    tested->waitNoMore();
+    EXPECT_EQ(pushed.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    tested->push(picture(3), 0, 0);
+    open.set_value();
+    tested->finish();
+    EXPECT_THAT(_log.calls, ElementsAre(1, 2, 3, -2));
+}
+
 TEST_F(SinkTest, TakesARecordLargerThanItsLimitAlone)
 {
     const auto tested = sink(_log, {1, 1});
