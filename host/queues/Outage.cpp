@@ -14,8 +14,11 @@ std::optional<std::string> Outage::begin(const std::string &reason, Instant now)
     if (_reason.empty()) {
         _since = now;
         _attempts = 0;
+        _told.clear();
     }
     _reason = reason;
+    if (!_told.insert(reason).second)
+        return std::nullopt;
     return _name + ": " + reason + (_hasDelivered ? "; reconnecting" : "; trying again");
 }
 

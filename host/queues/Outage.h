@@ -3,10 +3,11 @@
 
 #include <chrono>
 #include <optional>
+#include <set>
 #include <string>
 
-/// What is reported of a source's troubles: each once when it comes, once more only if its reason changes, and once when
-/// it is mended. All reports are single lines that name the source. Reentrant.
+/// What is reported of a source's troubles: each once when it comes, once more for each other reason that it turns out to
+/// have, however these take turns, and once when it is mended. All reports are single lines that name the source. Reentrant.
 class Outage final {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -34,6 +35,7 @@ private:
     std::string _reason;
     Instant _since; // of the outage that goes on, and the attempts to mend it
     int _attempts = 0;
+    std::set<std::string> _told; // its reasons
     bool _hasDelivered = false;
 };
 

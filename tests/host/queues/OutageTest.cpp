@@ -41,6 +41,18 @@ TEST_F(OutageTest, AnotherReasonIsReportedButDoesNotBeginItAnew)
     EXPECT_EQ(outage.end(now), "camera: delivers again after 2.5 s, 2 attempts");
 }
 
+TEST_F(OutageTest, ReasonsThatTakeTurnsAreReportedOnceEach)
+{
+    outage.end(now);
+    EXPECT_TRUE(outage.begin("the source ended", now));
+    EXPECT_TRUE(outage.begin("refused", now));
+    EXPECT_EQ(outage.begin("the source ended", now), std::nullopt);
+    EXPECT_EQ(outage.reason(), "the source ended");
+    EXPECT_EQ(outage.begin("refused", now), std::nullopt);
+    outage.end(now);
+    EXPECT_TRUE(outage.begin("refused", now));
+}
+
 TEST_F(OutageTest, CountsEachOutageByItself)
 {
     outage.end(now);
