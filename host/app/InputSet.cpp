@@ -26,6 +26,8 @@ InputSet::~InputSet()
 
 std::variant<InputNames::Name, std::string> InputSet::add(const InputSpec &input, int copies)
 {
+    if (_cancelled)
+        return std::string("no input is taken any more: this host is ending");
     if (input.name && _names.isShown(*input.name))
         return *input.name + ": there is an input of this name";
     const auto files = std::make_shared<FileSet>(*_inputFiles);
@@ -48,8 +50,12 @@ bool InputSet::remove(const std::string &name)
     if (found == _inputs.end())
         return false;
     const InputRun *const removed = found->get();
-    const auto areOfRemoved = [removed](const Copies &copies) { return copies.first == removed; };
-    _copies.erase(std::remove_if(_copies.begin(), _copies.end(), areOfRemoved), _copies.end());
+    const auto others = std::find_if(_copies.begin(), _copies.end(),
+                                     [removed](const Copies &copies) { return copies.first == removed; });
+    if (others != _copies.end()) {
+        forget(*others);
+        _copies.erase(others);
+    }
     (*found)->cancel();
     _removed.push_back(std::move(*found));
     _inputs.erase(found);
@@ -67,19 +73,23 @@ void InputSet::cancel()
 void InputSet::poll()
 {
     for (const auto &input : _removed)
-        input->poll(_inputFiles);
+        poll(*input);
     dropRemoved();
-    for (const auto &input : _inputs) {
-        const bool wasFinished = input->isFinished();
-        input->poll(_inputFiles);
-        for (std::string &report : input->takeReports())
-            _messages.push_back(std::move(report));
-        if (input->isFinished() && !wasFinished) {
-            for (std::string &error : input->errors())
-                _messages.push_back(std::move(error));
-        }
-    }
+    for (const auto &input : _inputs)
+        poll(*input);
     beginCopies();
+}
+
+void InputSet::poll(InputRun &input)
+{
+    const bool wasFinished = input.isFinished();
+    input.poll(_inputFiles);
+    for (std::string &report : input.takeReports())
+        _messages.push_back(std::move(report));
+    if (input.isFinished() && !wasFinished) {
+        for (std::string &error : input.errors())
+            _messages.push_back(std::move(error));
+    }
 }
 
 const InputRun *InputSet::find(const std::string &name) const
@@ -113,7 +123,9 @@ void InputSet::beginCopies()
     for (Copies &copies : std::exchange(_copies, {})) {
         if (copies.first->isOpen() || copies.first->isLive())
             beginCopies(copies);
-        else if (!copies.first->isFinished())
+        else if (copies.first->isFinished())
+            forget(copies);
+        else
             waiting.push_back(std::move(copies));
     }
     _copies = std::move(waiting);
@@ -124,6 +136,13 @@ void InputSet::beginCopies(const Copies &copies)
     auto next = std::next(place(*copies.first));
     for (const InputNames::Name &name : copies.names)
         next = std::next(_inputs.insert(next, std::make_unique<InputRun>(copies.url, name, _environment)));
+}
+
+/// There will be no such copies.
+void InputSet::forget(const Copies &copies)
+{
+    for (const InputNames::Name &name : copies.names)
+        _names.release(name);
 }
 
 std::vector<std::unique_ptr<InputRun>>::iterator InputSet::place(const InputRun &input)
@@ -137,13 +156,14 @@ void InputSet::dropRemoved()
     const auto dropped =
         std::partition(_removed.begin(), _removed.end(), [](const auto &input) { return !input->isFinished(); });
     for (auto input = dropped; input != _removed.end(); ++input) {
-        for (std::string &error : (*input)->errors())
-            _messages.push_back(std::move(error));
+        const InputRun &removed = **input;
         qint64 frames = 0;
-        for (const InputRun::StreamView &stream : (*input)->streams())
+        for (const InputRun::StreamView &stream : removed.streams())
             frames += stream.frames;
-        _messages.push_back((*input)->name().shown + ": removed, after " + std::to_string(frames) + " frames");
-        _names.release((*input)->name());
+        // Of one that could not be opened, enough is told.
+        if (removed.isOpen() || removed.isLive())
+            _messages.push_back(removed.name().shown + ": removed, after " + std::to_string(frames) + " frames");
+        _names.release(removed.name());
     }
     _removed.erase(dropped, _removed.end());
 }

@@ -27,7 +27,7 @@ public:
     /// Ends the input that is shown as @p name, and forgets it once its outputs are complete. @return whether there is one.
     bool remove(const std::string &name);
 
-    /// Has every input end, with what is decoded so far.
+    /// Has every input end, with what is decoded so far. No more can be added then.
     void cancel();
 
     /// Takes the next step of each input. To be called often.
@@ -53,8 +53,10 @@ private:
         std::vector<InputNames::Name> names;
     };
 
+    void poll(InputRun &input);
     void beginCopies();
     void beginCopies(const Copies &copies);
+    void forget(const Copies &copies);
     std::vector<std::unique_ptr<InputRun>>::iterator place(const InputRun &input);
     void dropRemoved();
 

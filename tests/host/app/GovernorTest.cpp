@@ -2,13 +2,13 @@
 
 #include <QCoreApplication>
 
-#include <algorithm>
 #include <limits>
 #include <memory>
 #include <vector>
 
 #include "QEvent_CpuLoad.h"
 #include "fakes/WaitUntil.h"
+#include "host/app/FakeTuning.h"
 #include <gmock/gmock.h>
 
 using namespace std::chrono_literals;
@@ -19,26 +19,6 @@ using testing::StartsWith;
 namespace {
 
 constexpr std::chrono::milliseconds never = 1h;
-
-class FakeTuning final : public ITuneDecoding {
-public:
-    double cpuLoad(QObject *newListener) override
-    {
-        listeners.push_back(newListener);
-        return load;
-    }
-    void removeCpuLoadListener(QObject *oldListener) override
-    {
-        listeners.erase(std::find(listeners.begin(), listeners.end(), oldListener));
-    }
-    int decoderCount() override { return 0; }
-    void usePerformanceMode() override { modes.push_back(DecodingMode::Performance); }
-    void useTimeSavingMode() override { modes.push_back(DecodingMode::TimeSaving); }
-
-    double load = 0.0;
-    std::vector<QObject *> listeners;
-    std::vector<DecodingMode> modes; // that were asked for
-};
 
 class GovernorTest : public testing::Test {
 protected:

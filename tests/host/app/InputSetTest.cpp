@@ -1,0 +1,106 @@
+#include "app/InputSet.h"
+
+#include "host/app/RunFixture.h"
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+using InputSetTest = RunFixture;
+
+TEST_F(InputSetTest, DecodesEachStreamOfAFileToItsEnd)
+{
+    addSample("cup.mp4");
+    ASSERT_TRUE(decodeUntil([this] { return _inputs.isFinished(); }));
+    const DecodeReport::Input report = _inputs.inputs().front()->report();
+    ASSERT_EQ(report.streams.size(), 2U);
+    EXPECT_EQ(report.streams[0].frames, 217);
+    EXPECT_EQ(report.streams[1].frames, 380);
+    EXPECT_EQ(report.error, std::nullopt);
+    ASSERT_EQ(_manager.decoders.size(), 2U);
+    EXPECT_EQ(_manager.decoders[0].name, QStringLiteral("cup.mp4 video"));
+    EXPECT_EQ(_manager.decoders[1].name, QStringLiteral("cup.mp4 audio"));
+    EXPECT_FALSE(*_manager.decoders[0].isHeld);
+    EXPECT_THAT(_messages, IsEmpty());
+}
+
+TEST_F(InputSetTest, OpensCopiesOnceTheFirstIsOpenAndKeepsThemTogether)
+{
+    addSample("cup.mp4", 3);
+    addSample("tree.avi");
+    EXPECT_THAT(names(), ElementsAre("cup.mp4", "tree.avi"));
+    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4 (3)") && isOpen("tree.avi"); }));
+    EXPECT_THAT(names(), ElementsAre("cup.mp4", "cup.mp4 (2)", "cup.mp4 (3)", "tree.avi"));
+}
+
+TEST_F(InputSetTest, ForgetsTheCopiesOfWhatCannotBeOpenedAndTheirNames)
+{
+    add({"/nowhere/clip.mp4", std::nullopt}, 3);
+    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
+    EXPECT_THAT(names(), ElementsAre("clip.mp4"));
+    add({"/nowhere/clip.mp4", std::nullopt});
+    EXPECT_THAT(names(), ElementsAre("clip.mp4", "clip.mp4 (2)"));
+}
+
+TEST_F(InputSetTest, ForgetsTheCopiesOfWhatIsRemoved)
+{
+    addSample("cup.mp4", 2);
+    EXPECT_TRUE(_inputs.remove("cup.mp4"));
+    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
+    EXPECT_THAT(names(), IsEmpty());
+    addSample("cup.mp4", 2);
+    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4 (2)"); }));
+}
+
+TEST_F(InputSetTest, TellsOnceWhyAnInputCannotBeOpenedThoughItIsRemovedThen)
+{
+    add({"/nowhere/clip.mp4", std::nullopt});
+    ASSERT_TRUE(pollUntil([this] { return isFinished("clip.mp4"); }));
+    EXPECT_TRUE(_inputs.remove("clip.mp4"));
+    ASSERT_TRUE(pollUntil([this] { return !_inputs.isLeaving("clip.mp4"); }));
+    EXPECT_THAT(_messages, ElementsAre("/nowhere/clip.mp4: there is no such file"));
+}
+
+TEST_F(InputSetTest, RemovesOneInputAndLeavesTheOthersAlone)
+{
+    addSample("cup.mp4");
+    addSample("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4") && isOpen("tree.avi"); }));
+    EXPECT_TRUE(_inputs.remove("cup.mp4"));
+    EXPECT_FALSE(_inputs.remove("cup.mp4"));
+    EXPECT_THAT(names(), ElementsAre("tree.avi"));
+    EXPECT_TRUE(_inputs.isLeaving("cup.mp4"));
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("tree.avi") && !_inputs.isLeaving("cup.mp4"); }));
+    EXPECT_EQ(_inputs.find("tree.avi")->streams().front().frames, 24);
+    EXPECT_THAT(_messages, ElementsAre(AllOf(StartsWith("cup.mp4: removed, after "), EndsWith(" frames"))));
+}
+
+TEST_F(InputSetTest, GivesANameAgainOnlyOnceItsOwnerHasLeft)
+{
+    add(unreachable("door"));
+    EXPECT_THAT(std::get<std::string>(_inputs.add(unreachable("door"))), StartsWith("door: "));
+    EXPECT_TRUE(_inputs.remove("door"));
+    EXPECT_THAT(std::get<std::string>(_inputs.add(unreachable("door"))), StartsWith("door: "));
+    ASSERT_TRUE(pollUntil([this] { return !_inputs.isLeaving("door"); }));
+    add(unreachable("door"));
+}
+
+TEST_F(InputSetTest, EndsWhatItCannotHaveDecoded)
+{
+    _manager.refuses = true;
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
+    EXPECT_THAT(_messages, ElementsAre(HasSubstr("gives no decoder")));
+}
+
+TEST_F(InputSetTest, TakesNoMoreInputsOnceItIsCancelled)
+{
+    add(unreachable("door"));
+    _inputs.cancel();
+    EXPECT_TRUE(std::holds_alternative<std::string>(_inputs.add(unreachable("yard"))));
+    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
+    EXPECT_THAT(names(), ElementsAre("door"));
+}
