@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "DatagramRelay.h"
 #include "LiveFixture.h"
-#include "Loopback.h"
-#include "ServerProcess.h"
+#include "host/live/DatagramRelay.h"
+#include "host/live/Loopback.h"
+#include "host/live/ServerProcess.h"
 
 namespace {
 

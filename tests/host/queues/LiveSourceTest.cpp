@@ -1,10 +1,10 @@
 #include <chrono>
 
-#include "ByteServer.h"
 #include "Eventually.h"
 #include "LiveFixture.h"
-#include "Loopback.h"
 #include "format/MediaBlock.h"
+#include "host/live/ByteServer.h"
+#include "host/live/Loopback.h"
 
 namespace {
 

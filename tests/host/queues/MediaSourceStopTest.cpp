@@ -4,8 +4,8 @@
 #include <pthread.h>
 
 #include "Eventually.h"
-#include "Loopback.h"
 #include "MediaFixture.h"
+#include "host/live/Loopback.h"
 
 namespace {
 
