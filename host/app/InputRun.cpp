@@ -123,6 +123,8 @@ InputFeed::Status InputRun::status() const
         status.error = _error;
     if (_phase == Phase::Finished || _error)
         status.state = InputFeed::State::Ended;
+    else if (status.state == InputFeed::State::Ended && isOpen())
+        status.state = InputFeed::State::Delivering; // to outputs that are not complete yet
     return status;
 }
 
