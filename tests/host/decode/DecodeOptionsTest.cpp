@@ -1,9 +1,7 @@
 #include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <thread>
 
 #include "DecodeFixture.h"
+#include "WakeUps.h"
 #include <gmock/gmock.h>
 
 namespace {
@@ -39,39 +37,6 @@ QStringList wholeFiles(QStringList files)
         files.end());
     return files;
 }
-
-/// Sees how late the machine wakes a thread, which no program that runs on it can do anything about.
-class WakeUps final {
-public:
-    WakeUps()
-        : _thread([this] { run(); })
-    {
-    }
-
-    /// @return the longest that a sleep was too long.
-    std::chrono::milliseconds end()
-    {
-        _ending = true;
-        _thread.join();
-        return std::chrono::duration_cast<std::chrono::milliseconds>(_worst);
-    }
-
-private:
-    void run()
-    {
-        using Clock = std::chrono::steady_clock;
-        constexpr std::chrono::milliseconds nap(5);
-        while (!_ending) {
-            const Clock::time_point before = Clock::now();
-            std::this_thread::sleep_for(nap);
-            _worst = std::max(_worst, Clock::now() - before - nap);
-        }
-    }
-
-    std::atomic<bool> _ending{false};
-    std::chrono::steady_clock::duration _worst{0};
-    std::thread _thread;
-};
 
 } // namespace
 
