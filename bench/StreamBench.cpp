@@ -137,6 +137,7 @@ int measure(int streamCount, int threadCount, int count)
     QSemaphore done;
     std::vector<ModkitPtr<IDecoder>> handles(static_cast<std::size_t>(streamCount));
     std::vector<ModkitPtr<IInputQueue>> queues;
+    queues.reserve(handles.size());
     for (int stream = 0; stream < streamCount; ++stream)
         queues.emplace_back(new Queue(static_cast<quint32>(count), open, done));
 
