@@ -9,7 +9,7 @@ from statistic import median
 
 # streams, size, frames of each file, rounds
 FULL = [(8, "720p", 75, 9), (32, "720p", 75, 7), (16, "1080p", 50, 7)]
-QUICK = [(8, "720p", 50, 3)]
+QUICK = [(4, "720p", 50, 3)]
 EXTRA_THREADS = 8  # beside one for each decoder and input
 
 
