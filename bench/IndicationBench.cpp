@@ -96,6 +96,7 @@ private:
 std::vector<Stream> newStreams(IIndicationManager &manager, int count)
 {
     std::vector<Stream> streams;
+    streams.reserve(static_cast<std::size_t>(count));
     for (int stream = 0; stream < count; ++stream)
         streams.emplace_back(manager, QStringLiteral("camera %1").arg(stream));
     return streams;

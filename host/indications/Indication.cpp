@@ -3,7 +3,7 @@
 namespace {
 
 constexpr int setterShift = 32;
-constexpr quint64 busyBit = quint64(1) << 63; // a time-out is pending, or its callback in progress
+constexpr quint64 busyBit = quint64(1) << 63;
 
 constexpr quint64 wordOf(int value, ThreadNames::Id setter, bool busy)
 {
@@ -61,18 +61,16 @@ void Indication::setValueAt(TimeoutWheel::Instant now, int value, int timeoutMs,
         _isOvertaken = true;
     }
 
-    if (_due != TimeoutWheel::never)
-        previous = _onTimeout;
-    if (_wheel && timeoutMs > 0 && !onTimeout.isNull()) {
-        _onTimeout = onTimeout;
-        _due = TimeoutWheel::tickNotBefore(now + std::chrono::milliseconds(timeoutMs));
-        if (_due < _entered)
-            enterLocked(_due);
-    } else {
-        _onTimeout.reset();
-        _due = TimeoutWheel::never;
-    }
+    previous = _onTimeout;
+    const bool isTimed = _wheel && timeoutMs > 0 && !onTimeout.isNull();
+    _due = isTimed ? TimeoutWheel::tickNotBefore(now + std::chrono::milliseconds(timeoutMs)) : TimeoutWheel::never;
+    if (_due < _entered)
+        enterLocked(_due);
     _word.store(wordOf(value, ThreadNames::current(), isBusyLocked()), std::memory_order_release);
+    if (isTimed)
+        _onTimeout = onTimeout;
+    else
+        _onTimeout.reset();
 }
 
 void Indication::show(TimeoutWheel &wheel, const ModkitPtr<IIndicationObject> &self) noexcept
@@ -84,21 +82,17 @@ void Indication::show(TimeoutWheel &wheel, const ModkitPtr<IIndicationObject> &s
 
 void Indication::hide() noexcept
 {
-    // Dropped after the lock is given back, this object last of all.
-    ModkitPtr<IIndicationObject> self;
-    ModkitPtr<ISimpleIndicationObjectCallback> onTimeout;
+    ModkitPtr<ISimpleIndicationObjectCallback> onTimeout; // dropped after the lock is given back
     const std::lock_guard<std::mutex> lock(_mutex);
     if (!_wheel)
         return;
+    onTimeout = _onTimeout;
     _wheel->leave(_place);
     _wheel = nullptr;
     _entered = TimeoutWheel::never;
     _due = TimeoutWheel::never;
-    onTimeout = _onTimeout;
     _onTimeout.reset();
-    self = _self;
     _self.reset();
-    endBusyLocked();
 }
 
 Indication::Reading Indication::reading() const noexcept
@@ -122,7 +116,6 @@ void Indication::timeUp(TimeoutWheel::Tick tick)
         }
         _due = TimeoutWheel::never;
         onTimeout = _onTimeout;
-        _onTimeout.reset();
         self = _self;
         _caller = std::this_thread::get_id();
         _isOvertaken = false;
@@ -146,14 +139,6 @@ void Indication::endCall()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     _caller = std::thread::id();
-    endBusyLocked();
-}
-
-/// Lets sets without a lock go on, unless there is still a reason not to.
-void Indication::endBusyLocked()
-{
-    // Nobody else writes a busy word; one that is not busy may change at any time.
-    const quint64 shown = _word.load(std::memory_order_relaxed);
-    if ((shown & busyBit) != 0 && !isBusyLocked())
-        _word.store(shown & ~busyBit, std::memory_order_release);
+    if (_due == TimeoutWheel::never)
+        _onTimeout.reset(); // timeUp still holds it: it is not destroyed under the lock
 }

@@ -27,9 +27,9 @@ public:
     Indication(int initialValue, quint64 ownerNumber);
 
     /// As the interface says. Beyond it:
-    /// - A value without a time-out takes no lock, unless it ends a time-out. The value that is shown already, set once
+    /// - A value without a time-out takes no lock, unless the value before it had one. The value that is shown already, set once
     ///   more by the same thread, costs a few nanoseconds.
-    /// - Any other set takes two locks for a few instructions, and neither is held over foreign code.
+    /// - Any other set takes up to two locks for a few instructions, and neither is held over foreign code.
     /// - A time-out that is not positive is none, nor is one without a callback: the value stays.
     /// - A time-out is never early, and late by a tick of the wheel and whatever other callbacks take.
     /// - @p onTimeout is called with the reason 0 on the manager's thread. It must not throw, and what it does delays all
@@ -46,8 +46,8 @@ public:
     /// Begins the showing. @p wheel must outlive it. @param self holds this object.
     void show(TimeoutWheel &wheel, const ModkitPtr<IIndicationObject> &self) noexcept;
 
-    /// Ends the showing: no callback is called any more, but for one whose call has begun, which is not waited for. May
-    /// drop the callback and this object. Does nothing when it is not shown.
+    /// Ends the showing: no callback is called any more, but for one whose call has begun, which is not waited for. Drops
+    /// the callback, and its reference to itself: the caller holds another one. Does nothing when it is not shown.
     void hide() noexcept;
 
     Reading reading() const noexcept;
@@ -59,16 +59,15 @@ private:
     void timeUp(TimeoutWheel::Tick tick);
     void enterLocked(TimeoutWheel::Tick tick);
     bool isBusyLocked() const;
-    void endBusyLocked();
     void endCall();
 
-    /// The value, its setter and whether the indication is busy, in one word: a time-out is pending, or its callback in
-    /// progress. While it is busy, written under _mutex only.
+    /// The value, its setter, and whether the indication is busy, in one word: a time-out is pending, or its callback in
+    /// progress. It stays marked as busy until the next value. While it is, it is written under _mutex only.
     std::atomic<quint64> _word;
 
     std::mutex _mutex;                             // guards all below but the constant; taken before the wheel's lock
     TimeoutWheel::Tick _due = TimeoutWheel::never; // when the time-out is over; never: none is pending
-    ModkitPtr<ISimpleIndicationObjectCallback> _onTimeout; // set while a time-out is pending
+    ModkitPtr<ISimpleIndicationObjectCallback> _onTimeout; // set while a time-out is pending or it is called
     TimeoutWheel *_wheel = nullptr;                        // set while shown
     /// What the wheel has for it. A value that is set again only moves _due; when the wheel's tick comes, the place is
     /// moved on to it. So it is never after _due, unless it is `never`.

@@ -49,8 +49,8 @@ ModkitPtr<IIndicationObject> IndicationManager::createIndication(void * /*reserv
         const bool joins = joinsLocked(number, name);
         if (!joins)
             number = ++_ownerCount;
-        auto *const fresh = new Indication(initialValue, number);
-        const ModkitPtr<IIndicationObject> indication(fresh);
+        const ModkitPtr<Indication> fresh(new Indication(initialValue, number));
+        const ModkitPtr<IIndicationObject> indication = fresh;
         // What may run out of memory comes first: an indication is listed only once it will be shown.
         if (joins) {
             _owners.at(number).indications.push_back({name, fresh});
@@ -96,7 +96,7 @@ bool IndicationManager::joinsLocked(quint64 ownerNumber, const QString &name) co
                         [&name](const ShownIndication &shown) { return shown.name == name; });
 }
 
-/// @return whether the indication was shown. If so, it no longer is listed, and holds itself until it is hidden.
+/// @return whether the indication was listed. It no longer is.
 bool IndicationManager::forgetLocked(const Indication &indication)
 {
     const auto owner = _owners.find(indication.ownerNumber());
@@ -104,7 +104,7 @@ bool IndicationManager::forgetLocked(const Indication &indication)
         return false;
     std::vector<ShownIndication> &indications = owner->second.indications;
     const auto shown = std::find_if(indications.begin(), indications.end(), [&indication](const ShownIndication &one) {
-        return one.indication == &indication;
+        return one.indication.data() == &indication;
     });
     if (shown == indications.end())
         return false;

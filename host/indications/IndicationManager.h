@@ -69,7 +69,7 @@ public:
 private:
     struct ShownIndication {
         QString name;
-        Indication *indication; // holds itself while it is shown
+        ModkitPtr<Indication> indication;
     };
     struct ShownOwner {
         QString name;

@@ -182,6 +182,8 @@ TEST_F(IndicationManagerTest, RemovingWhatItDoesNotShowIsHarmless)
     manager->removeIndication(removed);
     EXPECT_THAT(told(*manager), ElementsAre("camera: DecoderMode=0"));
     EXPECT_THAT(told(*other), ElementsAre("camera: DecoderMode=0"));
+    ofOther->setValue(0, 1, blacken(counts));
+    EXPECT_TRUE(waitUntil([&] { return counts.calls == 1 && counts.alive == 0; })) << "it is still shown";
 }
 
 TEST_F(IndicationManagerTest, ACallInProgressDoesNotHoldUpTheRemoval)

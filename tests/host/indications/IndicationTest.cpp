@@ -270,9 +270,7 @@ TEST_F(IndicationTest, TheCallMayHoldTheLastReference)
 TEST_F(IndicationTest, ACallbackThatHoldsTheIndicationIsDroppedWithIt)
 {
     set(milliseconds(0), Good, 90, callback(counts, [kept = object](const ModkitPtr<IIndicationObject> &) {}));
-    Indication &hidden = indication();
-    object.reset();
-    hidden.hide();
+    indication().hide();
     EXPECT_EQ(counts.alive, 0);
 }
 
