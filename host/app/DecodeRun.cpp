@@ -9,12 +9,14 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <memory>
 #include <optional>
 #include <set>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -29,6 +31,7 @@
 #include "app/RunDisplay.h"
 #include "app/RunObserver.h"
 #include "app/WarningLog.h"
+#include "board/TerminalGuard.h"
 #include "control/ControlServer.h"
 #include "format/FormatManager.h"
 #include "indications/IndicationManager.h"
@@ -49,20 +52,27 @@ constexpr std::chrono::seconds loadInterval(1); // that the component measures t
 
 std::atomic<bool> interruptRequested{false};
 
-void requestInterrupt(int /*signal*/)
+void requestInterrupt(int number)
 {
-    interruptRequested = true;
+    // The end of the session is told to the program by the system, and once more by its shell: nobody grows impatient.
+    if (!interruptRequested.exchange(true) || number == SIGHUP)
+        return;
+    TerminalGuard::giveBack();
+    struct sigaction end = {};
+    end.sa_handler = SIG_DFL;
+    sigaction(number, &end, nullptr);
+    // Comes when this handler has returned.
+    static_cast<void>(raise(number));
 }
 
 /// While it lives, SIGINT, SIGTERM and, unless it is ignored, SIGHUP ask for an interrupt instead of ending the program;
-/// a second one ends it.
+/// a second one, but for SIGHUP, ends it and leaves the terminal in order.
 class InterruptSignals final {
 public:
     InterruptSignals()
     {
         struct sigaction action = {};
         action.sa_handler = requestInterrupt;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
         for (Handled &handled : _handled) {
             sigaction(handled.signal, &action, &handled.previous);
             // Who ignores the end of the session, as nohup does, wants to go on without it.

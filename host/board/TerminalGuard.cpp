@@ -17,7 +17,7 @@ TerminalGuard::TerminalGuard(int file, std::string leaveText)
 {
     tcgetattr(_file, &_modes);
     current = this;
-    static const bool atExit = std::atexit(&TerminalGuard::handleExit) == 0;
+    static const bool atExit = std::atexit(&TerminalGuard::giveBack) == 0;
     static_cast<void>(atExit);
 
     struct sigaction action = {};
@@ -47,7 +47,7 @@ void TerminalGuard::handleSignal(int number)
     static_cast<void>(raise(number));
 }
 
-void TerminalGuard::handleExit()
+void TerminalGuard::giveBack()
 {
     if (const TerminalGuard *const guard = current.exchange(nullptr))
         guard->restore();

@@ -16,6 +16,10 @@ public:
     /// left.
     TerminalGuard(int file, std::string leaveText);
     ~TerminalGuard();
+    /// Gives the terminal back at once, if there is a guard: for who ends the program by another signal. May be called in
+    /// a signal handler.
+    static void giveBack();
+
     TerminalGuard(const TerminalGuard &) = delete;
     TerminalGuard &operator=(const TerminalGuard &) = delete;
 
@@ -23,7 +27,6 @@ private:
     static constexpr std::array<int, 6> signals{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGQUIT, SIGSEGV};
 
     static void handleSignal(int number);
-    static void handleExit();
     void restore() const;
 
     const int _file;

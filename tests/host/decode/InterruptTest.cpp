@@ -3,6 +3,7 @@
 #include <QFileInfo>
 
 #include <csignal>
+#include <functional>
 
 #include "DecodeFixture.h"
 #include "fakes/WaitUntil.h"
@@ -15,12 +16,16 @@ class Interrupt : public DecodeFixture {
 protected:
     HostRun interruptedRun(int signal, const QStringList &options)
     {
+        return interruptedRun(options, [signal](pid_t process) { kill(process, signal); });
+    }
+    HostRun interruptedRun(const QStringList &options, const std::function<void(pid_t process)> &interrupt)
+    {
         const QString file = path("out/cup.video.raw");
         QFile::remove(file);
         return HostRun::decode(QStringList{"--paced", "--output", "raw:" + path("out"), sample("cup.mp4")} + options,
                                std::chrono::seconds(60), [&](qint64 process) {
                                    EXPECT_TRUE(waitUntil([&] { return QFileInfo(file).size() > 0; }));
-                                   kill(static_cast<pid_t>(process), signal);
+                                   interrupt(static_cast<pid_t>(process));
                                });
     }
 };
@@ -43,6 +48,21 @@ TEST_F(Interrupt, EndsARunWithAReportAndNothingLeft)
         EXPECT_LT(frames, 217);
         EXPECT_EQ(QFileInfo(path("out/cup.video.raw")).size(), frames * 640LL * 480 * 3 / 2);
     }
+}
+
+TEST_F(Interrupt, EndsARunInOrderWhenItsSessionEndsThoughItIsToldSoMoreThanOnce)
+{
+    struct sigaction present = {};
+    sigaction(SIGHUP, nullptr, &present);
+    if (present.sa_handler == SIG_IGN)
+        GTEST_SKIP() << "the tests were started so that the end of the session is ignored";
+    const HostRun run = interruptedRun({}, [](pid_t process) {
+        int told = 0;
+        EXPECT_TRUE(waitUntil([&] { return kill(process, SIGHUP) == 0 && ++told == 3; }));
+    });
+    EXPECT_EQ(run.exitCode, 130);
+    EXPECT_TRUE(run.report["interrupted"].toBool());
+    run.expectNothingLeft();
 }
 
 TEST_F(Interrupt, DoesNotWaitForOutputsThatAreSlowerThanTheDecoding)
