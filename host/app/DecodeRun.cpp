@@ -242,9 +242,13 @@ private:
     {
         if (Clock::now() < _nextLoadSample)
             return;
-        _nextLoadSample += loadInterval;
+        // From the last one, so that none is read twice; but what a pause of the whole program has missed, it has missed.
+        _nextLoadSample = std::max(_nextLoadSample + loadInterval, Clock::now());
         const double load = _tuning->cpuLoad(nullptr);
         _observer.setLoad(load, Clock::now());
+        // Of two ticks in the same moment, the component makes no figure.
+        if (!std::isfinite(load))
+            return;
         DecodeReport::CpuLoad told = _report.cpuLoad.value_or(DecodeReport::CpuLoad());
         told.average += (load - told.average) / ++_loadSamples;
         told.maximum = std::max(told.maximum, load);
