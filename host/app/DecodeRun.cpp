@@ -326,7 +326,11 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
                        ModkitPtr<IPolymorph>(ModkitPtr<IAVFormatManager>(new FormatManager(damage))));
     ModkitPtr<IndicationManager> indications;
     if (RunDisplay::showsBoard(options)) {
-        indications = ModkitPtr<IndicationManager>(new IndicationManager);
+        try {
+            indications = ModkitPtr<IndicationManager>(new IndicationManager);
+        } catch (const std::system_error &error) {
+            return std::string("there is no thread for the indications: ") + error.what();
+        }
         registry.setObject(InterfaceIdentifiers::indicationManager,
                            ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(indications)));
     }
@@ -343,8 +347,12 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
     WarningLog warnings;
     const Clock::time_point startedAt = Clock::now();
     const qint64 cpuBeforeMs = cpuTimeMs();
-    if (auto error = Run(options, registry, indications.data(), *damage, warnings, report).decode())
-        return error;
+    try {
+        if (auto error = Run(options, registry, indications.data(), *damage, warnings, report).decode())
+            return error;
+    } catch (const std::system_error &error) {
+        return std::string("there are no threads to write the outputs: ") + error.what();
+    }
     report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
     report.cpuTimeMs = cpuTimeMs() - cpuBeforeMs;
     report.cores = std::max(1, QThread::idealThreadCount());

@@ -48,11 +48,21 @@ void SinkWorkers::Worker::run()
 
 SinkWorkers::SinkWorkers(std::size_t count)
 {
-    while (_workers.size() < count)
-        _workers.push_back(std::make_shared<Worker>());
+    try {
+        while (_workers.size() < count)
+            _workers.push_back(std::make_shared<Worker>());
+    } catch (...) {
+        endAll();
+        throw;
+    }
 }
 
 SinkWorkers::~SinkWorkers()
+{
+    endAll();
+}
+
+void SinkWorkers::endAll()
 {
     for (const std::shared_ptr<Worker> &worker : _workers)
         worker->end();

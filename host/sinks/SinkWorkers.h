@@ -38,7 +38,7 @@ public:
         std::thread _thread; // last: it runs with all of the others
     };
 
-    /// @param count of threads, at least 1.
+    /// @param count of threads, at least 1. @throws std::system_error when there are not so many to be had.
     explicit SinkWorkers(std::size_t count);
     /// Waits until everything that sinks have taken is written.
     ~SinkWorkers();
@@ -49,6 +49,8 @@ public:
     std::shared_ptr<Worker> next();
 
 private:
+    void endAll();
+
     std::vector<std::shared_ptr<Worker>> _workers; // constant
     std::size_t _next = 0;
 };
