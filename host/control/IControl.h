@@ -26,8 +26,8 @@ public:
 
     struct Stream {
         std::string input; // its name, which `remove` takes
-        std::string kind;  // "video" or "audio"
-        std::string state; // one word for each state that the host knows, such as "running" or "done"
+        std::string kind;  // "video" or "audio"; empty for an input without streams
+        std::string state; // one word for each state that the host knows, such as "running" or "ended"
         qint64 frames = 0; // decoded
         double framesPerSecond = 0.0;
         qint64 lostBlocks = 0;
@@ -52,7 +52,7 @@ public:
     /// Ends the input of that name, and completes its outputs. The other inputs go on undisturbed.
     virtual void remove(const std::string &name, const Done &done) = 0;
 
-    /// @return all streams, those of an input one after the other.
+    /// @return all streams, those of an input one after the other; and each input that has none.
     virtual std::vector<Stream> list() = 0;
 
     virtual Status status() = 0;
@@ -63,7 +63,7 @@ public:
     /// Lets the governor switch modes, or pauses it. Fails when the host was started without one.
     virtual Error setGovernor(bool on) = 0;
 
-    /// Asks for the end of the host, as an interrupt does. Returns before it has come; the server may be destroyed only
+    /// Asks for the end of the host, with all outputs complete. Returns before it has come; the server may be destroyed only
     /// afterwards.
     virtual void quit() = 0;
 
