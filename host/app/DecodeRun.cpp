@@ -246,6 +246,7 @@ private:
         _nextLoadSample = std::max(_nextLoadSample + loadInterval, Clock::now());
         const double load = _tuning->cpuLoad(nullptr);
         _observer.setLoad(load, Clock::now());
+        noteLateBlocks();
         // Of two ticks in the same moment, the component makes no figure.
         if (!std::isfinite(load))
             return;
@@ -253,6 +254,16 @@ private:
         told.average += (load - told.average) / ++_loadSamples;
         told.maximum = std::max(told.maximum, load);
         _report.cpuLoad = told;
+    }
+
+    /// What goes with an input that was removed may hide a loss elsewhere, for one interval.
+    void noteLateBlocks()
+    {
+        qint64 lateBlocks = 0;
+        for (const auto &input : _inputs.inputs())
+            lateBlocks += input->lateBlocks();
+        if (lateBlocks > std::exchange(_lateBlocks, lateBlocks) && _governor)
+            _governor->noteLateBlocks();
     }
 
     void show()
@@ -296,6 +307,7 @@ private:
     // Not before the component has measured for the first time.
     Clock::time_point _nextLoadSample = Clock::now() + loadInterval + std::chrono::milliseconds(100);
     int _loadSamples = 0;
+    qint64 _lateBlocks = 0; // of all inputs, at the last sample
 };
 
 template <class Interface>

@@ -42,6 +42,11 @@ void Governor::noteSwitch(DecodingMode mode)
     _policy.noteSwitch(mode, Clock::now());
 }
 
+void Governor::noteLateBlocks()
+{
+    _lateAt = Clock::now();
+}
+
 std::string Governor::status() const
 {
     const std::string modeText = _limits.toText() + ", " + toText(_policy.mode());
@@ -74,7 +79,9 @@ void Governor::sample()
 {
     if (_isPaused)
         return;
-    const auto wanted = _policy.sample(_load, Clock::now());
+    const Clock::time_point now = Clock::now();
+    const bool isLate = _lateAt && now - *_lateAt < _loadInterval * 3 / 2;
+    const auto wanted = _policy.sample(_load, isLate, now);
     if (!wanted)
         return;
     if (wanted->mode == DecodingMode::TimeSaving)

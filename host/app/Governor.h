@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "app/GovernorPolicy.h"
@@ -39,6 +40,10 @@ public:
     /// its dwell time pauses the governor.
     void noteSwitch(DecodingMode mode);
 
+    /// To be called when live inputs have lost blocks because their decoders were too slow; it says what the load does not
+    /// always say. Concerns the samples of the next interval and a half.
+    void noteLateBlocks();
+
     DecodingMode mode() const { return _policy.mode(); }
 
     /// @return what it is about, for a line of a display: such as "0.60:0.90, time-saving, 12 s to dwell".
@@ -58,6 +63,7 @@ private:
     GovernorPolicy _policy;
     bool _isPaused = false;
     double _load = 0.0; // the last one told
+    std::optional<GovernorPolicy::Instant> _lateAt;
     QBasicTimer _unchanged;
 };
 

@@ -20,6 +20,11 @@ std::string reasonOf(double load, const char *relation, double limit, int sample
         .toStdString();
 }
 
+std::string reasonOfLateness(double load)
+{
+    return QStringLiteral("blocks came too late to be decoded, at CPU load %1").arg(load, 0, 'f', 3).toStdString();
+}
+
 } // namespace
 
 GovernorPolicy::GovernorPolicy(const Settings &settings)
@@ -28,19 +33,21 @@ GovernorPolicy::GovernorPolicy(const Settings &settings)
 {
 }
 
-std::optional<GovernorPolicy::Switch> GovernorPolicy::sample(double load, Instant now)
+std::optional<GovernorPolicy::Switch> GovernorPolicy::sample(double load, bool isLate, Instant now)
 {
     if (!std::isfinite(load))
         return std::nullopt;
-    _above = load > _settings.limits.high ? _above + 1 : 0;
-    _below = load < _settings.limits.low ? _below + 1 : 0;
+    const bool isHigh = load > _settings.limits.high;
+    _above = isHigh || isLate ? _above + 1 : 0;
+    _below = load < _settings.limits.low && !isLate ? _below + 1 : 0;
     // What is counted during the dwell time counts at its end.
     if (remainingDwell(now).count() > 0)
         return std::nullopt;
     if (_mode == DecodingMode::Performance && _above >= samplesNeeded)
-        return switchTo(DecodingMode::TimeSaving, load, now);
+        return switchTo(DecodingMode::TimeSaving, load,
+                        isHigh ? reasonOf(load, "above", _settings.limits.high, _above) : reasonOfLateness(load), now);
     if (_mode == DecodingMode::TimeSaving && _below >= samplesNeeded)
-        return switchTo(DecodingMode::Performance, load, now);
+        return switchTo(DecodingMode::Performance, load, reasonOf(load, "below", _settings.limits.low, _below), now);
     return std::nullopt;
 }
 
@@ -69,18 +76,14 @@ std::chrono::milliseconds GovernorPolicy::presentDwell() const
     return _mode == DecodingMode::TimeSaving ? _savingDwell : _settings.dwell;
 }
 
-GovernorPolicy::Switch GovernorPolicy::switchTo(DecodingMode mode, double load, Instant now)
+GovernorPolicy::Switch GovernorPolicy::switchTo(DecodingMode mode, double load, const std::string &reason, Instant now)
 {
-    const bool saves = mode == DecodingMode::TimeSaving;
-    Switch made = {mode, load,
-                   saves ? reasonOf(load, "above", _settings.limits.high, _above)
-                         : reasonOf(load, "below", _settings.limits.low, _below)};
-    if (saves) {
+    if (mode == DecodingMode::TimeSaving) {
         const bool returnedInVain = _enteredAt && now - *_enteredAt < _settings.maxDwell;
         _savingDwell = returnedInVain ? std::min(_savingDwell * 2, _settings.maxDwell) : _settings.dwell;
     }
     enter(mode, now);
-    return made;
+    return {mode, load, reason};
 }
 
 void GovernorPolicy::enter(DecodingMode mode, Instant now)

@@ -12,6 +12,9 @@
 /// it switches. Reentrant; time is passed in and never goes back.
 ///
 /// Two samples in a row above HIGH, and it is time to save; two in a row below LOW, and every block can be decoded again.
+/// Late blocks, which a live input's queue has dropped because the decoder was too slow, mean overload whatever the load: to
+/// drop a group of pictures leaves decoders idle until the next key block, so that the load of lasting overload is low at
+/// times.
 /// A mode lasts for the dwell time at least, so that there is never more than one switch in it, whatever the load does.
 ///
 /// The two ways are not alike. Overload hurts at once: blocks pile up and every picture comes late, so nothing but the
@@ -40,9 +43,10 @@ public:
     /// Begins in performance mode, and may leave it at once.
     explicit GovernorPolicy(const Settings &settings);
 
-    /// Takes the load of one more interval. One that is infinite or not a number tells nothing and is passed over.
+    /// Takes the load of one more interval, and whether blocks were late in it. A load that is infinite or not a number
+    /// tells nothing, and the interval is passed over.
     /// @return the switch to be made now; to the policy it has been made.
-    std::optional<Switch> sample(double load, Instant now);
+    std::optional<Switch> sample(double load, bool isLate, Instant now);
 
     /// Somebody else has chosen @p mode, be it the one that is in force already: it lasts for its dwell time like any other,
     /// and a return by hand that proves wrong counts as a wrong guess too.
@@ -58,7 +62,7 @@ public:
 
 private:
     std::chrono::milliseconds presentDwell() const;
-    Switch switchTo(DecodingMode mode, double load, Instant now);
+    Switch switchTo(DecodingMode mode, double load, const std::string &reason, Instant now);
     void enter(DecodingMode mode, Instant now);
 
     const Settings _settings;
@@ -66,7 +70,7 @@ private:
     std::optional<Instant> _enteredAt; // nothing before the first switch
     std::chrono::milliseconds _savingDwell;
     // Samples in a row, up to now; one of them at least is 0.
-    int _above = 0;
+    int _above = 0; // or with late blocks
     int _below = 0;
 };
 

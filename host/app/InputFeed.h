@@ -43,6 +43,7 @@ public:
     /// queue to its reading.
     struct Figures {
         qint64 lost = 0; // blocks that the decoder was told it has missed
+        qint64 late = 0; // of them: because it was too slow
         qint64 reads = 0;
         qint64 latencySumMs = 0;
         qint64 lastLatencyMs = 0;

@@ -61,6 +61,8 @@ public:
     std::vector<std::string> errors() const;
     ProgressDisplay::Input progress() const;
     std::vector<StreamView> streams() const;
+    /// Blocks that were lost because their decoders were too slow.
+    qint64 lateBlocks() const { return _feed->figures().late; }
     DecodeReport::Input report() const;
 
 private:

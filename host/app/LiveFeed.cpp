@@ -18,6 +18,7 @@ InputFeed::Figures figuresOf(const LiveQueue &queue)
     const LiveQueue::Figures figures = queue.figures();
     InputFeed::Figures told;
     told.lost = static_cast<qint64>(figures.lost);
+    told.late = static_cast<qint64>(figures.late);
     told.reads = static_cast<qint64>(figures.taken);
     told.latencySumMs = figures.latencySumMs;
     // A decoder that reads nothing has no small latency.
@@ -100,6 +101,7 @@ InputFeed::Figures LiveFeed::figures() const
     Figures sum = figuresOf(*_video);
     const Figures audio = figuresOf(*_audio);
     sum.lost += audio.lost;
+    sum.late += audio.late;
     sum.reads += audio.reads;
     sum.latencySumMs += audio.latencySumMs;
     sum.lastLatencyMs = std::max(sum.lastLatencyMs, audio.lastLatencyMs);

@@ -75,13 +75,16 @@ bool LiveQueue::append(const Block &block)
     const quint64 number = _nextNumber + block.lostBefore;
     _nextNumber = number + 1;
     if (!endsStream(block)) {
-        if (!makeRoomLocked(block, now, gone))
+        if (!makeRoomLocked(block, now, gone)) {
+            _figures.late += _restIsLate ? 1 : 0;
             return false;
+        }
         ++_unreadBlocks;
         _unreadBytes += block.data.size();
         _figures.bytes += static_cast<quint64>(block.data.size());
     }
     _keyBlockWanted = endsStream(block);
+    _restIsLate = false;
     _streamEnded = endsStream(block);
     _unread.push_back({block, number, now, 0});
     notePeaksLocked();
@@ -166,6 +169,7 @@ bool LiveQueue::makeRoomLocked(const Block &block, Instant now, Gone &gone)
     while (isFullLocked(block, now)) {
         dropOldestGroupLocked(gone);
         _keyBlockWanted = _keyBlockWanted || _unreadBlocks == 0;
+        _restIsLate = _restIsLate || _unreadBlocks == 0;
     }
     return block.keyBlock || !_keyBlockWanted;
 }
@@ -186,10 +190,12 @@ void LiveQueue::dropOldestGroupLocked(Gone &gone)
     std::optional<Entry> end;
     for (auto left = next - _unread.cbegin(); left > 0; --left) {
         Entry entry = takeFirstUnreadLocked();
-        if (endsStream(entry.block))
+        if (endsStream(entry.block)) {
             end = std::move(entry);
-        else
+        } else {
             gone.push_back(std::move(entry));
+            ++_figures.late;
+        }
     }
     if (end)
         _unread.push_front(std::move(*end));

@@ -63,6 +63,7 @@ public:
         quint64 bytes = 0;
         quint64 taken = 0; // by the reader, which has come back for another one
         quint64 lost = 0;  // dropped, refused, or lost before they came
+        quint64 late = 0;  // of them: dropped because the reader was too slow, or refused as what follows those
         int heldBlocks = 0;
         qint64 heldBytes = 0;
         int peakBlocks = 0; // that were held at one time
@@ -131,6 +132,7 @@ private:
     quint64 _nextNumber = 0;
     quint64 _takenUpTo = 0;      // the reader is done with all numbers before this one
     bool _keyBlockWanted = true; // until one comes, all other blocks with data are refused
+    bool _restIsLate = false;    // and those are refused as the rest of a group that was dropped
     bool _streamEnded = true;    // the block that was added last is empty, or none was
     bool _ended = false;
     bool _closed = false;

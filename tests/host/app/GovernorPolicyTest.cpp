@@ -28,12 +28,12 @@ class Governed {
 public:
     /// Lets @p count seconds pass, each with a sample of @p load. @return the seconds, since the beginning, in which it
     /// switched.
-    std::vector<int> pass(int count, double load)
+    std::vector<int> pass(int count, double load, bool isLate = false)
     {
         std::vector<int> switchedAt;
         for (int i = 0; i < count; ++i) {
             ++_second;
-            if (const auto made = policy.sample(load, now())) {
+            if (const auto made = policy.sample(load, isLate, now())) {
                 last = *made;
                 switchedAt.push_back(_second);
             }
@@ -82,7 +82,7 @@ public:
         std::vector<Event> events;
         for (int i = 0; i < seconds; ++i) {
             ++_second;
-            const auto made = _policy.sample(loadOfOneSecond(), Instant() + Seconds(_second));
+            const auto made = _policy.sample(loadOfOneSecond(), false, Instant() + Seconds(_second));
             if (made)
                 events.push_back({_second, made->mode});
         }
@@ -134,6 +134,25 @@ TEST(GovernorPolicy, SavesTimeAfterTwoSamplesInARowAboveHigh)
     EXPECT_EQ(governed.last.mode, timeSaving);
     EXPECT_EQ(governed.last.load, 1.0416);
     EXPECT_EQ(governed.last.reason, "CPU load 1.042 above 0.90 twice");
+}
+
+TEST(GovernorPolicy, SavesWhenBlocksAreLateTwiceWhateverTheLoad)
+{
+    Governed governed;
+    EXPECT_THAT(governed.pass(1, 0.7, true), IsEmpty());
+    EXPECT_THAT(governed.pass(1, 0.7), IsEmpty());
+    EXPECT_THAT(governed.pass(1, 0.95), IsEmpty());
+    EXPECT_THAT(governed.pass(1, 0.1, true), ElementsAre(4));
+    EXPECT_EQ(governed.last.mode, timeSaving);
+    EXPECT_EQ(governed.last.reason, "blocks came too late to be decoded, at CPU load 0.100");
+}
+
+TEST(GovernorPolicy, DoesNotReturnWhileBlocksAreLate)
+{
+    Governed governed;
+    governed.pass(2, 1.0);
+    EXPECT_THAT(governed.pass(20, 0.1, true), IsEmpty());
+    EXPECT_THAT(governed.pass(2, 0.1), ElementsAre(24));
 }
 
 TEST(GovernorPolicy, ReturnsAfterTwoSamplesInARowBelowLowOnceTheDwellTimeIsOver)

@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "QEvent_CpuLoad.h"
@@ -69,6 +70,27 @@ TEST_F(GovernorTest, SwitchesTheDecodersThereAndBackWithALineForEach)
     EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::TimeSaving, DecodingMode::Performance));
     EXPECT_THAT(_lines, ElementsAre("governor: time-saving mode: CPU load 1.042 above 0.90 twice",
                                     "governor: performance mode: CPU load 0.300 below 0.60 twice"));
+}
+
+TEST_F(GovernorTest, SavesAtALowLoadWhereBlocksAreLate)
+{
+    create(0ms, never);
+    _governor->noteLateBlocks();
+    tell(0.1);
+    tell(0.2);
+    EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::TimeSaving));
+}
+
+TEST_F(GovernorTest, ForgetsLateBlocksAfterAnIntervalAndAHalf)
+{
+    create(0ms, 200ms);
+    const auto begin = std::chrono::steady_clock::now();
+    _governor->noteLateBlocks();
+    while (std::chrono::steady_clock::now() < begin + 300ms)
+        std::this_thread::yield();
+    tell(0.1);
+    tell(0.2);
+    EXPECT_THAT(_tuning.modes, IsEmpty());
 }
 
 TEST_F(GovernorTest, TakesALoadThatStaysForFurtherSamples)

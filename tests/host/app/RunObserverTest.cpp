@@ -111,7 +111,7 @@ TEST_F(RunObserverTest, ShowsTheLightsAndTheThreadOfEachDecoder)
     show("DecoderCycle", "cup.mp4 video", 0, "Decoder/1");
     show("DecoderCycle", "cup.mp4 audio", 3, "Decoder/1");
     show("DecoderCycle", "somebody else", 0, "Decoder/7");
-    constexpr RowLight dark = RowLight::Dark;
+    constexpr RowLight dark = RowLight::Black;
     EXPECT_THAT(row(0).lights, Optional(ElementsAre(dark, RowLight::Bad, RowLight::Good, dark, dark, dark, dark)));
     EXPECT_EQ(row(0).threadName, "Decoder/1");
     EXPECT_THAT(row(1).lights, Optional(ElementsAre(dark, dark, dark, dark, dark, dark, dark)));

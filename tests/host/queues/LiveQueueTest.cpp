@@ -144,6 +144,25 @@ TEST_F(LiveQueueTest, ABlockThatHasWaitedTooLongTakesItsGroupWithIt)
     EXPECT_EQ(block->latencyMs, 201);
 }
 
+TEST_F(LiveQueueTest, LateAreThoseThatASlowReaderHasLostWithTheirGroups)
+{
+    LiveQueue queue(roomy, clock());
+    EXPECT_FALSE(queue.append(more(0))); // nobody could decode it, however fast
+    appendGroup(queue, 1, 3);
+    now += milliseconds(401);
+    EXPECT_FALSE(queue.append(more(4)));
+    EXPECT_FALSE(queue.append(more(5)));
+    EXPECT_EQ(queue.figures().late, 5u);
+    appendGroup(queue, 6, 2);
+    EXPECT_TRUE(queue.append(end(8)));
+    EXPECT_FALSE(queue.append(more(9)));
+    LiveQueue::Block afterGap = key(10);
+    afterGap.lostBefore = 3;
+    EXPECT_TRUE(queue.append(afterGap));
+    EXPECT_EQ(queue.figures().late, 5u);
+    EXPECT_EQ(queue.figures().lost, 10u);
+}
+
 TEST_F(LiveQueueTest, ASlowReaderNeverFindsABlockThatWaitedLongerThanTheLimit)
 {
     LiveQueue queue(roomy, clock());
