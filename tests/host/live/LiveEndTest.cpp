@@ -37,7 +37,7 @@ protected:
     {
         const auto begin = LiveHost::Clock::now();
         WakeUps wakeUps;
-        const HostRun run = host.end();
+        HostRun run = host.end();
         const auto late = wakeUps.end();
         EXPECT_LT(LiveHost::Clock::now() - begin, std::chrono::seconds(2) + 4 * late);
         run.expectNothingLeft();

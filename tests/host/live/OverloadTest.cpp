@@ -47,7 +47,7 @@ protected:
         const auto end = LiveHost::Clock::now() + duration;
         while (LiveHost::Clock::now() < end) {
             for (const LiveHost::Row &row : host.list()) {
-                worstMs = std::max({worstMs, row.latencyMs.value_or(0), row.worstLatencyMs.value_or(0)});
+                _worstMs = std::max({_worstMs, row.latencyMs.value_or(0), row.worstLatencyMs.value_or(0)});
             }
             host.watch(milliseconds(50));
         }
@@ -63,7 +63,7 @@ protected:
 
     static std::string modeOf(const LiveHost &host) { return host.status()["mode"]; }
 
-    int worstMs = 0; // of all blocks of all streams
+    int _worstMs = 0; // of all blocks of all streams
 
 private:
     static constexpr double pieceMs = 2000;
@@ -102,12 +102,12 @@ TEST_F(Overload, IsGovernedWithLatenciesUnderHalfASecondAndForgottenWhenTheLoadG
     EXPECT_EQ(run.exitCode, 0) << testing::PrintToString(run.errors);
     run.expectNothingLeft();
 
-    const auto switches = host.messages("governor: (time-saving|performance) mode: CPU load [0-9.]+ (above|below) ");
+    const auto switches = host.messages("governor: (time-saving|performance) mode: ");
     std::printf(
         "%d streams that need %.2f of the thread each; at most %d ms of latency; %zu switches; the machine woke "
         "threads up to %d ms late\n",
-        heavyStreams, share, worstMs, switches.size(), lateMs);
-    EXPECT_LT(worstMs, 500 + 4 * lateMs);
+        heavyStreams, share, _worstMs, switches.size(), lateMs);
+    EXPECT_LT(_worstMs, 500 + 4 * lateMs);
     ASSERT_GE(switches.size(), 2u);
     for (std::size_t position = 0; position < switches.size(); ++position) {
         EXPECT_THAT(switches[position].text,
