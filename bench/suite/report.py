@@ -1,13 +1,28 @@
 """The results as a table for documents, as JSON and as charts."""
 
 import json
+from dataclasses import fields
 from pathlib import Path
 
 import charts
-from figure import Results, measured, number
+from figure import Figure, Results, measured, number
 
 BEGIN = "<!-- measured: begin -->"
 END = "<!-- measured: end -->"
+
+
+def add_earlier(results: Results, folder: Path) -> None:
+    """Adds, of the last run's results, the parts and the charts that this run did not measure."""
+    path = folder / "results.json"
+    if not path.exists():
+        return
+    parts = {figure.key.split(".")[0] for figure in results.figures}
+    names = {field.name for field in fields(Figure)}
+    for earlier in json.loads(path.read_text(encoding="utf-8"))["figures"]:
+        if earlier["key"].split(".")[0] not in parts:
+            results.figures.append(Figure(**{name: value for name, value in earlier.items() if name in names}))
+    for chart in folder.glob("*.svg"):
+        results.charts.setdefault(chart.name, chart.read_text(encoding="utf-8"))
 
 
 def write(results: Results, machine: dict, folder: Path) -> None:
