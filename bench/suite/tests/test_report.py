@@ -1,0 +1,59 @@
+import json
+import tempfile
+import unittest
+from pathlib import Path
+
+import growth
+import report
+from figure import Figure, Results
+
+
+class EarlierResultsTest(unittest.TestCase):
+    def setUp(self):
+        self._folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self._folder.cleanup)
+        self.path = Path(self._folder.name)
+
+    def test_parts_that_were_not_measured_again_are_kept(self):
+        report.write(Results([Figure("a.one", "A", 1.0, "ms", 2.0), Figure("b.one", "B", 3.0)]), {}, self.path)
+        results = Results([Figure("b.two", "B", 4.0)])
+        report.add_earlier(results, self.path)
+        self.assertEqual([(figure.key, figure.value) for figure in results.figures], [("b.two", 4.0), ("a.one", 1.0)])
+        self.assertEqual(results.figures[1].verdict, "reached")
+
+    def test_without_an_earlier_run_nothing_is_added(self):
+        results = Results()
+        report.add_earlier(results, self.path)
+        self.assertEqual(results.figures, [])
+
+    def test_verdicts_are_written_for_programs(self):
+        report.write(Results([Figure("a.one", "A", 3.0, "ms", 2.0)]), {"cores": 2}, self.path)
+        written = json.loads((self.path / "results.json").read_text(encoding="utf-8"))
+        self.assertEqual(written["machine"], {"cores": 2})
+        self.assertEqual(written["figures"][0]["verdict"], "missed")
+
+
+class DocumentsTest(unittest.TestCase):
+    def test_only_what_stands_between_the_marks_is_replaced(self):
+        with tempfile.TemporaryDirectory() as folder:
+            docs = Path(folder)
+            page = docs / "performance.md"
+            page.write_text(f"before\n{report.BEGIN}\nold\n{report.END}\nafter\n", encoding="utf-8")
+            machine = {"processor": "P", "cores": 2, "kernel": "K", "load": 0.5, "seconds": 60, "realtime": False}
+            report.update_documents(Results([Figure("a.one", "A", 3.0)]), machine, docs)
+            text = page.read_text(encoding="utf-8")
+        self.assertTrue(text.startswith(f"before\n{report.BEGIN}\n") and text.endswith(f"{report.END}\nafter\n"))
+        self.assertIn("| A | 3.000 |", text)
+        self.assertNotIn("old", text)
+
+
+class GrowthTest(unittest.TestCase):
+    def test_growth_is_measured_from_the_least_before(self):
+        self.assertAlmostEqual(growth._growth([2.0, 1.0, 1.1, 1.3]), 1.3)
+
+    def test_falling_costs_do_not_grow(self):
+        self.assertEqual(growth._growth([3.0, 2.0, 1.0]), 1.0)
+
+
+if __name__ == "__main__":
+    unittest.main()
