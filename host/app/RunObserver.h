@@ -56,9 +56,8 @@ private:
     };
     /// What the indications tell of one decoder.
     struct Decoder {
-        BoardState::Lights lights = {Light::Black, Light::Black, Light::Black,
-                                     Light::Black, Light::Black, Light::Black,
-                                     Light::Black};
+        BoardState::Lights lights = {Light::Black, Light::Black, Light::Black, Light::Black,
+                                     Light::Black, Light::Black, Light::Black};
         std::string threadName;
     };
     using Decoders = std::map<std::string, Decoder>; // by name
