@@ -101,6 +101,7 @@ std::variant<DecodingResult, std::string> BareDecoding::run(const Clip &clip, co
     if (task.paced)
         schedule.emplace(Schedule::Clock::now() + Schedule::frameTime, task.streamCount);
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(task.threadCount));
     for (int thread = 0; thread < task.threadCount; ++thread)
         threads.emplace_back([&, thread] { decodeStreams(clip, task, thread, schedule, result.streams, failed); });
     for (std::thread &thread : threads)
