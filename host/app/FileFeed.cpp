@@ -9,7 +9,7 @@ constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
 
 } // namespace
 
-FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, QThreadPool &openers)
+FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers)
 {
     auto open = std::make_shared<std::packaged_task<Opened()>>([this, url, options] {
         auto source = MediaSource::open(url, options, _cancelled);
@@ -18,7 +18,10 @@ FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, QThr
         return Opened{std::move(std::get<std::unique_ptr<MediaSource>>(source)), std::string()};
     });
     _opening = open->get_future();
-    openers.start([open] { (*open)(); });
+    if (!openers.post([open] { (*open)(); })) {
+        _opening = {};
+        _openingError = options.label.toStdString() + ": there is no thread to open it; decode fewer inputs at a time";
+    }
 }
 
 FileFeed::~FileFeed()

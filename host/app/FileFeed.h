@@ -1,8 +1,6 @@
 #ifndef HOST_APP_FILEFEED_H
 #define HOST_APP_FILEFEED_H
 
-#include <QThreadPool>
-
 #include <atomic>
 #include <future>
 #include <memory>
@@ -10,6 +8,7 @@
 #include <string>
 
 #include "app/InputFeed.h"
+#include "app/JobThreads.h"
 #include "queues/BlockQueue.h"
 #include "queues/MediaSource.h"
 
@@ -17,7 +16,7 @@
 class FileFeed final : public InputFeed {
 public:
     /// Opens the file on a thread of @p openers, which outlives the feed.
-    FileFeed(const QString &url, const MediaSource::Options &options, QThreadPool &openers);
+    FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers);
     FileFeed(const FileFeed &) = delete;
     FileFeed &operator=(const FileFeed &) = delete;
     ~FileFeed() override;

@@ -17,7 +17,7 @@ bool anyOutput(const DecodeOptions &options, bool (OutputSpec::*takes)() const)
 }
 
 std::unique_ptr<InputFeed> makeFeed(const std::string &url, const std::string &label, const DecodeOptions &options,
-                                    QThreadPool &openers)
+                                    JobThreads &openers)
 {
     // Nobody would read a stream that no output takes.
     const bool video = options.video && anyOutput(options, &OutputSpec::takesVideo);
@@ -102,8 +102,10 @@ void InputRun::beginEnding()
 {
     auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });
     _ending = ending->get_future();
-    _environment.enders.start([ending] { (*ending)(); });
     _phase = Phase::Ending;
+    // Where the system gives no thread, better here than never.
+    if (!_environment.enders.post([ending] { (*ending)(); }))
+        (*ending)();
 }
 
 /// On a thread of the enders.

@@ -1,8 +1,6 @@
 #ifndef HOST_APP_INPUTRUN_H
 #define HOST_APP_INPUTRUN_H
 
-#include <QThreadPool>
-
 #include <chrono>
 #include <future>
 #include <memory>
@@ -12,17 +10,19 @@
 
 #include "app/DecodedStream.h"
 #include "app/InputFeed.h"
+#include "app/JobThreads.h"
 #include "app/ProgressDisplay.h"
 
 /// One input on its way from its feed through the component to its outputs. Thread-bound; the feed, the decoders and the
-/// writers run on threads of their own, and nothing here waits for them but the destructor.
+/// writers run on threads of their own, and nothing here waits for them but the destructor, and `poll` where the system has
+/// no thread left that could wait.
 class InputRun final {
 public:
     /// What the inputs of a run share. Outlives them.
     struct Environment {
         DecodedStream::Environment streams;
-        QThreadPool &openers; // of files, which may stall
-        QThreadPool &enders;  // of outputs, which may have much to write still
+        JobThreads &openers; // of files, which may stall
+        JobThreads &enders;  // of outputs, which may have much to write still
     };
 
     /// A stream as an operator wants to see it at this moment.

@@ -3,20 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-namespace {
-
-// So many stalled files do not hold up others, and so many slow outputs.
-constexpr int openerCount = 8;
-constexpr int enderCount = 8;
-
-} // namespace
-
 InputSet::InputSet(const DecodedStream::Environment &environment)
     : _environment{environment, _openers, _enders}
     , _inputFiles(std::make_shared<FileSet>())
 {
-    _openers.setMaxThreadCount(openerCount);
-    _enders.setMaxThreadCount(enderCount);
 }
 
 InputSet::~InputSet()

@@ -1,8 +1,6 @@
 #ifndef HOST_APP_INPUTSET_H
 #define HOST_APP_INPUTSET_H
 
-#include <QThreadPool>
-
 #include <memory>
 #include <string>
 #include <variant>
@@ -10,6 +8,7 @@
 
 #include "app/InputNames.h"
 #include "app/InputRun.h"
+#include "app/JobThreads.h"
 
 /// The inputs of a run, which come and go while it lasts. Thread-bound; waits for nothing but in its destructor.
 class InputSet final {
@@ -61,8 +60,9 @@ private:
     void dropRemoved();
 
     // Last to end: what the inputs run on.
-    QThreadPool _openers;
-    QThreadPool _enders;
+    // So many stalled files do not hold up others, and so many slow outputs.
+    JobThreads _openers{8};
+    JobThreads _enders{8};
     const InputRun::Environment _environment;
 
     InputNames _names;
