@@ -4,7 +4,10 @@
 #include <cstddef>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <pthread.h>
+#include <set>
+#include <thread>
 
 #include "fakes/WaitUntil.h"
 #include <gtest/gtest.h>
@@ -14,17 +17,22 @@ TEST(JobThreads, RunAsManyJobsAtOnceAsTheyMayAndTheOthersAfterwards)
     std::promise<void> open;
     const std::shared_future<void> gate = open.get_future().share();
     std::atomic<int> begun{0};
+    std::mutex mutex;
+    std::set<std::thread::id> used; // guarded by mutex
     {
         JobThreads threads(2);
-        for (int job = 0; job < 3; ++job)
-            EXPECT_TRUE(threads.post([&begun, gate] {
+        for (int job = 0; job < 10; ++job)
+            EXPECT_TRUE(threads.post([&, gate] {
                 ++begun;
                 gate.wait();
+                const std::lock_guard<std::mutex> lock(mutex);
+                used.insert(std::this_thread::get_id());
             }));
-        EXPECT_TRUE(waitUntil([&] { return begun == 2; }));
+        EXPECT_TRUE(waitUntil([&] { return begun >= 2; }));
         open.set_value();
     }
-    EXPECT_EQ(begun, 3);
+    EXPECT_EQ(begun, 10);
+    EXPECT_EQ(used.size(), 2U);
 }
 
 TEST(JobThreads, LoseNoJobWhenThereAreNoThreads)

@@ -109,8 +109,8 @@ TEST_F(RunObserverTest, ShowsTheLightsAndTheThreadOfEachDecoder)
     addSample("cup.mp4");
     ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4"); }));
     EXPECT_EQ(row(0).lights, std::nullopt);
-    show("DecoderLost", "cup.mp4 video", 2, "Decoder/2");
     show("DecoderCycle", "cup.mp4 video", 0, "Decoder/1");
+    show("DecoderLost", "cup.mp4 video", 2, "Decoder/2");
     show("DecoderCycle", "cup.mp4 audio", 3, "Decoder/1");
     show("DecoderCycle", "somebody else", 0, "Decoder/7");
     constexpr RowLight dark = RowLight::Black;

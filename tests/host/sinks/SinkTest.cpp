@@ -171,8 +171,8 @@ TEST_F(SinkTest, TakesWhatComesOnceItIsToldToWaitNoMore)
 
     tested->waitNoMore();
     EXPECT_EQ(pushed.wait_for(std::chrono::seconds(30)), std::future_status::ready);
-    tested->push(picture(3), 0, 0);
     open.set_value();
+    tested->push(picture(3), 0, 0);
     tested->finish();
     EXPECT_THAT(_log.calls, ElementsAre(1, 2, 3, -2));
 }
