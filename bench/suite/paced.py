@@ -27,7 +27,7 @@ def _paced(context: Context) -> None:
 
 def _idle(context: Context) -> None:
     ticks = {}
-    few, many = 20, 40
+    few, many = 100, 400
     for what in ("idle", "timers"):
         command = [context.programs / "stream_bench", what, 1000, 2]
         ticks[what] = instructions(command + [many]) - instructions(command + [few])
