@@ -19,14 +19,15 @@ class Figure:
 
     @property
     def verdict(self) -> str:
-        """A ratio of times counts as reached when the instructions meet the target and the interval does not contradict."""
+        """A ratio of times counts as reached when the instructions meet the target and the interval does not contradict.
+        Without instructions the median decides; where it is above the target and its interval is not, the figure is open."""
         if self.target is None:
             return ""
-        if self.instructions is not None:
-            met = self.instructions <= self.target and (self.low if self.low is not None else self.value) <= self.target
-        else:
-            met = (self.low if self.low is not None else self.value) <= self.target
-        return "reached" if met else "missed"
+        contradicted = (self.value if self.low is None else self.low) > self.target
+        met = (self.value if self.instructions is None else self.instructions) <= self.target
+        if contradicted or (self.instructions is not None and not met):
+            return "missed"
+        return "reached" if met else "open"
 
     def as_json(self) -> dict:
         return {**asdict(self), "verdict": self.verdict}

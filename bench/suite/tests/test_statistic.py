@@ -44,6 +44,11 @@ class VerdictTest(unittest.TestCase):
         self.assertEqual(Figure("k", "t", 1250, "", 1250).verdict, "reached")
         self.assertEqual(Figure("k", "t", 1251, "", 1250).verdict, "missed")
 
+    def test_a_median_above_the_target_is_open_while_its_interval_is_not(self):
+        self.assertEqual(Figure("k", "t", 1.10, "", 1.03, 0.7, 1.5, 9).verdict, "open")
+        self.assertEqual(Figure("k", "t", 1.02, "", 1.03, 0.7, 1.5, 9).verdict, "reached")
+        self.assertEqual(Figure("k", "t", 1.10, "", 1.03, 1.05, 1.5, 9).verdict, "missed")
+
     def test_a_figure_without_target_has_no_verdict(self):
         self.assertEqual(Figure("k", "t", 5.0).verdict, "")
 
