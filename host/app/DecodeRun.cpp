@@ -134,7 +134,7 @@ public:
         , _manager(registry.getObject(InterfaceIdentifiers::decodingManager))
         , _tuning(registry.getObject(InterfaceIdentifiers::tuneDecoding))
         , _workers(static_cast<std::size_t>(std::max(1, QThread::idealThreadCount())))
-        , _inputs({options, *_manager, _workers, damage})
+        , _inputs({options, *_manager, _workers, damage, indications})
         , _observer(_inputs, indications, *_tuning, !options.excludeFromTuning, Clock::now())
         , _control(_inputs, _observer,
                    {[this](DecodingMode mode) { switchMode(mode); }, [this](bool on) { return setGovernor(on); },
@@ -337,7 +337,8 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
     registry.setObject(InterfaceIdentifiers::avFormatManager,
                        ModkitPtr<IPolymorph>(ModkitPtr<IAVFormatManager>(new FormatManager(damage))));
     ModkitPtr<IndicationManager> indications;
-    if (RunDisplay::showsBoard(options)) {
+    // Paced inputs begin when the indications show that their decoders wait for them.
+    if (RunDisplay::showsBoard(options) || options.paced) {
         try {
             indications = ModkitPtr<IndicationManager>(new IndicationManager);
         } catch (const std::system_error &error) {

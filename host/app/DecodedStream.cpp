@@ -79,6 +79,21 @@ void DecodedStream::completeOutputs()
         output.sink->finish();
 }
 
+bool DecodedStream::isDecoderAwake() const
+{
+    if (!_environment.indications)
+        return true;
+    bool isAwake = false;
+    // Of decoders with the same name, the last is the present one.
+    for (const IndicationManager::Owner &owner : _environment.indications->snapshot()) {
+        for (const IndicationManager::Value &value : owner.values) {
+            if (value.name == QLatin1String("DecoderCycle") && owner.name.toUtf8() == _description.origin)
+                isAwake = !value.thread.isEmpty();
+        }
+    }
+    return isAwake;
+}
+
 qint64 DecodedStream::frames() const
 {
     return _outputs.empty() ? 0 : static_cast<qint64>(_outputs.front().sink->status().records);

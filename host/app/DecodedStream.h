@@ -11,6 +11,7 @@
 #include "app/InputFeed.h"
 #include "app/InputNames.h"
 #include "format/DamageCounts.h"
+#include "indications/IndicationManager.h"
 #include "interfaces/IDecodingManager.h"
 #include "sinks/ISink.h"
 #include "sinks/SinkFactory.h"
@@ -26,6 +27,7 @@ public:
         IDecodingManager &manager;
         SinkWorkers &workers;
         DamageCounts &damage;
+        const IndicationManager *indications = nullptr; // null where there are none
     };
 
     /// Asks the component for a decoder that reads @p stream's queue, and makes its outputs.
@@ -44,6 +46,10 @@ public:
     void dropDecoder();
     /// Completes the outputs; to be called once the decoder is dropped. Waits for the writing. Thread-safe.
     void completeOutputs();
+
+    /// Whether the decoder has looked for a block by now, as far as indications tell. A paced decoder that finds blocks at
+    /// once takes them for what was missed, and gives no output what it makes of them.
+    bool isDecoderAwake() const;
 
     const MediaSource::Stream &description() const { return _description; }
     /// That its first output was given.

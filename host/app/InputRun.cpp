@@ -66,6 +66,8 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
     if (_phase == Phase::Running) {
         if (!_cancelled)
             addStreams(inputFiles);
+        if (!_cancelled && !_startedAt)
+            startOnceDecodersAreAwake();
         if (_cancelled || _feed->isDrained())
             beginEnding();
     } else if (_phase == Phase::Ending && _ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
@@ -76,7 +78,6 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
 
 void InputRun::addStreams(const std::shared_ptr<const FileSet> &inputFiles)
 {
-    const bool isFirst = _streams.empty();
     for (const InputFeed::Stream &stream : _feed->takeStreams()) {
         auto created = DecodedStream::create(stream, _name, isLive(), inputFiles, _environment.streams);
         if (std::string *const error = std::get_if<std::string>(&created)) {
@@ -86,10 +87,16 @@ void InputRun::addStreams(const std::shared_ptr<const FileSet> &inputFiles)
         }
         _streams.push_back(std::move(std::get<std::unique_ptr<DecodedStream>>(created)));
     }
-    if (isFirst && !_streams.empty()) {
-        _startedAt = Clock::now();
-        _feed->start();
-    }
+}
+
+void InputRun::startOnceDecodersAreAwake()
+{
+    const bool isAwake =
+        std::all_of(_streams.begin(), _streams.end(), [](const auto &stream) { return stream->isDecoderAwake(); });
+    if (_streams.empty() || !isAwake)
+        return;
+    _startedAt = Clock::now();
+    _feed->start();
 }
 
 void InputRun::cancel()

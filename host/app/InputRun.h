@@ -69,6 +69,7 @@ private:
     enum class Phase { Running, Ending, Finished };
 
     void addStreams(const std::shared_ptr<const FileSet> &inputFiles);
+    void startOnceDecodersAreAwake();
     void beginEnding();
     void end();
     std::chrono::milliseconds runningTime() const;

@@ -1,5 +1,9 @@
 #include "app/InputSet.h"
 
+#include <QThread>
+
+#include <memory>
+
 #include "host/app/RunFixture.h"
 
 using testing::AllOf;
@@ -25,6 +29,31 @@ TEST_F(InputSetTest, DecodesEachStreamOfAFileToItsEnd)
     EXPECT_EQ(_manager.decoders[1].name, QStringLiteral("cup.mp4 audio"));
     EXPECT_FALSE(*_manager.decoders[0].isHeld);
     EXPECT_THAT(_messages, IsEmpty());
+}
+
+TEST_F(InputSetTest, ReadsAFileOnceTheIndicationsShowThatItsDecodersWaitForIt)
+{
+    const ModkitPtr<IndicationManager> indications(new IndicationManager);
+    InputSet inputs({_options, _manager, _workers, _damage, indications.data()});
+    ASSERT_TRUE(std::holds_alternative<InputNames::Name>(inputs.add({sample("cup.mp4"), std::nullopt})));
+    const auto packets = [&] {
+        inputs.poll();
+        return inputs.inputs().front()->report().packets;
+    };
+    ASSERT_TRUE(waitUntil([&] { return packets() == 0 && inputs.inputs().front()->isOpen(); }));
+    const auto wake = [&](const char *decoder) {
+        const auto shown =
+            indications->createIndication(nullptr, QStringLiteral("DecoderCycle"), QLatin1String(decoder), 3);
+        const std::unique_ptr<QThread> thread(QThread::create([&] { shown->setValue(3, -1, {}); }));
+        thread->setObjectName(QStringLiteral("Decoder/1"));
+        thread->start();
+        thread->wait();
+    };
+    wake("cup.mp4 video");
+    EXPECT_EQ(packets(), 0);
+    EXPECT_EQ(inputs.inputs().front()->report().streams.front().durationMs, 0) << "it has not begun";
+    wake("cup.mp4 audio");
+    ASSERT_TRUE(waitUntil([&] { return packets() > 0; }));
 }
 
 TEST_F(InputSetTest, OpensCopiesOnceTheFirstIsOpenAndKeepsThemTogether)

@@ -70,7 +70,7 @@ protected:
     FakeDecodingManager _manager;
     SinkWorkers _workers{1};
     DamageCounts _damage;
-    InputSet _inputs{{_options, _manager, _workers, _damage}};
+    InputSet _inputs{{_options, _manager, _workers, _damage, nullptr}};
     std::vector<std::string> _messages; // that an operator was told
 };
 
