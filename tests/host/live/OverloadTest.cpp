@@ -88,8 +88,8 @@ TEST_F(Overload, IsGovernedWithLatenciesUnderHalfASecondAndForgottenWhenTheLoadG
     ASSERT_TRUE(host.until([&] { return modeOf(host) == "time-saving"; }));
     const qint64 framesBefore = heavyFrames(host);
     observe(host, seconds(12)); // in which the governor may try performance mode in vain
-    // Of every stream a key picture each second, but where a machine that is late has them dropped.
-    EXPECT_GE(heavyFrames(host) - framesBefore, 4 * heavyStreams);
+    // Of every stream a key picture each second.
+    EXPECT_GE(heavyFrames(host) - framesBefore, 8 * heavyStreams);
 
     for (int stream = 0; stream < heavyStreams; ++stream)
         host.request({"remove", "heavy" + std::to_string(stream)});
