@@ -1,6 +1,7 @@
 #ifndef FAKES_TESTSEED_H
 #define FAKES_TESTSEED_H
 
+#include <QString>
 #include <QtGlobal>
 
 #include <cstdint>
