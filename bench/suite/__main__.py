@@ -25,7 +25,8 @@ CODECS = ("h264", "hevc")
 def main() -> int:
     parser = argparse.ArgumentParser(prog="scripts/measure", description=__doc__)
     parser.add_argument("--quick", action="store_true", help="two minutes instead of twenty, and wider intervals")
-    parser.add_argument("--only", choices=PARTS, action="append", help="measure one part, and keep the last run's results of the others; may be given several times")
+    parser.add_argument("--only", choices=PARTS, action="append",
+                        help="measure one part, and keep the last run's results of the others; may be given several times")
     parser.add_argument("--realtime", action="store_true",
                         help="give what keeps to a schedule real-time priority, on a machine that does other work, too")
     parser.add_argument("--docs", action="store_true", help="put the table and the charts into docs/")

@@ -29,7 +29,8 @@ def measure(context: Context) -> None:
         heap = statistics.median(values["heap-bytes-per-stream"] for values in uses[streams])
         title = f"{streams:,} streams: "
         context.add(f"growth.{streams}.instructions", title + "instructions for a block", costs[streams])
-        context.add(f"growth.{streams}.time", title + "CPU time for a block", ns.value, "ns", None, ns.low, ns.high, ns.count)
+        context.add(f"growth.{streams}.time", title + "CPU time for a block", ns.value, "ns", None, ns.low, ns.high,
+                    ns.count)
         context.add(f"growth.{streams}.heap", title + "heap for a stream", heap, "bytes")
 
     title = "largest growth with the number of streams, after the first row: "

@@ -33,7 +33,8 @@ def _idle(context: Context) -> None:
         ticks[what] = instructions(command + [many]) - instructions(command + [few])
     if context.quick:
         command = context.programs / "stream_bench"
-        values = [run([command, what, 1000, 2, 1000], context.cpus, realtime=context.realtime).values["ns-each"] for what in ("idle", "timers")]
+        values = [run([command, what, 1000, 2, 1000], context.cpus, realtime=context.realtime).values["ns-each"]
+                  for what in ("idle", "timers")]
         context.add("idle.cpu", "1,000 silent queues beside 1,000 bare timers: CPU time", values[0] / values[1], "", 1.3,
                     instructions=ticks["idle"] / ticks["timers"])
         return
