@@ -26,6 +26,7 @@ public:
     using Class::Class;
     ~Watched() override { ++destroyed; }
 
+    static void *operator new(std::size_t size) { return ::operator new(size); }
     static void operator delete(void *memory)
     {
         ++freed;
@@ -93,7 +94,7 @@ TYPED_TEST(DestructorSlotsTest, FirstSlotDestroysTheObjectAndLeavesItsMemory)
     callSlot<void>(object, completeDestructor);
     EXPECT_EQ(destroyed, 1);
     EXPECT_EQ(freed, 0);
-    ::operator delete(object);
+    Watched<TypeParam>::operator delete(object);
 }
 
 TYPED_TEST(DestructorSlotsTest, SecondSlotDestroysTheObjectAndFreesItsMemory)
