@@ -38,7 +38,7 @@ public:
     /// Decodes packet number @p index, or what is held back behind the last one, and closes the codec then.
     void decode(int index, int count)
     {
-        const auto position = static_cast<std::size_t>(index) % _clip.packets().size();
+        const auto position = static_cast<std::size_t>(index);
         avcodec_send_packet(_context.get(), index < count ? _clip.packets()[position].get() : nullptr);
         while (avcodec_receive_frame(_context.get(), _frame.get()) >= 0) {
             _count.add(_frame->data[0], _frame->linesize[0], static_cast<quint32>(_frame->width),
@@ -72,7 +72,7 @@ void decodeStreams(const Clip &clip, const DecodingTask &task, int thread, const
         }
     }
 
-    const int count = static_cast<int>(clip.packets().size()) * task.roundCount;
+    const int count = static_cast<int>(clip.packets().size());
     if (task.wholeStreams) {
         for (const std::unique_ptr<Stream> &stream : streams) {
             for (int index = 0; index <= count; ++index)

@@ -7,14 +7,14 @@
 #include "Schedule.h"
 #include "interfaces/IInputQueue.h"
 
-/// Gives one reader all blocks of a clip, so many times over, and then an empty block. Read by the decoder thread only;
+/// Gives one reader all blocks of a clip, and then an empty block. Read by the decoder thread only;
 /// the clip outlives it.
 class ClipQueue final : public IInputQueue {
 public:
     /// @param schedule when the blocks come, as stream @p stream of it; without one all of them are there at once.
-    ClipQueue(const Clip &clip, int roundCount, std::optional<Schedule> schedule, int stream)
+    ClipQueue(const Clip &clip, std::optional<Schedule> schedule, int stream)
         : _blocks(clip.blocks())
-        , _count(static_cast<quint32>(clip.blocks().size()) * static_cast<quint32>(roundCount))
+        , _count(static_cast<quint32>(clip.blocks().size()))
         , _schedule(schedule)
         , _stream(stream)
     {
@@ -38,7 +38,7 @@ public:
             *timestamp = 0;
             return true;
         }
-        const Clip::Block &block = _blocks[index % _blocks.size()];
+        const Clip::Block &block = _blocks[index];
         *data = block.data;
         *keyBlock = block.keyBlock;
         *timestamp = block.timestamp;

@@ -57,7 +57,7 @@ std::variant<DecodingResult, std::string> ComponentDecoding::run(const Clip &cli
     for (int stream = 0; stream < task.streamCount; ++stream) {
         const ModkitPtr<IVideoOutputQueue> output(
             new CountingOutput(result.streams[static_cast<std::size_t>(stream)], ended));
-        const ModkitPtr<IInputQueue> queue(new ClipQueue(clip, task.roundCount, schedule, stream));
+        const ModkitPtr<IInputQueue> queue(new ClipQueue(clip, schedule, stream));
         handles.push_back(component.manager().createVideoDecoder(queue, output, task.paced ? CreationFlags::Paced : 0,
                                                                  QStringLiteral("stream %1").arg(stream)));
     }

@@ -44,7 +44,7 @@ void measureHeap(long count)
                                                                 QStringLiteral("camera %1").arg(decoder)));
         decoders.back()->runCycle();
     }
-    std::printf("%zu\n", (mallinfo2().uordblks - before) / static_cast<std::size_t>(count));
+    std::printf("heap-bytes-per-decoder %zu\n", (mallinfo2().uordblks - before) / static_cast<std::size_t>(count));
 }
 
 } // namespace

@@ -12,9 +12,8 @@
 /// took, for bench/suite to compare the two.
 namespace {
 
-constexpr char usage[] =
-    "usage: decode_bench (component | bare) CLIP [streams=N] [threads=N] [packets=N] [rounds=N] [paced=1] "
-    "[time-saving=1] [check=1] [whole-streams=1]\n";
+constexpr char usage[] = "usage: decode_bench (component | bare) CLIP [streams=N] [threads=N] [packets=N] [paced=1] "
+                         "[time-saving=1] [check=1] [whole-streams=1]\n";
 
 /// @return whether @p argument is known, and then stored in @p task or @p packetCount.
 bool store(const char *argument, DecodingTask &task, int &packetCount)
@@ -32,8 +31,6 @@ bool store(const char *argument, DecodingTask &task, int &packetCount)
         task.threadCount = value;
     else if (name == "packets")
         packetCount = value;
-    else if (name == "rounds")
-        task.roundCount = value;
     else if (name == "paced")
         task.paced = true;
     else if (name == "time-saving")
@@ -67,7 +64,8 @@ void print(const DecodingResult &result, bool checking)
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_NO_GLIB", "1"); // as the reference host does
+    if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1"); // as the reference host does
     QCoreApplication application(argc, argv);
     DecodingTask task;
     int packetCount = 1000000;

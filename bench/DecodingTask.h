@@ -13,7 +13,6 @@
 struct DecodingTask {
     int streamCount = 1;
     int threadCount = 1; // that decode
-    int roundCount = 1;  // how often each stream repeats the clip
     bool paced = false;  // to 25 frames a second, the streams evenly spread over one frame's time
     bool timeSaving = false;
     bool checking = false;     // take checksums of all frames

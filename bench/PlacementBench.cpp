@@ -1,5 +1,6 @@
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,10 +11,9 @@
 
 #include "NullFramework.h"
 #include "NullServices.h"
-#include "ThreadPoolFigures.h"
+#include "StopFigures.h"
 
-/// Measures what it costs a client to place decoders and to join them, and what many decoders cost that are idle or
-/// that are stopped. The client is the main thread, which has an event dispatcher, as a client with a user interface.
+/// Measures what it costs a client to place decoders and to join them, and how long many take to be stopped. The client is the main thread, which has an event dispatcher, as a client with a user interface.
 namespace {
 
 /// A manager with so many idle decoders on one thread.
@@ -53,6 +53,14 @@ void placeRepeatedly(bool joining, int aliveCount, long count)
         decoders.framework().settle();
         createAndRelease(decoders.framework(), queue);
     }
+}
+
+/// @return the middle one of @p values, which must not be empty.
+double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
 double threadTimeUs()
@@ -137,13 +145,11 @@ int main(int argc, char **argv)
         measureGrowth("join-running", true, false);
     } else if (argc == 2 && std::strcmp(figure, "heap") == 0) {
         measureHeap(1000);
-    } else if (argc == 2 && std::strcmp(figure, "idle") == 0) {
-        measureIdleLoad();
     } else if (argc == 2 && std::strcmp(figure, "stop") == 0) {
         measureStop();
     } else {
         std::fprintf(stderr, "usage: placement_bench (place | join) ALIVE COUNT\n"
-                             "       placement_bench (growth | heap | idle | stop)\n");
+                             "       placement_bench (growth | heap | stop)\n");
         return 2;
     }
     return 0;

@@ -24,13 +24,13 @@ double ResourceUse::processSeconds()
            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-long ResourceUse::statusKb(const char *field)
+long ResourceUse::peakMemoryKb()
 {
     // Not ru_maxrss, which counts the process that this one was forked from, too.
     std::ifstream status("/proc/self/status");
     for (std::string word; status >> word;) {
         long kilobytes = 0;
-        if (word == field && status >> kilobytes)
+        if (word == "VmHWM:" && status >> kilobytes)
             return kilobytes;
     }
     return 0;

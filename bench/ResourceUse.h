@@ -13,12 +13,10 @@ public:
     double wallSeconds() const;
 
     /// The most memory that the process has had resident since it began to run this program, in KB; 0 when unknown.
-    static long peakMemoryKb() { return statusKb("VmHWM:"); }
-    static long residentMemoryKb() { return statusKb("VmRSS:"); }
+    static long peakMemoryKb();
 
 private:
     static double processSeconds();
-    static long statusKb(const char *field);
 
     double _processorSecondsBefore;
     std::chrono::steady_clock::time_point _begin;

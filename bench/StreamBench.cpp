@@ -99,6 +99,14 @@ private:
     QBasicTimer _timer;
 };
 
+/// Prints what each of @p count units of work took, and the share of a core.
+void print(const ResourceUse &use, double count)
+{
+    const double processorSeconds = use.processorSeconds();
+    std::printf("ns-each %.1f\n", processorSeconds * 1e9 / count);
+    std::printf("core-share %.4f\n", processorSeconds / use.wallSeconds());
+}
+
 /// Has @p timerCount bare timers tick so often, and prints what a tick took.
 int measureTimers(int timerCount, int threadCount, int count)
 {
@@ -115,7 +123,7 @@ int measureTimers(int timerCount, int threadCount, int count)
     }
     const ResourceUse use;
     done.acquire(timerCount);
-    std::printf("ns-each %.1f\n", use.processorSeconds() * 1e9 / timerCount / count);
+    print(use, static_cast<double>(timerCount) * count);
     for (QThread &thread : threads) {
         thread.quit();
         thread.wait();
@@ -142,19 +150,13 @@ int measure(int streamCount, int threadCount, int count)
         queues.emplace_back(new Queue(static_cast<quint32>(count), open, done));
 
     const std::size_t heapBefore = mallinfo2().uordblks;
-    const long residentBeforeKb = ResourceUse::residentMemoryKb();
     for (std::size_t stream = 0; stream < handles.size(); ++stream)
         handles[stream] = component.manager().createVideoDecoder(queues[stream], output, 0, QStringLiteral("camera"));
     const ResourceUse use;
     open = true;
     done.acquire(streamCount);
-    const double processorSeconds = use.processorSeconds();
-    const double wallSeconds = use.wallSeconds();
-    std::printf("ns-each %.1f\n", processorSeconds * 1e9 / streamCount / count);
-    std::printf("core-share %.4f\n", processorSeconds / wallSeconds);
+    print(use, static_cast<double>(streamCount) * count);
     std::printf("heap-bytes-per-stream %zu\n", (mallinfo2().uordblks - heapBefore) / handles.size());
-    std::printf("resident-bytes-per-stream %ld\n",
-                (ResourceUse::residentMemoryKb() - residentBeforeKb) * 1024 / streamCount);
     return 0;
 }
 
@@ -162,7 +164,8 @@ int measure(int streamCount, int threadCount, int count)
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_NO_GLIB", "1"); // as the reference host does
+    if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1"); // as the reference host does
     QCoreApplication application(argc, argv);
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     const std::string what = argc == 5 ? argv[1] : "";

@@ -1,11 +1,12 @@
 """2. The reference host beside what a user would run instead: whole processes on the same files."""
 
+import json
 import statistics
 from dataclasses import dataclass
 
 from context import Context
 from process import instructions, run
-from statistic import median
+from statistic import interleaved, ratio
 
 # streams, size, frames of each file, rounds
 FULL = [(8, "720p", 75, 9), (32, "720p", 75, 7), (16, "1080p", 50, 7)]
@@ -52,29 +53,35 @@ def measure(context: Context) -> None:
     spent = {}
     for streams, size, frames, rounds in QUICK if context.quick else FULL:
         if size not in spent:
+            _check_frames(context, context.clips.cut("h264", size, frames), frames)
             spent[size] = _instructions(context, size)
         _compare(context, streams, size, frames, rounds, spent[size])
 
 
+def _check_frames(context: Context, clip, frames: int) -> None:
+    report = context.folder / "frames.json"
+    run([context.programs / "decoding-host", "decode", "--quiet", "--output", "null", "--json", report, clip, clip],
+        context.cpus)
+    found = json.loads(report.read_text(encoding="utf-8"))["totals"]["frames"]
+    if found != 2 * frames:
+        raise RuntimeError(f"{clip}: decoding-host gave {found} frames of two files with {frames} each")
+
+
 def _compare(context: Context, streams: int, size: str, frames: int, rounds: int, spent: dict) -> None:
     clip = context.clips.cut("h264", size, frames)
-    uses = {name: [] for name in commands(context, clip, 1)}
-    for index in range(rounds):
-        order = list(commands(context, clip, streams).items())
-        for name, command in order if index % 2 == 0 else reversed(order):
-            uses[name].append(run(command, context.cpus, watch_threads=name == "host"))
-
+    uses = interleaved({name: lambda command=command, name=name: run(command, context.cpus, watch_threads=name == "host")
+                        for name, command in commands(context, clip, streams).items()}, rounds)
+    memory = {name: statistics.median(use.peak_kb for use in runs) for name, runs in uses.items()}
+    all_instructions = {name: spent[name].of(streams, frames) for name in uses}
+    better = min(PLAIN, key=all_instructions.get)
     key = f"alternatives.{size}-{streams}."
     title = f"{streams} files of {size}, "
-    cpu = {name: statistics.median(use.cpu_s for use in runs) for name, runs in uses.items()}
-    memory = {name: statistics.median(use.peak_kb for use in runs) for name, runs in uses.items()}
-    better = min(PLAIN, key=cpu.get)
 
     def add(part: str, side: str, other: str, limits: tuple = (None, None)) -> None:
         beside = f"{title}{TITLES[side]} beside {TITLES[other]}: "
-        ratio = median([use.cpu_s / other_use.cpu_s for use, other_use in zip(uses[side], uses[other])])
-        context.add(f"{key}{part}.cpu", beside + "CPU time", ratio.value, "", limits[0], ratio.low, ratio.high, ratio.count,
-                    spent[side].of(streams, frames) / spent[other].of(streams, frames))
+        cpu = ratio([use.cpu_s for use in uses[side]], [use.cpu_s for use in uses[other]])
+        context.add_median(f"{key}{part}.cpu", beside + "CPU time", cpu, "", limits[0],
+                           all_instructions[side] / all_instructions[other])
         context.add(f"{key}{part}.memory", beside + "peak memory", memory[side] / memory[other], "", limits[1],
                     count=rounds)
 
@@ -83,13 +90,14 @@ def _compare(context: Context, streams: int, size: str, frames: int, rounds: int
     add("bound", "bare", better)
     threads = max(use.threads for use in uses["host"])
     context.add(key + "threads", title + "decoding-host: threads", threads, "",
-                context.threads + streams + EXTRA_THREADS)
+                context.threads + streams + EXTRA_THREADS, count=rounds)
 
 
 def _instructions(context: Context, size: str) -> dict:
     few, many = (5, 15) if context.quick else (10, 30)
     spent = {}
-    for name in commands(context, "", 1):
+    for name, command in commands(context, context.clips.cut("h264", size, few), 1).items():
+        run(command, context.cpus)  # GStreamer looks through its plugins when it runs for the first time
 
         def count(streams: int, frames: int) -> int:
             return instructions(commands(context, context.clips.cut("h264", size, frames), streams)[name])

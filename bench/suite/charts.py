@@ -25,10 +25,11 @@ def bars(title: str, unit: str, rows: list, logarithmic: bool = False) -> str:
 
 
 def distribution(title: str, unit: str, values: list, marks: list) -> str:
-    """The share of the sorted values that is at most so much, with a line at each mark."""
+    """The share of the sorted values that is at most so much, with a line at each mark; what is far beyond the last mark
+    stands at the right edge."""
     height, left, bottom, top = 320, 60, 280, 48
     right = WIDTH - 30
-    most = max(marks[-1] * 1.25, values[int(len(values) * 0.999)])
+    most = 2.5 * marks[-1]
 
     def x(value: float) -> float:
         return left + min(value / most, 1) * (right - left)

@@ -1,30 +1,37 @@
-"""5. Instructions of the cycle alone and of the whole process, with a codec that does nothing."""
-
-import subprocess
+"""5. The cycle alone and the whole process, with a codec that does nothing."""
 
 from context import Context
-from process import instructions
+from process import allocations, each, instructions, run
 
-TITLES = {
-    "decode": ("a decoded block", 500),
-    "decode-indications": ("a decoded block with indications", 900),
-    "idle": ("an idle cycle", 110),
-    "idle-indications": ("an idle cycle with indications", 110),
+# case of cycle_bench: title, most instructions, most allocations
+CASES = {
+    "decode": ("a decoded block", 500, None),
+    "decode-indications": ("a decoded block with indications", 900, None),
+    "idle": ("an idle cycle", 110, 0),
+    "idle-indications": ("an idle cycle with indications", 110, 0),
 }
 
 
 def measure(context: Context) -> None:
-    output = subprocess.run([context.root / "scripts/measure-cycle"], stdout=subprocess.PIPE, text=True, check=False)
-    for line in output.stdout.splitlines():
-        words = line.split()
-        if words and words[0] in TITLES:
-            title, bound = TITLES[words[0]]
-            context.add("cycle." + words[0], "runCycle, " + title + ": instructions", int(words[1]), "", bound)
-    few, many = 2000, 6000
+    cycle_bench = context.programs / "cycle_bench"
+    few, many = (1000, 3000) if context.quick else (10000, 20000)
+    for case, (title, most_instructions, most_allocations) in CASES.items():
+
+        def command(count: int, case=case) -> list:
+            return [cycle_bench, case, count]
+
+        context.add(f"cycle.{case}.instructions", f"runCycle, {title}: instructions",
+                    each(instructions, command, few, many), "", most_instructions)
+        context.add(f"cycle.{case}.allocations", f"runCycle, {title}: allocations",
+                    each(allocations, command, few, many), "", most_allocations)
+    heap = run([cycle_bench, "heap", 1000], context.cpus).values["heap-bytes-per-decoder"]
+    context.add("cycle.heap", "an idle decoder: heap", heap, "bytes", 1300)
+
+    few, many = (500, 1500) if context.quick else (2000, 6000)
     # A stream that has a thread to itself pays alone for the thread's waking up.
     for streams, name in ((1, "one stream"), (16, "16 streams on a thread")):
         for what, title, bound in (("blocks", "a block", 1700), ("idle", "an idle tick", 1250)):
-            command = [context.programs / "stream_bench", what, streams, 1]
-            each = (instructions(command + [many]) - instructions(command + [few])) / (many - few) / streams
-            key = f"process.{what}.{streams}"
-            context.add(key, f"whole process, {name}, {title}: instructions", each, "", bound)
+            spent = each(instructions, lambda count, what=what, streams=streams:
+                         [context.programs / "stream_bench", what, streams, 1, count], few, many)
+            context.add(f"process.{what}.{streams}", f"whole process, {name}, {title}: instructions", spent / streams, "",
+                        bound)

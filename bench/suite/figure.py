@@ -15,19 +15,19 @@ class Figure:
     high: Optional[float] = None
     count: int = 1  # runs or pairs behind the value
     instructions: Optional[float] = None  # the ratio of instructions for the same work
-    note: str = ""
 
     @property
     def verdict(self) -> str:
         """A ratio of times counts as reached when the instructions meet the target and the interval does not contradict.
-        Without instructions the median decides; where it is above the target and its interval is not, the figure is open."""
+        Without instructions the whole interval must meet it; a figure whose interval holds the target is open."""
         if self.target is None:
             return ""
-        contradicted = (self.value if self.low is None else self.low) > self.target
-        met = (self.value if self.instructions is None else self.instructions) <= self.target
-        if contradicted or (self.instructions is not None and not met):
+        low, high = (self.value, self.value) if self.low is None else (self.low, self.high)
+        if low > self.target:
             return "missed"
-        return "reached" if met else "open"
+        if self.instructions is not None:
+            return "reached" if self.instructions <= self.target else "missed"
+        return "reached" if high <= self.target else "open"
 
     def as_json(self) -> dict:
         return {**asdict(self), "verdict": self.verdict}

@@ -4,7 +4,7 @@ import statistics
 
 import charts
 from context import Context
-from process import instructions, run
+from process import each, instructions, run
 from statistic import median
 
 ROWS = [1, 10, 100, 1000, 5000]
@@ -22,15 +22,15 @@ def measure(context: Context) -> None:
                                      context.cpus).values)
     costs = {}
     for streams in rows:
-        few, many = 20, COUNTS[streams] // (3 if context.quick else 1)
-        spent = _instructions(context, streams, many) - _instructions(context, streams, few)
-        costs[streams] = spent / streams / (many - few)
+        spent = each(instructions, lambda count, streams=streams:
+                     [context.programs / "stream_bench", "blocks", streams, 2, count],
+                     20, COUNTS[streams] // (3 if context.quick else 1))
+        costs[streams] = spent / streams
         ns = median([values["ns-each"] for values in uses[streams]])
         heap = statistics.median(values["heap-bytes-per-stream"] for values in uses[streams])
         title = f"{streams:,} streams: "
         context.add(f"growth.{streams}.instructions", title + "instructions for a block", costs[streams])
-        context.add(f"growth.{streams}.time", title + "CPU time for a block", ns.value, "ns", None, ns.low, ns.high,
-                    ns.count)
+        context.add_median(f"growth.{streams}.time", title + "CPU time for a block", ns, "ns")
         context.add(f"growth.{streams}.heap", title + "heap for a stream", heap, "bytes")
 
     title = "largest growth with the number of streams, after the first row: "
@@ -39,8 +39,7 @@ def measure(context: Context) -> None:
     times = median([_growth([uses[streams][index]["ns-each"] for streams in rows[1:]]) for index in range(rounds)])
     heaps = _growth([statistics.median(values["heap-bytes-per-stream"] for values in uses[streams])
                      for streams in rows[1:]])
-    context.add("growth.time", title + "CPU time for a block", times.value, "", 1.2, times.low, times.high, times.count,
-                of_instructions)
+    context.add_median("growth.time", title + "CPU time for a block", times, "", 1.2, of_instructions)
     context.add("growth.heap", title + "heap for a stream", heaps, "", 1.2)
     context.results.charts["growth.svg"] = charts.bars(
         "Instructions for a block, whole process, null codec", "instructions",
@@ -50,7 +49,3 @@ def measure(context: Context) -> None:
 def _growth(costs: list) -> float:
     """@return how much more a later one of them is, at most, than the least before it."""
     return max(cost / min(costs[:index + 1]) for index, cost in enumerate(costs))
-
-
-def _instructions(context: Context, streams: int, count: int) -> int:
-    return instructions([context.programs / "stream_bench", "blocks", streams, 2, count])

@@ -2,7 +2,7 @@
 
 import charts
 from context import Context
-from process import lines
+from process import run
 from statistic import median
 
 STREAMS = 50
@@ -14,11 +14,11 @@ def measure(context: Context) -> None:
     runs = []
     for _ in range(1 if context.quick else 5):
         command = [context.programs / "stream_bench", "latency", STREAMS, THREADS, blocks]
-        runs.append([float(line) / 1000 for line in lines(command, context.cpus, context.realtime)])
+        runs.append([float(line) / 1000 for line in run(command, context.cpus, realtime=context.realtime).lines])
     for name, part, target in (("median", 0.5, 1.2), ("99th percentile", 0.99, 4.0)):
         figure = median([values[int(len(values) * part)] for values in runs])
-        context.add(f"latency.p{round(part * 100)}", f"50 paced streams on 2 threads, half load: latency, {name}",
-                    figure.value, "ms", target, figure.low, figure.high, figure.count)
+        context.add_median(f"latency.p{round(part * 100)}", f"50 paced streams on 2 threads, half load: latency, {name}",
+                           figure, "ms", target)
     context.results.charts["latency.svg"] = charts.distribution(
         "Arrival of a block to decode, 50 paced streams on 2 threads at half load", "ms",
         sorted(value for values in runs for value in values), [1.2, 4.0])

@@ -1,54 +1,90 @@
 """Running programs and reading what they used."""
 
 import os
+import re
 import shutil
 import subprocess
+import tempfile
 import threading
 import time
 from dataclasses import dataclass, field
+
+LIMIT_S = 600  # nothing that is measured takes so long, callgrind included
 
 
 @dataclass
 class Use:
     cpu_s: float  # user and system
-    wall_s: float
     peak_kb: int
     threads: int = 0  # the most at one time, where it was watched
-    values: dict = field(default_factory=dict)  # what the program printed as lines of name and value
+    lines: list = field(default_factory=list)  # what the program printed
+
+    @property
+    def values(self) -> dict:
+        """What the program printed as lines of name and value."""
+        values = {}
+        for name, value in (line.split() for line in self.lines if len(line.split()) == 2):
+            try:
+                values[name] = float(value)
+            except ValueError:
+                values[name] = value
+        return values
 
 
 def run(command: list, cpus: list, watch_threads: bool = False, realtime: bool = False) -> Use:
-    """Runs a program on the given processors. Raises when it fails."""
-    pinned = _pinned(command, cpus, realtime)
-    begin = time.monotonic()
-    process = subprocess.Popen(pinned, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                               text=True)
-    most = [0]
-    watcher = threading.Thread(target=_watch, args=(process.pid, most)) if watch_threads else None
-    if watcher:
-        watcher.start()
-    output = process.stdout.read()
-    _, status, usage = os.wait4(process.pid, 0)
-    process.returncode = os.waitstatus_to_exitcode(status)
-    wall = time.monotonic() - begin
-    if watcher:
-        watcher.join()
-    if process.returncode != 0:
-        raise RuntimeError(f"{' '.join(map(str, command))[:200]}: exit code {process.returncode}")
-    values = {}
-    for line in output.splitlines():
-        words = line.split()
-        if len(words) == 2:
-            try:
-                values[words[0]] = float(words[1])
-            except ValueError:
-                values[words[0]] = words[1]
-    return Use(usage.ru_utime + usage.ru_stime, wall, usage.ru_maxrss, most[0], values)
-
-
-def _pinned(command: list, cpus: list, realtime: bool) -> list:
+    """Runs a program on the given processors. Raises when it fails, or takes too long."""
     priority = ["chrt", "--rr", "10"] if realtime else []
-    return [*priority, "taskset", "-c", ",".join(map(str, cpus)), *map(str, command)]
+    pinned = [*priority, "taskset", "-c", ",".join(map(str, cpus)), *map(str, command)]
+    with tempfile.TemporaryFile("w+") as errors:
+        process = subprocess.Popen(pinned, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors, text=True)
+        limit = threading.Timer(LIMIT_S, process.kill)
+        limit.start()
+        most = [0]
+        watcher = threading.Thread(target=_watch, args=(process.pid, most)) if watch_threads else None
+        if watcher:
+            watcher.start()
+        output = process.stdout.read()
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        limit.cancel()
+        if watcher:
+            watcher.join()
+        if process.returncode != 0:
+            errors.seek(0)
+            raise _failure(command, process.returncode, errors.read())
+    return Use(usage.ru_utime + usage.ru_stime, usage.ru_maxrss, most[0], output.splitlines())
+
+
+def instructions(command: list) -> int:
+    """@return the instructions of the whole process outside the kernel, counted by callgrind."""
+    return _counted(["--tool=callgrind", "--callgrind-out-file=/dev/null", "--fair-sched=yes"], command,
+                    r"Collected : (\d+)")
+
+
+def allocations(command: list) -> int:
+    """@return how often the process took memory from the heap, counted by memcheck."""
+    return _counted(["--tool=memcheck"], command, r"total heap usage: ([\d,]+) allocs")
+
+
+def each(count, command, few: int, many: int) -> float:
+    """@return what each further unit of work takes, by one of the counts above: @p command gives the command for so many
+    units. What happens once does not count."""
+    return (count(command(many)) - count(command(few))) / (many - few)
+
+
+def _counted(tool: list, command: list, pattern: str) -> int:
+    program = shutil.which(str(command[0]))
+    result = subprocess.run(["valgrind", *tool, program, *map(str, command[1:])], check=False, stdin=subprocess.DEVNULL,
+                            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, timeout=LIMIT_S)
+    found = re.search(pattern, result.stderr)
+    if result.returncode != 0 or not found:
+        raise _failure(["valgrind", *tool, *command], result.returncode, result.stderr)
+    return int(found.group(1).replace(",", ""))
+
+
+def _failure(command: list, code: int, errors: str) -> RuntimeError:
+    last = "\n".join(errors.splitlines()[-5:])
+    return RuntimeError(f"{' '.join(map(str, command))[:200]}: exit code {code}\n{last}")
 
 
 def _watch(pid: int, most: list) -> None:
@@ -58,21 +94,3 @@ def _watch(pid: int, most: list) -> None:
             time.sleep(0.02)
     except (FileNotFoundError, ProcessLookupError):
         return
-
-
-def lines(command: list, cpus: list, realtime: bool = False) -> list:
-    """Runs a program. @return the lines that it printed."""
-    return subprocess.run(_pinned(command, cpus, realtime), check=True, stdout=subprocess.PIPE,
-                          stderr=subprocess.DEVNULL, text=True).stdout.splitlines()
-
-
-def instructions(command: list) -> int:
-    """@return the instructions of the whole process, counted by callgrind."""
-    program = shutil.which(str(command[0]))
-    result = subprocess.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", program] +
-                            list(map(str, command[1:])), check=True, stdin=subprocess.DEVNULL,
-                            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-    for line in result.stderr.splitlines():
-        if "Collected :" in line:
-            return int(line.split(":")[1])
-    raise RuntimeError(f"callgrind says nothing about {program}")

@@ -1,28 +1,13 @@
 """The results as a table for documents, as JSON and as charts."""
 
 import json
-from dataclasses import fields
 from pathlib import Path
 
 import charts
-from figure import Figure, Results, measured, number
+from figure import Results, measured, number
 
 BEGIN = "<!-- measured: begin -->"
 END = "<!-- measured: end -->"
-
-
-def add_earlier(results: Results, folder: Path) -> None:
-    """Adds, of the last run's results, the parts and the charts that this run did not measure."""
-    path = folder / "results.json"
-    if not path.exists():
-        return
-    parts = {figure.key.split(".")[0] for figure in results.figures}
-    names = {field.name for field in fields(Figure)}
-    for earlier in json.loads(path.read_text(encoding="utf-8"))["figures"]:
-        if earlier["key"].split(".")[0] not in parts:
-            results.figures.append(Figure(**{name: value for name, value in earlier.items() if name in names}))
-    for chart in folder.glob("*.svg"):
-        results.charts.setdefault(chart.name, chart.read_text(encoding="utf-8"))
 
 
 def write(results: Results, machine: dict, folder: Path) -> None:
@@ -42,7 +27,7 @@ def update_documents(results: Results, machine: dict, docs: Path) -> None:
     before, rest = text.split(BEGIN)
     after = rest.split(END)[1]
     named = (f"{machine['processor']}, {machine['cores']} virtual processors, Linux {machine['kernel']}, load "
-             f"{machine['load']:.1f} at the beginning, {machine['seconds'] / 60:.0f} minutes"
+             f"{machine['load']:.1f} at the beginning, {sum(machine['seconds'].values()) / 60:.0f} minutes"
              f"{', --realtime' if machine['realtime'] else ''}.")
     page.write_text(f"{before}{BEGIN}\n{named}\n\n{table(results)}{END}{after}", encoding="utf-8")
     (docs / "charts").mkdir(exist_ok=True)
@@ -51,11 +36,11 @@ def update_documents(results: Results, machine: dict, docs: Path) -> None:
 
 
 def table(results: Results) -> str:
-    rows = ["| figure | measured | instructions | target | verdict |", "|---|---|---|---|---|"]
+    rows = ["| figure | measured | runs | instructions | target | verdict |", "|---|---|---|---|---|---|"]
     for figure in results.figures:
         spent = f"{figure.instructions:.4f}" if figure.instructions is not None else ""
         target = number(figure.target) if figure.target is not None else ""
-        rows.append(f"| {figure.title} | {measured(figure)} | {spent} | {target} | {figure.verdict} |")
+        rows.append(f"| {figure.title} | {measured(figure)} | {figure.count} | {spent} | {target} | {figure.verdict} |")
     return "\n".join(rows) + "\n"
 
 

@@ -29,15 +29,16 @@ def median(values: list) -> Median:
     return Median(statistics.median(ordered), ordered[rank], ordered[count - 1 - rank], count)
 
 
-def interleaved(first, second, count: int) -> list:
-    """Calls both so often, in turn and each first in every other pair, so that whatever else the machine does meets both
-    alike. @return the pairs of results."""
-    pairs = []
-    for index in range(count):
-        if index % 2 == 0:
-            a = first()
-            pairs.append((a, second()))
-        else:
-            b = second()
-            pairs.append((first(), b))
-    return pairs
+def ratio(firsts: list, seconds: list) -> Median:
+    """@return the median of the ratios of what was measured in the same rounds."""
+    return median([first / second for first, second in zip(firsts, seconds)])
+
+
+def interleaved(programs: dict, rounds: int) -> dict:
+    """Calls each of the programs once in each round, in the opposite order every other round, so that whatever else the
+    machine does meets all of them alike. @return their results in the order of the rounds."""
+    results = {name: [] for name in programs}
+    for index in range(rounds):
+        for name in programs if index % 2 == 0 else reversed(programs):
+            results[name].append(programs[name]())
+    return results

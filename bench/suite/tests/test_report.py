@@ -8,23 +8,11 @@ import report
 from figure import Figure, Results
 
 
-class EarlierResultsTest(unittest.TestCase):
+class ResultsTest(unittest.TestCase):
     def setUp(self):
         self._folder = tempfile.TemporaryDirectory()
         self.addCleanup(self._folder.cleanup)
         self.path = Path(self._folder.name)
-
-    def test_parts_that_were_not_measured_again_are_kept(self):
-        report.write(Results([Figure("a.one", "A", 1.0, "ms", 2.0), Figure("b.one", "B", 3.0)]), {}, self.path)
-        results = Results([Figure("b.two", "B", 4.0)])
-        report.add_earlier(results, self.path)
-        self.assertEqual([(figure.key, figure.value) for figure in results.figures], [("b.two", 4.0), ("a.one", 1.0)])
-        self.assertEqual(results.figures[1].verdict, "reached")
-
-    def test_without_an_earlier_run_nothing_is_added(self):
-        results = Results()
-        report.add_earlier(results, self.path)
-        self.assertEqual(results.figures, [])
 
     def test_verdicts_are_written_for_programs(self):
         report.write(Results([Figure("a.one", "A", 3.0, "ms", 2.0)]), {"cores": 2}, self.path)
@@ -39,11 +27,11 @@ class DocumentsTest(unittest.TestCase):
             docs = Path(folder)
             page = docs / "performance.md"
             page.write_text(f"before\n{report.BEGIN}\nold\n{report.END}\nafter\n", encoding="utf-8")
-            machine = {"processor": "P", "cores": 2, "kernel": "K", "load": 0.5, "seconds": 60, "realtime": False}
+            machine = {"processor": "P", "cores": 2, "kernel": "K", "load": 0.5, "seconds": {"a": 60}, "realtime": False}
             report.update_documents(Results([Figure("a.one", "A", 3.0)]), machine, docs)
             text = page.read_text(encoding="utf-8")
         self.assertTrue(text.startswith(f"before\n{report.BEGIN}\n") and text.endswith(f"{report.END}\nafter\n"))
-        self.assertIn("| A | 3.000 |", text)
+        self.assertIn("| A | 3.000 | 1 |", text)
         self.assertNotIn("old", text)
 
 

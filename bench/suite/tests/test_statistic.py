@@ -1,7 +1,7 @@
 import unittest
 
 from figure import Figure
-from statistic import interleaved, median
+from statistic import interleaved, median, ratio
 
 
 class MedianTest(unittest.TestCase):
@@ -22,12 +22,18 @@ class MedianTest(unittest.TestCase):
         self.assertEqual((found.low, found.high), (40, 60))
 
 
+class RatioTest(unittest.TestCase):
+    def test_ratios_are_taken_round_by_round(self):
+        found = ratio([2.0, 30.0, 4.0], [1.0, 10.0, 1.0])
+        self.assertEqual((found.value, found.low, found.high), (3.0, 2.0, 4.0))
+
+
 class InterleavedTest(unittest.TestCase):
-    def test_either_side_comes_first_in_every_other_pair(self):
+    def test_every_other_round_goes_in_the_opposite_order(self):
         calls = []
-        pairs = interleaved(lambda: calls.append("a") or "a", lambda: calls.append("b") or "b", 3)
-        self.assertEqual(calls, ["a", "b", "b", "a", "a", "b"])
-        self.assertEqual(pairs, [("a", "b")] * 3)
+        results = interleaved({name: lambda name=name: calls.append(name) or len(calls) for name in "abc"}, 3)
+        self.assertEqual("".join(calls), "abc" "cba" "abc")
+        self.assertEqual(results, {"a": [1, 6, 7], "b": [2, 5, 8], "c": [3, 4, 9]})
 
 
 class VerdictTest(unittest.TestCase):
@@ -44,9 +50,10 @@ class VerdictTest(unittest.TestCase):
         self.assertEqual(Figure("k", "t", 1250, "", 1250).verdict, "reached")
         self.assertEqual(Figure("k", "t", 1251, "", 1250).verdict, "missed")
 
-    def test_a_median_above_the_target_is_open_while_its_interval_is_not(self):
+    def test_without_instructions_an_interval_that_holds_the_target_leaves_it_open(self):
         self.assertEqual(Figure("k", "t", 1.10, "", 1.03, 0.7, 1.5, 9).verdict, "open")
-        self.assertEqual(Figure("k", "t", 1.02, "", 1.03, 0.7, 1.5, 9).verdict, "reached")
+        self.assertEqual(Figure("k", "t", 1.02, "", 1.03, 0.7, 1.5, 9).verdict, "open")
+        self.assertEqual(Figure("k", "t", 1.02, "", 1.03, 0.7, 1.03, 9).verdict, "reached")
         self.assertEqual(Figure("k", "t", 1.10, "", 1.03, 1.05, 1.5, 9).verdict, "missed")
 
     def test_a_figure_without_target_has_no_verdict(self):
