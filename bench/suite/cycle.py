@@ -28,9 +28,11 @@ def measure(context: Context) -> None:
     context.add("cycle.heap", "an idle decoder: heap", heap, "bytes", 1300)
 
     few, many = (500, 1500) if context.quick else (2000, 6000)
-    # A stream that has a thread to itself pays alone for the thread's waking up.
+    # A stream that has a thread to itself pays alone for the thread's waking up. A timer that does nothing is the least
+    # that a tick can take.
     for streams, name in ((1, "one stream"), (16, "16 streams on a thread")):
-        for what, title, bound in (("blocks", "a block", 1700), ("idle", "an idle tick", 1250)):
+        for what, title, bound in (("blocks", "a block", 1700), ("idle", "an idle tick", 1250),
+                                   ("timers", "a tick of a bare timer in its place", None)):
             spent = each(instructions, lambda count, what=what, streams=streams:
                          [context.programs / "stream_bench", what, streams, 1, count], few, many)
             context.add(f"process.{what}.{streams}", f"whole process, {name}, {title}: instructions", spent / streams, "",
