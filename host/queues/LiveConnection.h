@@ -38,8 +38,9 @@ public:
     /// What came of a read.
     struct Result {
         std::optional<Delivery> delivery;
-        std::string failure; // why nothing more will come; empty when something may
-        bool isIdle = false; // there is nothing at the moment: ask again after a while
+        std::string failure;   // why nothing more will come; empty when something may
+        bool isIdle = false;   // there is nothing at the moment: ask again after a while
+        bool timedOut = false; // the deadline was reached; what is delivered all the same had come long before
     };
 
     /// Opens @p url; blocks for @p limit at most.
@@ -55,7 +56,8 @@ public:
     qint64 startTimeUs() const { return _input->startTimeUs(); }
 
     /// Reads the next packet, and waits for it until @p deadline. @param times makes its block time.
-    /// @return neither delivery nor failure when the deadline was reached, or when the packet was of no use.
+    /// @return neither delivery nor failure when the packet was of no use, or when the deadline was reached and all that
+    ///         had come before was delivered. After a deadline that was reached, no read waits any more.
     Result read(std::chrono::steady_clock::time_point deadline, BlockTimes &times);
 
 private:

@@ -99,7 +99,7 @@ std::string LiveSource::connectAndDeliver()
     _times.beginConnection();
     const Clock::time_point begin = Clock::now();
     std::string trouble = deliver(connection);
-    if (Clock::now() - begin >= _options.steadyAfter)
+    if (_lastPacket - begin >= _options.steadyAfter)
         _backoff.reset();
     endStreams();
     return trouble;
@@ -109,9 +109,9 @@ std::string LiveSource::connectAndDeliver()
 std::string LiveSource::deliver(LiveConnection &connection)
 {
     Pacing pacing;
-    Clock::time_point lastPacket = Clock::now();
+    _lastPacket = Clock::now();
     while (!isOver()) {
-        const Clock::time_point deadline = lastPacket + _options.stallLimit;
+        const Clock::time_point deadline = _lastPacket + _options.stallLimit;
         const LiveConnection::Result result = connection.read(notAfterEnd(deadline), _times);
         if (!result.failure.empty())
             return result.failure;
@@ -121,8 +121,10 @@ std::string LiveSource::deliver(LiveConnection &connection)
             if (isOver())
                 break;
             append(*result.delivery);
-            lastPacket = Clock::now();
-        } else if (Clock::now() >= deadline) {
+            // A parser gives out its last frame when nothing follows it, which is no sign of life.
+            if (!result.timedOut)
+                _lastPacket = Clock::now();
+        } else if (result.timedOut || Clock::now() >= deadline) {
             return "no packet for " + Outage::seconds(_options.stallLimit);
         } else if (result.isIdle) {
             waitUntil(notAfterEnd(Clock::now() + idleInterval));

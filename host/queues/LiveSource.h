@@ -123,6 +123,7 @@ private:
     // The source's thread only.
     BlockTimes _times{true};
     Backoff _backoff;
+    Clock::time_point _lastPacket; // when it came; of a connection that brought none yet, when it was made
     std::array<qint64, BlockTimes::kindCount> _lastTimeMs = {}; // block times of the latest blocks
 
     std::atomic<bool> _stopRequested{false}; // written under _mutex

@@ -78,8 +78,12 @@ public:
     void setDeadline(std::chrono::steady_clock::time_point instant) { _deadline = instant; }
 
     /// Reads the next packet. @return 0, or libavformat's error; AVERROR_EOF at the end, AVERROR(ETIMEDOUT) when the
-    /// deadline was reached.
+    /// deadline was reached and libavformat holds no packet any more.
     [[nodiscard]] int read(AVPacket *packet);
+
+    /// @return whether a read was cut short by its deadline. From then on nothing is waited for: further reads give what
+    ///         libavformat still held.
+    bool hasReachedDeadline() const { return _deadlinePassed; }
 
     /// @return whether, during the last call, libavformat noticed that datagrams are missing. It does not tell how many
     ///         packets that damaged, nor of which stream.

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <ctime>
 
 #include "Eventually.h"
 #include "LiveFixture.h"
@@ -16,6 +17,22 @@ protected:
     using Clock = std::chrono::steady_clock;
 
     static QString graph(const QString &description) { return QStringLiteral("lavfi:") + description; }
+
+    /// 4 seconds, whose last frames libavformat holds back until it knows that nothing follows them.
+    QString broadcast() const
+    {
+        return make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=4 -f lavfi -i sine=duration=4 "
+                                   "-c:v libx264 -pix_fmt yuv420p -g 25 -c:a mp2"),
+                    QStringLiteral("broadcast.ts"));
+    }
+
+    /// What all threads of this process have computed for so far.
+    static std::chrono::nanoseconds processorTime()
+    {
+        timespec time = {};
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+        return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+    }
 };
 
 TEST_F(LiveSourceTest, AGeneratedSourceDeliversAtThePaceOfItsTimes)
@@ -132,6 +149,43 @@ TEST_F(LiveSourceTest, AStallIsNoticedAndMended)
     EXPECT_EQ(breaksIn(audioBlocks).size(), 1u);
     expectDecodable(videoBlocks);
     expectDecodable(audioBlocks);
+}
+
+TEST_F(LiveSourceTest, AStallIsNoticedInTimeAtNoCostAndWithEveryFrameThatCame)
+{
+    const QString file = broadcast();
+    const std::size_t pictures = packetsOf(file, 0).size();
+    const std::size_t sounds = packetsOf(file, 1).size();
+    const ByteServer server({{contents(file), true}, {QByteArray(), true}});
+    LiveSource::Options options = impatient();
+    options.stallLimit = milliseconds(3000);
+    start(server.url(), options);
+    ASSERT_TRUE(takeUntil([&] { return source->status().packets >= pictures; }));
+    const auto begin = Clock::now();
+    const std::chrono::nanoseconds computedBefore = processorTime();
+    ASSERT_TRUE(takeReports(1));
+    EXPECT_LT(Clock::now() - begin, options.stallLimit * 3 / 2);
+    EXPECT_LT(processorTime() - computedBefore, options.stallLimit / 2);
+    EXPECT_EQ(reports[0], "camera: no packet for 3 s; reconnecting");
+    EXPECT_EQ(pictures, 100u);
+    EXPECT_EQ(source->status().packets, pictures + sounds);
+}
+
+TEST_F(LiveSourceTest, AConnectionThatStallsBeforeItIsSteadyIsWaitedForLongerEachTime)
+{
+    const ByteServer server({{contents(broadcast()), true}});
+    LiveSource::Options options = impatient();
+    options.stallLimit = milliseconds(1000);
+    options.steadyAfter = milliseconds(900);
+    options.firstRetryDelay = milliseconds(100);
+    options.lastRetryDelay = milliseconds(60'000);
+    start(server.url(), options);
+    ASSERT_TRUE(takeUntil([&] { return source->status().connections >= 5; }));
+    ASSERT_TRUE(takeReports(8));
+    const std::string beginning = "camera: delivers again after ";
+    ASSERT_EQ(reports[7].find(beginning), 0u) << reports[7];
+    // The fourth time, 0.8 s less a third, and half a tenth for the words.
+    EXPECT_GT(std::stod(reports[7].substr(beginning.size())), 0.45);
 }
 
 TEST_F(LiveSourceTest, AServerThatComesLateIsFound)
