@@ -73,14 +73,16 @@ void LiveSource::join()
 /// The source's thread.
 void LiveSource::run()
 {
+    std::string trouble;
     while (!isOver()) {
-        const std::string trouble = connectAndDeliver();
+        trouble = connectAndDeliver();
         if (isOver())
             break;
         noteTrouble(trouble);
         noteState(State::Waiting);
         waitUntil(notAfterEnd(Clock::now() + _backoff.next()));
     }
+    noteEnd(trouble);
     endQueues();
 }
 
@@ -202,6 +204,18 @@ void LiveSource::noteTrouble(const std::string &reason)
     const std::lock_guard<std::mutex> lock(_mutex);
     if (const auto report = _outage.begin(reason, Clock::now()))
         _reports.push_back(*report);
+}
+
+/// A source that is over in its first attempt has its trouble, too, but no report, which would say that it tries again.
+/// @param trouble what the last attempt met.
+void LiveSource::noteEnd(const std::string &trouble)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (_status.connections > 0 || !_outage.reason().empty())
+        return;
+    // What a stop breaks off fails in words of no use.
+    const bool hasReason = !_stopRequested.load(std::memory_order_relaxed) && !trouble.empty();
+    _outage.begin(hasReason ? trouble : "nothing came until the end", Clock::now());
 }
 
 void LiveSource::notePacket(qint64 bytes)

@@ -59,7 +59,8 @@ public:
 
     struct Status {
         State state = State::Connecting;
-        std::string trouble; // why it does not deliver, in words that go behind its name; empty when it does
+        /// Why it does not deliver, in words that go behind its name; empty when it does, or did until it ended.
+        std::string trouble;
         quint64 connections = 0;
         quint64 packets = 0; // of the wanted streams, whether or not the queues took them, and their bytes
         quint64 bytes = 0;
@@ -112,6 +113,7 @@ private:
     void noteConnection(const LiveConnection &connection);
     void noteState(State state);
     void noteTrouble(const std::string &reason);
+    void noteEnd(const std::string &trouble);
     void notePacket(qint64 bytes);
 
     // Constant after construction.

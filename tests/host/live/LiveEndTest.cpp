@@ -76,7 +76,22 @@ TEST_F(LiveEnd, ComesSoonAfterItIsAskedForThoughNothingAnswers)
     host.request({"quit"});
     const HostRun run = promptEnd(host);
     EXPECT_FALSE(run.report["interrupted"].toBool());
-    // The one that was refused is told to have failed.
+    // Those that were without a connection are told to have failed.
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_NE(run.input("refused")["error"].toString(), QString());
+    for (const std::string name : {"silent", "nothing"}) {
+        const std::string error = run.input(name)["error"].toString().toStdString();
+        EXPECT_THAT(error, testing::StartsWith(name + ": nothing came "));
+        EXPECT_THAT(run.errors, testing::Contains("decoding-host: " + error).Times(1));
+    }
+}
+
+TEST_F(LiveEnd, AfterItsDurationIsAFailureOfWhatNeverCame)
+{
+    const HostRun run =
+        HostRun::decode({QStringLiteral("--duration"), QStringLiteral("1"),
+                         QStringLiteral("nothing=udp://127.0.0.1:%1").arg(Loopback::freePort(SOCK_DGRAM))});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errors, testing::ElementsAre(testing::StartsWith("decoding-host: nothing: nothing came ")));
+    run.expectNothingLeft();
 }

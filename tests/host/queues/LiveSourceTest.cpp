@@ -225,6 +225,9 @@ TEST_F(LiveSourceTest, StopsAtOnceWhileItOpens)
     ASSERT_TRUE(eventually([&] { return server.clients() == 1; }));
     EXPECT_LT(timeToStop(), milliseconds(200));
     EXPECT_EQ(source->status().state, LiveSource::State::Ended);
+    EXPECT_EQ(source->status().trouble, "nothing came until the end");
+    takeMore();
+    EXPECT_THAT(reports, IsEmpty());
 }
 
 TEST_F(LiveSourceTest, StopsAtOnceWhileItReads)
@@ -276,6 +279,7 @@ TEST_F(LiveSourceTest, EndsWhenItsDurationIsOver)
     EXPECT_TRUE(videoBlocks.back().data.isEmpty());
     EXPECT_TRUE(video->isDrained());
     EXPECT_THAT(reports, IsEmpty());
+    EXPECT_EQ(source->status().trouble, "");
 }
 
 TEST_F(LiveSourceTest, EndsWhenItsDurationIsOverAlsoWithoutAnAnswer)
@@ -288,6 +292,7 @@ TEST_F(LiveSourceTest, EndsWhenItsDurationIsOverAlsoWithoutAnAnswer)
     takeMore();
     EXPECT_THAT(reports, IsEmpty());
     EXPECT_EQ(source->status().state, LiveSource::State::Ended);
+    EXPECT_THAT(source->status().trouble, testing::StartsWith("nothing came "));
 }
 
 TEST_F(LiveSourceTest, AReaderThatPausesFindsShortLatencyAndLearnsWhatItMissed)
