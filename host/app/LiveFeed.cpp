@@ -39,9 +39,11 @@ LiveFeed::LiveFeed(const QString &url, const LiveSource::Options &options, std::
 
 std::vector<InputFeed::Stream> LiveFeed::takeStreams()
 {
+    // In this order: where there are streams, the start time of a connection is there already.
+    const std::vector<MediaSource::Stream> known = _source.streams();
     const qint64 startTimeUs = _source.status().startTimeUs;
     std::vector<Stream> streams;
-    for (const MediaSource::Stream &stream : _source.streams()) {
+    for (const MediaSource::Stream &stream : known) {
         if (_taken.insert(stream.streamId).second)
             streams.push_back({stream, stream.kind == "video" ? _video : _audio, startTimeUs});
     }
