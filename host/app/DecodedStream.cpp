@@ -83,15 +83,9 @@ bool DecodedStream::isDecoderAwake() const
 {
     if (!_environment.indications)
         return true;
-    bool isAwake = false;
     // Of decoders with the same name, the last is the present one.
-    for (const IndicationManager::Owner &owner : _environment.indications->snapshot()) {
-        for (const IndicationManager::Value &value : owner.values) {
-            if (value.name == QLatin1String("DecoderCycle") && owner.name.toUtf8() == _description.origin)
-                isAwake = !value.thread.isEmpty();
-        }
-    }
-    return isAwake;
+    return _environment.indications->isSetByNamedThread(QString::fromUtf8(_description.origin),
+                                                        QStringLiteral("DecoderCycle"));
 }
 
 qint64 DecodedStream::frames() const

@@ -66,6 +66,10 @@ public:
     ///         value is what it was at some moment of the call. Removals and creations wait.
     [[nodiscard]] std::vector<Owner> snapshot() const;
 
+    /// Whether a thread with a name, as in Value, was the last to set the indication called @p name of the last owner called
+    /// @p ownerName; false where there is none. Takes no longer where many are shown.
+    [[nodiscard]] bool isSetByNamedThread(const QString &ownerName, const QString &name) const;
+
 private:
     struct ShownIndication {
         QString name;

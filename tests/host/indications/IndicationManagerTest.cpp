@@ -49,6 +49,14 @@ protected:
         return manager->createIndication(nullptr, QString::fromLatin1(name), QString::fromLatin1(ownerName), value);
     }
 
+    static void setOnDecoderThread(const ModkitPtr<IIndicationObject> &indication)
+    {
+        const std::unique_ptr<QThread> thread(QThread::create([&] { indication->setValue(black, -1, Callback()); }));
+        thread->setObjectName(QStringLiteral("Decoder/3"));
+        thread->start();
+        thread->wait();
+    }
+
     const std::size_t liveBefore = ObjectTrace::liveCount();
     ModkitPtr<IndicationManager> manager{new IndicationManager};
     CallbackCounts counts;
@@ -120,11 +128,32 @@ TEST_F(IndicationManagerTest, TellsWhichThreadSetAValueLast)
 {
     const auto cycle = create("DecoderCycle", "camera", black);
     EXPECT_EQ(manager->snapshot().at(0).values.at(0).thread, QString());
-    const std::unique_ptr<QThread> thread(QThread::create([&] { cycle->setValue(black, -1, Callback()); }));
-    thread->setObjectName(QStringLiteral("Decoder/3"));
-    thread->start();
-    thread->wait();
+    setOnDecoderThread(cycle);
     EXPECT_EQ(manager->snapshot().at(0).values.at(0).thread, QStringLiteral("Decoder/3"));
+}
+
+TEST_F(IndicationManagerTest, TellsOfTheLastOwnerOfANameWhetherANamedThreadHasSetAValue)
+{
+    const auto isSet = [this](const char *owner, const char *name) {
+        return manager->isSetByNamedThread(QString::fromLatin1(owner), QString::fromLatin1(name));
+    };
+    EXPECT_FALSE(isSet("camera", "DecoderCycle")) << "there is none";
+    const auto mode = create("DecoderMode", "camera");
+    const auto cycle = create("DecoderCycle", "camera");
+    const auto cycleOfOther = create("DecoderCycle", "another camera");
+    cycle->setValue(0, -1, Callback());
+    EXPECT_FALSE(isSet("camera", "DecoderCycle")) << "this thread has no name";
+    setOnDecoderThread(cycle);
+    EXPECT_TRUE(isSet("camera", "DecoderCycle"));
+    EXPECT_FALSE(isSet("camera", "DecoderMode"));
+    EXPECT_FALSE(isSet("another camera", "DecoderCycle"));
+
+    const auto later = create("DecoderCycle", "camera");
+    EXPECT_FALSE(isSet("camera", "DecoderCycle")) << "the last owner's was never set";
+    setOnDecoderThread(later);
+    EXPECT_TRUE(isSet("camera", "DecoderCycle"));
+    manager->removeIndication(later);
+    EXPECT_FALSE(isSet("camera", "DecoderCycle")) << "the last owner is gone";
 }
 
 TEST_F(IndicationManagerTest, CallsBackOnAThreadOfItsOwnAndNotTooEarly)
