@@ -74,11 +74,14 @@ int run(const DecodeOptions &options)
     if (const std::string *const error = std::get_if<std::string>(&result))
         return fail(ExitCode::failure, *error);
     const DecodeReport &report = std::get<DecodeReport>(result);
+    std::string error;
     if (options.jsonFile && !writeFile(*options.jsonFile, report.toJson()))
-        return fail(ExitCode::failure,
-                    "cannot write " + *options.jsonFile + ": " + std::generic_category().message(errno));
-    const int exitCode = options.quiet ? ExitCode::success : print(report.toText());
-    return exitCode == ExitCode::success ? report.exitCode() : exitCode;
+        error = "cannot write " + *options.jsonFile + ": " + std::generic_category().message(errno);
+    int exitCode = options.quiet ? ExitCode::success : print(report.toText());
+    if (!error.empty())
+        exitCode = fail(ExitCode::failure, error);
+    // That a report is missing is told; how the run ended would not be.
+    return report.exitCode() == ExitCode::success ? exitCode : report.exitCode();
 }
 
 int run(const ProbeOptions &options)

@@ -143,6 +143,15 @@ TEST(DecodingHost, SaysThatItsOutputCannotBeWritten)
     EXPECT_THAT(host.readAllStandardError().toStdString(),
                 AllOf(isOneLine(), HasSubstr("cannot write to the standard output")));
 }
+
+TEST(DecodingHost, PrintsItsReportThoughTheOtherOneCannotBeWritten)
+{
+    const Outcome result = run({QStringLiteral("decode"), QStringLiteral("--json"), QStringLiteral("/dev/full"),
+                                QStringLiteral(SAMPLES_DIR "/tree.avi")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.output, AllOf(HasSubstr("tree.avi"), HasSubstr("1 input, 1 stream")));
+    EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("cannot write /dev/full: ")));
+}
 #endif
 
 TEST(DecodingHost, RefusesThreadsThatAreNoNumberOrWouldUseUpTheMachine)

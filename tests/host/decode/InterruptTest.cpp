@@ -50,6 +50,15 @@ TEST_F(Interrupt, EndsARunWithAReportAndNothingLeft)
     }
 }
 
+#if defined(Q_OS_LINUX)
+TEST_F(Interrupt, IsToldByTheExitCodeThoughTheReportCannotBeWritten)
+{
+    const HostRun run = interruptedRun(SIGINT, {"--json", "/dev/full"});
+    EXPECT_EQ(run.exitCode, 130);
+    EXPECT_THAT(run.errors, testing::ElementsAre(testing::HasSubstr("cannot write /dev/full: ")));
+}
+#endif
+
 TEST_F(Interrupt, EndsARunInOrderWhenItsSessionEndsThoughItIsToldSoMoreThanOnce)
 {
     struct sigaction present = {};
