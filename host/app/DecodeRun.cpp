@@ -201,9 +201,9 @@ private:
         if (std::exchange(_isEnding, true))
             return;
         // Who quits expects live inputs to end, but hardly files.
-        _report.interrupted = interruptRequested ||
-                              std::any_of(_inputs.inputs().begin(), _inputs.inputs().end(),
-                                          [](const auto &input) { return !input->isLive() && !input->isFinished(); });
+        _report.interrupted =
+            interruptRequested || std::any_of(_inputs.inputs().begin(), _inputs.inputs().end(),
+                                              [](const auto &input) { return !input->isLive() && input->isRunning(); });
         _inputs.cancel();
     }
 

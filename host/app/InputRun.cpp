@@ -101,6 +101,8 @@ void InputRun::startOnceDecodersAreAwake()
 
 void InputRun::cancel()
 {
+    if (!isRunning())
+        return;
     _cancelled = true;
     _feed->cancel();
 }

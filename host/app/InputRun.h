@@ -44,13 +44,15 @@ public:
     /// Takes whatever next step there is to take: makes decoders for new streams, ends what is decoded.
     /// @param inputFiles that no output may be written to.
     void poll(const std::shared_ptr<const FileSet> &inputFiles);
-    /// Has reading and decoding stop at once, with what is decoded so far.
+    /// Has reading and decoding stop at once, with what is decoded so far. Does nothing unless it is running.
     void cancel();
 
     const InputNames::Name &name() const { return _name; }
     bool isLive() const { return _feed->isLive(); }
     /// Whether something is or was decoded, or it was cancelled.
     bool isOpen() const { return !_streams.empty(); }
+    /// Whether there is, or may be, more of it to decode. The outputs are complete only later.
+    bool isRunning() const { return _phase == Phase::Running && !_feed->isDrained(); }
     /// Whether its outputs are complete, or it could not be opened.
     bool isFinished() const { return _phase == Phase::Finished; }
 

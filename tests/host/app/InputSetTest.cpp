@@ -125,6 +125,34 @@ TEST_F(InputSetTest, EndsWhatItCannotHaveDecoded)
     EXPECT_THAT(_messages, ElementsAre(HasSubstr("gives no decoder")));
 }
 
+TEST_F(InputSetTest, LeavesAloneWhatIsDecodedWhenItIsCancelled)
+{
+    using Phase = ProgressDisplay::Input::Phase;
+    addSample("tree.avi");
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("tree.avi"); }));
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4"); }));
+    const InputRun &tree = *_inputs.find("tree.avi");
+    const InputRun &cup = *_inputs.find("cup.mp4");
+    EXPECT_FALSE(tree.isRunning());
+    EXPECT_TRUE(cup.isRunning());
+    // Without a poll, its outputs are not completed.
+    ASSERT_TRUE(waitUntil([&] {
+        _manager.decode();
+        return !cup.isRunning();
+    }));
+    EXPECT_FALSE(cup.isFinished());
+    addSample("box.mp4");
+    const InputRun &box = *_inputs.find("box.mp4");
+    EXPECT_TRUE(box.isRunning());
+
+    _inputs.cancel();
+    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
+    EXPECT_EQ(tree.progress().phase, Phase::Done);
+    EXPECT_EQ(cup.progress().phase, Phase::Done);
+    EXPECT_EQ(box.progress().phase, Phase::Running) << "it is not decoded to its end";
+}
+
 TEST_F(InputSetTest, TakesNoMoreInputsOnceItIsCancelled)
 {
     add(unreachable("door"));
