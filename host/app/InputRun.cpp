@@ -48,6 +48,7 @@ InputRun::InputRun(const std::string &url, InputNames::Name name, const Environm
     , _environment(environment)
     , _feed(makeFeed(url, _name.shown, environment.streams.options, environment.openers))
 {
+    _files.add(url);
 }
 
 InputRun::~InputRun()

@@ -48,6 +48,8 @@ public:
     void cancel();
 
     const InputNames::Name &name() const { return _name; }
+    /// The file that is read, as it was at the beginning; nothing for other inputs.
+    const FileSet &files() const { return _files; }
     bool isLive() const { return _feed->isLive(); }
     /// Whether something is or was decoded, or it was cancelled.
     bool isOpen() const { return !_streams.empty(); }
@@ -78,6 +80,7 @@ private:
 
     const InputNames::Name _name;
     const Environment _environment;
+    FileSet _files; // constant after construction
     const std::unique_ptr<InputFeed> _feed;
     std::vector<std::unique_ptr<DecodedStream>> _streams;
     std::optional<std::string> _error; // a stream's decoder or outputs could not be made

@@ -5,7 +5,6 @@
 
 InputSet::InputSet(const DecodedStream::Environment &environment)
     : _environment{environment, _openers, _enders}
-    , _inputFiles(std::make_shared<FileSet>())
 {
 }
 
@@ -20,10 +19,8 @@ std::variant<InputNames::Name, std::string> InputSet::add(const InputSpec &input
         return std::string("no input is taken any more: this host is ending");
     if (input.name && _names.isShown(*input.name))
         return *input.name + ": there is an input of this name";
-    const auto files = std::make_shared<FileSet>(*_inputFiles);
-    files->add(input.url);
-    _inputFiles = files;
     _inputs.push_back(std::make_unique<InputRun>(input.url, _names.next(input), _environment));
+    _inputFiles.reset();
     const InputRun &first = *_inputs.back();
     Copies others{input.url, &first, {}};
     for (int copy = 1; copy < copies; ++copy)
@@ -73,13 +70,26 @@ void InputSet::poll()
 void InputSet::poll(InputRun &input)
 {
     const bool wasFinished = input.isFinished();
-    input.poll(_inputFiles);
+    input.poll(inputFiles());
     for (std::string &report : input.takeReports())
         _messages.push_back(std::move(report));
     if (input.isFinished() && !wasFinished) {
         for (std::string &error : input.errors())
             _messages.push_back(std::move(error));
     }
+}
+
+std::shared_ptr<const FileSet> InputSet::inputFiles()
+{
+    if (!_inputFiles) {
+        const auto files = std::make_shared<FileSet>();
+        for (const auto *const inputs : {&_inputs, &_removed}) {
+            for (const auto &input : *inputs)
+                files->add(input->files());
+        }
+        _inputFiles = files;
+    }
+    return _inputFiles;
 }
 
 const InputRun *InputSet::find(const std::string &name) const
@@ -126,6 +136,7 @@ void InputSet::beginCopies(const Copies &copies)
     auto next = std::next(place(*copies.first));
     for (const InputNames::Name &name : copies.names)
         next = std::next(_inputs.insert(next, std::make_unique<InputRun>(copies.url, name, _environment)));
+    _inputFiles.reset();
 }
 
 /// There will be no such copies.
@@ -155,5 +166,8 @@ void InputSet::dropRemoved()
             _messages.push_back(removed.name().shown + ": removed, after " + std::to_string(frames) + " frames");
         _names.release(removed.name());
     }
+    if (dropped == _removed.end())
+        return;
     _removed.erase(dropped, _removed.end());
+    _inputFiles.reset();
 }

@@ -53,6 +53,7 @@ private:
     };
 
     void poll(InputRun &input);
+    std::shared_ptr<const FileSet> inputFiles();
     void beginCopies();
     void beginCopies(const Copies &copies);
     void forget(const Copies &copies);
@@ -66,7 +67,7 @@ private:
     const InputRun::Environment _environment;
 
     InputNames _names;
-    std::shared_ptr<const FileSet> _inputFiles; // replaced, never changed: outputs hold on to it
+    std::shared_ptr<const FileSet> _inputFiles; // replaced, never changed: outputs hold on to it; null: to be gathered
     std::vector<std::unique_ptr<InputRun>> _inputs;
     std::vector<std::unique_ptr<InputRun>> _removed; // and not finished yet
     std::vector<Copies> _copies;

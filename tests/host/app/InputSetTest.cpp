@@ -1,7 +1,9 @@
 #include "app/InputSet.h"
 
+#include <QTemporaryDir>
 #include <QThread>
 
+#include <filesystem>
 #include <memory>
 
 #include "host/app/RunFixture.h"
@@ -123,6 +125,33 @@ TEST_F(InputSetTest, EndsWhatItCannotHaveDecoded)
     addSample("cup.mp4");
     ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
     EXPECT_THAT(_messages, ElementsAre(HasSubstr("gives no decoder")));
+}
+
+TEST_F(InputSetTest, WritesToAFileAgainOnceAllInputsThatItWasHaveLeft)
+{
+    const QTemporaryDir folder;
+    const auto path = [&folder](const char *name) { return folder.filePath(QLatin1String(name)).toStdString(); };
+    _options.outputs = {{OutputSpec::Wav, folder.path()}};
+    std::filesystem::copy_file(sample("cup.mp4"), path("cup.mp4"));
+    // Whose outputs will be the same file as the input.
+    for (const char *const name : {"early", "between", "late"})
+        std::filesystem::create_hard_link(path("cup.mp4"), path(name) + ".wav");
+    const auto addSampleAs = [&](const char *name) { add({sample("cup.mp4"), name}); };
+    const auto refusal = [&](const char *name) {
+        EXPECT_TRUE(pollUntil([&] { return isFinished(name) || isOpen(name); }));
+        return isOpen(name) ? std::string() : _inputs.find(name)->errors().front();
+    };
+
+    add({path("cup.mp4"), "cup"}, 2);
+    ASSERT_TRUE(decodeUntil([&] { return isFinished("cup") && isFinished("cup (2)"); }));
+    addSampleAs("early");
+    EXPECT_THAT(refusal("early"), HasSubstr("one of the inputs"));
+    addSampleAs("between");
+    EXPECT_TRUE(_inputs.remove("cup"));
+    EXPECT_THAT(refusal("between"), HasSubstr("one of the inputs"));
+    addSampleAs("late");
+    EXPECT_TRUE(_inputs.remove("cup (2)"));
+    EXPECT_EQ(refusal("late"), "");
 }
 
 TEST_F(InputSetTest, LeavesAloneWhatIsDecodedWhenItIsCancelled)
