@@ -6,6 +6,9 @@
 
 namespace {
 
+constexpr std::chrono::seconds interval(1);
+constexpr std::chrono::seconds longestDelay(2);
+
 constexpr std::size_t heights = 8;
 constexpr std::array<const char *, heights> blocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr std::array<const char *, heights> asciiBars{"_", ".", ":", "-", "=", "+", "*", "#"};
@@ -23,9 +26,11 @@ const char *bar(double load, bool unicode)
 
 void LoadHistory::add(double load, Instant now)
 {
-    if (_addedAt && now - *_addedAt < std::chrono::seconds(1))
+    if (_due && now < *_due)
         return;
-    _addedAt = now;
+    // What comes once a second is now a little early, now a little late; what comes much too late begins anew.
+    const bool isLate = !_due || now - *_due >= longestDelay;
+    _due = (isLate ? now : *_due) + interval;
     _figures.push_back(load);
     if (_figures.size() > limit)
         _figures.pop_front();

@@ -14,7 +14,8 @@ public:
     using Instant = std::chrono::steady_clock::time_point;
     static constexpr std::size_t limit = 120;
 
-    /// Keeps @p load, unless less than a second has passed since the figure before. It may be called at any rate.
+    /// Keeps @p load unless it comes too early: a figure is due a second after the one before it was, or, where that one was
+    /// two seconds late or more, a second after it came. It may be called at any rate.
     /// @param load 1.0 is all there is; anything else, infinity and what is not a number included, is kept as it is.
     void add(double load, Instant now);
 
@@ -28,7 +29,7 @@ public:
 
 private:
     std::deque<double> _figures;
-    std::optional<Instant> _addedAt;
+    std::optional<Instant> _due; // the next figure; nothing before the first
 };
 
 #endif

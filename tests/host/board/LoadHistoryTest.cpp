@@ -34,6 +34,39 @@ TEST(LoadHistory, KeepsOneFigureASecond)
     EXPECT_THAT(history.latest(9), ElementsAre(0.1, 0.3));
 }
 
+TEST(LoadHistory, KeepsEachFigureOfOneWhoComesASecondLaterNowEarlyNowLate)
+{
+    LoadHistory history;
+    history.add(0, start);
+    history.add(1, start + 1020ms);
+    history.add(2, start + 2000ms);
+    history.add(3, start + 3999ms);
+    history.add(4, start + 4000ms);
+    history.add(4.1, start + 4999ms);
+    history.add(5, start + 5001ms);
+    EXPECT_THAT(history.latest(9), ElementsAre(0, 1, 2, 3, 4, 5));
+}
+
+TEST(LoadHistory, MissesAtMostOneFigureWhereTheFirstCameLate)
+{
+    LoadHistory history;
+    history.add(0, start + 10ms);
+    for (int second = 1; second <= 6; ++second)
+        history.add(second, start + std::chrono::seconds(second) + std::chrono::milliseconds(second * 7 % 20));
+    EXPECT_THAT(history.latest(9), ElementsAre(0, 2, 3, 4, 5, 6));
+}
+
+TEST(LoadHistory, DoesNotMakeUpForAPause)
+{
+    LoadHistory history;
+    history.add(0, start);
+    history.add(1, start + 10s);
+    history.add(2, start + 10s + 999ms);
+    history.add(3, start + 11s);
+    history.add(4, start + 11s + 999ms);
+    EXPECT_THAT(history.latest(9), ElementsAre(0, 1, 3));
+}
+
 TEST(LoadHistory, ForgetsTheOldestFigures)
 {
     LoadHistory history;
