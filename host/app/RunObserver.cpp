@@ -11,6 +11,7 @@ using RowState = BoardState::Row::State;
 constexpr std::size_t maxMessages = 50;
 constexpr std::chrono::seconds rateInterval(1);
 constexpr std::chrono::seconds longestPause(5);
+constexpr std::chrono::seconds longestPauseOfKeyBlocks(30);
 
 // As the stream decoders name their indications, in the order of BoardState::LightIndex.
 constexpr std::array<const char *, BoardState::lightCount> lightNames = {"DecoderMode",
@@ -164,8 +165,9 @@ std::optional<double> RunObserver::framesPerSecond(const std::string &origin, qi
     const auto [found, isNew] = _rates.try_emplace(origin, Rate{now, frames, std::nullopt});
     Rate &rate = found->second;
     const std::chrono::duration<double> interval = now - rate.since;
-    // In time-saving mode frames may be seconds apart: that none has come says nothing for a while.
-    if (!isNew && (frames != rate.framesSince ? interval >= rateInterval : interval >= longestPause))
+    // Frames may be seconds apart, and key blocks many: that none has come says nothing for a while.
+    const auto longest = _isTuned && _mode == DecodingMode::TimeSaving ? longestPauseOfKeyBlocks : longestPause;
+    if (!isNew && interval >= (frames != rate.framesSince ? rateInterval : longest))
         rate = {now, frames, static_cast<double>(frames - rate.framesSince) / interval.count()};
     return rate.framesPerSecond;
 }

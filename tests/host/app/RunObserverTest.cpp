@@ -91,6 +91,24 @@ TEST_F(RunObserverTest, CountsFramesPerSecondOverASecondAtLeast)
     EXPECT_THAT(row(0, _start + 7s).framesPerSecond, Optional(0.0));
 }
 
+TEST_F(RunObserverTest, WaitsLongerForFramesWhereOnlyKeyBlocksAreDecoded)
+{
+    addSample("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
+    RunObserver ofUntuned(_inputs, nullptr, _tuning, false, _start);
+    const auto rateOfUntuned = [&](RunObserver::Instant now) {
+        return ofUntuned.streams(now).at(0).row.framesPerSecond;
+    };
+    _observer.setMode(DecodingMode::TimeSaving);
+    ofUntuned.setMode(DecodingMode::TimeSaving);
+    EXPECT_EQ(row(0, _start).framesPerSecond, std::nullopt);
+    EXPECT_EQ(rateOfUntuned(_start), std::nullopt);
+    EXPECT_EQ(row(0, _start + 29999ms).framesPerSecond, std::nullopt);
+    EXPECT_THAT(row(0, _start + 30s).framesPerSecond, Optional(0.0));
+    EXPECT_EQ(rateOfUntuned(_start + 4999ms), std::nullopt);
+    EXPECT_THAT(rateOfUntuned(_start + 5s), Optional(0.0));
+}
+
 TEST_F(RunObserverTest, CountsTheFramesOfANameAfreshOnceAnotherInputHasIt)
 {
     addSample("tree.avi");
