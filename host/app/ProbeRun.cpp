@@ -8,6 +8,7 @@
 
 #include "app/DisplayText.h"
 #include "queues/MediaProbe.h"
+#include "queues/ShownUrl.h"
 
 namespace {
 
@@ -54,9 +55,10 @@ QString lineOf(const MediaProbe &probe, const StreamDescription &stream)
     return line + QLatin1Char('\n');
 }
 
-QString textOf(const std::string &input, const MediaProbe &probe)
+QString textOf(const QString &shown, const MediaProbe &probe)
 {
-    QString text = QStringLiteral("%1: %2").arg(DisplayText::printable(input), DisplayText::printable(probe.container));
+    QString text = QStringLiteral("%1: %2").arg(DisplayText::printable(shown.toStdString()),
+                                                DisplayText::printable(probe.container));
     if (probe.duration.count() >= 0)
         text += QStringLiteral(", %1 s").arg(static_cast<double>(probe.duration.count()) / 1000, 0, 'f', 2);
     text += QLatin1Char('\n');
@@ -87,12 +89,12 @@ QJsonObject toObject(const MediaProbe &probe, const StreamDescription &stream)
     return object;
 }
 
-QJsonObject toObject(const std::string &input, const MediaProbe &probe)
+QJsonObject toObject(const QString &shown, const MediaProbe &probe)
 {
     QJsonArray streams;
     for (const StreamDescription &stream : probe.streams)
         streams.append(toObject(probe, stream));
-    QJsonObject object{{QStringLiteral("input"), QString::fromStdString(input)},
+    QJsonObject object{{QStringLiteral("input"), shown},
                        {QStringLiteral("container"), QString::fromStdString(probe.container)},
                        {QStringLiteral("streams"), streams}};
     if (probe.duration.count() >= 0)
@@ -108,16 +110,18 @@ ProbeRun::Result ProbeRun::run(const ProbeOptions &options)
     QString text;
     QJsonArray inputs;
     for (const std::string &input : options.inputs) {
-        const auto probed = MediaProbe::of(QString::fromStdString(input));
+        const QString address = QString::fromStdString(input);
+        const QString shown = ShownUrl::withoutSecrets(address);
+        const auto probed = MediaProbe::of(address);
         if (const std::string *const error = std::get_if<std::string>(&probed)) {
             result.errors.push_back(*error);
-            inputs.append(QJsonObject{{QStringLiteral("input"), QString::fromStdString(input)},
+            inputs.append(QJsonObject{{QStringLiteral("input"), shown},
                                       {QStringLiteral("error"), QString::fromStdString(*error)}});
             continue;
         }
         const MediaProbe &probe = std::get<MediaProbe>(probed);
-        text += textOf(input, probe);
-        inputs.append(toObject(input, probe));
+        text += textOf(shown, probe);
+        inputs.append(toObject(shown, probe));
     }
     result.text = options.json ? QJsonDocument(inputs).toJson().toStdString() : text.toStdString();
     return result;
