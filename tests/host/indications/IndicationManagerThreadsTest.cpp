@@ -17,15 +17,16 @@ namespace {
 
 constexpr int decoderCount = 8;
 constexpr int stepCount = 3000;
+constexpr int mostSteps = 200 * stepCount; // where the timer thread gets no processor
 constexpr int black = 3;
 
-/// What a decoder thread does, with short blinks and lives.
+/// What a decoder thread does, with short blinks and lives, until some blinks have ended.
 void decode(const ModkitPtr<IIndicationManager> &manager, CallbackCounts &counts, const QString &name,
             std::uint64_t seed)
 {
     std::mt19937_64 random(seed);
     std::vector<ModkitPtr<IIndicationObject>> indications;
-    for (int step = 0; step < stepCount; ++step) {
+    for (int step = 0; step < stepCount || (counts.calls == 0 && step < mostSteps); ++step) {
         if (indications.empty())
             for (const char *indication : {"DecoderMode", "DecoderLost", "DecoderCycle", "DecoderDataPushed"})
                 indications.push_back(manager->createIndication(nullptr, QString::fromLatin1(indication), name, 0));
