@@ -62,8 +62,8 @@ private:
 
     // Last to end: what the inputs run on.
     // So many stalled files do not hold up others, and so many slow outputs.
-    JobThreads _openers{8};
-    JobThreads _enders{8};
+    JobThreads _openers{4};
+    JobThreads _enders{2};
     const InputRun::Environment _environment;
 
     InputNames _names;

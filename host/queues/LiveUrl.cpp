@@ -1,6 +1,7 @@
 #include "queues/LiveUrl.h"
 
 #include <QFile>
+#include <QLibrary>
 #include <QRegularExpression>
 #include <QStringList>
 
@@ -25,11 +26,14 @@ QString schemeOf(const QString &url)
     return (match.captured(1) + match.captured(2)).toLower();
 }
 
+/// libavdevice brings window systems and sound servers with it, whose loading takes longer than decoding a short file. So
+/// it is loaded for the first device only. @return null where it cannot be loaded.
 const AVInputFormat *deviceFormat(const char *name)
 {
-    static const bool registered = (avdevice_register_all(), true);
-    Q_UNUSED(registered);
-    return av_find_input_format(name);
+    static const auto registerAll = reinterpret_cast<decltype(&avdevice_register_all)>(
+        QLibrary::resolve(QStringLiteral("avdevice"), LIBAVDEVICE_VERSION_MAJOR, "avdevice_register_all"));
+    static const bool registered = registerAll && (registerAll(), true);
+    return registered ? av_find_input_format(name) : nullptr;
 }
 
 } // namespace

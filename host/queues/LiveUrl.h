@@ -29,7 +29,8 @@ public:
     /// The url as it may be shown to people: see ShownUrl::withoutSecrets.
     const std::string &shown() const { return _shown; }
 
-    /// What libavformat is to open, and as what; null where it finds that out itself.
+    /// What libavformat is to open, and as what; null where it finds that out itself, and for a
+    /// device where libavdevice cannot be loaded.
     const QByteArray &name() const { return _name; }
     const AVInputFormat *format() const { return _format; }
 

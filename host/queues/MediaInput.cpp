@@ -144,6 +144,8 @@ int MediaInput::openLiveContext(const LiveUrl &url)
 {
     if (!makeContext())
         return AVERROR(ENOMEM);
+    if ((url.isDevice() || url.isGenerated()) && !url.format())
+        return AVERROR_DEMUXER_NOT_FOUND;
     // libavdevice cannot interrupt a device that it waits for.
     if (url.isDevice())
         _context->flags |= AVFMT_FLAG_NONBLOCK;
