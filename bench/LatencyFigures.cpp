@@ -126,7 +126,7 @@ private:
 
 } // namespace
 
-int LatencyFigures::measure(int streamCount, int threadCount, int blockCount)
+int LatencyFigures::measure(int streamCount, int threadCount, int blockCount, unsigned seed)
 {
     const auto work = std::chrono::nanoseconds(frameTime) * threadCount / streamCount / 2;
     std::vector<std::vector<double>> latenciesUs(static_cast<std::size_t>(streamCount));
@@ -139,7 +139,7 @@ int LatencyFigures::measure(int streamCount, int threadCount, int blockCount)
         return 1;
     }
 
-    std::minstd_rand random(20);
+    std::mt19937 random(seed);
     std::uniform_int_distribution<long> phaseNs(0, std::chrono::nanoseconds(frameTime).count() - 1);
     const Clock::time_point begin = Clock::now() + frameTime;
     QSemaphore ended;

@@ -168,10 +168,12 @@ int main(int argc, char **argv)
         qputenv("QT_NO_GLIB", "1"); // as the reference host does
     QCoreApplication application(argc, argv);
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    const std::string what = argc == 5 ? argv[1] : "";
-    const int streamCount = argc == 5 ? std::atoi(argv[2]) : 0;
-    const int threadCount = argc == 5 ? std::atoi(argv[3]) : 0;
-    const int count = argc == 5 ? std::atoi(argv[4]) : 0;
+    const bool complete = argc == 5 || (argc == 6 && std::strcmp(argv[1], "latency") == 0);
+    const std::string what = complete ? argv[1] : "";
+    const int streamCount = complete ? std::atoi(argv[2]) : 0;
+    const int threadCount = complete ? std::atoi(argv[3]) : 0;
+    const int count = complete ? std::atoi(argv[4]) : 0;
+    const int seed = argc == 6 ? std::atoi(argv[5]) : 1;
     if (streamCount > 0 && threadCount > 0 && count > 0) {
         // What decoder threads allocate for a stream counts too: one heap for all threads.
         mallopt(M_ARENA_MAX, 1); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
@@ -182,8 +184,10 @@ int main(int argc, char **argv)
         if (what == "timers")
             return measureTimers(streamCount, threadCount, count);
         if (what == "latency")
-            return LatencyFigures::measure(streamCount, threadCount, count);
+            return LatencyFigures::measure(streamCount, threadCount, count, static_cast<unsigned>(seed));
     }
-    std::fputs("usage: stream_bench (blocks | idle | timers | latency) STREAMS THREADS COUNT\n", stderr);
+    std::fputs("usage: stream_bench (blocks | idle | timers) STREAMS THREADS COUNT\n"
+               "       stream_bench latency STREAMS THREADS COUNT [SEED]\n",
+               stderr);
     return 2;
 }
