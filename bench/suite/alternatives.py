@@ -94,7 +94,7 @@ def _compare(context: Context, streams: int, size: str, frames: int, rounds: int
 
 
 def _instructions(context: Context, size: str) -> dict:
-    few, many = (5, 15) if context.quick else (10, 30)
+    few, many = (3, 8) if context.quick else (10, 30)
     spent = {}
     for name, command in commands(context, context.clips.cut("h264", size, few), 1).items():
         run(command, context.cpus)  # GStreamer looks through its plugins when it runs for the first time

@@ -39,7 +39,7 @@ def _compare(context: Context, streams: int, size: str, packets: int, rounds: in
 
 
 def _instruction_ratio(context: Context, clip) -> float:
-    few, many = (5, 15) if context.quick else (10, 30)
+    few, many = (3, 8) if context.quick else (10, 30)
 
     def spent(side: str) -> float:
         return each(instructions, lambda packets: [context.programs / "decode_bench", side, clip, "streams=2", "threads=1",
