@@ -45,7 +45,8 @@ def table(results: Results) -> str:
 
 
 def _add_ratio_chart(results: Results) -> None:
-    rows = [(figure.title.replace(", beside a bare loop", ""), figure.value, figure.low, figure.high, figure.target)
-            for figure in results.figures if figure.key.startswith("bare.") and figure.target and figure.target < 2]
+    beside = ", beside a bare loop: "
+    rows = [(figure.title.replace(beside, ": "), figure.value, figure.low, figure.high, figure.target)
+            for figure in results.figures if figure.key.startswith("bare.") and beside in figure.title and not figure.unit]
     if rows:
         results.charts["bare-loop.svg"] = charts.ratios("The component beside a bare libavcodec loop", rows)

@@ -35,6 +35,19 @@ class DocumentsTest(unittest.TestCase):
         self.assertNotIn("old", text)
 
 
+class RatioChartTest(unittest.TestCase):
+    def test_it_shows_the_ratios_beside_a_bare_loop_and_nothing_else(self):
+        results = Results([Figure("bare.a", "A, beside a bare loop: CPU time", 1.0, "", 1.01, 0.9, 1.1),
+                           Figure("bare.b", "B, beside a bare loop: memory", 5.0, "KB", 256, 4.0, 6.0),
+                           Figure("bare.c", "C, beside a bare loop over one: CPU time", 1.2, "", 1.01, 1.1, 1.3)])
+        with tempfile.TemporaryDirectory() as folder:
+            report.write(results, {}, Path(folder))
+            chart = (Path(folder) / "bare-loop.svg").read_text(encoding="utf-8")
+        self.assertIn(">A: CPU time<", chart)
+        self.assertNotIn("memory", chart)
+        self.assertNotIn("over one", chart)
+
+
 class GrowthTest(unittest.TestCase):
     def test_growth_is_measured_from_the_least_before(self):
         self.assertAlmostEqual(growth._growth([2.0, 1.0, 1.1, 1.3]), 1.3)
