@@ -10,7 +10,7 @@ from statistic import interleaved, ratio
 
 # streams, size, frames of each file, rounds
 FULL = [(8, "720p", 75, 9), (32, "720p", 75, 7), (16, "1080p", 50, 7)]
-QUICK = [(4, "720p", 50, 3)]
+QUICK = [(4, "720p", 50, 2)]
 EXTRA_THREADS = 8  # beside one for each decoder and input
 
 
@@ -32,15 +32,18 @@ def commands(context: Context, clip, streams: int) -> dict:
     pipelines = [word for name in names for word in
                  f"filesrc location={name} ! qtdemux ! h264parse ! avdec_h264 max-threads=1 ! fakesink".split()]
     quiet = ["ffmpeg", "-v", "error", "-nostdin"]
-    return {
+    found = {
         "host": [context.programs / "decoding-host", "decode", "--quiet", "--threads", context.threads, "--output", "null",
                  *names],
         "ffmpeg": quiet + [word for name in names for word in ("-i", name)] + maps + ["-f", "null", "-"],
+        "gst": ["gst-launch-1.0", "-q", *pipelines],
         "ffmpeg-1": quiet + [word for name in names for word in ("-threads", "1", "-i", name)] + maps +
         ["-f", "null", "-"],
-        "gst": ["gst-launch-1.0", "-q", *pipelines],
         "bare": [context.programs / "decode_bench", "bare", clip, f"streams={streams}", f"threads={context.threads}"],
     }
+    if context.quick:
+        del found["ffmpeg-1"]
+    return found
 
 
 TITLES = {"host": "decoding-host", "ffmpeg": "ffmpeg", "gst": "gst-launch-1.0", "ffmpeg-1": "ffmpeg -threads 1",
@@ -85,7 +88,7 @@ def _compare(context: Context, streams: int, size: str, frames: int, rounds: int
         context.add(f"{key}{part}.memory", beside + "peak memory", memory[side] / memory[other], "", limits[1],
                     count=rounds)
 
-    for name in ("ffmpeg", "gst", "ffmpeg-1"):
+    for name in [name for name in uses if name not in ("host", "bare")]:
         add(name, "host", name, (0.98, 0.6) if name == better else (None, None))
     add("bound", "bare", better)
     threads = max(use.threads for use in uses["host"])

@@ -6,7 +6,7 @@ from statistic import interleaved, median, ratio
 
 # streams, size, packets of each stream, pairs
 FULL = [(8, "720p", 60, 21), (32, "720p", 50, 11), (64, "720p", 50, 7), (16, "1080p", 50, 9)]
-QUICK = [(8, "720p", 50, 6)]
+QUICK = [(8, "720p", 50, 4)]
 CPU_TARGET = 1.01
 
 
@@ -58,7 +58,7 @@ def _beside_whole_streams(context: Context, instruction_ratio: float) -> None:
         return lambda: context.decode_bench(side, clip, **options, **more).values["cpu-s"]
 
     spent = interleaved({"component": program("component"), "turns": program("bare"),
-                         "whole": program("bare", whole_streams=1)}, 3 if context.quick else 11)
+                         "whole": program("bare", whole_streams=1)}, 2 if context.quick else 11)
     context.add_median("bare.whole.cpu", "8 streams of 720p, beside a bare loop over one stream after the other: CPU time",
                        ratio(spent["component"], spent["whole"]), "", CPU_TARGET, instruction_ratio)
     context.add_median("bare.turns.cpu", "bare loop, 8 streams in turn beside one after the other: CPU time",

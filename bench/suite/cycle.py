@@ -27,7 +27,7 @@ def measure(context: Context) -> None:
     heap = run([cycle_bench, "heap", 1000], context.cpus).values["heap-bytes-per-decoder"]
     context.add("cycle.heap", "an idle decoder: heap", heap, "bytes", 1300)
 
-    few, many = (500, 1500) if context.quick else (2000, 6000)
+    few, many = (200, 600) if context.quick else (2000, 6000)
     # A stream that has a thread to itself pays alone for the thread's waking up. A timer that does nothing is the least
     # that a tick can take.
     for streams, name in ((1, "one stream"), (16, "16 streams on a thread")):
