@@ -22,6 +22,22 @@ private:
     const int _value;
 };
 
+/// Waits until @p thread, which runs an event loop, has delivered the events that are posted to it now.
+void waitForPostedEvents(QThread *thread)
+{
+    // A timer comes after all posted events, and after their places in the queue were given up. Named slots, because the
+    // call of a functor would be freed by the other thread, and with it memory of the size that the measured code needs
+    // next.
+    QSemaphore delivered;
+    QTimer timer;
+    QObject::connect(
+        &timer, &QTimer::timeout, &timer, [&] { delivered.release(); }, Qt::DirectConnection);
+    timer.moveToThread(thread);
+    QMetaObject::invokeMethod(&timer, "start", Qt::QueuedConnection);
+    delivered.acquire();
+    QMetaObject::invokeMethod(&timer, "stop", Qt::BlockingQueuedConnection);
+}
+
 } // namespace
 
 /// Lives on a decoder thread, and holds it up when it gets an event.
@@ -104,19 +120,4 @@ ModkitPtr<IPolymorph> NullFramework::getObject(const std::string &identifier)
 {
     return identifier == InterfaceIdentifiers::avFormatManager ? ModkitPtr<IPolymorph>(_formatManager)
                                                                : ModkitPtr<IPolymorph>();
-}
-
-void waitForPostedEvents(QThread *thread)
-{
-    // A timer comes after all posted events, and after their places in the queue were given up. Named slots, because the
-    // call of a functor would be freed by the other thread, and with it memory of the size that the measured code needs
-    // next.
-    QSemaphore delivered;
-    QTimer timer;
-    QObject::connect(
-        &timer, &QTimer::timeout, &timer, [&] { delivered.release(); }, Qt::DirectConnection);
-    timer.moveToThread(thread);
-    QMetaObject::invokeMethod(&timer, "start", Qt::QueuedConnection);
-    delivered.acquire();
-    QMetaObject::invokeMethod(&timer, "stop", Qt::BlockingQueuedConnection);
 }

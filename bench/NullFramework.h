@@ -10,8 +10,6 @@
 #include "interfaces/IObjectRegistry.h"
 #include "manager/DecodingManager.h"
 
-class QThread;
-
 /// A decoding manager that is initialised, in a framework without indications. Stops it in the end. Thread-bound.
 class NullFramework final : public IObjectRegistry {
 public:
@@ -48,8 +46,5 @@ private:
     QSemaphore _letGo;
     bool _isRunning = true;
 };
-
-/// Waits until @p thread, which runs an event loop, has delivered the events that are posted to it now.
-void waitForPostedEvents(QThread *thread);
 
 #endif

@@ -39,6 +39,7 @@ def commands(context: Context, clip, streams: int) -> dict:
         "gst": ["gst-launch-1.0", "-q", *pipelines],
         "ffmpeg-1": quiet + [word for name in names for word in ("-threads", "1", "-i", name)] + maps +
         ["-f", "null", "-"],
+        # Opens one file for all streams and keeps nothing but codecs: no host can take much less.
         "bare": [context.programs / "decode_bench", "bare", clip, f"streams={streams}", f"threads={context.threads}"],
     }
     if context.quick:
@@ -49,7 +50,6 @@ def commands(context: Context, clip, streams: int) -> dict:
 TITLES = {"host": "decoding-host", "ffmpeg": "ffmpeg", "gst": "gst-launch-1.0", "ffmpeg-1": "ffmpeg -threads 1",
           "bare": "the bare loop"}
 PLAIN = ("ffmpeg", "gst")  # what a user would type; the other one is shown beside them
-# "bare", the bare loop, opens one file for all streams and keeps nothing but codecs: no host can take much less.
 
 
 def measure(context: Context) -> None:

@@ -44,10 +44,12 @@ void JobThreads::run()
         --_idle;
         if (_jobs.empty())
             return;
-        const std::function<void()> job = std::move(_jobs.front());
-        _jobs.pop_front();
-        lock.unlock();
-        job();
+        {
+            const std::function<void()> job = std::move(_jobs.front());
+            _jobs.pop_front();
+            lock.unlock();
+            job();
+        }
         lock.lock();
     }
 }
