@@ -7,7 +7,7 @@
 
 #include "format/Fourcc.h"
 #include "format/MediaBlock.h"
-#include "queues/MediaInput.h"
+#include "sources/MediaInput.h"
 
 std::variant<Clip, std::string> Clip::read(const std::string &path, int count, Form form)
 {

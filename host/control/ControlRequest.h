@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "control/DecodingMode.h"
+#include "session/DecodingMode.h"
 
 /// The requests of the control protocol, which docs/control.md describes. All operations are thread-safe.
 namespace ControlRequest {

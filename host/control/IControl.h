@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "control/DecodingMode.h"
+#include "session/DecodingMode.h"
 
 /// What can be done to a running host from outside. Implemented by the host, called by the control server on its own
 /// thread; belongs to the host and outlives the server. Texts are UTF-8.

@@ -2,7 +2,7 @@
 #define HOST_SINKS_PICTUREFILEWRITER_H
 
 #include "format/PictureHeader.h"
-#include "sinks/AvPointers.h"
+#include "media/AvPointers.h"
 #include "sinks/FileSeries.h"
 #include "sinks/IRecordWriter.h"
 

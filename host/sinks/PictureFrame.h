@@ -2,7 +2,7 @@
 #define HOST_SINKS_PICTUREFRAME_H
 
 #include "format/PictureHeader.h"
-#include "sinks/AvPointers.h"
+#include "media/AvPointers.h"
 
 /// @return @p picture as a frame that refers to its bytes and owns nothing; null when the header does not describe a
 /// picture.

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "format/SamplesHeader.h"
-#include "sinks/AvPointers.h"
+#include "media/AvPointers.h"
 #include "sinks/FileSeries.h"
 #include "sinks/IRecordWriter.h"
 

@@ -4,7 +4,7 @@
 #include <chrono>
 
 #include "format/PictureHeader.h"
-#include "sinks/AvPointers.h"
+#include "media/AvPointers.h"
 #include "sinks/IRecordWriter.h"
 #include "sinks/OutputPlace.h"
 

@@ -12,7 +12,6 @@
 #include "StormIndications.h"
 #include "StormListeners.h"
 #include "StormTrace.h"
-#include "app/ProcessThreads.h"
 #include "cpuload/CpuLoadCalculator.h"
 #include "fakes/HangGuard.h"
 #include "fakes/TestSeed.h"
@@ -20,6 +19,7 @@
 #include "interfaces/InterfaceIdentifiers.h"
 #include "modkit/ObjectRegistry.h"
 #include "modkit/Settings.h"
+#include "session/ProcessThreads.h"
 #include <gmock/gmock.h>
 
 namespace {

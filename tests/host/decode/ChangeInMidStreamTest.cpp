@@ -4,16 +4,16 @@
 #include <mutex>
 
 #include "DecodeFixture.h"
-#include "app/ComponentHost.h"
-#include "app/HostSettings.h"
 #include "fakes/WaitUntil.h"
 #include "format/FormatManager.h"
 #include "interfaces/IDecodingManager.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include "modkit/ObjectTrace.h"
-#include "queues/MediaSource.h"
+#include "session/ComponentHost.h"
+#include "session/HostSettings.h"
 #include "sinks/SinkFactory.h"
 #include "slab/BigBlockCounts.h"
+#include "sources/MediaSource.h"
 #include <gmock/gmock.h>
 
 namespace {

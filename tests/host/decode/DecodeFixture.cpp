@@ -3,8 +3,8 @@
 #include <QDir>
 #include <QFile>
 
-#include "app/InputNames.h"
 #include "host/format/FfmpegTool.h"
+#include "session/InputNames.h"
 
 namespace {
 

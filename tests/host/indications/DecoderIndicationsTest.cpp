@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "app/ComponentHost.h"
 #include "fakes/FakeFormatManager.h"
 #include "fakes/FakeInputQueue.h"
 #include "fakes/FakeOutputQueue.h"
@@ -15,6 +14,7 @@
 #include "interfaces/InterfaceIdentifiers.h"
 #include "modkit/ObjectTrace.h"
 #include "modkit/Settings.h"
+#include "session/ComponentHost.h"
 #include <gmock/gmock.h>
 
 namespace {

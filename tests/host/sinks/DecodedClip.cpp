@@ -3,7 +3,7 @@
 #include <map>
 
 #include "host/sinks/Records.h"
-#include "sinks/AvPointers.h"
+#include "media/AvPointers.h"
 #include <gmock/gmock.h>
 
 extern "C" {

@@ -1,0 +1,259 @@
+#include "cli/CommandLine.h"
+
+#include <QDir>
+
+#include <cmath>
+#include <map>
+
+#include "cli/ExitCode.h"
+#include <CLI/CLI.hpp>
+
+namespace {
+
+// Each copy of an input has a thread and two decoders of its own.
+constexpr int maxCopies = 1000;
+constexpr int maxRepeat = 1000000000;
+constexpr double maxDurationSeconds = 1e9;
+constexpr int maxLatencyMs = 3600000;
+
+std::string notEmpty(const std::string &text)
+{
+    return text.empty() ? "must not be empty" : std::string();
+}
+
+/// @return one text for all ways to name a directory. In one that is yet to be made, links are not followed.
+QString placeOf(const QString &directory)
+{
+    const QString canonical = QDir(directory).canonicalPath();
+    return canonical.isEmpty() ? QDir::cleanPath(QDir(directory).absolutePath()) : canonical;
+}
+
+/// @throw CLI::ValidationError when a text is no output, or two are the same and would write the same files.
+std::vector<OutputSpec> parseOutputs(const std::vector<std::string> &texts)
+{
+    std::vector<OutputSpec> outputs;
+    for (const std::string &text : texts) {
+        const auto parsed = OutputSpec::parse(QString::fromStdString(text));
+        if (const std::string *const error = std::get_if<std::string>(&parsed))
+            throw CLI::ValidationError("--output", *error);
+        const OutputSpec &output = std::get<OutputSpec>(parsed);
+        for (const OutputSpec &other : outputs) {
+            if (output.kind == other.kind && placeOf(output.directory) == placeOf(other.directory))
+                throw CLI::ValidationError("--output", "\"" + text + "\" is the same output as another");
+        }
+        outputs.push_back(output);
+    }
+    return outputs;
+}
+
+/// @throw CLI::ValidationError when an output takes none of the streams that are asked for.
+void checkOutputsHaveStreams(const DecodeOptions &options)
+{
+    for (const OutputSpec &output : options.outputs) {
+        if (!(options.video && output.takesVideo()) && !(options.audio && output.takesAudio()))
+            throw CLI::ValidationError("--output", std::string(output.kindName()) + " takes no " +
+                                                       (options.video ? "video" : "audio") +
+                                                       ", and --streams asks for nothing else");
+    }
+}
+
+void addComponentOptions(CLI::App &command, ComponentOptions &options)
+{
+    command.footer("Settings are taken from the command line, then from environment variables\n"
+                   "DECODING_<KEY>, then from the file that --settings names.");
+    command
+        .add_option_function<int>(
+            "--threads", [&options](int count) { options.threads = count; },
+            "Start N decoder threads (setting THREADS;\nby default one for each processor core)")
+        ->option_text("N")
+        ->check(CLI::Range(0, CommandLine::maxThreads));
+    command
+        .add_option_function<std::string>(
+            "--component", [&options](const std::string &file) { options.libraryFile = file; },
+            "Load the component from FILE")
+        ->option_text("FILE")
+        ->check(notEmpty);
+    command
+        .add_option_function<std::string>(
+            "--settings", [&options](const std::string &file) { options.settingsFile = file; },
+            "Read settings from the INI FILE")
+        ->option_text("FILE")
+        ->check(notEmpty);
+}
+
+CLI::Option &addInputs(CLI::App &command, std::vector<std::string> &inputs)
+{
+    return *command.add_option("INPUT", inputs, "Files or URLs to read")->option_text("...")->check(notEmpty);
+}
+
+/// Those of runs that go on for as long as the operator likes.
+void addLiveOptions(CLI::App &command, DecodeOptions &options)
+{
+    command
+        .add_option_function<int>(
+            "--max-latency", [&options](int limit) { options.maxLatency = std::chrono::milliseconds(limit); },
+            "Drop the oldest group of pictures of a live source whose blocks\nwait longer than MS (by default " +
+                std::to_string(options.maxLatency.count()) + ")")
+        ->option_text("MS")
+        ->check(CLI::Range(1, maxLatencyMs));
+    command
+        .add_option_function<std::string>(
+            "--governor",
+            [&options](const std::string &text) {
+                const auto limits = GovernorLimits::parse(text);
+                if (const std::string *const error = std::get_if<std::string>(&limits))
+                    throw CLI::ValidationError("--governor", *error);
+                options.governor = std::get<GovernorLimits>(limits);
+            },
+            "Decode key blocks only while the CPU load is too high: from above\nHIGH until below LOW, such as 0.6:0.9")
+        ->option_text("LOW:HIGH");
+    command
+        .add_option_function<std::string>(
+            "--control", [&options](const std::string &path) { options.controlSocket = path; },
+            "Take requests of decoding-host ctl on the socket PATH, and run until\ntold to quit")
+        ->option_text("PATH")
+        ->check(notEmpty);
+    const std::map<std::string, DecodeOptions::Board> boards{{"auto", DecodeOptions::Board::Automatic},
+                                                             {"always", DecodeOptions::Board::Always},
+                                                             {"never", DecodeOptions::Board::Never}};
+    command
+        .add_option_function<std::string>(
+            "--board", [&options, boards](const std::string &when) { options.board = boards.at(when); },
+            "Show every stream's state on the standard output: a full screen on a\n"
+            "terminal, else a line every few seconds. always, never, or auto (the\n"
+            "default): with live inputs or --control")
+        ->option_text("WHEN")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
+}
+
+void addDecode(CLI::App &app, DecodeOptions &options)
+{
+    CLI::App &command = *app.add_subcommand("decode", "Decode the inputs, all at once, and report");
+    addInputs(command, options.inputs);
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--output", [&options](const std::vector<std::string> &texts) { options.outputs = parseOutputs(texts); },
+            "Count the frames (null, the default), or write files to DIR\n"
+            "(by default the current directory): framemd5, y4m, raw, wav, or png\n"
+            "for a snapshot every 10 seconds (png@SECONDS for others).\nMay be given several times")
+        ->option_text("KIND[:DIR]")
+        ->allow_extra_args(false);
+    command
+        .add_option_function<std::string>(
+            "--streams",
+            [&options](const std::string &streams) {
+                options.video = streams != "audio";
+                options.audio = streams != "video";
+            },
+            "Decode the inputs' video, audio or both (the default)")
+        ->option_text("KIND")
+        ->check(CLI::IsMember({"video", "audio", "both"}));
+    command.add_flag("--paced", options.paced, "Feed blocks when they are due, not as fast as possible");
+    command.add_flag("--time-saving", options.timeSaving, "Decode key blocks only");
+    command.add_flag("--exclude-from-tuning", options.excludeFromTuning, "Decode every block despite --time-saving");
+    command.add_option("--repeat", options.repeat, "Read each input N times over")
+        ->option_text("N")
+        ->check(CLI::Range(1, maxRepeat));
+    command.add_option("--copies", options.copies, "Decode each input N times at once")
+        ->option_text("N")
+        ->check(CLI::Range(1, maxCopies));
+    command
+        .add_option_function<double>(
+            "--duration",
+            [&options](double seconds) {
+                if (!(seconds >= 0.001 && seconds <= maxDurationSeconds))
+                    throw CLI::ValidationError("--duration", "takes seconds, from 0.001 to 1000000000");
+                options.duration = std::chrono::milliseconds(std::llround(seconds * 1000));
+            },
+            "Read no more than SECONDS of each input, all rounds together")
+        ->option_text("SECONDS");
+    addLiveOptions(command, options);
+    addComponentOptions(command, options.component);
+    command
+        .add_option_function<std::string>(
+            "--json", [&options](const std::string &file) { options.jsonFile = file; },
+            "Write the report as JSON to FILE, too")
+        ->option_text("FILE")
+        ->check(notEmpty);
+    command.add_flag("--quiet", options.quiet, "Print nothing but errors");
+    command.callback([&options] {
+        if (options.inputs.empty() && !options.controlSocket)
+            throw CLI::RequiredError("INPUT");
+        checkOutputsHaveStreams(options);
+    });
+}
+
+void addProbe(CLI::App &app, ProbeOptions &options)
+{
+    CLI::App &command = *app.add_subcommand("probe", "Show the streams of the inputs that decode would take");
+    addInputs(command, options.inputs).required();
+    command.add_flag("--json", options.json, "Show them as JSON");
+}
+
+void addCheck(CLI::App &app, CheckOptions &options)
+{
+    CLI::App &command = *app.add_subcommand("check", "Load the component, show what it starts, and stop it");
+    addComponentOptions(command, options.component);
+    command.add_flag("--json", options.json, "Report as JSON");
+}
+
+void addControl(CLI::App &app, ControlOptions &options)
+{
+    CLI::App &command = *app.add_subcommand("ctl", "Ask something of a decoding-host that runs with --control");
+    command.add_option("--socket", options.socket, "The socket that it listens on")
+        ->option_text("PATH")
+        ->required()
+        ->check(notEmpty);
+    command.add_option("REQUEST", options.request, "What to ask, such as: list; help tells more")
+        ->option_text("...")
+        ->required();
+}
+
+/// @return what is wrong, and where to find help.
+std::string describe(const CLI::Error &error, const CLI::App &app)
+{
+    const std::vector<CLI::App *> commands = app.get_subcommands();
+    if (!commands.empty())
+        return error.what() + std::string("; see decoding-host ") + commands.front()->get_name() + " --help";
+    const std::vector<std::string> others = app.remaining();
+    return (others.empty() ? "a command is missing" : "\"" + others.front() + "\" is no command") +
+           "; see decoding-host --help";
+}
+
+} // namespace
+
+std::variant<DecodeOptions, ProbeOptions, CheckOptions, ControlOptions, CommandLine::Exit>
+CommandLine::parse(int argc, const char *const *argv)
+{
+    CLI::App app("Runs the decoding manager on real media.", "decoding-host");
+    app.set_version_flag("--version", "decoding-host " PROJECT_VERSION, "Print the version and exit");
+    DecodeOptions decode;
+    ProbeOptions probe;
+    CheckOptions check;
+    ControlOptions control;
+    addDecode(app, decode);
+    addProbe(app, probe);
+    addCheck(app, check);
+    addControl(app, control);
+    app.require_subcommand(1);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        return Exit{ExitCode::success, app.help()};
+    } catch (const CLI::CallForVersion &version) {
+        return Exit{ExitCode::success, version.what() + std::string("\n")};
+    } catch (const CLI::Error &error) {
+        return Exit{ExitCode::wrongUsage, describe(error, app)};
+    }
+
+    if (app.got_subcommand("probe"))
+        return probe;
+    if (app.got_subcommand("check"))
+        return check;
+    if (app.got_subcommand("ctl"))
+        return control;
+    if (decode.outputs.empty())
+        decode.outputs.emplace_back();
+    return decode;
+}

@@ -1,0 +1,312 @@
+#include "cli/DecodeReport.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <array>
+
+#include "cli/ExitCode.h"
+#include "terminal/DisplayText.h"
+
+using DisplayText::counted;
+using DisplayText::grouped;
+
+namespace {
+
+constexpr int gap = 2; // characters between two columns
+constexpr int minNameWidth = 12;
+constexpr int textColumns = 3; // the first ones; the others hold numbers, which stand at the right
+
+using Row = std::array<QString, 9>;
+
+QString latencyOf(const DecodeReport::Input &input)
+{
+    return input.latency
+               ? grouped(input.latency->averageMs, 1) + QStringLiteral(" / ") + grouped(input.latency->maximumMs)
+               : QStringLiteral("-");
+}
+
+Row rowOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
+{
+    const bool isFirst = &stream == &input.streams.front();
+    return {DisplayText::printable(input.name),
+            QString::fromStdString(stream.kind),
+            DisplayText::printable(stream.codec),
+            grouped(stream.frames),
+            grouped(stream.damaged),
+            grouped(stream.lost),
+            grouped(stream.framesPerSecond(), 1),
+            isFirst ? latencyOf(input) : QString(), // measured for the whole input
+            grouped(stream.waitedMs())};
+}
+
+QString percent(double share)
+{
+    return grouped(share * 100, 0) + QStringLiteral(" %");
+}
+
+QString seconds(qint64 timeMs)
+{
+    return grouped(static_cast<double>(timeMs) / 1000, 2) + QStringLiteral(" s");
+}
+
+QString line(const char *title, const QString &text)
+{
+    return QStringLiteral("%1%2\n").arg(QString::fromLatin1(title), -11).arg(text);
+}
+
+QString joined(const std::vector<std::string> &texts)
+{
+    QStringList list;
+    for (const std::string &text : texts)
+        list.append(QString::fromStdString(text));
+    return list.join(QStringLiteral(", "));
+}
+
+std::string damageOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
+{
+    return input.name + " " + stream.kind + ": damaged in " +
+           counted(stream.damaged, QStringLiteral("place")).toStdString();
+}
+
+QJsonValue orNull(const std::optional<std::string> &text)
+{
+    return text ? QJsonValue(QString::fromStdString(*text)) : QJsonValue();
+}
+
+QJsonArray toArray(const std::vector<std::string> &texts)
+{
+    QJsonArray array;
+    for (const std::string &text : texts)
+        array.append(QString::fromStdString(text));
+    return array;
+}
+
+QJsonObject toObject(const DecodeReport::Output &output)
+{
+    return {{QStringLiteral("kind"), QString::fromStdString(output.kind)},
+            {QStringLiteral("frames"), output.frames},
+            {QStringLiteral("nullBlocks"), output.nullBlocks},
+            {QStringLiteral("bytes"), output.bytes},
+            {QStringLiteral("waitedMs"), output.waitedMs},
+            {QStringLiteral("error"), orNull(output.error)}};
+}
+
+QJsonObject toObject(const DecodeReport::Stream &stream)
+{
+    QJsonArray outputs;
+    for (const DecodeReport::Output &output : stream.outputs)
+        outputs.append(toObject(output));
+    return {{QStringLiteral("index"), stream.index},
+            {QStringLiteral("kind"), QString::fromStdString(stream.kind)},
+            {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
+            {QStringLiteral("frames"), stream.frames},
+            {QStringLiteral("damaged"), stream.damaged},
+            {QStringLiteral("lost"), stream.lost},
+            {QStringLiteral("durationMs"), stream.durationMs},
+            {QStringLiteral("framesPerSecond"), stream.framesPerSecond()},
+            {QStringLiteral("waitedMs"), stream.waitedMs()},
+            {QStringLiteral("outputs"), outputs}};
+}
+
+QJsonObject toObject(const DecodeReport::Input &input)
+{
+    QJsonArray streams;
+    for (const DecodeReport::Stream &stream : input.streams)
+        streams.append(toObject(stream));
+    QJsonValue latency;
+    if (input.latency)
+        latency = QJsonObject{{QStringLiteral("average"), input.latency->averageMs},
+                              {QStringLiteral("maximum"), input.latency->maximumMs}};
+    return {{QStringLiteral("name"), QString::fromStdString(input.name)},
+            {QStringLiteral("live"), input.live},
+            {QStringLiteral("connections"), input.connections},
+            {QStringLiteral("packets"), input.packets},
+            {QStringLiteral("bytes"), input.bytes},
+            {QStringLiteral("peakQueuedBlocks"), input.peakQueuedBlocks},
+            {QStringLiteral("peakQueuedBytes"), input.peakQueuedBytes},
+            {QStringLiteral("latencyMs"), latency},
+            {QStringLiteral("error"), orNull(input.error)},
+            {QStringLiteral("streams"), streams}};
+}
+
+} // namespace
+
+double DecodeReport::Stream::framesPerSecond() const
+{
+    return durationMs > 0 ? static_cast<double>(frames) * 1000 / static_cast<double>(durationMs) : 0;
+}
+
+qint64 DecodeReport::Stream::waitedMs() const
+{
+    qint64 sumMs = 0;
+    for (const Output &output : outputs)
+        sumMs += output.waitedMs;
+    return sumMs;
+}
+
+std::vector<std::string> DecodeReport::allErrors() const
+{
+    std::vector<std::string> all;
+    for (const Input &input : inputs) {
+        if (input.error)
+            all.push_back(*input.error);
+        for (const Stream &stream : input.streams) {
+            if (stream.damaged > 0 && !input.live)
+                all.push_back(damageOf(input, stream));
+            for (const Output &output : stream.outputs) {
+                if (output.error)
+                    all.push_back(*output.error);
+            }
+        }
+    }
+    for (const QString &left : leftBehind())
+        all.push_back("the component left " + left.toStdString());
+    return all;
+}
+
+QStringList DecodeReport::leftBehind() const
+{
+    QStringList left;
+    if (!stillPublished.empty())
+        left.append(QStringLiteral("%1 published: %2")
+                        .arg(counted(static_cast<qint64>(stillPublished.size()), QStringLiteral("identifier")),
+                             joined(stillPublished)));
+    if (!threadsLeft.empty())
+        left.append(counted(static_cast<qint64>(threadsLeft.size()), QStringLiteral("thread")));
+    if (!objectsLeft.empty()) {
+        qint64 objectCount = 0;
+        std::vector<std::string> types;
+        for (const auto &[type, count] : objectsLeft) {
+            objectCount += static_cast<qint64>(count);
+            types.push_back(std::to_string(count) + " of " + type);
+        }
+        left.append(QStringLiteral("%1: %2").arg(counted(objectCount, QStringLiteral("object")), joined(types)));
+    }
+    if (slabBlocksLeft > 0)
+        left.append(counted(slabBlocksLeft, QStringLiteral("big block")));
+    return left;
+}
+
+int DecodeReport::exitCode() const
+{
+    if (interrupted)
+        return ExitCode::interrupted;
+    return allErrors().empty() ? ExitCode::success : ExitCode::failure;
+}
+
+std::string DecodeReport::toText(int width) const
+{
+    QString text = QString::fromStdString(table(width));
+    text += line("total", QStringLiteral("%1, %2, %3 in %4%5")
+                              .arg(counted(static_cast<qint64>(inputs.size()), QStringLiteral("input")),
+                                   counted(streamCount(), QStringLiteral("stream")),
+                                   counted(frameCount(), QStringLiteral("frame")), seconds(wallTimeMs),
+                                   interrupted ? QStringLiteral(", interrupted") : QString()));
+    text +=
+        line("processor", QStringLiteral("%1 of CPU time, %2 of %3")
+                              .arg(seconds(cpuTimeMs), percent(cpuShare()), counted(cores, QStringLiteral("core"))));
+    if (cpuLoad)
+        text += line("load", QStringLiteral("%1 by the component's count, at most %2")
+                                 .arg(percent(cpuLoad->average), percent(cpuLoad->maximum)));
+    text += line("memory", grouped(static_cast<double>(peakMemoryBytes) / 1e6, 1) + QStringLiteral(" MB at most"));
+
+    const QStringList left = leftBehind();
+    text += line("left", left.isEmpty() ? QStringLiteral("nothing") : left.join(QStringLiteral("; ")));
+    for (const std::string &error : allErrors())
+        text += line("error", DisplayText::printable(error));
+    return text.toStdString();
+}
+
+std::string DecodeReport::table(int width) const
+{
+    std::vector<Row> rows{{QStringLiteral("input"), QStringLiteral("stream"), QStringLiteral("codec"),
+                           QStringLiteral("frames"), QStringLiteral("damaged"), QStringLiteral("lost"),
+                           QStringLiteral("fps"), QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
+    for (const Input &input : inputs) {
+        for (const Stream &stream : input.streams)
+            rows.push_back(rowOf(input, stream));
+    }
+
+    std::array<int, std::tuple_size_v<Row>> widths{};
+    for (const Row &row : rows) {
+        for (std::size_t column = 0; column < row.size(); ++column)
+            widths[column] = std::max(widths[column], row[column].size());
+    }
+    int othersWidth = 0;
+    for (std::size_t column = 1; column < widths.size(); ++column)
+        othersWidth += gap + widths[column];
+    widths[0] = std::min(widths[0], std::max(width - othersWidth, minNameWidth));
+
+    QString text;
+    for (Row &row : rows) {
+        row[0] = DisplayText::shortenedAtLeft(row[0], widths[0]);
+        for (std::size_t column = 0; column < row.size(); ++column)
+            row[column] = column < textColumns ? row[column].leftJustified(widths[column])
+                                               : row[column].rightJustified(widths[column]);
+        text += QStringList(row.begin(), row.end()).join(QString(gap, QLatin1Char(' '))) + QLatin1Char('\n');
+    }
+    return text.toStdString();
+}
+
+qint64 DecodeReport::streamCount() const
+{
+    std::size_t count = 0;
+    for (const Input &input : inputs)
+        count += input.streams.size();
+    return static_cast<qint64>(count);
+}
+
+qint64 DecodeReport::frameCount() const
+{
+    qint64 count = 0;
+    for (const Input &input : inputs) {
+        for (const Stream &stream : input.streams)
+            count += stream.frames;
+    }
+    return count;
+}
+
+double DecodeReport::cpuShare() const
+{
+    return wallTimeMs > 0 ? static_cast<double>(cpuTimeMs) / (static_cast<double>(wallTimeMs) * cores) : 0;
+}
+
+std::string DecodeReport::toJson() const
+{
+    QJsonArray inputArray;
+    for (const Input &input : inputs)
+        inputArray.append(toObject(input));
+    QJsonObject objects;
+    for (const auto &[type, count] : objectsLeft)
+        objects.insert(QString::fromStdString(type), static_cast<qint64>(count));
+    QJsonArray threads;
+    for (const int thread : threadsLeft)
+        threads.append(thread);
+    QJsonValue load;
+    if (cpuLoad)
+        load =
+            QJsonObject{{QStringLiteral("average"), cpuLoad->average}, {QStringLiteral("maximum"), cpuLoad->maximum}};
+    const QJsonObject report{
+        {QStringLiteral("exitCode"), exitCode()},
+        {QStringLiteral("interrupted"), interrupted},
+        {QStringLiteral("inputs"), inputArray},
+        {QStringLiteral("errors"), toArray(allErrors())},
+        {QStringLiteral("totals"), QJsonObject{{QStringLiteral("inputs"), static_cast<qint64>(inputs.size())},
+                                               {QStringLiteral("streams"), streamCount()},
+                                               {QStringLiteral("frames"), frameCount()},
+                                               {QStringLiteral("wallTimeMs"), wallTimeMs},
+                                               {QStringLiteral("cpuTimeMs"), cpuTimeMs},
+                                               {QStringLiteral("cpuShare"), cpuShare()},
+                                               {QStringLiteral("cores"), cores},
+                                               {QStringLiteral("peakMemoryBytes"), peakMemoryBytes},
+                                               {QStringLiteral("componentCpuLoad"), load}}},
+        {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), toArray(stillPublished)},
+                                                  {QStringLiteral("threads"), threads},
+                                                  {QStringLiteral("liveObjects"), objects},
+                                                  {QStringLiteral("bigBlocks"), slabBlocksLeft}}},
+    };
+    return QJsonDocument(report).toJson().toStdString();
+}

@@ -1,0 +1,135 @@
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QThread>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <malloc.h>
+#include <string>
+#include <system_error>
+#include <variant>
+#include <vector>
+
+#include "cli/CheckRun.h"
+#include "cli/CommandLine.h"
+#include "cli/DecodeRun.h"
+#include "cli/ExitCode.h"
+#include "cli/ProbeRun.h"
+#include "control/ControlClient.h"
+
+namespace {
+
+// An input may take ten seconds to open, and its outputs some time to be written to their end.
+constexpr std::chrono::seconds controlTimeout(60);
+
+int fail(int exitCode, const std::string &message)
+{
+    // One line, whatever texts of others the message quotes.
+    const QByteArray line = QString::fromStdString(message).simplified().toUtf8();
+    std::fprintf(stderr, "decoding-host: %s\n", line.constData());
+    return exitCode;
+}
+
+/// @return the exit code.
+int print(const std::string &text)
+{
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+        return fail(ExitCode::failure,
+                    "cannot write to the standard output: " + std::generic_category().message(errno));
+    return ExitCode::success;
+}
+
+bool writeFile(const std::string &path, const std::string &text)
+{
+    std::FILE *const file = std::fopen(path.c_str(), "wb");
+    if (!file)
+        return false;
+    const bool written = std::fputs(text.c_str(), file) >= 0 && std::fflush(file) == 0;
+    const int error = errno;
+    const bool closed = std::fclose(file) == 0;
+    if (!written)
+        errno = error;
+    return written && closed;
+}
+
+int run(const CommandLine::Exit &exit)
+{
+    return exit.code == ExitCode::success ? print(exit.text) : fail(exit.code, exit.text);
+}
+
+int run(const CheckOptions &options)
+{
+    const auto result = CheckRun::run(options);
+    if (const std::string *const error = std::get_if<std::string>(&result))
+        return fail(ExitCode::failure, *error);
+    const CheckReport &report = std::get<CheckReport>(result);
+    const int exitCode = print(options.json ? report.toJson() : report.toText());
+    if (exitCode == ExitCode::success && !report.isClean())
+        return fail(ExitCode::failure, "the component left something behind");
+    return exitCode;
+}
+
+int run(const DecodeOptions &options)
+{
+    const auto result = DecodeRun::run(options);
+    if (const std::string *const error = std::get_if<std::string>(&result))
+        return fail(ExitCode::failure, *error);
+    const DecodeReport &report = std::get<DecodeReport>(result);
+    std::string error;
+    if (options.jsonFile && !writeFile(*options.jsonFile, report.toJson()))
+        error = "cannot write " + *options.jsonFile + ": " + std::generic_category().message(errno);
+    int exitCode = options.quiet ? ExitCode::success : print(report.toText());
+    if (!error.empty())
+        exitCode = fail(ExitCode::failure, error);
+    // That a report is missing is told; how the run ended would not be.
+    return report.exitCode() == ExitCode::success ? exitCode : report.exitCode();
+}
+
+int run(const ProbeOptions &options)
+{
+    const ProbeRun::Result result = ProbeRun::run(options);
+    const int exitCode = print(result.text);
+    for (const std::string &error : result.errors)
+        fail(ExitCode::failure, error);
+    return result.errors.empty() ? exitCode : ExitCode::failure;
+}
+
+int run(const ControlOptions &options)
+{
+    std::vector<std::string> request = options.request;
+    // The host has a working directory of its own.
+    if (request.size() > 1 && request[0] == "add") {
+        const QFileInfo file(QString::fromStdString(request[1]));
+        if (file.exists())
+            request[1] = file.absoluteFilePath().toStdString();
+    }
+    const ControlClient::Answer answer = ControlClient::ask(options.socket, request, controlTimeout);
+    std::string text;
+    for (const std::string &line : answer.lines)
+        text += line + '\n';
+    const int exitCode = print(text);
+    switch (answer.outcome) {
+    case ControlClient::Outcome::Done:
+        return exitCode;
+    case ControlClient::Outcome::WrongUsage:
+        return fail(ExitCode::wrongUsage, answer.error);
+    case ControlClient::Outcome::Failed:
+        break;
+    }
+    return fail(ExitCode::failure, answer.error);
+}
+
+} // namespace
+
+// NOLINTNEXTLINE(bugprone-exception-escape): only running out of memory throws, and ends the program
+int main(int argc, char **argv)
+{
+    // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's own.
+    if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1");
+    // Else the C library would keep free memory apart for up to 8 times as many threads.
+    mallopt(M_ARENA_MAX, QThread::idealThreadCount()); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
+    const QCoreApplication application(argc, argv);
+    return std::visit([](const auto &what) { return run(what); }, CommandLine::parse(argc, argv));
+}

@@ -1,0 +1,54 @@
+#include "session/ComponentHost.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include "modkit/ComponentLibrary.h"
+
+ComponentHost::ComponentHost(const ModkitPtr<ISettings> &settings, ObjectRegistry &registry)
+    : _settings(settings)
+    , _registry(registry)
+{
+}
+
+ComponentHost::~ComponentHost()
+{
+    stop();
+}
+
+QString ComponentHost::libraryFile(const ComponentOptions &options)
+{
+    if (options.libraryFile)
+        return QString::fromStdString(*options.libraryFile);
+    const QString installed = QCoreApplication::applicationDirPath() + QStringLiteral("/" INSTALLED_COMPONENT);
+    return QFile::exists(installed) ? installed
+                                    : QCoreApplication::applicationDirPath() + QStringLiteral("/" COMPONENT_FILE_NAME);
+}
+
+std::optional<std::string> ComponentHost::start(const QString &path)
+{
+    auto loaded = ComponentLibrary::load(path);
+    if (const std::string *const error = std::get_if<std::string>(&loaded))
+        return *error;
+    const ComponentLibrary &library = std::get<ComponentLibrary>(loaded);
+
+    auto created = library.createObject();
+    if (const std::string *const error = std::get_if<std::string>(&created))
+        return *error;
+    const ModkitPtr<IComponent> component(std::get<ComponentLibrary::Object>(created).release());
+
+    if (!component->init(_settings, _registry, component))
+        return library.path().toStdString() + ": " + library.name() + " finds a service missing that it requires";
+    _name = library.name();
+    _path = library.path().toStdString();
+    _component = component;
+    return std::nullopt;
+}
+
+void ComponentHost::stop()
+{
+    if (_component.isNull())
+        return;
+    _component->stop();
+    _component.reset();
+}

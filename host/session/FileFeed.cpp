@@ -1,0 +1,109 @@
+#include "session/FileFeed.h"
+
+#include <utility>
+
+namespace {
+
+// Much for one stream, little for hundreds.
+constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
+
+} // namespace
+
+FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers)
+{
+    auto open = std::make_shared<std::packaged_task<Opened()>>([this, url, options] {
+        auto source = MediaSource::open(url, options, _cancelled);
+        if (const std::string *const error = std::get_if<std::string>(&source))
+            return Opened{nullptr, *error};
+        return Opened{std::move(std::get<std::unique_ptr<MediaSource>>(source)), std::string()};
+    });
+    _opening = open->get_future();
+    if (!openers.post([open] { (*open)(); })) {
+        _opening = {};
+        _openingError = options.label.toStdString() + ": there is no thread to open it; decode fewer inputs at a time";
+    }
+}
+
+FileFeed::~FileFeed()
+{
+    cancel();
+    wait();
+}
+
+std::vector<InputFeed::Stream> FileFeed::takeStreams()
+{
+    if (!_opening.valid() || _opening.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+        return {};
+    Opened opened = _opening.get();
+    if (!opened.source) {
+        _openingError = opened.error;
+        return {};
+    }
+    _source = std::move(opened.source);
+    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_source->streams().size()), queueLimits));
+    std::vector<Stream> streams;
+    for (const MediaSource::Stream &stream : _source->streams())
+        streams.push_back({stream, _queue, _source->startTimeUs()});
+    return streams;
+}
+
+void FileFeed::start()
+{
+    if (_source->start(*_queue))
+        cancel(); // The source goes on telling the error.
+}
+
+void FileFeed::cancel()
+{
+    _cancelled = true;
+    if (!_source)
+        return;
+    _queue->close();
+    _source->requestStop();
+}
+
+void FileFeed::wait()
+{
+    if (_opening.valid())
+        _opening.wait();
+    if (_source)
+        _source->join();
+}
+
+bool FileFeed::isDrained() const
+{
+    return _source ? _queue->isDrained() : _openingError.has_value();
+}
+
+InputFeed::Status FileFeed::status() const
+{
+    Status status;
+    if (!_source) {
+        status.state = _openingError ? State::Ended : State::Opening;
+        status.error = _openingError;
+        return status;
+    }
+    const BlockQueue::Figures figures = _queue->figures();
+    status.state = _queue->isDrained() ? State::Ended : State::Delivering;
+    status.error = _source->error();
+    if (_source->progress() > 0)
+        status.progress = _source->progress();
+    status.packets = static_cast<qint64>(_source->packets());
+    status.bytes = static_cast<qint64>(_source->bytes());
+    status.peakQueuedBlocks = figures.peakBlocks;
+    status.peakQueuedBytes = figures.peakBytes;
+    return status;
+}
+
+InputFeed::Figures FileFeed::figures() const
+{
+    Figures told;
+    if (!_source)
+        return told;
+    const BlockQueue::Figures figures = _queue->figures();
+    told.reads = static_cast<qint64>(figures.reads);
+    told.latencySumMs = figures.latencySumMs;
+    told.lastLatencyMs = figures.lastLatencyMs;
+    told.maxLatencyMs = figures.maxLatencyMs;
+    return told;
+}

@@ -1,0 +1,48 @@
+#ifndef HOST_SESSION_FILEFEED_H
+#define HOST_SESSION_FILEFEED_H
+
+#include <atomic>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "queues/BlockQueue.h"
+#include "session/InputFeed.h"
+#include "session/JobThreads.h"
+#include "sources/MediaSource.h"
+
+/// Feeds an input that comes to its end: a file, whose blocks wait in one queue for all streams until they are decoded.
+class FileFeed final : public InputFeed {
+public:
+    /// Opens the file on a thread of @p openers, which outlives the feed.
+    FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers);
+    FileFeed(const FileFeed &) = delete;
+    FileFeed &operator=(const FileFeed &) = delete;
+    ~FileFeed() override;
+
+    std::vector<Stream> takeStreams() override;
+    void start() override;
+    void cancel() override;
+    void wait() override;
+    bool isDrained() const override;
+    Status status() const override;
+    Figures figures(quint32 /*streamId*/) const override { return figures(); }
+    Figures figures() const override;
+    std::vector<std::string> takeReports() override { return {}; }
+    bool isLive() const override { return false; }
+
+private:
+    struct Opened {
+        std::unique_ptr<MediaSource> source; // null: `error` says why
+        std::string error;
+    };
+
+    std::atomic<bool> _cancelled{false};
+    std::future<Opened> _opening;         // valid until its result was taken
+    std::unique_ptr<MediaSource> _source; // null until it is open
+    ModkitPtr<BlockQueue> _queue;         // null until the source is open
+    std::optional<std::string> _openingError;
+};
+
+#endif

@@ -1,0 +1,19 @@
+#ifndef HOST_SESSION_HOSTSETTINGS_H
+#define HOST_SESSION_HOSTSETTINGS_H
+
+#include <string>
+#include <variant>
+
+#include "cli/CommandLine.h"
+#include "interfaces/ISettings.h"
+
+/// Where the component's settings come from: the command line, then the environment variables DECODING_<KEY>, then the
+/// INI file.
+namespace HostSettings {
+
+/// @return the settings; otherwise one line that names the file or the setting and what is wrong with it.
+[[nodiscard]] std::variant<ModkitPtr<ISettings>, std::string> collect(const ComponentOptions &options);
+
+} // namespace HostSettings
+
+#endif

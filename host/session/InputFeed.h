@@ -1,0 +1,76 @@
+#ifndef HOST_SESSION_INPUTFEED_H
+#define HOST_SESSION_INPUTFEED_H
+
+#include <QtGlobal>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "interfaces/IInputQueue.h"
+#include "sources/MediaSource.h"
+#include "strata/base/modkit/modkit"
+
+/// The source of one input together with the block queues that it fills, one of its own for each stream or one for all.
+/// Thread-bound but for `wait`.
+class InputFeed {
+public:
+    enum class State {
+        Opening,    // nothing is known of its streams yet
+        Delivering, // blocks come
+        Waiting,    // a live source has lost its connection, and tries again
+        Ended       // no more blocks will come
+    };
+
+    struct Status {
+        State state = State::Opening;
+        std::optional<std::string> error; // what is wrong now, or ended it too early: one line that names the input
+        std::optional<double> progress;   // part of the work that is done, 0 to 1; nothing where it has no end
+        qint64 packets = 0;               // read
+        qint64 bytes = 0;                 // read
+        qint64 connections = 0;           // that were made; 0 for a file
+        qint64 peakQueuedBlocks = 0;      // in its fullest queue
+        qint64 peakQueuedBytes = 0;
+    };
+
+    struct Stream {
+        MediaSource::Stream description;
+        ModkitPtr<IInputQueue> queue;
+        qint64 startTimeUs = 0; // of the container
+    };
+
+    /// What one stream's decoder, or all that share a queue, met so far. Latency is the time from a block's arrival in its
+    /// queue to its reading.
+    struct Figures {
+        qint64 lost = 0; // blocks that the decoder was told it has missed
+        qint64 late = 0; // of them: because it was too slow
+        qint64 reads = 0;
+        qint64 latencySumMs = 0;
+        qint64 lastLatencyMs = 0;
+        qint64 maxLatencyMs = 0;
+    };
+
+    virtual ~InputFeed() = default;
+
+    /// @return the streams that have become known since the last call. Each is to be given a decoder.
+    virtual std::vector<Stream> takeStreams() = 0;
+    /// The decoders of the first streams are there: reads on.
+    virtual void start() = 0;
+    /// Has everything stop at once, and the queues give out no more blocks. Does not wait.
+    virtual void cancel() = 0;
+    /// Waits until nothing reads any more. Thread-safe; call it once the feed has ended or was cancelled.
+    virtual void wait() = 0;
+
+    /// Whether all blocks there will ever be were decoded.
+    [[nodiscard]] virtual bool isDrained() const = 0;
+    [[nodiscard]] virtual Status status() const = 0;
+    /// Of the stream with this id; where streams share a queue, of all of them.
+    [[nodiscard]] virtual Figures figures(quint32 streamId) const = 0;
+    /// Of all streams.
+    [[nodiscard]] virtual Figures figures() const = 0;
+    /// @return what an operator should be told of, since the last call: each a line that names the input.
+    virtual std::vector<std::string> takeReports() = 0;
+    [[nodiscard]] virtual bool isLive() const = 0;
+};
+
+#endif

@@ -1,0 +1,16 @@
+#include "session/InputSpec.h"
+
+#include <QRegularExpression>
+#include <QString>
+
+#include "sources/LiveSource.h"
+
+InputSpec InputSpec::parse(const std::string &text)
+{
+    static const QRegularExpression named(QStringLiteral("^([A-Za-z0-9._-]+)=(.+)$"));
+    const QRegularExpressionMatch match = named.match(QString::fromStdString(text));
+    // Files may have such a sign in their names.
+    if (!match.hasMatch() || !LiveSource::isLive(match.captured(2)))
+        return {text, std::nullopt};
+    return {match.captured(2).toStdString(), match.captured(1).toStdString()};
+}

@@ -1,0 +1,41 @@
+#ifndef HOST_SESSION_LIVEFEED_H
+#define HOST_SESSION_LIVEFEED_H
+
+#include <QString>
+
+#include <chrono>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "queues/LiveQueue.h"
+#include "session/InputFeed.h"
+#include "sources/LiveSource.h"
+
+/// Feeds an input that never ends: a live source, each of whose streams has a queue of its own, so that one that is too
+/// slow costs the other nothing.
+class LiveFeed final : public InputFeed {
+public:
+    /// Begins to connect. @param options with a label. @param maxLatency of a block in its queue.
+    LiveFeed(const QString &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
+
+    std::vector<Stream> takeStreams() override;
+    void start() override {} // What comes before there is a decoder waits in the queues, as long as it may.
+    void cancel() override;
+    void wait() override { _source.join(); }
+    bool isDrained() const override;
+    Status status() const override;
+    Figures figures(quint32 streamId) const override;
+    Figures figures() const override;
+    std::vector<std::string> takeReports() override { return _source.takeReports(); }
+    bool isLive() const override { return true; }
+
+private:
+    const std::string _name;
+    const ModkitPtr<LiveQueue> _video;
+    const ModkitPtr<LiveQueue> _audio;
+    LiveSource _source;
+    std::set<quint32> _taken; // ids of streams
+};
+
+#endif

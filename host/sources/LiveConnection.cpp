@@ -1,0 +1,112 @@
+#include "sources/LiveConnection.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "format/MediaBlock.h"
+#include "sources/Outage.h"
+
+namespace {
+
+constexpr quint32 videoStreamId = 0;
+constexpr quint32 audioStreamId = 8;
+
+std::string errorText(int error)
+{
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> text = {};
+    av_strerror(error, text.data(), text.size());
+    return text.data();
+}
+
+} // namespace
+
+LiveConnection::LiveConnection(std::unique_ptr<MediaInput> input)
+    : _input(std::move(input))
+    , _packet(av_packet_alloc())
+{
+}
+
+std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(const LiveUrl &url,
+                                                                                const Wanted &wanted,
+                                                                                std::chrono::milliseconds limit,
+                                                                                const std::atomic<bool> &stopRequested)
+{
+    auto opened = MediaInput::openLive(url, limit, stopRequested);
+    if (const int *const error = std::get_if<int>(&opened)) {
+        return *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
+                                            : "cannot be opened: " + errorText(*error);
+    }
+    std::unique_ptr<LiveConnection> connection(
+        new LiveConnection(std::move(std::get<std::unique_ptr<MediaInput>>(opened))));
+    MediaInput &input = *connection->_input;
+    const int video = input.bestStream(AVMEDIA_TYPE_VIDEO, -1);
+    const int audio = input.bestStream(AVMEDIA_TYPE_AUDIO, video);
+    if (wanted.video && video >= 0)
+        connection->addStream(video, "video", videoStreamId, wanted, url);
+    if (wanted.audio && audio >= 0)
+        connection->addStream(audio, "audio", audioStreamId, wanted, url);
+    if (connection->_streams.empty())
+        return input.whyNothingCanBeDecoded(wanted.video, wanted.audio);
+    input.select([&](int index) {
+        const auto &streams = connection->_streams;
+        return std::any_of(streams.begin(), streams.end(),
+                           [index](const MediaSource::Stream &stream) { return stream.index == index; });
+    });
+    return connection;
+}
+
+void LiveConnection::addStream(int index, const char *kind, quint32 streamId, const Wanted &wanted, const LiveUrl &url)
+{
+    const QByteArray label = wanted.label.isEmpty() ? QByteArray::fromStdString(url.shown()) : wanted.label.toUtf8();
+    _streams.push_back({_input->describe(index), streamId, label + ' ' + kind});
+    _parameters.push_back(_input->packedParameters(index, _streams.back().origin));
+}
+
+LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_point deadline, BlockTimes &times)
+{
+    Result result;
+    _input->setDeadline(deadline);
+    const int error = _input->read(_packet.get());
+    _gapNoticed = _gapNoticed || _input->hasNoticedGap();
+    result.timedOut = _input->hasReachedDeadline();
+    if (error == AVERROR(EAGAIN)) {
+        result.isIdle = true;
+    } else if (error == AVERROR_EOF) {
+        result.failure = "the source ended";
+    } else if (error < 0 && error != AVERROR(ETIMEDOUT)) {
+        result.failure = "reading it failed: " + errorText(error);
+    }
+    if (error != 0)
+        return result;
+
+    const auto found = std::find_if(_streams.begin(), _streams.end(), [this](const MediaSource::Stream &stream) {
+        return stream.index == _packet->stream_index;
+    });
+    if (found != _streams.end() && _packet->size > 0) {
+        result.delivery = delivery(static_cast<std::size_t>(found - _streams.begin()), times);
+        // How much is missing nobody knows, nor for certain of which stream: one block, of the stream that goes on first.
+        const bool isDamaged = (_packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
+        result.delivery->block.lostBefore = std::exchange(_gapNoticed, false) || isDamaged ? 1 : 0;
+    }
+    av_packet_unref(_packet.get());
+    return result;
+}
+
+/// The packet as a block.
+LiveConnection::Delivery LiveConnection::delivery(std::size_t position, BlockTimes &times) const
+{
+    const MediaSource::Stream &stream = _streams[position];
+    Delivery delivery;
+    delivery.kind = stream.streamId == videoStreamId ? 0 : 1;
+    delivery.packetBytes = _packet->size;
+    delivery.block.streamId = stream.streamId;
+    delivery.block.keyBlock = stream.streamId == audioStreamId || (_packet->flags & AV_PKT_FLAG_KEY) != 0;
+    delivery.block.data = delivery.block.keyBlock
+                              ? MediaBlock::packKeyBlock(stream.fourcc, _parameters[position], *_packet)
+                              : MediaBlock::packBlock(*_packet);
+    delivery.block.timestamp = _packet->pts;
+    delivery.block.blockTimeMs =
+        times.next(delivery.kind, _input->timeMs(*_packet), _input->durationMs(*_packet, stream));
+    return delivery;
+}

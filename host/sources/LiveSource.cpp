@@ -1,0 +1,231 @@
+#include "sources/LiveSource.h"
+
+#include <algorithm>
+#include <random>
+#include <system_error>
+
+#include "sources/Pacing.h"
+
+namespace {
+
+/// Until a device that has nothing at the moment is asked again.
+constexpr std::chrono::milliseconds idleInterval{5};
+
+} // namespace
+
+LiveSource::LiveSource(const QString &url, const Options &options, const ModkitPtr<LiveQueue> &video,
+                       const ModkitPtr<LiveQueue> &audio)
+    : _url(url)
+    , _options(options)
+    , _end(options.duration ? Clock::now() + *options.duration : Clock::time_point::max())
+    , _queues{video, audio}
+    , _backoff(options.firstRetryDelay, _url.isListening() ? options.firstRetryDelay : options.lastRetryDelay,
+               std::random_device()())
+    , _outage(options.label.isEmpty() ? _url.shown() : options.label.toStdString())
+{
+    try {
+        _thread = std::thread(&LiveSource::run, this);
+    } catch (const std::system_error &error) {
+        noteTrouble(std::string("there is no thread to read it: ") + error.what());
+        endQueues();
+    }
+}
+
+LiveSource::~LiveSource()
+{
+    requestStop();
+    join();
+}
+
+std::vector<LiveSource::Stream> LiveSource::streams() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _streams;
+}
+
+LiveSource::Status LiveSource::status() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    Status status = _status;
+    status.trouble = _outage.reason();
+    return status;
+}
+
+std::vector<std::string> LiveSource::takeReports()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return std::exchange(_reports, {});
+}
+
+void LiveSource::requestStop()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _stopRequested = true;
+    _stopped.notify_all();
+}
+
+void LiveSource::join()
+{
+    if (_thread.joinable())
+        _thread.join();
+}
+
+/// The source's thread.
+void LiveSource::run()
+{
+    std::string trouble;
+    while (!isOver()) {
+        trouble = connectAndDeliver();
+        if (isOver())
+            break;
+        noteTrouble(trouble);
+        noteState(State::Waiting);
+        waitUntil(notAfterEnd(Clock::now() + _backoff.next()));
+    }
+    noteEnd(trouble);
+    endQueues();
+}
+
+/// @return why it does not go on.
+std::string LiveSource::connectAndDeliver()
+{
+    noteState(State::Connecting);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
+    const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
+                                           _options.audio && !_queues[1].isNull(), _options.label};
+    const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _stopRequested);
+    if (const auto *const trouble = std::get_if<std::string>(&opened))
+        return *trouble;
+    LiveConnection &connection = *std::get<std::unique_ptr<LiveConnection>>(opened);
+    noteConnection(connection);
+    _times.beginConnection();
+    const Clock::time_point begin = Clock::now();
+    std::string trouble = deliver(connection);
+    if (_lastPacket - begin >= _options.steadyAfter)
+        _backoff.reset();
+    endStreams();
+    return trouble;
+}
+
+/// Delivers what comes until nothing more does. @return as connectAndDeliver.
+std::string LiveSource::deliver(LiveConnection &connection)
+{
+    Pacing pacing;
+    _lastPacket = Clock::now();
+    while (!isOver()) {
+        const Clock::time_point deadline = _lastPacket + _options.stallLimit;
+        const LiveConnection::Result result = connection.read(notAfterEnd(deadline), _times);
+        if (!result.failure.empty())
+            return result.failure;
+        if (result.delivery) {
+            if (_url.isGenerated())
+                waitUntil(notAfterEnd(pacing.dueAt(result.delivery->block.blockTimeMs, Clock::now())));
+            if (isOver())
+                break;
+            append(*result.delivery);
+            // A parser gives out its last frame when nothing follows it, which is no sign of life.
+            if (!result.timedOut)
+                _lastPacket = Clock::now();
+        } else if (result.timedOut || Clock::now() >= deadline) {
+            return "no packet for " + Outage::seconds(_options.stallLimit);
+        } else if (result.isIdle) {
+            waitUntil(notAfterEnd(Clock::now() + idleInterval));
+        }
+    }
+    return std::string();
+}
+
+void LiveSource::append(const LiveConnection::Delivery &delivery)
+{
+    const auto kind = static_cast<std::size_t>(delivery.kind);
+    notePacket(delivery.packetBytes);
+    _lastTimeMs[kind] = delivery.block.blockTimeMs;
+    // What it refuses, the queue counts.
+    _queues[kind]->append(delivery.block);
+}
+
+/// The empty blocks are due when the last ones were, so that no decoder waits to be drained. A queue that nothing went
+/// into since the last one does not take them.
+void LiveSource::endStreams()
+{
+    constexpr std::array<quint32, BlockTimes::kindCount> streamIds = {0, 8};
+    for (std::size_t kind = 0; kind < _queues.size(); ++kind) {
+        if (!_queues[kind].isNull())
+            _queues[kind]->append({QByteArray(), streamIds[kind], false, 0, _lastTimeMs[kind], 0});
+    }
+}
+
+void LiveSource::endQueues()
+{
+    for (const ModkitPtr<LiveQueue> &queue : _queues) {
+        if (!queue.isNull())
+            queue->end();
+    }
+    noteState(State::Ended);
+}
+
+/// Returns early when the source is stopped.
+void LiveSource::waitUntil(Clock::time_point instant)
+{
+    std::unique_lock<std::mutex> lock(_mutex);
+    _stopped.wait_until(lock, instant, [this] { return _stopRequested.load(std::memory_order_relaxed); });
+}
+
+bool LiveSource::isOver() const
+{
+    return _stopRequested.load(std::memory_order_relaxed) || Clock::now() >= _end;
+}
+
+void LiveSource::noteConnection(const LiveConnection &connection)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    ++_status.connections;
+    _status.startTimeUs = connection.startTimeUs();
+    for (const Stream &stream : connection.streams()) {
+        const auto place = std::lower_bound(_streams.begin(), _streams.end(), stream.streamId,
+                                            [](const Stream &known, quint32 id) { return known.streamId < id; });
+        if (place != _streams.end() && place->streamId == stream.streamId)
+            *place = stream;
+        else
+            _streams.insert(place, stream);
+    }
+}
+
+void LiveSource::noteState(State state)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _status.state = state;
+    if (state == State::Connecting)
+        _outage.noteAttempt();
+}
+
+void LiveSource::noteTrouble(const std::string &reason)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (const auto report = _outage.begin(reason, Clock::now()))
+        _reports.push_back(*report);
+}
+
+/// A source that is over in its first attempt has its trouble, too, but no report, which would say that it tries again.
+/// @param trouble what the last attempt met.
+void LiveSource::noteEnd(const std::string &trouble)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (_status.connections > 0 || !_outage.reason().empty())
+        return;
+    // What a stop breaks off fails in words of no use.
+    const bool hasReason = !_stopRequested.load(std::memory_order_relaxed) && !trouble.empty();
+    _outage.begin(hasReason ? trouble : "nothing came until the end", Clock::now());
+}
+
+void LiveSource::notePacket(qint64 bytes)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    ++_status.packets;
+    _status.bytes += static_cast<quint64>(bytes);
+    if (_status.state == State::Delivering)
+        return;
+    _status.state = State::Delivering;
+    if (const auto report = _outage.end(Clock::now()))
+        _reports.push_back(*report);
+}

@@ -1,0 +1,143 @@
+#ifndef HOST_SOURCES_LIVESOURCE_H
+#define HOST_SOURCES_LIVESOURCE_H
+
+#include <QString>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "queues/LiveQueue.h"
+#include "sources/Backoff.h"
+#include "sources/BlockTimes.h"
+#include "sources/LiveConnection.h"
+#include "sources/LiveUrl.h"
+#include "sources/MediaSource.h"
+#include "sources/Outage.h"
+#include "strata/base/modkit/modkit"
+
+/// Reads a live source with libavformat on a thread of its own and fills one queue for its video and one for its audio,
+/// each as it arrives. It waits for nobody but the source. When the source ends, breaks off, or sends nothing for a while,
+/// it is connected again and again, after ever longer waits, until the source is stopped or its duration is over; one that
+/// merely listens for datagrams after short waits. At each break both streams get an empty block, and each goes on at its
+/// next key block; block times go on where they ended.
+///
+/// Thread-safe but for the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its queues.
+class LiveSource final {
+public:
+    using Stream = MediaSource::Stream;
+
+    struct Options {
+        bool video = true;
+        bool audio = true;
+        /// Names the source and its streams in reports; the url without its secrets when empty.
+        QString label;
+        /// How long opening may take, and how long no packet may come.
+        std::chrono::milliseconds openLimit{10'000};
+        std::chrono::milliseconds stallLimit{5'000};
+        /// Between attempts to connect: see Backoff. It begins anew after a connection that delivered for `steadyAfter`.
+        std::chrono::milliseconds firstRetryDelay{500};
+        std::chrono::milliseconds lastRetryDelay{30'000};
+        std::chrono::milliseconds steadyAfter{10'000};
+        /// The source ends so long after it was made, whatever has come until then.
+        std::optional<std::chrono::milliseconds> duration;
+    };
+
+    enum class State {
+        Connecting,
+        Delivering,
+        Waiting, // to connect again
+        Ended,   // by request, or because its duration is over
+    };
+
+    struct Status {
+        State state = State::Connecting;
+        /// Why it does not deliver, in words that go behind its name; empty when it does, or did until it ended.
+        std::string trouble;
+        quint64 connections = 0;
+        quint64 packets = 0; // of the wanted streams, whether or not the queues took them, and their bytes
+        quint64 bytes = 0;
+        qint64 startTimeUs = 0; // of the present or latest connection, which players count from; 0 when unknown
+    };
+
+    /// Whether @p url is one for this class: see LiveUrl.
+    static bool isLive(const QString &url) { return LiveUrl::isLive(url); }
+
+    /// Begins to connect; never blocks. When there is no thread to be had, the source has ended, and reports so.
+    /// @param url for which isLive answers true.
+    /// @param video receives the video, @p audio the audio; empty where it is not wanted.
+    LiveSource(const QString &url, const Options &options, const ModkitPtr<LiveQueue> &video,
+               const ModkitPtr<LiveQueue> &audio);
+
+    LiveSource(const LiveSource &) = delete;
+    LiveSource &operator=(const LiveSource &) = delete;
+    /// Stops the source and waits for its thread.
+    ~LiveSource();
+
+    /// What has been delivered so far, video first: at most one stream of each kind, as its latest connection had it.
+    /// Empty before the first connection; a later one may add the kind that was not there.
+    [[nodiscard]] std::vector<Stream> streams() const;
+
+    [[nodiscard]] Status status() const;
+
+    /// @return what is to be told to people since the last call, in single lines that name the source: each trouble when it
+    ///         comes or gets another reason, not with each attempt that fails, and its mending.
+    [[nodiscard]] std::vector<std::string> takeReports();
+
+    /// Ends the source, whatever it is waiting for, within a fifth of a second; a name that is being looked up takes as
+    /// long as the system lets it. The streams get an empty block, and the queues are ended.
+    void requestStop();
+
+    /// Waits until the source has ended.
+    void join();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void run();
+    std::string connectAndDeliver();
+    std::string deliver(LiveConnection &connection);
+    void append(const LiveConnection::Delivery &delivery);
+    void endStreams();
+    void endQueues();
+    void waitUntil(Clock::time_point instant);
+    bool isOver() const;
+    Clock::time_point notAfterEnd(Clock::time_point instant) const { return std::min(instant, _end); }
+    void noteConnection(const LiveConnection &connection);
+    void noteState(State state);
+    void noteTrouble(const std::string &reason);
+    void noteEnd(const std::string &trouble);
+    void notePacket(qint64 bytes);
+
+    // Constant after construction.
+    const LiveUrl _url;
+    const Options _options;
+    const Clock::time_point _end;
+    const std::array<ModkitPtr<LiveQueue>, BlockTimes::kindCount> _queues; // video, audio
+
+    // The source's thread only.
+    BlockTimes _times{true};
+    Backoff _backoff;
+    Clock::time_point _lastPacket; // when it came; of a connection that brought none yet, when it was made
+    std::array<qint64, BlockTimes::kindCount> _lastTimeMs = {}; // block times of the latest blocks
+
+    std::atomic<bool> _stopRequested{false}; // written under _mutex
+
+    mutable std::mutex _mutex; // guards the next four
+    Status _status;
+    Outage _outage;
+    std::vector<Stream> _streams;
+    std::vector<std::string> _reports;
+
+    std::condition_variable _stopped;
+    std::thread _thread; // the last: it uses all the others
+};
+
+#endif

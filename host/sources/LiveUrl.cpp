@@ -1,0 +1,86 @@
+#include "sources/LiveUrl.h"
+
+#include <QFile>
+#include <QLibrary>
+#include <QRegularExpression>
+#include <QStringList>
+
+#include "media/ShownUrl.h"
+
+extern "C" {
+#include <libavdevice/avdevice.h>
+}
+
+namespace {
+
+const QRegularExpression &schemePattern()
+{
+    static const QRegularExpression pattern(QStringLiteral("^(?:(rtsps?|s?rtp|udp|srt|rtmps?|tcp)://|(lavfi|v4l2):)"),
+                                            QRegularExpression::CaseInsensitiveOption);
+    return pattern;
+}
+
+QString schemeOf(const QString &url)
+{
+    const QRegularExpressionMatch match = schemePattern().match(url);
+    return (match.captured(1) + match.captured(2)).toLower();
+}
+
+/// libavdevice brings window systems and sound servers with it, whose loading takes longer than decoding a short file. So
+/// it is loaded for the first device only. @return null where it cannot be loaded.
+const AVInputFormat *deviceFormat(const char *name)
+{
+    static const auto registerAll = reinterpret_cast<decltype(&avdevice_register_all)>(
+        QLibrary::resolve(QStringLiteral("avdevice"), LIBAVDEVICE_VERSION_MAJOR, "avdevice_register_all"));
+    static const bool registered = registerAll && (registerAll(), true);
+    return registered ? av_find_input_format(name) : nullptr;
+}
+
+} // namespace
+
+bool LiveUrl::isLive(const QString &url)
+{
+    return schemePattern().match(url).hasMatch();
+}
+
+LiveUrl::LiveUrl(const QString &url)
+    : _scheme(schemeOf(url))
+    , _name(url.toUtf8())
+{
+    if (isGenerated() || isDevice()) {
+        _shown = url.toStdString();
+        const QString behind = url.mid(_scheme.size() + 1);
+        _name = isDevice() ? QFile::encodeName(behind) : behind.toUtf8();
+        _format = deviceFormat(isDevice() ? "video4linux2" : "lavfi");
+    } else {
+        _shown = ShownUrl::withoutSecrets(url).toStdString();
+        _query = url.section(QLatin1Char('?'), 1);
+    }
+}
+
+std::vector<LiveUrl::Option> LiveUrl::options() const
+{
+    if (_format)
+        return {};
+    std::vector<Option> options;
+    // So long a group of pictures may be, to be found out about before it is delivered.
+    options.push_back({"analyzeduration", "3000000"});
+    // A burst that the system has no room for is lost. It gives less where less is allowed.
+    options.push_back({"buffer_size", "1048576"});
+    if (_scheme == QLatin1String("udp"))
+        options.push_back({"overrun_nonfatal", "1"});
+
+    // Datagrams get lost; so over the connection unless the url says otherwise, in libavformat's own way.
+    const QStringList parameters = _query.split(QLatin1Char('&'));
+    const bool choosesTransport = parameters.contains(QLatin1String("udp")) ||
+                                  parameters.contains(QLatin1String("tcp")) ||
+                                  parameters.contains(QLatin1String("multicast"));
+    if (_scheme == QLatin1String("rtsp") && !choosesTransport)
+        options.push_back({"rtsp_transport", "tcp"});
+    return options;
+}
+
+bool LiveUrl::isListening() const
+{
+    return _scheme == QLatin1String("udp") || _scheme == QLatin1String("rtp") || _scheme == QLatin1String("srtp");
+}

@@ -1,0 +1,301 @@
+#include "sources/MediaSource.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+#include <array>
+#include <system_error>
+
+#include "format/MediaBlock.h"
+#include "media/ShownUrl.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr quint32 videoStreamId = 0;
+constexpr quint32 audioStreamId = 8;
+/// Until a demuxer that has nothing at the moment is asked again.
+constexpr std::chrono::milliseconds retryInterval{10};
+
+std::string errorText(int error)
+{
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> text = {};
+    av_strerror(error, text.data(), text.size());
+    return text.data();
+}
+
+} // namespace
+
+MediaSource::MediaSource(const QString &url, const Options &options)
+    : _url(url)
+    , _shown(ShownUrl::withoutSecrets(url).toStdString())
+    , _options(options)
+{
+}
+
+MediaSource::~MediaSource()
+{
+    requestStop();
+    join();
+}
+
+std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const QString &url, const Options &options)
+{
+    const std::atomic<bool> neverAbandoned(false);
+    return open(url, options, neverAbandoned);
+}
+
+std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const QString &url, const Options &options,
+                                                                          const std::atomic<bool> &abandoned)
+{
+    std::unique_ptr<MediaSource> source(new MediaSource(url, options));
+    if (const std::optional<std::string> error = source->openInput(&abandoned))
+        return *error;
+
+    const MediaInput &input = *source->_input;
+    source->_startTimeUs = input.startTimeUs();
+    const int video = input.bestStream(AVMEDIA_TYPE_VIDEO, -1);
+    const int audio = input.bestStream(AVMEDIA_TYPE_AUDIO, video);
+    if (options.video && video >= 0)
+        source->addStream(video, "video", videoStreamId);
+    if (options.audio && audio >= 0)
+        source->addStream(audio, "audio", audioStreamId);
+    if (source->_streams.empty())
+        return source->_shown + ": " + input.whyNothingCanBeDecoded(options.video, options.audio);
+    source->_times.emplace(input.timeMayJump());
+    return source;
+}
+
+std::optional<std::string> MediaSource::start(BlockQueue &queue)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _queue = &queue;
+    if (isStopRequested())
+        queue.cutShort();
+    try {
+        _thread = std::thread(&MediaSource::run, this);
+    } catch (const std::system_error &error) {
+        _queue = nullptr;
+        queue.end();
+        _error = _shown + ": there is no thread to read it; decode fewer inputs at a time: " + error.what();
+    }
+    return _thread.joinable() ? std::nullopt : _error;
+}
+
+void MediaSource::requestStop()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _stopRequested = true;
+    _stopped.notify_all();
+    if (_queue)
+        _queue->cutShort();
+}
+
+void MediaSource::join()
+{
+    if (_thread.joinable())
+        _thread.join();
+}
+
+std::optional<std::string> MediaSource::error() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _error;
+}
+
+/// @return what is wrong; nothing when the file is open.
+std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *abandoned)
+{
+    _input.reset();
+    auto opened = MediaInput::open(_url, _stopRequested, abandoned);
+    if (const auto *const error = std::get_if<std::string>(&opened))
+        return *error;
+    _input = std::move(std::get<std::unique_ptr<MediaInput>>(opened));
+    return std::nullopt;
+}
+
+void MediaSource::addStream(int index, const char *kind, quint32 streamId)
+{
+    const QString label = _options.label.isEmpty() ? QFileInfo(_url).fileName() : _options.label;
+    _streams.push_back({_input->describe(index), streamId, label.toUtf8() + ' ' + kind});
+    _states.emplace_back();
+    _states.back().parameters = packedParameters(_streams.size() - 1);
+}
+
+QByteArray MediaSource::packedParameters(std::size_t position) const
+{
+    return _input->packedParameters(_streams[position].index, _streams[position].origin);
+}
+
+/// The source's thread.
+void MediaSource::run()
+{
+    const int repetitions = std::max(_options.repeat, 1);
+    for (int repetition = 0; repetition < repetitions; ++repetition) {
+        if (repetition > 0 && !reopen())
+            break;
+        const bool goOn = deliverFile(repetition);
+        appendEnds();
+        if (!goOn)
+            break;
+    }
+    _input.reset();
+    _progress = 1;
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _queue->end();
+    _queue = nullptr;
+}
+
+bool MediaSource::reopen()
+{
+    if (const std::optional<std::string> error = openInput()) {
+        if (!isStopRequested())
+            noteError(*error);
+        return false;
+    }
+    for (std::size_t position = 0; position < _streams.size(); ++position) {
+        if (_streams[position].index >= _input->streamCount() ||
+            packedParameters(position) != _states[position].parameters) {
+            noteError(_shown + ": the file has changed since it was read before");
+            return false;
+        }
+    }
+    _times->beginRepetition();
+    return true;
+}
+
+/// Delivers the file from its beginning to its end. @return whether another repetition makes sense.
+bool MediaSource::deliverFile(int repetition)
+{
+    _input->select([this](int index) {
+        return std::any_of(_streams.begin(), _streams.end(),
+                           [index](const Stream &stream) { return stream.index == index; });
+    });
+    _interleaver = Interleaver(_streams.size());
+    const std::unique_ptr<AVPacket, Interleaver::FreePacket> packet(av_packet_alloc());
+    const quint64 packetsBefore = packets();
+    bool endsInPacket = false;
+    int result = 0;
+    while ((result = _input->read(packet.get())) == 0 || result == AVERROR(EAGAIN)) {
+        if (result != 0) {
+            if (!waitUntil(Clock::now() + retryInterval))
+                return false;
+            continue;
+        }
+        endsInPacket = (packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
+        const bool delivered = deliver(*packet);
+        av_packet_unref(packet.get());
+        if (!delivered || isComplete())
+            return false;
+        noteProgress(repetition);
+    }
+    for (std::size_t position = 0; position < _streams.size(); ++position)
+        _interleaver.end(position);
+    if (isStopRequested() || !appendInterleaved())
+        return false;
+    const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
+    if (result != AVERROR_EOF)
+        noteError(_shown + ": reading it stopped" + after + ": " + errorText(result));
+    else if (!_input->complaint().empty())
+        noteError(_shown + ": the file is damaged or truncated" + after + ": " + _input->complaint());
+    else if (_input->isShorterThanItsIndex())
+        noteError(_shown + ": the file is truncated" + after + ": its index names more");
+    else if (endsInPacket)
+        noteError(_shown + ": the file ends in the middle of a packet" + after + "; is it truncated?");
+    else if (packets() == packetsBefore)
+        noteError(_shown + ": there are no packets in its streams");
+    else
+        return true;
+    return false;
+}
+
+/// @return false when nothing more is to be delivered: the source is stopped, or the queue closed.
+bool MediaSource::deliver(const AVPacket &packet)
+{
+    const auto found = std::find_if(_streams.begin(), _streams.end(),
+                                    [&packet](const Stream &stream) { return stream.index == packet.stream_index; });
+    if (found == _streams.end() || packet.size == 0)
+        return !isStopRequested();
+
+    const auto position = static_cast<std::size_t>(found - _streams.begin());
+    const int kind = static_cast<int>(position);
+    const qint64 blockTimeMs = _times->next(kind, _input->timeMs(packet), _input->durationMs(packet, *found));
+
+    State &state = _states[position];
+    state.complete = _options.duration && _times->lastSinceStartMs(kind) >= _options.duration->count();
+    if (!state.complete && !_options.paced)
+        return append(position, packet, blockTimeMs);
+    if (state.complete)
+        _interleaver.end(position);
+    else
+        _interleaver.add(position, blockTimeMs, packet);
+    return appendInterleaved() && !isStopRequested();
+}
+
+/// Appends each packet whose turn has come, when it is due. @return as `deliver`.
+bool MediaSource::appendInterleaved()
+{
+    while (const auto next = _interleaver.take()) {
+        if (!waitUntil(_pacing.dueAt(next->blockTimeMs, Clock::now())) ||
+            !append(next->position, *next->packet, next->blockTimeMs))
+            return false;
+    }
+    return true;
+}
+
+bool MediaSource::append(std::size_t position, const AVPacket &packet, qint64 blockTimeMs)
+{
+    const Stream &stream = _streams[position];
+    State &state = _states[position];
+    const bool keyBlock =
+        state.keyBlockWanted || stream.streamId == audioStreamId || (packet.flags & AV_PKT_FLAG_KEY) != 0;
+    const QByteArray data =
+        keyBlock ? MediaBlock::packKeyBlock(stream.fourcc, state.parameters, packet) : MediaBlock::packBlock(packet);
+    if (!_queue->append({data, stream.streamId, keyBlock, packet.pts, blockTimeMs}))
+        return false;
+    state.keyBlockWanted = false;
+    state.lastTimeMs = blockTimeMs;
+    _packets.fetch_add(1, std::memory_order_relaxed);
+    _bytes.fetch_add(static_cast<quint64>(packet.size), std::memory_order_relaxed);
+    return true;
+}
+
+/// Ends both streams. The empty blocks are due when the last ones were, so that no decoder waits to be drained.
+void MediaSource::appendEnds()
+{
+    for (std::size_t position = 0; position < _streams.size(); ++position) {
+        State &state = _states[position];
+        if (!_queue->append({QByteArray(), _streams[position].streamId, false, 0, state.lastTimeMs}))
+            return;
+        state.keyBlockWanted = true;
+    }
+}
+
+/// @return false when the source was stopped meanwhile.
+bool MediaSource::waitUntil(Clock::time_point due)
+{
+    std::unique_lock<std::mutex> lock(_mutex);
+    return !_stopped.wait_until(lock, due, [this] { return isStopRequested(); });
+}
+
+bool MediaSource::isComplete() const
+{
+    return std::all_of(_states.begin(), _states.end(), [](const State &state) { return state.complete; });
+}
+
+void MediaSource::noteError(const std::string &what)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _error = what;
+}
+
+void MediaSource::noteProgress(int repetition)
+{
+    double part = (repetition + _input->readPart()) / std::max(_options.repeat, 1);
+    if (_options.duration) {
+        const auto limitMs = static_cast<double>(std::max<qint64>(_options.duration->count(), 1));
+        part = std::max(part, static_cast<double>(_times->lastSinceStartMs(0)) / limitMs);
+    }
+    _progress = std::clamp(part, progress(), 1.0);
+}

@@ -1,0 +1,44 @@
+#include "sources/Outage.h"
+
+#include <utility>
+
+Outage::Outage(std::string name)
+    : _name(std::move(name))
+{
+}
+
+std::optional<std::string> Outage::begin(const std::string &reason, Instant now)
+{
+    if (reason == _reason)
+        return std::nullopt;
+    if (_reason.empty()) {
+        _since = now;
+        _attempts = 0;
+        _told.clear();
+    }
+    _reason = reason;
+    if (!_told.insert(reason).second)
+        return std::nullopt;
+    return _name + ": " + reason + (_hasDelivered ? "; reconnecting" : "; trying again");
+}
+
+std::optional<std::string> Outage::end(Instant now)
+{
+    const bool wasOut = !_reason.empty();
+    const char *const again = _hasDelivered ? "again " : "";
+    _hasDelivered = true;
+    _reason.clear();
+    if (!wasOut)
+        return std::nullopt;
+    return _name + ": delivers " + again + "after " +
+           seconds(std::chrono::duration_cast<std::chrono::milliseconds>(now - _since)) + ", " +
+           std::to_string(_attempts) + (_attempts == 1 ? " attempt" : " attempts");
+}
+
+std::string Outage::seconds(std::chrono::milliseconds duration)
+{
+    const auto tenths = (duration.count() + 50) / 100;
+    const bool coarse = tenths >= 100 || tenths % 10 == 0;
+    return coarse ? std::to_string((tenths + 5) / 10) + " s"
+                  : std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + " s";
+}

@@ -1,0 +1,285 @@
+#include "terminal/BoardPainter.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "terminal/BoardFigures.h"
+#include "terminal/CellText.h"
+#include "terminal/RowHealth.h"
+#include "terminal/StreamTable.h"
+
+using BoardFigures::count;
+using Row = BoardState::Row;
+using SortColumn = BoardView::SortColumn;
+using Tone = BoardPicture::Tone;
+
+namespace {
+
+constexpr int anyWidth = 20;
+
+std::string counted(qint64 number, const char *noun)
+{
+    return count(number, anyWidth) + ' ' + noun + (number == 1 ? "" : "s");
+}
+
+/// How the height is given to the parts, from the top.
+struct Heights {
+    bool load = false;
+    bool governor = false;
+    bool threads = false;
+    bool heading = false;
+    int rows = 0;
+    bool detail = false;
+    int messages = 0;
+    bool keys = false;
+};
+
+/// @param governorLine whether the governor needs a line of its own.
+Heights heightsFor(const BoardState &state, int height, bool governorLine)
+{
+    Heights heights;
+    heights.load = height >= 3;
+    heights.heading = height >= 4;
+    heights.keys = height >= 6;
+    heights.threads = height >= 10 && !state.threads.empty();
+    heights.governor = height >= 10 && governorLine;
+    heights.detail = height >= 12;
+    heights.rows = std::max(height - 1 - heights.load - heights.heading - heights.keys - heights.threads -
+                                heights.governor - heights.detail,
+                            0);
+
+    // Messages take what the rows leave over, and a part of a large picture from the rows.
+    const int left = std::max(heights.rows - static_cast<int>(state.rows.size()), 0);
+    const int room = height >= 16 ? std::clamp(left, height / 10, height / 4) : 0;
+    heights.messages = std::min(room, static_cast<int>(state.messages.size()));
+    heights.rows -= heights.messages;
+    return heights;
+}
+
+const char *sortText(const BoardView &view)
+{
+    const bool isReversed = view.isReversed();
+    switch (view.sortColumn()) {
+    case SortColumn::Health:
+        return isReversed ? "best first" : "worst first";
+    case SortColumn::Input:
+        return isReversed ? "as given, reversed" : "as given";
+    case SortColumn::Name:
+        return isReversed ? "by name, reversed" : "by name";
+    case SortColumn::FramesPerSecond:
+        return isReversed ? "fastest first" : "slowest first";
+    case SortColumn::Lost:
+        return isReversed ? "least lost first" : "most lost first";
+    case SortColumn::Latency:
+        return isReversed ? "least late first" : "latest first";
+    }
+    return "";
+}
+
+void paintTitle(BoardPicture &picture, const BoardState &state, const BoardView &view,
+                const BoardView::Arrangement &arrangement, int pageRows)
+{
+    const auto unwell = std::count_if(state.rows.begin(), state.rows.end(),
+                                      [](const Row &row) { return RowHealth::of(row).isUnwell(); });
+    int column = picture.put(0, 0, counted(static_cast<qint64>(state.rows.size()), "stream"), Tone::Strong);
+    column = unwell > 0 ? picture.put(0, column + 2, " " + count(unwell, anyWidth) + " unwell ", Tone::Bad)
+                        : picture.put(0, column + 2, state.rows.empty() ? "" : "all well", Tone::Good);
+    column = picture.put(0, column + 2, "running " + BoardFigures::clock(state.running));
+
+    const std::size_t last = std::min(arrangement.top + static_cast<std::size_t>(pageRows), state.rows.size());
+    std::string range;
+    if (last - std::min(arrangement.top, last) < state.rows.size())
+        range = "   " + std::to_string(arrangement.top + 1) + "-" + std::to_string(last) + " of " +
+                std::to_string(state.rows.size());
+    const CellText right(sortText(view) + range);
+    if (column + 2 + right.width() <= picture.width())
+        picture.put(0, picture.width() - right.width(), right);
+}
+
+/// The texts of the line about the load, but for the bars after the first.
+struct LoadTexts {
+    std::string load;
+    std::string decoders;
+    std::string mode;
+
+    int width() const { return static_cast<int>(load.size() + decoders.size() + mode.size()); }
+};
+
+LoadTexts loadTexts(const BoardState &state)
+{
+    const std::string load = BoardFigures::percent(state.cpuLoad);
+    return {"CPU load " + std::string(5 - std::min<std::size_t>(load.size(), 5), ' ') + load + "  ",
+            "  " + counted(state.decoderCount, "decoder") + "  ",
+            state.performanceMode ? "performance mode" : "time-saving mode"};
+}
+
+std::string governorText(const BoardState &state)
+{
+    return state.governor.empty() ? std::string() : "  Governor " + state.governor;
+}
+
+constexpr double highLoad = 0.9;
+constexpr int minBars = 10;
+constexpr int maxBars = 60;
+
+void paintLoad(BoardPicture &picture, int line, const BoardState &state, const std::string &governor)
+{
+    const LoadTexts texts = loadTexts(state);
+    const int room = picture.width() - texts.width() - CellText(governor).width();
+    const int bars = std::min(room, maxBars);
+    int column = picture.put(line, 0, texts.load, state.cpuLoad >= highLoad ? Tone::Warning : Tone::Strong);
+    if (bars >= minBars) {
+        picture.put(line, column, state.loadHistory.bars(static_cast<std::size_t>(bars), CellText::isUnicode()));
+        column += bars; // the texts behind do not move while the history grows
+    }
+    column = picture.put(line, column, texts.decoders);
+    column = picture.put(line, column, texts.mode, state.performanceMode ? Tone::Plain : Tone::Warning);
+    picture.put(line, column, governor);
+}
+
+/// @return what all names begin with, up to a slash.
+std::string commonPrefix(const std::vector<BoardState::Thread> &threads)
+{
+    const std::string prefix = threads[0].name.substr(0, threads[0].name.rfind('/') + 1);
+    const bool isCommon = std::all_of(threads.begin(), threads.end(), [&prefix](const BoardState::Thread &thread) {
+        return thread.name.compare(0, prefix.size(), prefix) == 0;
+    });
+    return isCommon ? prefix : std::string();
+}
+
+/// Each thread with the number of its decoders; where they do not fit with their full names, without what all names
+/// begin with; and as many of them as fit.
+void paintThreads(BoardPicture &picture, int line, const std::vector<BoardState::Thread> &threads)
+{
+    const std::string title("Decoders on ");
+    std::string text(title);
+    for (const BoardState::Thread &thread : threads)
+        text += thread.name + ": " + std::to_string(thread.decoders) + "  ";
+    if (CellText(text).width() - 2 > picture.width()) {
+        const std::string prefix = commonPrefix(threads);
+        text = title + prefix;
+        for (std::size_t i = 0; i < threads.size(); ++i) {
+            const std::string more = " +" + std::to_string(threads.size() - i) + " threads";
+            const std::string next =
+                " " + threads[i].name.substr(prefix.size()) + ":" + std::to_string(threads[i].decoders);
+            const bool isLast = i + 1 == threads.size();
+            if (CellText(text + next + (isLast ? std::string() : more)).width() > picture.width()) {
+                text += more;
+                break;
+            }
+            text += next;
+        }
+    }
+    picture.put(line, 0, text);
+}
+
+void paintDetail(BoardPicture &picture, int line, const Row &row)
+{
+    const RowHealth health = RowHealth::of(row);
+    const std::string verdict = health.degree == RowHealth::Well ? "well" : health.text();
+    const std::string trouble = row.trouble.empty() || row.trouble == verdict ? std::string() : "; " + row.trouble;
+    const std::string thread = row.threadName.empty() ? std::string() : " on " + row.threadName;
+    const CellText name = CellText(row.name).shortenedInTheMiddle(picture.width() / 3);
+    int column = picture.put(line, 0, name, health.isUnwell() ? Tone::Alarm : Tone::Strong);
+    column = picture.put(line, column, thread + ": ");
+    picture.put(line, column, CellText(verdict + trouble).shortenedAtTheEnd(std::max(picture.width() - column, 0)));
+}
+
+void paintKeys(BoardPicture &picture, int line)
+{
+    const std::array<std::pair<const char *, const char *>, 7> keys{
+        {{"q", "quit"},
+         {"?", "help"},
+         {"s S", "sort"},
+         {"p", "performance"},
+         {"t", "time-saving"},
+         {"g", "governor"},
+         {CellText::isUnicode() ? "↑↓" : "Up Down", "select"}}};
+    int column = 0;
+    for (const auto &[key, meaning] : keys) {
+        if (column + CellText(key).width() + 1 + CellText(meaning).width() > picture.width())
+            return;
+        column = picture.put(line, column, key, Tone::Strong);
+        column = picture.put(line, column + 1, meaning, Tone::Dim) + 2;
+    }
+}
+
+void paintHelp(BoardPicture &picture)
+{
+    const std::array<const char *, 18> lines{
+        "Lights: G good, Y warning or alternative, R bad",
+        "  M mode: G performance, Y time-saving",
+        "  L blocks lost: Y 1 or 2, R 3 or more",
+        "  C decoding at this moment",
+        "  T worst latency: Y from 50 ms, R from 150 ms",
+        "  K key block received",
+        "  N empty block received",
+        "  D data given to the codec: Y catching up",
+        "! in front of a stream: look at it first",
+        "",
+        "s      sort by the next column     S  reverse",
+        "Up, Down, PgUp, PgDn, Home, End    select",
+        "p      performance mode: decode every block",
+        "t      time-saving mode: key blocks only",
+        "g      let the governor switch the mode, or not",
+        "q      quit",
+        "",
+        "Any key closes this help.",
+    };
+    constexpr int helpWidth = 54;
+    const int height = static_cast<int>(lines.size()) + 2;
+    const int left = std::max((picture.width() - helpWidth) / 2, 0);
+    const int top = std::max((picture.height() - height) / 2, 0);
+    for (int line = 0; line < height; ++line)
+        picture.put(top + line, left, std::string(helpWidth, ' '), Tone::Overlay);
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        picture.put(top + 1 + static_cast<int>(i), left + 2, lines[i], Tone::Overlay);
+}
+
+} // namespace
+
+BoardPicture BoardPainter::paint(const BoardState &state, BoardView &view, int width, int height)
+{
+    BoardPicture picture(width, height);
+    const std::string governor = governorText(state);
+    const bool governorLine =
+        !governor.empty() && loadTexts(state).width() + minBars + CellText(governor).width() > width;
+    const Heights heights = heightsFor(state, height, governorLine);
+    const BoardView::Arrangement arrangement = view.arrange(state.rows, static_cast<std::size_t>(heights.rows));
+
+    paintTitle(picture, state, view, arrangement, heights.rows);
+    int line = 1;
+    if (heights.load)
+        paintLoad(picture, line++, state, governorLine ? std::string() : governor);
+    if (heights.governor)
+        picture.put(line++, 0, CellText(governor.substr(2)).shortenedAtTheEnd(width));
+    if (heights.threads)
+        paintThreads(picture, line++, state.threads);
+
+    const StreamTable table(width, state.rows);
+    if (heights.heading)
+        table.paintHeading(picture, line++, view);
+    for (int i = 0; i < heights.rows; ++i, ++line) {
+        const std::size_t place = arrangement.top + static_cast<std::size_t>(i);
+        if (place >= arrangement.order.size())
+            continue;
+        table.paintRow(picture, line, state.rows[arrangement.order[place]]);
+        if (place == arrangement.selected)
+            picture.highlight(line);
+    }
+
+    if (heights.detail) {
+        if (!arrangement.order.empty())
+            paintDetail(picture, line, state.rows[arrangement.order[arrangement.selected]]);
+        ++line;
+    }
+    const auto messages = static_cast<std::size_t>(heights.messages);
+    for (std::size_t i = state.messages.size() - messages; i < state.messages.size(); ++i, ++line)
+        picture.put(line, 0, CellText(state.messages[i]).shortenedAtTheEnd(width), Tone::Dim);
+    if (heights.keys)
+        paintKeys(picture, line);
+    if (view.showsHelp())
+        paintHelp(picture);
+    return picture;
+}

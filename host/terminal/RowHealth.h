@@ -1,0 +1,36 @@
+#ifndef HOST_TERMINAL_ROWHEALTH_H
+#define HOST_TERMINAL_ROWHEALTH_H
+
+#include "terminal/BoardState.h"
+
+/// How well a stream is, judged by its state, its lights and its figures. Values only.
+struct RowHealth {
+    /// The worse, the greater. From Late on, somebody should look at the stream.
+    enum Degree {
+        Well,
+        Over,
+        Connecting,
+        /// Some blocks lost, or a latency that was, or is, not what it should be.
+        Uneasy,
+        Late,
+        Losing,
+        /// Another light is red.
+        Faulty,
+        /// It runs, and gives no frames.
+        Still,
+        Waiting,
+        Failed
+    };
+
+    /// A stream is late by its present latency: the latency light alone shows the worst since the start, and does not
+    /// go out again.
+    [[nodiscard]] static RowHealth of(const BoardState::Row &row);
+
+    bool isUnwell() const { return degree >= Late; }
+    /// @return a few words for people; empty for a stream that is well.
+    const char *text() const;
+
+    Degree degree = Well;
+};
+
+#endif

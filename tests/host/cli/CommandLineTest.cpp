@@ -1,0 +1,210 @@
+#include "cli/CommandLine.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+auto parse(std::vector<const char *> arguments)
+{
+    arguments.insert(arguments.begin(), "decoding-host");
+    return CommandLine::parse(static_cast<int>(arguments.size()), arguments.data());
+}
+
+/// @return the options of the command; default ones, and a failure, when the arguments ask for something else.
+template <class Options>
+Options parsed(const std::vector<const char *> &arguments)
+{
+    const auto result = parse(arguments);
+    if (const auto *const options = std::get_if<Options>(&result))
+        return *options;
+    if (const auto *const exit = std::get_if<CommandLine::Exit>(&result))
+        ADD_FAILURE() << exit->text;
+    else
+        ADD_FAILURE() << "another command, number " << result.index();
+    return Options();
+}
+
+/// Wrong usage comes back as its text, anything else as an empty one.
+std::string wrong(const std::vector<const char *> &arguments)
+{
+    const auto result = parse(arguments);
+    const auto *const exit = std::get_if<CommandLine::Exit>(&result);
+    return exit && exit->code == 2 ? exit->text : std::string();
+}
+
+std::vector<std::string> kindsAndDirectories(const DecodeOptions &options)
+{
+    std::vector<std::string> texts;
+    for (const OutputSpec &output : options.outputs)
+        texts.push_back(output.kindName() + (" in " + output.directory.toStdString()));
+    return texts;
+}
+
+} // namespace
+
+TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
+{
+    const auto options = parsed<DecodeOptions>({"decode", "a.mp4", "b.avi"});
+    EXPECT_THAT(options.inputs, ElementsAre("a.mp4", "b.avi"));
+    EXPECT_THAT(kindsAndDirectories(options), ElementsAre("null in ."));
+    EXPECT_TRUE(options.video && options.audio);
+    EXPECT_FALSE(options.paced || options.timeSaving || options.excludeFromTuning || options.quiet);
+    EXPECT_EQ(options.repeat, 1);
+    EXPECT_EQ(options.copies, 1);
+    EXPECT_FALSE(options.duration || options.jsonFile);
+    EXPECT_FALSE(options.component.threads || options.component.libraryFile || options.component.settingsFile);
+}
+
+TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
+{
+    const auto options = parsed<DecodeOptions>(
+        {"decode",   "--threads",   "3",        "--paced",    "--time-saving", "--exclude-from-tuning",
+         "--repeat", "4",           "--copies", "5",          "a.mp4",         "--duration",
+         "1.5",      "--component", "c.so",     "--settings", "s.ini",         "--json",
+         "r.json",   "--quiet"});
+    EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
+    EXPECT_TRUE(options.paced);
+    EXPECT_TRUE(options.timeSaving);
+    EXPECT_TRUE(options.excludeFromTuning);
+    EXPECT_TRUE(options.quiet);
+    EXPECT_EQ(options.repeat, 4);
+    EXPECT_EQ(options.copies, 5);
+    EXPECT_EQ(options.duration, std::chrono::milliseconds(1500));
+    EXPECT_EQ(options.jsonFile, "r.json");
+    EXPECT_EQ(options.component.threads, 3);
+    EXPECT_EQ(options.component.libraryFile, "c.so");
+    EXPECT_EQ(options.component.settingsFile, "s.ini");
+}
+
+TEST(CommandLine, TakesSeveralOutputsEachWithItsDirectory)
+{
+    const auto options = parsed<DecodeOptions>({"decode", "--output", "framemd5:sums", "--output", "wav", "a.mp4",
+                                                "--output", "y4m:a:b", "--output", "y4m:a"});
+    EXPECT_THAT(kindsAndDirectories(options), ElementsAre("framemd5 in sums", "wav in .", "y4m in a:b", "y4m in a"));
+    EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
+}
+
+TEST(CommandLine, TakesOneKindOfStreamsOrBoth)
+{
+    const auto video = parsed<DecodeOptions>({"decode", "--streams", "video", "a.mp4"});
+    EXPECT_TRUE(video.video && !video.audio);
+    const auto audio = parsed<DecodeOptions>({"decode", "--streams", "audio", "a.mp4"});
+    EXPECT_TRUE(!audio.video && audio.audio);
+    const auto both = parsed<DecodeOptions>({"decode", "--streams", "both", "a.mp4"});
+    EXPECT_TRUE(both.video && both.audio);
+}
+
+TEST(CommandLine, TakesProbeAndCheckWithJsonAsAFlag)
+{
+    const auto probe = parsed<ProbeOptions>({"probe", "--json", "a.mp4", "b.mp4"});
+    EXPECT_TRUE(probe.json);
+    EXPECT_THAT(probe.inputs, ElementsAre("a.mp4", "b.mp4"));
+    const auto check = parsed<CheckOptions>({"check", "--threads", "0", "--json"});
+    EXPECT_TRUE(check.json);
+    EXPECT_EQ(check.component.threads, 0);
+}
+
+TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
+{
+    const std::vector<std::pair<std::vector<const char *>, const char *>> cases{
+        {{}, "command"},
+        {{"camera.mp4"}, "camera.mp4"},
+        {{"--threads", "3"}, "--threads"},
+        {{"check", "camera.mp4"}, "camera.mp4"},
+        {{"check", "decode"}, "decode"},
+        {{"decode"}, "INPUT"},
+        {{"probe"}, "INPUT"},
+        {{"decode", ""}, "INPUT"},
+        {{"decode", "--frobnicate", "a"}, "--frobnicate"},
+        {{"probe", "--paced", "a"}, "--paced"},
+        {{"decode", "--output", "mkv:out", "a"}, "mkv:out"},
+        {{"decode", "--output", "null:out", "a"}, "null:out"},
+        {{"decode", "--output", "y4m:", "a"}, "y4m:"},
+        {{"decode", "--output", "", "a"}, "--output"},
+        {{"decode", "--output", "wav", "--output", "wav:.", "a"}, "wav:."},
+        {{"decode", "--output", "raw:a/../b", "--output", "raw:./b/", "a"}, "raw:./b/"},
+        {{"decode", "--output", "png:b", "--output", "png@2:b", "a"}, "png@2:b"},
+        {{"decode", "a", "--output"}, "--output"},
+        {{"decode", "--streams", "subtitles", "a"}, "subtitles"},
+        {{"decode", "--repeat", "0", "a"}, "--repeat"},
+        {{"decode", "--repeat", "often", "a"}, "--repeat"},
+        {{"decode", "--copies", "1001", "a"}, "--copies"},
+        {{"decode", "--copies", "-1", "a"}, "--copies"},
+        {{"decode", "--duration", "0", "a"}, "--duration"},
+        {{"decode", "--duration", "-1", "a"}, "--duration"},
+        {{"decode", "--duration", "nan", "a"}, "--duration"},
+        {{"decode", "--duration", "inf", "a"}, "--duration"},
+        {{"decode", "--duration", "long", "a"}, "--duration"},
+        {{"decode", "--json", "a", "--json", "b", "c"}, "--json"},
+        {{"decode", "--component", "", "c"}, "--component"},
+        {{"decode", "--settings", "", "c"}, "--settings"},
+        {{"decode", "--json", "", "c"}, "--json"},
+        {{"check", "--threads", "1025"}, "--threads"},
+        {{"check", "--threads", "-1"}, "--threads"},
+        {{"check", "--threads", ""}, "--threads"},
+        {{"check", "--threads", "2", "--threads", "3"}, "--threads"},
+    };
+    for (const auto &[arguments, culprit] : cases) {
+        EXPECT_THAT(wrong(arguments), AllOf(HasSubstr(culprit), HasSubstr("; see decoding-host ")))
+            << testing::PrintToString(arguments);
+    }
+    EXPECT_THAT(wrong({"decode", "--repeat", "0", "a"}), HasSubstr("; see decoding-host decode --help"));
+}
+
+TEST(CommandLine, RefusesAnOutputIntoADirectoryThatAnotherOneReachesOverALink)
+{
+    const QTemporaryDir folder;
+    ASSERT_TRUE(QDir(folder.path()).mkdir(QStringLiteral("real")));
+    ASSERT_TRUE(QFile::link(folder.filePath(QStringLiteral("real")), folder.filePath(QStringLiteral("link"))));
+    const std::string real = "wav:" + folder.filePath(QStringLiteral("real")).toStdString();
+    const std::string link = "wav:" + folder.filePath(QStringLiteral("link")).toStdString();
+    EXPECT_THAT(wrong({"decode", "--output", real.c_str(), "--output", link.c_str(), "a"}), HasSubstr(link));
+    const std::string above = real + "/..";
+    EXPECT_EQ(
+        parsed<DecodeOptions>({"decode", "--output", real.c_str(), "--output", above.c_str(), "a"}).outputs.size(), 2u);
+}
+
+TEST(CommandLine, RefusesAnOutputThatTakesNoneOfTheStreamsAskedFor)
+{
+    const std::vector<std::pair<std::vector<const char *>, const char *>> cases{
+        {{"decode", "--streams", "audio", "--output", "y4m", "a"}, "y4m takes no audio"},
+        {{"decode", "--output", "png:out", "a", "--streams", "audio"}, "png takes no audio"},
+        {{"decode", "--streams", "video", "--output", "raw", "--output", "wav", "a"}, "wav takes no video"},
+    };
+    for (const auto &[arguments, reason] : cases) {
+        EXPECT_THAT(wrong(arguments),
+                    AllOf(HasSubstr(reason), HasSubstr("--streams"), HasSubstr("; see decoding-host decode --help")));
+    }
+    const auto audio = parsed<DecodeOptions>(
+        {"decode", "--streams", "audio", "--output", "wav", "--output", "raw", "--output", "framemd5", "a"});
+    EXPECT_EQ(audio.outputs.size(), 3u);
+    const auto video =
+        parsed<DecodeOptions>({"decode", "--streams", "video", "--output", "y4m", "--output", "png", "a"});
+    EXPECT_EQ(video.outputs.size(), 2u);
+}
+
+TEST(CommandLine, GivesHelpForTheWholeAndForEachCommand)
+{
+    const auto help = [](const std::vector<const char *> &arguments) {
+        const auto result = parse(arguments);
+        const auto *const exit = std::get_if<CommandLine::Exit>(&result);
+        return exit && exit->code == 0 ? exit->text : std::string();
+    };
+    EXPECT_THAT(help({"--help"}), AllOf(HasSubstr("decode"), HasSubstr("probe"), HasSubstr("check")));
+    EXPECT_THAT(help({"decode", "--help"}),
+                AllOf(HasSubstr("INPUT..."), HasSubstr("--output KIND[:DIR]"), HasSubstr("--duration SECONDS"),
+                      HasSubstr("framemd5, y4m, raw, wav, or png")));
+    EXPECT_THAT(help({"probe", "--help"}),
+                AllOf(HasSubstr("INPUT..."), HasSubstr("--json"), Not(HasSubstr("--paced"))));
+    EXPECT_THAT(help({"check", "-h"}), AllOf(HasSubstr("--threads N"), Not(HasSubstr("INPUT"))));
+    EXPECT_THAT(help({"--version"}), StartsWith("decoding-host "));
+}
