@@ -1,0 +1,7 @@
+#ifndef DECODING_EXPORT_H
+#define DECODING_EXPORT_H
+
+/// Marks what the library `decoding` shows to programs; it hides everything else.
+#define DECODING_EXPORT __attribute__((visibility("default")))
+
+#endif

@@ -1,0 +1,79 @@
+#ifndef DECODING_FRAMEREADER_H
+#define DECODING_FRAMEREADER_H
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <decoding/AudioFrame.h>
+#include <decoding/Export.h>
+#include <decoding/VideoFrame.h>
+
+namespace decoding {
+
+/// Gives out the frames of one stream, in their order. Between the decoder and its reader stands a queue with room for
+/// InputOptions::queuedFrames. While it is full, a file's decoder is given nothing more to decode, and a live stream's
+/// oldest frame is dropped for the new one and counted. So a slow reader costs its own stream alone, and holds up no call.
+///
+/// The input begins to decode a stream when one of its readers is first asked for a frame, a descriptor or delivery. A
+/// file's stream begins at its beginning; readers that are there by then see every frame, those that come later begin where
+/// the stream is.
+///
+/// Pull with `next`, wait for `descriptor` to be readable, or have frames pushed to a callback. Thread-safe; each frame
+/// goes to one caller.
+template <class Frame>
+class DECODING_EXPORT FrameReader {
+public:
+    /// Waits for a frame. @return nothing when no more will come: the stream has ended, has failed (Input::error() tells)
+    ///         or was closed. Of a closed input, what is still queued is dropped.
+    std::optional<Frame> next();
+
+    /// Waits for @p timeout at most; does not wait at all when it is not positive.
+    /// @return nothing when none came in time, or no more will come: hasEnded() tells which.
+    std::optional<Frame> next(std::chrono::milliseconds timeout);
+
+    /// @return whether `next` will give nothing from now on.
+    bool hasEnded() const;
+
+    /// @return a file descriptor that is readable whenever `next` would not wait: a frame is there, or none will come. For
+    ///         poll, select and event loops; it belongs to the reader, and nobody may read, write or close it.
+    /// @throws Error when the system has no more descriptors.
+    int descriptor() const;
+
+    /// Has every frame from now on given to @p callback, on a thread that serves this reader alone: however long a callback
+    /// takes, it delays this stream only. When the stream has ended, @p ended is called once, behind the last frame. Once
+    /// only, and instead of the calls above.
+    ///
+    /// What a callback throws ends the input with an error. Close and destroy whatever you like from within a callback. A
+    /// callback that is running while the input is closed on another thread is not waited for; none begins afterwards, but
+    /// for @p ended. The session's destructor waits for it, unless it is called by one.
+    /// @throws Error when frames are delivered already, or the system has no thread left.
+    void deliver(std::function<void(const Frame &frame)> callback, std::function<void()> ended = {});
+
+    /// @return frames that the decoder has made for this reader, and those of them that were dropped because it was slow.
+    std::int64_t frames() const;
+    std::int64_t dropped() const;
+
+    class Source;
+    /// Readers are made by inputs.
+    explicit FrameReader(std::shared_ptr<Source> source);
+    FrameReader(const FrameReader &) = delete;
+    FrameReader &operator=(const FrameReader &) = delete;
+    /// Leaves the stream, which goes on for its other readers.
+    ~FrameReader();
+
+private:
+    const std::shared_ptr<Source> _source;
+};
+
+extern template class FrameReader<VideoFrame>;
+extern template class FrameReader<AudioFrame>;
+
+using VideoReader = FrameReader<VideoFrame>;
+using AudioReader = FrameReader<AudioFrame>;
+
+} // namespace decoding
+
+#endif

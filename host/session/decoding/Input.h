@@ -1,0 +1,90 @@
+#ifndef DECODING_INPUT_H
+#define DECODING_INPUT_H
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <decoding/Export.h>
+#include <decoding/FrameReader.h>
+#include <decoding/Output.h>
+
+namespace decoding {
+
+/// How an input is to be decoded.
+struct InputOptions {
+    /// By which snapshots and errors call it; no two inputs of a session have the same. Empty: made of the file name, or of
+    /// the address without what is secret in it.
+    std::string name;
+    /// Which of its streams are of interest: at most one of each kind is decoded.
+    bool video = true;
+    bool audio = true;
+    /// Decode a file in its own time rather than as fast as it is read. Live inputs always come in theirs.
+    bool paced = false;
+    /// Decode those pictures only that need no other one, whatever mode the session is in.
+    bool keyFramesOnly = false;
+    /// Leave it in performance mode when the session switches to time-saving mode.
+    bool excludeFromTuning = false;
+    /// How often a file is read, one time after the other; at least 1.
+    int repeat = 1;
+    /// Leave out what comes so much later than the beginning; a live input ends so long after it was opened.
+    std::optional<std::chrono::milliseconds> duration;
+    /// Of a live input: what has waited longer for its decoder is dropped, up to the next key block.
+    std::chrono::milliseconds maxLatency{400};
+    /// Frames that wait for each reader; at least 1.
+    int queuedFrames = 8;
+    /// What the library writes by itself. With any, decoding begins at once, and video and audio of a file go on together.
+    std::vector<Output> outputs;
+};
+
+/// One file or live source that a session decodes. Thread-safe. Destroying the last reference to it closes it; a reference
+/// may outlive the session, which has closed it then.
+class DECODING_EXPORT Input {
+public:
+    const std::string &name() const;
+
+    /// Whether a stream of the kind is there and of interest. Constant for files; a live input gets its streams when it
+    /// connects.
+    bool hasVideo() const;
+    bool hasAudio() const;
+
+    /// The input's own readers; there is no decoder for a stream that nobody reads. Each belongs to the input.
+    /// @throws Error when a file has no such stream, or it is not of interest.
+    FrameReader<VideoFrame> &video();
+    FrameReader<AudioFrame> &audio();
+
+    /// @return one more reader of the same stream, which is decoded once for all of them. May outlive the input.
+    /// @throws Error as above.
+    std::unique_ptr<FrameReader<VideoFrame>> addVideoReader();
+    std::unique_ptr<FrameReader<AudioFrame>> addAudioReader();
+
+    /// @return what is wrong with it, in one line that names it: what has ended it too early, or why a live input is waiting.
+    std::optional<std::string> error() const;
+
+    /// Ends it: its readers get nothing more. Returns at once; what was written is completed meanwhile, and a second call
+    /// does nothing.
+    void close();
+
+    /// @return whether it has ended, or was closed, and has let go of everything: its source is closed, and all that it
+    ///         wrote is complete.
+    bool isFinished() const;
+    /// Waits for that, @p timeout at most. @return isFinished(). Not for callbacks of this input.
+    bool waitUntilFinished(std::chrono::milliseconds timeout) const;
+
+    class Core;
+    /// Inputs are made by sessions.
+    explicit Input(std::shared_ptr<Core> core);
+    Input(const Input &) = delete;
+    Input &operator=(const Input &) = delete;
+    /// Closes it.
+    ~Input();
+
+private:
+    const std::shared_ptr<Core> _core;
+};
+
+} // namespace decoding
+
+#endif
