@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 #include "control/ControlLine.h"
@@ -21,28 +22,46 @@ std::string decimal(double number, int decimals)
     return std::isfinite(number) ? QString::number(number, 'f', decimals).toStdString() : unknown;
 }
 
-std::string milliseconds(const std::optional<std::chrono::milliseconds> &time)
+std::string milliseconds(const std::optional<decoding::Snapshot::Latency> &latency,
+                         std::int64_t decoding::Snapshot::Latency::*figureMs)
 {
-    return time ? std::to_string(time->count()) : unknown;
+    return latency ? std::to_string((*latency).*figureMs) : unknown;
 }
 
-std::string lineOf(const IControl::Stream &stream)
+std::string lineOf(const decoding::Snapshot::Input &input, const decoding::Snapshot::Stream &stream)
 {
     using ControlLine::field;
-    return field(stream.input) + '\t' + field(stream.kind) + '\t' + field(stream.state) + '\t' +
-           std::to_string(stream.frames) + '\t' + decimal(stream.framesPerSecond, 1) + '\t' +
-           std::to_string(stream.lostBlocks) + '\t' + milliseconds(stream.latency) + '\t' +
-           milliseconds(stream.worstLatency) + '\t' + toText(stream.mode);
+    using Latency = decoding::Snapshot::Latency;
+    return field(input.name) + '\t' + field(stream.kind) + '\t' + toText(input.state) + '\t' +
+           std::to_string(stream.frames) + '\t' + decimal(stream.framesPerSecond.value_or(0), 1) + '\t' +
+           std::to_string(stream.lost) + '\t' + milliseconds(stream.latency, &Latency::lastMs) + '\t' +
+           milliseconds(stream.latency, &Latency::maximumMs) + '\t' + toText(stream.mode);
 }
 
-std::vector<std::string> linesOf(const IControl::Status &status)
+/// @return a line for each stream, and for each input that has none.
+std::vector<std::string> listOf(const decoding::Snapshot &snapshot)
 {
-    return {"runningMs=" + milliseconds(status.running),
-            "inputs=" + std::to_string(status.inputs),
-            "streams=" + std::to_string(status.streams),
-            "cpuLoad=" + decimal(status.cpuLoad, 3),
-            std::string("mode=") + toText(status.mode),
-            "governor=" + (status.governor.empty() ? unknown : ControlLine::field(status.governor))};
+    std::vector<std::string> lines;
+    for (const decoding::Snapshot::Input &input : snapshot.inputs) {
+        for (const decoding::Snapshot::Stream &stream : input.streams)
+            lines.push_back(lineOf(input, stream));
+        if (input.streams.empty())
+            lines.push_back(lineOf(input, decoding::Snapshot::Stream()));
+    }
+    return lines;
+}
+
+std::vector<std::string> statusOf(const decoding::Snapshot &snapshot)
+{
+    std::size_t streams = 0;
+    for (const decoding::Snapshot::Input &input : snapshot.inputs)
+        streams += input.streams.size();
+    return {"runningMs=" + std::to_string(snapshot.running.count()),
+            "inputs=" + std::to_string(snapshot.inputs.size()),
+            "streams=" + std::to_string(streams),
+            "cpuLoad=" + decimal(snapshot.load.now, 3),
+            std::string("mode=") + toText(snapshot.mode),
+            "governor=" + (snapshot.governor.empty() ? unknown : ControlLine::field(snapshot.governor))};
 }
 
 bool isPassing(int error)
@@ -130,15 +149,12 @@ void ControlConnection::perform(const ControlRequest::Remove &request)
 
 void ControlConnection::perform(const ControlRequest::List & /*request*/)
 {
-    std::vector<std::string> lines;
-    for (const IControl::Stream &stream : _control.list())
-        lines.push_back(lineOf(stream));
-    answer(lines, {});
+    answer(listOf(_control.snapshot()), {});
 }
 
 void ControlConnection::perform(const ControlRequest::Status & /*request*/)
 {
-    answer(linesOf(_control.status()), {});
+    answer(statusOf(_control.snapshot()), {});
 }
 
 void ControlConnection::perform(const ControlRequest::Mode &request)

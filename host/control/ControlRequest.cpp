@@ -27,8 +27,8 @@ std::optional<Any> readRemove(const Words &words)
 
 std::optional<Any> readMode(const Words &words)
 {
-    for (const DecodingMode mode : {DecodingMode::Performance, DecodingMode::TimeSaving}) {
-        if (words[1] == toText(mode))
+    for (const decoding::Mode mode : {decoding::Mode::Performance, decoding::Mode::TimeSaving}) {
+        if (words[1] == decoding::toText(mode))
             return ControlRequest::Mode{mode};
     }
     return std::nullopt;

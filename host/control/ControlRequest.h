@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "session/DecodingMode.h"
+#include <decoding/Mode.h>
 
 /// The requests of the control protocol, which docs/control.md describes. All operations are thread-safe.
 namespace ControlRequest {
@@ -21,7 +21,7 @@ struct Remove {
 struct List {};
 struct Status {};
 struct Mode {
-    DecodingMode mode;
+    decoding::Mode mode;
 };
 struct Governor {
     bool on;

@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "cli/CommandLine.h"
 #include "interfaces/ISettings.h"
 #include "modkit/ObjectRegistry.h"
+#include "session/ComponentOptions.h"
 
 /// The framework's side of one component's life: loads it, gives it the settings and the object registry, and ends it.
 /// Publish the services that the component needs in the registry before the start. Thread-bound.

@@ -17,9 +17,9 @@ std::variant<ModkitPtr<ISettings>, std::string> HostSettings::collect(const Comp
     if (const auto threads = settings->text("THREADS")) {
         bool isNumber = false;
         const int count = QString::fromStdString(*threads).toInt(&isNumber);
-        if (!isNumber || count < 0 || count > CommandLine::maxThreads)
+        if (!isNumber || count < 0 || count > maxThreads)
             return "the setting THREADS (DECODING_THREADS or settings file) is \"" + *threads +
-                   "\"; it takes a number from 0 to " + std::to_string(CommandLine::maxThreads);
+                   "\"; it takes a number from 0 to " + std::to_string(maxThreads);
     }
     return shared;
 }

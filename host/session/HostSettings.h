@@ -4,8 +4,8 @@
 #include <string>
 #include <variant>
 
-#include "cli/CommandLine.h"
 #include "interfaces/ISettings.h"
+#include "session/ComponentOptions.h"
 
 /// Where the component's settings come from: the command line, then the environment variables DECODING_<KEY>, then the
 /// INI file.

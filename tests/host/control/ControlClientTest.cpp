@@ -69,9 +69,9 @@ TEST_F(ControlClientTest, HandsOverTheWordsAndTheLinesOfTheAnswer)
 
 TEST_F(ControlClientTest, HandsOverALongAnswerWhole)
 {
-    IControl::Stream stream;
-    stream.input = std::string(1000, 'x');
-    _control.streams.assign(1000, stream);
+    decoding::Snapshot::Input input;
+    input.name = std::string(1000, 'x');
+    _control.state.inputs.assign(1000, input);
     EXPECT_EQ(ask({"list"}).lines.size(), 1000U);
 }
 

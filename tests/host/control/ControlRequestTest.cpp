@@ -53,8 +53,8 @@ TEST(ControlRequest, SwitchesModeAndGovernor)
     const auto performance = parsed<ControlRequest::Mode>({"mode", "performance"});
     const auto timeSaving = parsed<ControlRequest::Mode>({"mode", "time-saving"});
     ASSERT_TRUE(performance && timeSaving);
-    EXPECT_EQ(performance->mode, DecodingMode::Performance);
-    EXPECT_EQ(timeSaving->mode, DecodingMode::TimeSaving);
+    EXPECT_EQ(performance->mode, decoding::Mode::Performance);
+    EXPECT_EQ(timeSaving->mode, decoding::Mode::TimeSaving);
     const auto on = parsed<ControlRequest::Governor>({"governor", "on"});
     const auto off = parsed<ControlRequest::Governor>({"governor", "off"});
     ASSERT_TRUE(on && off);

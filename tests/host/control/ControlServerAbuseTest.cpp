@@ -115,9 +115,9 @@ TEST_F(ControlServerAbuse, AnOperationMayEndAfterTheServer)
 
 TEST_F(ControlServerAbuse, AnswersThatNobodyReadsStopTheRequestsNotTheServer)
 {
-    IControl::Stream stream;
-    stream.input = std::string(10000, 'x');
-    _control.streams.assign(10, stream);
+    decoding::Snapshot::Input input;
+    input.name = std::string(10000, 'x');
+    _control.state.inputs.assign(10, input);
     RawClient client(path());
     std::string requests;
     for (int i = 0; i < 1000; ++i)
@@ -127,13 +127,13 @@ TEST_F(ControlServerAbuse, AnswersThatNobodyReadsStopTheRequestsNotTheServer)
         QCoreApplication::processEvents();
     EXPECT_TRUE(serves());
     // An answer has 100 KB: one beyond the limit, and what the system keeps, which is some hundred more.
-    EXPECT_LT(_control.lists, 50);
+    EXPECT_LT(_control.snapshots, 50);
 
     for (int i = 0; i < 1000; ++i)
         ASSERT_EQ(client.answer().size(),
-                  10 * std::string(" \tvideo\t\t0\t0.0\t0\t-\t-\tperformance\n").size() + 99953U)
+                  10 * (10000 + std::string(" \t\tconnecting\t0\t0.0\t0\t-\t-\tperformance\n").size()) + 3U)
             << i;
-    EXPECT_EQ(_control.lists, 1000);
+    EXPECT_EQ(_control.snapshots, 1000);
 }
 
 TEST_F(ControlServerAbuse, AClientThatAsksAllTheTimeKeepsNobodyWaiting)
@@ -143,9 +143,9 @@ TEST_F(ControlServerAbuse, AClientThatAsksAllTheTimeKeepsNobodyWaiting)
     for (int i = 0; i < 5000; ++i)
         requests += "list\n";
     ASSERT_TRUE(greedy.send(requests));
-    const int before = _control.lists;
+    const int before = _control.snapshots;
     EXPECT_TRUE(serves());
-    EXPECT_LT(_control.lists - before, 1000) << "others are served in between";
+    EXPECT_LT(_control.snapshots - before, 1000) << "others are served in between";
 }
 
 TEST_F(ControlServerAbuse, ClientsThatComeAndGoInAnyStateLeaveNothing)

@@ -20,9 +20,9 @@ protected:
     /// @return so many requests, each with an answer of more than listBytes.
     std::string manyLists(int count)
     {
-        IControl::Stream stream;
-        stream.input = std::string(listBytes, 'x');
-        _control.streams = {stream};
+        decoding::Snapshot::Input input;
+        input.name = std::string(listBytes, 'x');
+        _control.state.inputs = {input};
         std::string requests;
         for (int i = 0; i < count; ++i)
             requests += "list\n";
@@ -57,44 +57,48 @@ TEST_F(ControlServerTest, TellsWhyTheHostCannot)
     EXPECT_EQ(client.ask("governor on"), "error clip.mkv: no such?file\n");
 }
 
-TEST_F(ControlServerTest, ListsEachStreamOnALine)
+TEST_F(ControlServerTest, ListsEachStreamOnALineAndEachInputThatHasNone)
 {
-    IControl::Stream front;
-    front.input = "front\tdoor\n";
-    front.kind = "video";
-    front.state = "running";
-    front.frames = 12345678901;
-    front.framesPerSecond = 24.96;
-    front.lostBlocks = 7;
-    front.latency = 40ms;
-    front.worstLatency = 480ms;
-    front.mode = DecodingMode::TimeSaving;
-    IControl::Stream ok;
-    ok.input = "ok";
-    ok.kind = "audio";
-    ok.state = "opening";
-    _control.streams = {front, ok};
+    decoding::Snapshot::Stream video;
+    video.kind = "video";
+    video.frames = 12345678901;
+    video.framesPerSecond = 24.96;
+    video.lost = 7;
+    video.latency = decoding::Snapshot::Latency{12.5, 40, 480};
+    video.mode = decoding::Mode::TimeSaving;
+    decoding::Snapshot::Stream audio;
+    audio.kind = "audio";
+    decoding::Snapshot::Input front;
+    front.name = "front\tdoor\n";
+    front.state = decoding::State::Running;
+    front.streams = {video, audio};
+    decoding::Snapshot::Input ok;
+    ok.name = "ok";
+    ok.state = decoding::State::Waiting;
+    _control.state.inputs = {front, ok};
     RawClient client(path());
     EXPECT_EQ(client.ask("list"), " front?door?\tvideo\trunning\t12345678901\t25.0\t7\t40\t480\ttime-saving\n"
-                                  " ok\taudio\topening\t0\t0.0\t0\t-\t-\tperformance\n"
+                                  " front?door?\taudio\trunning\t0\t0.0\t0\t-\t-\tperformance\n"
+                                  " ok\t\twaiting\t0\t0.0\t0\t-\t-\tperformance\n"
                                   "ok\n");
-    _control.streams.clear();
+    _control.state.inputs.clear();
     EXPECT_EQ(client.ask("list"), "ok\n");
 }
 
 TEST_F(ControlServerTest, TellsTheStatusOfTheHost)
 {
     _control.state.running = 61234ms;
-    _control.state.inputs = 3;
-    _control.state.streams = 5;
-    _control.state.cpuLoad = 0.8765;
-    _control.state.mode = DecodingMode::TimeSaving;
+    _control.state.inputs.resize(3);
+    _control.state.inputs[0].streams.resize(2);
+    _control.state.inputs[2].streams.resize(3);
+    _control.state.load.now = 0.8765;
+    _control.state.mode = decoding::Mode::TimeSaving;
     _control.state.governor = "0.60:0.90, time-saving";
     RawClient client(path());
     EXPECT_EQ(client.ask("status"), " runningMs=61234\n inputs=3\n streams=5\n cpuLoad=0.876\n mode=time-saving\n"
                                     " governor=0.60:0.90, time-saving\nok\n");
-    _control.state = IControl::Status();
-    _control.state.cpuLoad = std::numeric_limits<double>::quiet_NaN();
+    _control.state = decoding::Snapshot();
+    _control.state.load.now = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(client.ask("status"),
               " runningMs=0\n inputs=0\n streams=0\n cpuLoad=-\n mode=performance\n governor=-\nok\n");
 }
@@ -209,9 +213,9 @@ TEST_F(ControlServerTest, AnswersAClientThatHasEndedItsRequests)
 
 TEST_F(ControlServerTest, GivesAnswersOfAnySizeWhole)
 {
-    IControl::Stream stream;
-    stream.input = std::string(1000, 'x');
-    _control.streams.assign(2000, stream);
+    decoding::Snapshot::Input input;
+    input.name = std::string(1000, 'x');
+    _control.state.inputs.assign(2000, input);
     RawClient client(path());
     ASSERT_TRUE(client.send("list\n"));
     client.endSending();

@@ -29,13 +29,12 @@ public:
         else
             done(error);
     }
-    std::vector<Stream> list() override
+    decoding::Snapshot snapshot() override
     {
-        ++lists;
-        return streams;
+        ++snapshots;
+        return state;
     }
-    Status status() override { return state; }
-    void setMode(DecodingMode mode) override { calls.push_back(std::string("mode ") + toText(mode)); }
+    void setMode(decoding::Mode mode) override { calls.push_back(std::string("mode ") + toText(mode)); }
     Error setGovernor(bool on) override
     {
         calls.push_back(on ? "governor on" : "governor off");
@@ -49,13 +48,12 @@ public:
 
     bool isSlow = false;
     Error error; // of all that can fail
-    std::vector<Stream> streams;
-    Status state;
+    decoding::Snapshot state;
     std::function<void()> onQuit = [] {};
 
     std::vector<std::string> calls;
     std::vector<Done> pending;
-    int lists = 0;
+    int snapshots = 0;
 };
 
 #endif
