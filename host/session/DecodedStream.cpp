@@ -1,25 +1,10 @@
 #include "session/DecodedStream.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 #include "sinks/ReaderSink.h"
-
-namespace {
-
-ModkitPtr<IDecoder> createDecoder(IDecodingManager &manager, const ModkitPtr<IInputQueue> &queue,
-                                  const ModkitPtr<IVideoOutputQueue> &output, int flags, const QString &name)
-{
-    return manager.createVideoDecoder(queue, output, flags, name);
-}
-
-ModkitPtr<IDecoder> createDecoder(IDecodingManager &manager, const ModkitPtr<IInputQueue> &queue,
-                                  const ModkitPtr<IAudioOutputQueue> &output, int flags, const QString &name)
-{
-    return manager.createAudioDecoder(queue, output, flags, name);
-}
-
-} // namespace
 
 DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<IInputQueue> &queue,
                              const std::shared_ptr<Gate> &gate, const Settings &settings,
@@ -63,8 +48,11 @@ template <class Sink>
 void DecodedStream::add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader)
 {
     const auto decode = [this, sink] {
-        return createDecoder(_environment.manager, _queue, sink, _settings.creationFlags,
-                             QString::fromUtf8(_description.origin));
+        const QString name = QString::fromUtf8(_description.origin);
+        if constexpr (std::is_base_of_v<IVideoOutputQueue, Sink>)
+            return _environment.manager.createVideoDecoder(_queue, sink, _settings.creationFlags, name);
+        else
+            return _environment.manager.createAudioDecoder(_queue, sink, _settings.creationFlags, name);
     };
     _outputs.push_back({std::move(kind), sink, decode, {}, std::move(reader), frames()});
 }

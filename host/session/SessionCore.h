@@ -27,7 +27,7 @@
 
 /// A session from its beginning to its end: runs the component, and takes the inputs from step to step on the event thread.
 /// Thread-safe as the session is.
-class decoding::Session::Core final {
+class DECODING_INTERNAL decoding::Session::Core final {
 public:
     /// @throws Error when the component cannot be started, and then nothing that was made here lives any more.
     explicit Core(SessionOptions options);

@@ -5,7 +5,6 @@
 #include <optional>
 #include <utility>
 
-using decoding::Light;
 using decoding::Snapshot;
 
 namespace {
@@ -37,19 +36,19 @@ std::optional<std::size_t> lightIndex(const QString &name, std::size_t guess)
     return static_cast<std::size_t>(found - names.begin());
 }
 
-Light shown(::Light light)
+decoding::Light shown(Light light)
 {
     switch (light) {
-    case ::Light::Good:
-        return Light::Good;
-    case ::Light::Warning:
-        return Light::Warning;
-    case ::Light::Bad:
-        return Light::Bad;
-    case ::Light::Black:
+    case Light::Good:
+        return decoding::Light::Good;
+    case Light::Warning:
+        return decoding::Light::Warning;
+    case Light::Bad:
+        return decoding::Light::Bad;
+    case Light::Black:
         break;
     }
-    return Light::Black;
+    return decoding::Light::Black;
 }
 
 std::optional<Snapshot::Latency> latencyOf(const InputFeed::Figures &figures)
