@@ -4,8 +4,9 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include "modkit/ComponentLibrary.h"
 #include <dlfcn.h>
+
+#include "modkit/ComponentLibrary.h"
 
 ComponentHost::ComponentHost(const ModkitPtr<ISettings> &settings, ObjectRegistry &registry)
     : _settings(settings)

@@ -22,8 +22,7 @@
 #include <decoding/Snapshot.h>
 
 /// What waits for one reader.
-using ReaderBuffer =
-    std::variant<std::shared_ptr<FrameBuffer<VideoFrameHandle>>, std::shared_ptr<FrameBuffer<AudioSampleHandle>>>;
+using ReaderBuffer = std::variant<std::shared_ptr<PictureBuffer>, std::shared_ptr<SamplesBuffer>>;
 
 /// One stream of an input: the component's handles of its decoder, and the outputs that the decoder pushes to. The decoder
 /// lives as long as it has outputs. Thread-bound but for what says otherwise.
