@@ -141,7 +141,7 @@ void decoding::Input::Core::close()
         if (std::exchange(_closed, true))
             return;
     }
-    closeBuffers();
+    closeReaders();
     _jobs->post([core = shared_from_this()](InputSet &inputs) {
         if (InputRun *const run = inputs.find(*core))
             run->close();
@@ -159,8 +159,7 @@ void decoding::Input::Core::abandon()
     _jobs->wake();
 }
 
-/// Whoever waits for a frame has none to wait for any more.
-void decoding::Input::Core::closeBuffers()
+void decoding::Input::Core::closeReaders()
 {
     std::vector<ReaderBuffer> buffers;
     {

@@ -56,6 +56,8 @@ public:
         bool finished = false;
     };
     void setStatus(const Status &status);
+    /// Gives the readers nothing more, and wakes them.
+    void closeReaders();
     /// Whether its handle has gone.
     bool isAbandoned() const;
 
@@ -65,7 +67,6 @@ private:
     template <class Frame>
     FrameReader<Frame> &ownReader(std::unique_ptr<FrameReader<Frame>> &reader);
     void requireStream(StreamKind kind) const;
-    void closeBuffers();
 
     const std::string _name;
     const InputOptions _options;

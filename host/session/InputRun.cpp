@@ -89,6 +89,7 @@ void InputRun::removeReader(StreamKind kind, const ReaderBuffer &buffer)
 void InputRun::close()
 {
     _closed = true;
+    _core->closeReaders();
     for (const auto &feed : _feeds)
         feed->cancel();
 }

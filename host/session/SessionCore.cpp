@@ -138,8 +138,10 @@ void decoding::Session::Core::start()
                 const std::lock_guard<std::mutex> lock(_mutex);
                 _mode = _governor->mode();
             }
+            noteGovernor();
             addMessage(line);
         });
+        noteGovernor();
     }
 
     _stepTimer = std::make_unique<QTimer>();
@@ -214,10 +216,19 @@ void decoding::Session::Core::switchMode(Mode mode)
         _tuning->useTimeSavingMode();
     if (_governor)
         _governor->noteSwitch(mode);
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _mode = mode;
+    }
+    noteGovernor();
+}
+
+void decoding::Session::Core::noteGovernor()
+{
+    if (!_governor)
+        return;
     const std::lock_guard<std::mutex> lock(_mutex);
-    _mode = mode;
-    if (_governor)
-        _governorText = _governor->status();
+    _governorText = _governor->status();
 }
 
 void decoding::Session::Core::setGovernor(bool on)
@@ -226,8 +237,7 @@ void decoding::Session::Core::setGovernor(bool on)
         if (!_governor)
             throw Error("there is no governor; start decoding-host with --governor LOW:HIGH");
         _governor->setPaused(!on);
-        const std::lock_guard<std::mutex> lock(_mutex);
-        _governorText = _governor->status();
+        noteGovernor();
     });
 }
 
@@ -252,8 +262,6 @@ void decoding::Session::Core::step()
         _inputs->poll();
         messages = _inputs->takeMessages();
         hasWork = _inputs->hasWork();
-        if (_governor)
-            _governorText = _governor->status();
         if (_inputs->isFinished())
             _finished.notify_all();
     }
@@ -269,6 +277,7 @@ void decoding::Session::Core::sampleLoad()
 {
     const double now = _tuning->cpuLoad(nullptr);
     noteLateBlocks();
+    noteGovernor();
     const std::lock_guard<std::mutex> lock(_mutex);
     const auto pause = _mode == Mode::TimeSaving ? longestPauseOfKeyBlocks : longestPause;
     for (const auto &input : _inputs->inputs())

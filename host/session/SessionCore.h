@@ -53,6 +53,7 @@ private:
     void sampleLoad();
     void noteLateBlocks();
     void switchMode(Mode mode);
+    void noteGovernor();
     void addMessage(const std::string &text);
     Remains stop();
 

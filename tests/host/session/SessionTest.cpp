@@ -1,0 +1,200 @@
+#include <cstdlib>
+
+#include "host/session/SessionFixture.h"
+#include <decoding/Session.h>
+
+using namespace std::chrono_literals;
+using decoding::InputOptions;
+using decoding::SessionOptions;
+using decoding::Snapshot;
+using decoding::State;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+using SessionTest = SessionFixture;
+
+InputOptions counted()
+{
+    InputOptions options;
+    options.outputs.emplace_back();
+    return options;
+}
+
+} // namespace
+
+TEST_F(SessionTest, DecodesWhatIsWrittenWithoutBeingAsked)
+{
+    const auto input = _session->openLater(sample("cup.mp4"), counted());
+    ASSERT_TRUE(input->waitUntilFinished(30s));
+    const Snapshot snapshot = _session->snapshot();
+    ASSERT_EQ(snapshot.inputs.size(), 1U);
+    EXPECT_EQ(snapshot.inputs[0].state, State::Ended);
+    ASSERT_EQ(snapshot.inputs[0].streams.size(), 2U);
+    EXPECT_EQ(snapshot.inputs[0].streams[0].frames, 217);
+    EXPECT_EQ(snapshot.inputs[0].streams[1].frames, 380);
+    EXPECT_EQ(input->error(), std::nullopt);
+}
+
+TEST_F(SessionTest, SaysWhatCannotBeOpenedAndWhy)
+{
+    EXPECT_THAT(errorOf([&] { _session->open("/nowhere/clip.mp4"); }),
+                AllOf(HasSubstr("/nowhere/clip.mp4"), HasSubstr("no such file")));
+    EXPECT_THAT(errorOf([&] { _session->open(sample("README.md")); }), HasSubstr("README.md"));
+    EXPECT_THAT(errorOf([&] { _session->open("rtsp://127.0.0.1:1/live"); }), HasSubstr("Connection refused"));
+    EXPECT_THAT(errorOf([&] {
+                    InputOptions options;
+                    options.repeat = 0;
+                    _session->open(sample("cup.mp4"), options);
+                }),
+                HasSubstr("repeat"));
+    // What failed leaves the session once nobody holds it.
+    EXPECT_TRUE(waitUntil([&] { return _session->snapshot().inputs.empty(); }));
+    EXPECT_THAT(messages(), testing::Contains(HasSubstr("/nowhere/clip.mp4")));
+}
+
+TEST_F(SessionTest, SaysWhatIsWrongWithItsOptions)
+{
+    SessionOptions options;
+    options.component = "/nowhere/libComponent.so";
+    EXPECT_THAT(errorOf([&] { decoding::Session session(options); }), HasSubstr("/nowhere/libComponent.so"));
+    options = {};
+    options.threads = -1;
+    EXPECT_THAT(errorOf([&] { decoding::Session session(options); }), HasSubstr("threads"));
+    options = {};
+    options.governor = decoding::LoadLimits{0.9, 0.6};
+    EXPECT_THAT(errorOf([&] { decoding::Session session(options); }), HasSubstr("governor"));
+    options = {};
+    options.settings = "/nowhere/settings.ini";
+    EXPECT_THAT(errorOf([&] { decoding::Session session(options); }), HasSubstr("/nowhere/settings.ini"));
+    EXPECT_THAT(errorOf([&] { _session->setGovernor(true); }), HasSubstr("no governor"));
+}
+
+TEST_F(SessionTest, StartsAsManyDecoderThreadsAsItIsTold)
+{
+    SessionOptions options;
+    options.threads = 3;
+    options.lights = true;
+    begin(options);
+    std::vector<std::shared_ptr<decoding::Input>> inputs;
+    for (int count = 0; count < 3; ++count)
+        inputs.push_back(_session->openLater(pattern(25), counted()));
+    ASSERT_TRUE(waitUntil([&] { return _session->snapshot().threads.size() == 3; }));
+    for (const Snapshot::Thread &thread : _session->snapshot().threads)
+        EXPECT_EQ(thread.decoders, 1) << thread.name;
+}
+
+TEST_F(SessionTest, NamesInputsAndTakesNoNameTwice)
+{
+    InputOptions options;
+    options.name = "door";
+    const auto door = _session->openLater(pattern(25), options);
+    EXPECT_EQ(door->name(), "door");
+    EXPECT_THAT(errorOf([&] { _session->openLater(pattern(25), options); }), StartsWith("door: "));
+    const auto first = _session->openLater(sample("cup.mp4"));
+    const auto second = _session->openLater(sample("cup.mp4"));
+    EXPECT_EQ(first->name(), "cup.mp4");
+    EXPECT_EQ(second->name(), "cup.mp4 (2)");
+}
+
+TEST_F(SessionTest, SwitchesModesAndTellsSo)
+{
+    EXPECT_EQ(_session->snapshot().mode, decoding::Mode::Performance);
+    _session->setMode(decoding::Mode::TimeSaving);
+    EXPECT_EQ(_session->snapshot().mode, decoding::Mode::TimeSaving);
+
+    SessionOptions options;
+    options.mode = decoding::Mode::TimeSaving;
+    options.governor = decoding::LoadLimits();
+    begin(options);
+    EXPECT_EQ(_session->snapshot().mode, decoding::Mode::TimeSaving);
+    ASSERT_TRUE(waitUntil([&] { return !messages().empty(); })) << "nothing is to be done, so it goes back";
+    EXPECT_THAT(messages(), ElementsAre(HasSubstr("governor: performance mode")));
+    EXPECT_EQ(_session->snapshot().mode, decoding::Mode::Performance);
+    EXPECT_THAT(_session->snapshot().governor, StartsWith("0.60:0.90, performance"));
+    _session->setGovernor(false);
+    EXPECT_EQ(_session->snapshot().governor, "0.60:0.90, performance, paused");
+}
+
+TEST_F(SessionTest, MeasuresTheLoadOnceASecond)
+{
+    const auto input = _session->openLater(pattern(25), counted());
+    EXPECT_EQ(_session->snapshot().load.samples, 0);
+    ASSERT_TRUE(waitUntil([&] { return _session->snapshot().load.samples >= 2; }));
+    EXPECT_GE(_session->snapshot().load.maximum, _session->snapshot().load.average);
+    ASSERT_TRUE(waitUntil([&] {
+        const Snapshot snapshot = _session->snapshot();
+        return snapshot.inputs[0].streams.at(0).framesPerSecond.value_or(0) > 15;
+    }));
+}
+
+TEST_F(SessionTest, ShowsNoInputOfWhichNobodyHasAHandle)
+{
+    auto input = _session->openLater(pattern(25), counted());
+    EXPECT_EQ(_session->snapshot().inputs.size(), 1U);
+    input.reset();
+    EXPECT_THAT(_session->snapshot().inputs, IsEmpty());
+}
+
+TEST_F(SessionTest, KeepsAClosedInputWithItsFiguresWhileSomebodyHasItsHandle)
+{
+    const auto input = _session->openLater(sample("cup.mp4"), counted());
+    ASSERT_TRUE(waitUntil([&] { return !_session->snapshot().inputs[0].streams.empty(); }));
+    input->close();
+    input->close();
+    ASSERT_TRUE(input->waitUntilFinished(1s));
+    const Snapshot snapshot = _session->snapshot();
+    ASSERT_EQ(snapshot.inputs.size(), 1U);
+    EXPECT_EQ(snapshot.inputs[0].state, State::Ended);
+    EXPECT_TRUE(snapshot.inputs[0].finished);
+    EXPECT_EQ(snapshot.inputs[0].streams.size(), 2U);
+}
+
+TEST_F(SessionTest, LeavesNothingWhenItEndsBeforeItsInputs)
+{
+    const auto file = _session->open(sample("cup.mp4"));
+    const auto live = _session->openLater(pattern(25));
+    ASSERT_TRUE(file->video().next());
+    ASSERT_TRUE(live->video().next());
+    const decoding::Session::Remains remains = _session->end();
+    EXPECT_THAT(remains.published, IsEmpty());
+    EXPECT_THAT(remains.threads, IsEmpty());
+    EXPECT_TRUE(file->isFinished());
+    EXPECT_TRUE(live->isFinished());
+    EXPECT_EQ(file->video().next(), std::nullopt);
+    EXPECT_EQ(live->video().next(), std::nullopt);
+    EXPECT_THAT(errorOf([&] { _session->open(sample("cup.mp4")); }), HasSubstr("has ended"));
+    EXPECT_THAT(_session->snapshot().inputs, IsEmpty());
+}
+
+TEST_F(SessionTest, StandsBesideOthers)
+{
+    decoding::Session other;
+    const auto here = _session->open(sample("tree.avi"));
+    const auto there = other.open(sample("tree.avi"));
+    EXPECT_EQ(countFrames(here->video()), 24);
+    EXPECT_EQ(countFrames(there->video()), 24);
+    other.end();
+    EXPECT_EQ(countFrames(_session->open(sample("tree.avi"))->video()), 24);
+}
+
+TEST_F(SessionTest, OpensAndClosesForEver)
+{
+    // Further rounds are to be had with DECODING_ROUNDS.
+    const char *const rounds = std::getenv("DECODING_ROUNDS"); // NOLINT(concurrency-mt-unsafe): nobody sets it
+    const int count = rounds ? std::atoi(rounds) : 100;
+    for (int round = 0; round < count; ++round) {
+        const auto input = _session->open(sample("cup.mp4"));
+        if (round % 3 != 0) {
+            ASSERT_TRUE(input->video().next()) << round;
+        }
+        if (round % 3 == 2) {
+            ASSERT_TRUE(input->audio().next()) << round;
+        }
+    }
+    EXPECT_TRUE(waitUntil([&] { return _session->snapshot().decoders == 0; }));
+}
