@@ -24,6 +24,14 @@ if(NOT SLAB_LIBRARY)
     install(TARGETS slab EXPORT DecodingManagerTargets)
 endif()
 
+if(TARGET decoding)
+    install(TARGETS decoding EXPORT DecodingTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(DIRECTORY host/session/decoding/ ${PROJECT_BINARY_DIR}/include/decoding/
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/decoding FILES_MATCHING PATTERN "*.h")
+    install(EXPORT DecodingTargets NAMESPACE DecodingManager:: DESTINATION ${PACKAGE_DIR})
+    set_target_properties(decoding PROPERTIES INSTALL_RPATH "$ORIGIN")
+endif()
+
 install(EXPORT DecodingManagerTargets NAMESPACE DecodingManager:: DESTINATION ${PACKAGE_DIR})
 configure_package_config_file(cmake/DecodingManagerConfig.cmake.in ${PROJECT_BINARY_DIR}/DecodingManagerConfig.cmake
     INSTALL_DESTINATION ${PACKAGE_DIR}

@@ -1,7 +1,10 @@
 #include "session/ComponentHost.h"
 
-#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+
+#include <dlfcn.h>
 
 #include "modkit/ComponentLibrary.h"
 
@@ -20,9 +23,15 @@ QString ComponentHost::libraryFile(const ComponentOptions &options)
 {
     if (options.libraryFile)
         return QString::fromStdString(*options.libraryFile);
-    const QString installed = QCoreApplication::applicationDirPath() + QStringLiteral("/" INSTALLED_COMPONENT);
-    return QFile::exists(installed) ? installed
-                                    : QCoreApplication::applicationDirPath() + QStringLiteral("/" COMPONENT_FILE_NAME);
+    if (qEnvironmentVariableIsSet("DECODING_COMPONENT"))
+        return QFile::decodeName(qgetenv("DECODING_COMPONENT"));
+    // Beside the code that this is: the library, or a program that has it built in.
+    Dl_info self = {};
+    if (dladdr(reinterpret_cast<const void *>(&ComponentHost::libraryFile), &self) == 0)
+        return QStringLiteral(COMPONENT_FILE_NAME);
+    const QDir place = QFileInfo(QFile::decodeName(self.dli_fname)).absoluteDir();
+    const QString installed = place.filePath(QStringLiteral(INSTALLED_COMPONENT));
+    return QFile::exists(installed) ? installed : place.filePath(QStringLiteral(COMPONENT_FILE_NAME));
 }
 
 std::optional<std::string> ComponentHost::start(const QString &path)

@@ -1,43 +1,20 @@
 #include "session/DecodedStream.h"
 
+#include <algorithm>
+#include <type_traits>
 #include <utility>
 
-#include "interfaces/CreationFlags.h"
+#include "sinks/ReaderSink.h"
 
-namespace {
-
-int creationFlags(const DecodeOptions &options, bool isLive)
-{
-    // What a live source sends is due when it comes.
-    return (options.paced && !isLive ? CreationFlags::Paced : 0) |
-           (options.excludeFromTuning ? CreationFlags::ExcludeFromTuning : 0);
-}
-
-} // namespace
-
-std::variant<std::unique_ptr<DecodedStream>, std::string>
-DecodedStream::create(const InputFeed::Stream &stream, const InputNames::Name &name, bool isLive,
-                      const std::shared_ptr<const FileSet> &inputFiles, const Environment &environment)
-{
-    std::unique_ptr<DecodedStream> created(new DecodedStream(stream.description, environment));
-    const SinkFactory::Input input{QString::fromStdString(name.stem), stream.startTimeUs, inputFiles};
-    for (const OutputSpec &spec : environment.options.outputs) {
-        std::optional<std::string> error;
-        if (stream.description.kind == "video" && spec.takesVideo())
-            error = created->addOutput(stream, input, spec, isLive, SinkFactory::createVideoSink,
-                                       &IDecodingManager::createVideoDecoder);
-        else if (stream.description.kind == "audio" && spec.takesAudio())
-            error = created->addOutput(stream, input, spec, isLive, SinkFactory::createAudioSink,
-                                       &IDecodingManager::createAudioDecoder);
-        if (error)
-            return *error;
-    }
-    return created;
-}
-
-DecodedStream::DecodedStream(MediaSource::Stream description, const Environment &environment)
-    : _description(std::move(description))
+DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<IInputQueue> &queue,
+                             const std::shared_ptr<Gate> &gate, const Settings &settings,
+                             const Environment &environment)
+    : _description(stream.description)
+    , _kind(stream.kind())
+    , _settings(settings)
     , _environment(environment)
+    , _gate(gate)
+    , _queue(new GatedQueue(queue, gate, settings.keyBlocksOnly))
 {
 }
 
@@ -46,23 +23,63 @@ DecodedStream::~DecodedStream()
     _environment.damage.forget(_description.origin);
 }
 
-template <class Sink, class CreateDecoder>
-std::optional<std::string> DecodedStream::addOutput(
-    const InputFeed::Stream &stream, const SinkFactory::Input &input, const OutputSpec &spec, bool isLive,
-    SinkFactory::Result<Sink> (*createSink)(const OutputSpec &, const SinkFactory::Input &, SinkWorkers &),
-    CreateDecoder createDecoder)
+std::optional<std::string> DecodedStream::addOutput(const OutputSpec &spec, const SinkFactory::Input &input)
 {
-    auto created = createSink(spec, input, _environment.workers);
-    if (std::string *const error = std::get_if<std::string>(&created))
-        return std::move(*error);
-    const ModkitPtr<Sink> &sink = std::get<ModkitPtr<Sink>>(created);
-    const ModkitPtr<IDecoder> handle = (_environment.manager.*createDecoder)(
-        stream.queue, sink, creationFlags(_environment.options, isLive), QString::fromUtf8(stream.description.origin));
-    if (handle.isNull())
-        return QString::fromUtf8(stream.description.origin).toStdString() + ": the component gives no decoder for it";
-    _outputs.push_back({spec.kindName(), sink});
-    _handles.push_back(handle);
-    return std::nullopt;
+    const auto addCreated = [&](auto created) -> std::optional<std::string> {
+        if (std::string *const error = std::get_if<std::string>(&created))
+            return std::move(*error);
+        add(spec.kindName(), std::get<0>(created), std::nullopt);
+        return std::nullopt;
+    };
+    return _kind == StreamKind::Video ? addCreated(SinkFactory::createVideoSink(spec, input, _environment.workers))
+                                      : addCreated(SinkFactory::createAudioSink(spec, input, _environment.workers));
+}
+
+void DecodedStream::addReader(const ReaderBuffer &buffer)
+{
+    const std::string name = QString::fromUtf8(_description.origin).toStdString();
+    if (_kind == StreamKind::Video)
+        add("reader", ModkitPtr<VideoReaderSink>(new VideoReaderSink(name, std::get<0>(buffer))), buffer);
+    else
+        add("reader", ModkitPtr<AudioReaderSink>(new AudioReaderSink(name, std::get<1>(buffer))), buffer);
+}
+
+template <class Sink>
+void DecodedStream::add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader)
+{
+    const auto decode = [this, sink] {
+        const QString name = QString::fromUtf8(_description.origin);
+        if constexpr (std::is_base_of_v<IVideoOutputQueue, Sink>)
+            return _environment.manager.createVideoDecoder(_queue, sink, _settings.creationFlags, name);
+        else
+            return _environment.manager.createAudioDecoder(_queue, sink, _settings.creationFlags, name);
+    };
+    _outputs.push_back({std::move(kind), sink, decode, {}, std::move(reader), frames()});
+}
+
+std::optional<std::string> DecodedStream::decodeIntoOutputs()
+{
+    _gate->close();
+    std::optional<std::string> error;
+    for (Output &output : _outputs) {
+        if (!output.decode)
+            continue;
+        output.handle = std::exchange(output.decode, {})();
+        if (output.handle.isNull())
+            error = QString::fromUtf8(_description.origin).toStdString() + ": the component gives no decoder for it";
+    }
+    _gate->open();
+    return error;
+}
+
+void DecodedStream::removeReader(const ReaderBuffer &buffer)
+{
+    const auto found = std::find_if(_outputs.begin(), _outputs.end(),
+                                    [&buffer](const Output &output) { return output.reader == buffer; });
+    if (found == _outputs.end())
+        return;
+    _framesBefore = frames();
+    _outputs.erase(found);
 }
 
 void DecodedStream::dropDecoder()
@@ -70,7 +87,8 @@ void DecodedStream::dropDecoder()
     // The manager is locked while it waits for the block in progress: a disk that hangs would hold up everybody else.
     for (Output &output : _outputs)
         output.sink->waitNoMore();
-    _handles.clear();
+    for (Output &output : _outputs)
+        output.handle.reset();
 }
 
 void DecodedStream::completeOutputs()
@@ -79,18 +97,12 @@ void DecodedStream::completeOutputs()
         output.sink->finish();
 }
 
-bool DecodedStream::isDecoderAwake() const
-{
-    if (!_environment.indications)
-        return true;
-    // Of decoders with the same name, the last is the present one.
-    return _environment.indications->isSetByNamedThread(QString::fromUtf8(_description.origin),
-                                                        QStringLiteral("DecoderCycle"));
-}
-
 qint64 DecodedStream::frames() const
 {
-    return _outputs.empty() ? 0 : static_cast<qint64>(_outputs.front().sink->status().records);
+    qint64 frames = _framesBefore;
+    for (const Output &output : _outputs)
+        frames = std::max(frames, output.framesBefore + static_cast<qint64>(output.sink->status().records));
+    return frames;
 }
 
 qint64 DecodedStream::damaged() const
@@ -101,13 +113,21 @@ qint64 DecodedStream::damaged() const
     return damaged;
 }
 
-std::vector<DecodeReport::Output> DecodedStream::outputs() const
+std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
 {
-    std::vector<DecodeReport::Output> told;
+    std::vector<decoding::Snapshot::Output> all;
+    all.reserve(_outputs.size());
     for (const Output &output : _outputs) {
         const ISink::Status status = output.sink->status();
-        told.push_back({output.kind, static_cast<qint64>(status.records), static_cast<qint64>(status.nullBlocks),
-                        static_cast<qint64>(status.bytesWritten), static_cast<qint64>(status.waitedMs), status.error});
+        decoding::Snapshot::Output shown;
+        shown.kind = output.kind;
+        shown.frames = static_cast<std::int64_t>(status.records);
+        shown.dropped = static_cast<std::int64_t>(status.dropped);
+        shown.nullBlocks = static_cast<std::int64_t>(status.nullBlocks);
+        shown.bytes = static_cast<std::int64_t>(status.bytesWritten);
+        shown.waitedMs = static_cast<std::int64_t>(status.waitedMs);
+        shown.error = status.error;
+        all.push_back(std::move(shown));
     }
-    return told;
+    return all;
 }

@@ -1,82 +1,107 @@
 #ifndef HOST_SESSION_DECODEDSTREAM_H
 #define HOST_SESSION_DECODEDSTREAM_H
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
-#include "cli/CommandLine.h"
-#include "cli/DecodeReport.h"
 #include "format/DamageCounts.h"
-#include "indications/IndicationManager.h"
 #include "interfaces/IDecodingManager.h"
+#include "queues/Gate.h"
+#include "queues/GatedQueue.h"
 #include "session/InputFeed.h"
-#include "session/InputNames.h"
+#include "session/RecentRate.h"
+#include "sinks/FrameBuffer.h"
 #include "sinks/ISink.h"
+#include "sinks/OutputSpec.h"
 #include "sinks/SinkFactory.h"
 #include "sinks/SinkWorkers.h"
+#include <decoding/Snapshot.h>
 
-/// One stream of an input: the component's handles of its decoder, and the outputs that the decoder pushes to.
-/// Thread-bound but for `end`.
+/// What waits for one reader.
+using ReaderBuffer = std::variant<std::shared_ptr<PictureBuffer>, std::shared_ptr<SamplesBuffer>>;
+
+/// One stream of an input: the component's handles of its decoder, and the outputs that the decoder pushes to. The decoder
+/// lives as long as it has outputs. Thread-bound but for what says otherwise.
 class DecodedStream final {
 public:
-    /// What the streams of a run share. Outlives them.
+    /// What the streams of a session share. Outlives them.
     struct Environment {
-        const DecodeOptions &options;
         IDecodingManager &manager;
         SinkWorkers &workers;
         DamageCounts &damage;
-        const IndicationManager *indications = nullptr; // null where there are none
+    };
+    struct Settings {
+        int creationFlags = 0;
+        bool keyBlocksOnly = false;
     };
 
-    /// Asks the component for a decoder that reads @p stream's queue, and makes its outputs.
-    /// @param inputFiles that no output may be written to.
-    /// @return the stream, or one line that names its input and says what is wrong.
-    [[nodiscard]] static std::variant<std::unique_ptr<DecodedStream>, std::string>
-    create(const InputFeed::Stream &stream, const InputNames::Name &name, bool isLive,
-           const std::shared_ptr<const FileSet> &inputFiles, const Environment &environment);
-
+    /// @param queue that the decoder is to read. @param gate closed by outputs without room.
+    DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<IInputQueue> &queue,
+                  const std::shared_ptr<Gate> &gate, const Settings &settings, const Environment &environment);
     DecodedStream(const DecodedStream &) = delete;
     DecodedStream &operator=(const DecodedStream &) = delete;
     ~DecodedStream();
 
+    /// Makes an output that writes. @return one line that names the input and says what is wrong.
+    [[nodiscard]] std::optional<std::string> addOutput(const OutputSpec &spec, const SinkFactory::Input &input);
+    /// Makes one for a reader, whose buffer is ended with the stream.
+    void addReader(const ReaderBuffer &buffer);
+    /// Has the component decode into the outputs that were added since the last call. The decoder is given nothing to
+    /// decode meanwhile, so that it begins with all of them. @return as above.
+    [[nodiscard]] std::optional<std::string> decodeIntoOutputs();
+    /// Does nothing when it has no such reader. Waits for the block that is being decoded.
+    void removeReader(const ReaderBuffer &buffer);
+    bool hasOutputs() const { return !_outputs.empty(); }
+
     /// Drops the decoder, so that nothing reaches the outputs any more. To be called once, when the input is decoded or
-    /// cancelled. Thread-safe.
+    /// cancelled, on any thread, while nobody changes the outputs.
     void dropDecoder();
-    /// Completes the outputs; to be called once the decoder is dropped. Waits for the writing. Thread-safe.
+    /// Completes the outputs; to be called once the decoder is dropped, likewise. Waits for the writing.
     void completeOutputs();
 
-    /// Whether the decoder has looked for a block by now, as far as indications tell. A paced decoder that finds blocks at
-    /// once takes them for what was missed, and gives no output what it makes of them.
-    bool isDecoderAwake() const;
+    /// Whether the decoder has looked for a block by now. A paced decoder that finds blocks at once takes them for what was
+    /// missed, and gives no output what it makes of them.
+    bool isDecoderAwake() const { return _queue->wasRead(); }
 
+    StreamKind kind() const { return _kind; }
     const MediaSource::Stream &description() const { return _description; }
-    /// That its first output was given.
+    /// That have come while anybody took them.
     qint64 frames() const;
     /// What could not be decoded, or not whole.
     qint64 damaged() const;
     /// Of its outputs.
-    std::vector<DecodeReport::Output> outputs() const;
+    std::vector<decoding::Snapshot::Output> outputs() const;
+    RecentRate &rate() { return _rate; }
+    const RecentRate &rate() const { return _rate; }
 
 private:
     struct Output {
         std::string kind;
         ModkitPtr<ISink> sink;
+        std::function<ModkitPtr<IDecoder>()> decode; // into it; called once
+        ModkitPtr<IDecoder> handle;                  // empty before
+        std::optional<ReaderBuffer> reader;
+        qint64 framesBefore = 0; // that the stream had when this output came
     };
 
-    DecodedStream(MediaSource::Stream description, const Environment &environment);
+    template <class Sink>
+    void add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader);
 
-    template <class Sink, class CreateDecoder>
-    std::optional<std::string>
-    addOutput(const InputFeed::Stream &stream, const SinkFactory::Input &input, const OutputSpec &spec, bool isLive,
-              SinkFactory::Result<Sink> (*createSink)(const OutputSpec &, const SinkFactory::Input &, SinkWorkers &),
-              CreateDecoder createDecoder);
-
+    // Constant after construction.
     const MediaSource::Stream _description;
+    const StreamKind _kind;
+    const Settings _settings;
     const Environment _environment;
-    std::vector<Output> _outputs;              // constant once created
-    std::vector<ModkitPtr<IDecoder>> _handles; // one for each output
+    const std::shared_ptr<Gate> _gate;
+    const ModkitPtr<GatedQueue> _queue;
+
+    std::vector<Output> _outputs;
+    qint64 _framesBefore = 0; // frames() when an output left last
+    RecentRate _rate;
 };
 
 #endif

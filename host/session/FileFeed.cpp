@@ -9,7 +9,8 @@ constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
 
 } // namespace
 
-FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers)
+FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers,
+                   std::function<void()> opened)
 {
     auto open = std::make_shared<std::packaged_task<Opened()>>([this, url, options] {
         auto source = MediaSource::open(url, options, _cancelled);
@@ -18,7 +19,10 @@ FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, JobT
         return Opened{std::move(std::get<std::unique_ptr<MediaSource>>(source)), std::string()};
     });
     _opening = open->get_future();
-    if (!openers.post([open] { (*open)(); })) {
+    if (!openers.post([open, opened = std::move(opened)] {
+            (*open)();
+            opened();
+        })) {
         _opening = {};
         _openingError = options.label.toStdString() + ": there is no thread to open it; decode fewer inputs at a time";
     }
@@ -40,15 +44,22 @@ std::vector<InputFeed::Stream> FileFeed::takeStreams()
         return {};
     }
     _source = std::move(opened.source);
-    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_source->streams().size()), queueLimits));
     std::vector<Stream> streams;
     for (const MediaSource::Stream &stream : _source->streams())
-        streams.push_back({stream, _queue, _source->startTimeUs()});
+        streams.push_back({stream, _source->startTimeUs()});
     return streams;
+}
+
+void FileFeed::decode(StreamKind kind)
+{
+    _decoded.insert(kind);
+    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), queueLimits));
 }
 
 void FileFeed::start()
 {
+    if (_decoded.size() == 1)
+        _source->keepOnly(*_decoded.begin());
     if (_source->start(*_queue))
         cancel(); // The source goes on telling the error.
 }
@@ -58,7 +69,8 @@ void FileFeed::cancel()
     _cancelled = true;
     if (!_source)
         return;
-    _queue->close();
+    if (!_queue.isNull())
+        _queue->close();
     _source->requestStop();
 }
 
@@ -72,7 +84,7 @@ void FileFeed::wait()
 
 bool FileFeed::isDrained() const
 {
-    return _source ? _queue->isDrained() : _openingError.has_value();
+    return _queue.isNull() ? _openingError.has_value() : _queue->isDrained();
 }
 
 InputFeed::Status FileFeed::status() const
@@ -83,8 +95,8 @@ InputFeed::Status FileFeed::status() const
         status.error = _openingError;
         return status;
     }
-    const BlockQueue::Figures figures = _queue->figures();
-    status.state = _queue->isDrained() ? State::Ended : State::Delivering;
+    const BlockQueue::Figures figures = _queue.isNull() ? BlockQueue::Figures() : _queue->figures();
+    status.state = isDrained() ? State::Ended : State::Delivering;
     status.error = _source->error();
     if (_source->progress() > 0)
         status.progress = _source->progress();
@@ -98,7 +110,7 @@ InputFeed::Status FileFeed::status() const
 InputFeed::Figures FileFeed::figures() const
 {
     Figures told;
-    if (!_source)
+    if (_queue.isNull())
         return told;
     const BlockQueue::Figures figures = _queue->figures();
     told.reads = static_cast<qint64>(figures.reads);

@@ -2,9 +2,11 @@
 #define HOST_SESSION_FILEFEED_H
 
 #include <atomic>
+#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "queues/BlockQueue.h"
@@ -16,18 +18,23 @@
 class FileFeed final : public InputFeed {
 public:
     /// Opens the file on a thread of @p openers, which outlives the feed.
-    FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers);
+    /// @param opened called on that thread when it is open or could not be opened; must not throw.
+    FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers,
+             std::function<void()> opened);
     FileFeed(const FileFeed &) = delete;
     FileFeed &operator=(const FileFeed &) = delete;
     ~FileFeed() override;
 
     std::vector<Stream> takeStreams() override;
+    void decode(StreamKind kind) override;
+    void leave(StreamKind /*kind*/) override {}
+    ModkitPtr<IInputQueue> queue(StreamKind /*kind*/) const override { return _queue; }
     void start() override;
     void cancel() override;
     void wait() override;
     bool isDrained() const override;
     Status status() const override;
-    Figures figures(quint32 /*streamId*/) const override { return figures(); }
+    Figures figures(StreamKind /*kind*/) const override { return figures(); }
     Figures figures() const override;
     std::vector<std::string> takeReports() override { return {}; }
     bool isLive() const override { return false; }
@@ -41,7 +48,8 @@ private:
     std::atomic<bool> _cancelled{false};
     std::future<Opened> _opening;         // valid until its result was taken
     std::unique_ptr<MediaSource> _source; // null until it is open
-    ModkitPtr<BlockQueue> _queue;         // null until the source is open
+    ModkitPtr<BlockQueue> _queue;         // null until a stream is to be decoded
+    std::set<StreamKind> _decoded;        // kinds
     std::optional<std::string> _openingError;
 };
 

@@ -10,17 +10,23 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+/// @return as people read them, such as "0.60:0.90".
+std::string textOf(const decoding::LoadLimits &limits)
+{
+    return QStringLiteral("%1:%2").arg(limits.low, 0, 'f', 2).arg(limits.high, 0, 'f', 2).toStdString();
+}
+
 } // namespace
 
-Governor::Governor(const ModkitPtr<ITuneDecoding> &tuning, const GovernorPolicy::Settings &settings, DecodingMode mode,
-                   Log log, std::chrono::milliseconds loadInterval)
+Governor::Governor(const ModkitPtr<ITuneDecoding> &tuning, const GovernorPolicy::Settings &settings,
+                   decoding::Mode mode, Log log, std::chrono::milliseconds loadInterval)
     : _tuning(tuning)
     , _limits(settings.limits)
     , _log(std::move(log))
     , _loadInterval(loadInterval)
     , _policy(settings)
 {
-    if (mode == DecodingMode::TimeSaving)
+    if (mode == decoding::Mode::TimeSaving)
         _policy.noteSwitch(mode, Clock::now());
     _load = _tuning->cpuLoad(this);
     _unchanged.start(static_cast<int>(_loadInterval.count()), this);
@@ -37,7 +43,7 @@ void Governor::setPaused(bool paused)
     _policy.forgetSamples();
 }
 
-void Governor::noteSwitch(DecodingMode mode)
+void Governor::noteSwitch(decoding::Mode mode)
 {
     _policy.noteSwitch(mode, Clock::now());
 }
@@ -49,7 +55,7 @@ void Governor::noteLateBlocks()
 
 std::string Governor::status() const
 {
-    const std::string modeText = _limits.toText() + ", " + toText(_policy.mode());
+    const std::string modeText = textOf(_limits) + ", " + toText(_policy.mode());
     if (_isPaused)
         return modeText + ", paused";
     const auto toDwell = std::chrono::ceil<std::chrono::seconds>(_policy.remainingDwell(Clock::now()));
@@ -84,7 +90,7 @@ void Governor::sample()
     const auto wanted = _policy.sample(_load, isLate, now);
     if (!wanted)
         return;
-    if (wanted->mode == DecodingMode::TimeSaving)
+    if (wanted->mode == decoding::Mode::TimeSaving)
         _tuning->useTimeSavingMode();
     else
         _tuning->usePerformanceMode();

@@ -27,7 +27,7 @@ public:
     /// @param log called on this thread after each switch, with one line without an end; must not destroy the governor.
     /// @param loadInterval that the component measures the load in: once for each, a load that stays the same counts as
     ///        one more sample.
-    Governor(const ModkitPtr<ITuneDecoding> &tuning, const GovernorPolicy::Settings &settings, DecodingMode mode,
+    Governor(const ModkitPtr<ITuneDecoding> &tuning, const GovernorPolicy::Settings &settings, decoding::Mode mode,
              Log log, std::chrono::milliseconds loadInterval = std::chrono::seconds(1));
     /// Leaves the decoders in the mode they are in.
     ~Governor() override;
@@ -38,13 +38,13 @@ public:
 
     /// To be called when anybody else has switched the decoders, paused or not. Who wants that mode to stay longer than
     /// its dwell time pauses the governor.
-    void noteSwitch(DecodingMode mode);
+    void noteSwitch(decoding::Mode mode);
 
     /// To be called when live inputs have lost blocks because their decoders were too slow; it says what the load does not
     /// always say. Concerns the samples of the next interval and a half.
     void noteLateBlocks();
 
-    DecodingMode mode() const { return _policy.mode(); }
+    decoding::Mode mode() const { return _policy.mode(); }
 
     /// @return what it is about, for a line of a display: such as "0.60:0.90, time-saving, 12 s to dwell".
     [[nodiscard]] std::string status() const;
@@ -57,7 +57,7 @@ private:
     void sample();
 
     const ModkitPtr<ITuneDecoding> _tuning;
-    const GovernorLimits _limits;
+    const decoding::LoadLimits _limits;
     const Log _log;
     const std::chrono::milliseconds _loadInterval;
     GovernorPolicy _policy;

@@ -43,15 +43,15 @@ std::optional<GovernorPolicy::Switch> GovernorPolicy::sample(double load, bool i
     // What is counted during the dwell time counts at its end.
     if (remainingDwell(now).count() > 0)
         return std::nullopt;
-    if (_mode == DecodingMode::Performance && _above >= samplesNeeded)
-        return switchTo(DecodingMode::TimeSaving, load,
+    if (_mode == decoding::Mode::Performance && _above >= samplesNeeded)
+        return switchTo(decoding::Mode::TimeSaving, load,
                         isHigh ? reasonOf(load, "above", _settings.limits.high, _above) : reasonOfLateness(load), now);
-    if (_mode == DecodingMode::TimeSaving && _below >= samplesNeeded)
-        return switchTo(DecodingMode::Performance, load, reasonOf(load, "below", _settings.limits.low, _below), now);
+    if (_mode == decoding::Mode::TimeSaving && _below >= samplesNeeded)
+        return switchTo(decoding::Mode::Performance, load, reasonOf(load, "below", _settings.limits.low, _below), now);
     return std::nullopt;
 }
 
-void GovernorPolicy::noteSwitch(DecodingMode mode, Instant now)
+void GovernorPolicy::noteSwitch(decoding::Mode mode, Instant now)
 {
     enter(mode, now);
 }
@@ -73,12 +73,13 @@ std::chrono::milliseconds GovernorPolicy::remainingDwell(Instant now) const
 
 std::chrono::milliseconds GovernorPolicy::presentDwell() const
 {
-    return _mode == DecodingMode::TimeSaving ? _savingDwell : _settings.dwell;
+    return _mode == decoding::Mode::TimeSaving ? _savingDwell : _settings.dwell;
 }
 
-GovernorPolicy::Switch GovernorPolicy::switchTo(DecodingMode mode, double load, const std::string &reason, Instant now)
+GovernorPolicy::Switch GovernorPolicy::switchTo(decoding::Mode mode, double load, const std::string &reason,
+                                                Instant now)
 {
-    if (mode == DecodingMode::TimeSaving) {
+    if (mode == decoding::Mode::TimeSaving) {
         const bool returnedInVain = _enteredAt && now - *_enteredAt < _settings.maxDwell;
         _savingDwell = returnedInVain ? std::min(_savingDwell * 2, _settings.maxDwell) : _settings.dwell;
     }
@@ -86,7 +87,7 @@ GovernorPolicy::Switch GovernorPolicy::switchTo(DecodingMode mode, double load, 
     return {mode, load, reason};
 }
 
-void GovernorPolicy::enter(DecodingMode mode, Instant now)
+void GovernorPolicy::enter(decoding::Mode mode, Instant now)
 {
     _mode = mode;
     _enteredAt = now;

@@ -5,8 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "session/DecodingMode.h"
-#include "session/GovernorLimits.h"
+#include <decoding/Session.h>
 
 /// Decides from samples of the CPU load when to switch between performance and time-saving mode. Only decides: who asks
 /// it switches. Reentrant; time is passed in and never goes back.
@@ -29,13 +28,13 @@ public:
     using Instant = std::chrono::steady_clock::time_point;
 
     struct Settings {
-        GovernorLimits limits;
+        decoding::LoadLimits limits;
         std::chrono::milliseconds dwell = std::chrono::seconds(5);
         std::chrono::milliseconds maxDwell = std::chrono::seconds(60); // not less than dwell
     };
 
     struct Switch {
-        DecodingMode mode;
+        decoding::Mode mode;
         double load;        // that caused it
         std::string reason; // for people, such as "CPU load 1.042 above 0.90 twice"
     };
@@ -50,23 +49,23 @@ public:
 
     /// Somebody else has chosen @p mode, be it the one that is in force already: it lasts for its dwell time like any other,
     /// and a return by hand that proves wrong counts as a wrong guess too.
-    void noteSwitch(DecodingMode mode, Instant now);
+    void noteSwitch(decoding::Mode mode, Instant now);
 
     /// Samples before now say nothing about those to come, as there was a gap between them.
     void forgetSamples();
 
-    DecodingMode mode() const { return _mode; }
+    decoding::Mode mode() const { return _mode; }
 
     /// @return how long the present mode will last at least; 0 when it may end with the next sample.
     std::chrono::milliseconds remainingDwell(Instant now) const;
 
 private:
     std::chrono::milliseconds presentDwell() const;
-    Switch switchTo(DecodingMode mode, double load, const std::string &reason, Instant now);
-    void enter(DecodingMode mode, Instant now);
+    Switch switchTo(decoding::Mode mode, double load, const std::string &reason, Instant now);
+    void enter(decoding::Mode mode, Instant now);
 
     const Settings _settings;
-    DecodingMode _mode = DecodingMode::Performance;
+    decoding::Mode _mode = decoding::Mode::Performance;
     std::optional<Instant> _enteredAt; // nothing before the first switch
     std::chrono::milliseconds _savingDwell;
     // Samples in a row, up to now; one of them at least is 0.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "interfaces/IInputQueue.h"
+#include "media/StreamKind.h"
 #include "sources/MediaSource.h"
 #include "strata/base/modkit/modkit"
 
@@ -35,8 +36,9 @@ public:
 
     struct Stream {
         MediaSource::Stream description;
-        ModkitPtr<IInputQueue> queue;
         qint64 startTimeUs = 0; // of the container
+
+        StreamKind kind() const { return kindOf(description.streamId); }
     };
 
     /// What one stream's decoder, or all that share a queue, met so far. Latency is the time from a block's arrival in its
@@ -52,20 +54,27 @@ public:
 
     virtual ~InputFeed() = default;
 
-    /// @return the streams that have become known since the last call. Each is to be given a decoder.
+    /// @return the streams that have become known since the last call.
     virtual std::vector<Stream> takeStreams() = 0;
-    /// The decoders of the first streams are there: reads on.
+    /// A decoder will read the stream of @p kind, which is known. A file delivers those streams alone that are to be decoded:
+    /// ask for all of them before the first call of `queue`.
+    virtual void decode(StreamKind kind) = 0;
+    /// Nobody reads the stream of @p kind any more.
+    virtual void leave(StreamKind kind) = 0;
+    /// @return what the decoder of @p kind reads; after `decode`.
+    [[nodiscard]] virtual ModkitPtr<IInputQueue> queue(StreamKind kind) const = 0;
+    /// The decoders of all the streams that a file is to deliver are there: reads on.
     virtual void start() = 0;
     /// Has everything stop at once, and the queues give out no more blocks. Does not wait.
     virtual void cancel() = 0;
     /// Waits until nothing reads any more. Thread-safe; call it once the feed has ended or was cancelled.
     virtual void wait() = 0;
 
-    /// Whether all blocks there will ever be were decoded.
+    /// Whether all blocks there will ever be were decoded, of the streams that are.
     [[nodiscard]] virtual bool isDrained() const = 0;
     [[nodiscard]] virtual Status status() const = 0;
-    /// Of the stream with this id; where streams share a queue, of all of them.
-    [[nodiscard]] virtual Figures figures(quint32 streamId) const = 0;
+    /// Of the stream of @p kind; where streams share a queue, of all of them.
+    [[nodiscard]] virtual Figures figures(StreamKind kind) const = 0;
     /// Of all streams.
     [[nodiscard]] virtual Figures figures() const = 0;
     /// @return what an operator should be told of, since the last call: each a line that names the input.

@@ -30,13 +30,13 @@ QString fileStem(const QString &name)
 
 } // namespace
 
-InputNames::Name InputNames::next(const InputSpec &input)
+InputNames::Name InputNames::next(const std::string &address, const std::string &name)
 {
-    const QString url = QString::fromStdString(input.url);
+    const QString url = QString::fromStdString(address);
     std::string shown;
     std::string stem;
-    if (input.name || LiveSource::isLive(url)) {
-        shown = input.name.value_or(liveName(url).toStdString());
+    if (!name.empty() || LiveSource::isLive(url)) {
+        shown = name.empty() ? liveName(url).toStdString() : name;
         stem = fileStem(QString::fromStdString(shown)).toStdString();
     } else {
         const QFileInfo file(isUrl(url) ? ShownUrl::place(url) : url);

@@ -5,8 +5,6 @@
 #include <set>
 #include <string>
 
-#include "session/InputSpec.h"
-
 /// Gives every input of a run names that no other one has. Reentrant.
 class InputNames final {
 public:
@@ -17,7 +15,8 @@ public:
 
     /// Made of the name that the user gave the input. Without one, a live source is known by its URL without the scheme
     /// and what may be secret in it: user name, password and query; any other one by the file that it names.
-    Name next(const InputSpec &input);
+    /// @param name that the user gave; empty: none.
+    Name next(const std::string &url, const std::string &name);
 
     /// The shown name may be given again; the stem never is, so that no later input overwrites the output files.
     void release(const Name &name);

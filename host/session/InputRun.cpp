@@ -3,215 +3,285 @@
 #include <algorithm>
 #include <utility>
 
+#include "interfaces/CreationFlags.h"
 #include "session/FileFeed.h"
 #include "session/LiveFeed.h"
+#include "session/OutputSpecs.h"
 
-namespace {
+using decoding::State;
 
-using Clock = std::chrono::steady_clock;
-
-bool anyOutput(const DecodeOptions &options, bool (OutputSpec::*takes)() const)
-{
-    return std::any_of(options.outputs.begin(), options.outputs.end(),
-                       [takes](const OutputSpec &output) { return (output.*takes)(); });
-}
-
-std::unique_ptr<InputFeed> makeFeed(const std::string &url, const std::string &label, const DecodeOptions &options,
-                                    JobThreads &openers)
-{
-    // Nobody would read a stream that no output takes.
-    const bool video = options.video && anyOutput(options, &OutputSpec::takesVideo);
-    const bool audio = options.audio && anyOutput(options, &OutputSpec::takesAudio);
-    const QString address = QString::fromStdString(url);
-    if (LiveSource::isLive(address)) {
-        LiveSource::Options live;
-        live.video = video;
-        live.audio = audio;
-        live.duration = options.duration;
-        live.label = QString::fromStdString(label);
-        return std::make_unique<LiveFeed>(address, live, options.maxLatency);
-    }
-    MediaSource::Options file;
-    file.video = video;
-    file.audio = audio;
-    file.paced = options.paced;
-    file.repeat = options.repeat;
-    file.duration = options.duration;
-    file.label = QString::fromStdString(label);
-    return std::make_unique<FileFeed>(address, file, openers);
-}
-
-} // namespace
-
-InputRun::InputRun(const std::string &url, InputNames::Name name, const Environment &environment)
-    : _name(std::move(name))
+InputRun::InputRun(const std::string &url, InputNames::Name name, std::shared_ptr<decoding::Input::Core> core,
+                   const Environment &environment)
+    : _url(url)
+    , _name(std::move(name))
+    , _core(std::move(core))
+    , _options(_core->options())
     , _environment(environment)
-    , _feed(makeFeed(url, _name.shown, environment.streams.options, environment.openers))
 {
     _files.add(url);
+    // Nobody would read a stream that no output takes.
+    const bool isOpen = _options.outputs.empty();
+    _feeds.push_back(makeFeed(_options.video && (isOpen || isWritten(StreamKind::Video)),
+                              _options.audio && (isOpen || isWritten(StreamKind::Audio))));
 }
 
 InputRun::~InputRun()
 {
-    if (_phase == Phase::Finished)
+    close();
+}
+
+std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
+{
+    const QString address = QString::fromStdString(_url);
+    const QString label = QString::fromStdString(_name.shown);
+    std::unique_ptr<InputFeed> feed;
+    if (isLive()) {
+        LiveSource::Options live;
+        live.video = video;
+        live.audio = audio;
+        live.duration = _options.duration;
+        live.label = label;
+        feed = std::make_unique<LiveFeed>(address, live, _options.maxLatency);
+    } else {
+        MediaSource::Options file;
+        file.video = video;
+        file.audio = audio;
+        file.paced = _options.paced;
+        file.repeat = _options.repeat;
+        file.duration = _options.duration;
+        file.label = label;
+        feed = std::make_unique<FileFeed>(address, file, _environment.openers, _environment.feeds.wake);
+    }
+    return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);
+}
+
+void InputRun::addReader(StreamKind kind, const ReaderBuffer &buffer)
+{
+    Kind &of = at(kind);
+    of.readers.push_back(buffer);
+    if (!of.stream || !of.feed->isOpenForOutputs())
         return;
-    cancel();
-    if (_phase == Phase::Running)
-        end();
-    else
-        _ending.wait();
+    of.stream->addReader(buffer);
+    if (const auto error = of.stream->decodeIntoOutputs())
+        _error = error;
+}
+
+void InputRun::removeReader(StreamKind kind, const ReaderBuffer &buffer)
+{
+    Kind &of = at(kind);
+    of.readers.erase(std::remove(of.readers.begin(), of.readers.end(), buffer), of.readers.end());
+    if (!of.stream || !of.feed->isOpenForOutputs())
+        return;
+    of.stream->removeReader(buffer);
+    if (of.stream->hasOutputs())
+        return;
+    // Whoever comes next begins anew: with a live input where it is then, with a file at its beginning.
+    if (isLive()) {
+        of.feed->remove(*of.stream);
+    } else {
+        of.feed->cancel();
+        of.feed = nullptr;
+        of.known.reset();
+    }
+    of.stream = nullptr;
+}
+
+void InputRun::close()
+{
+    _closed = true;
+    for (const auto &feed : _feeds)
+        feed->cancel();
+}
+
+void InputRun::fail(const std::string &what)
+{
+    if (!_error)
+        _error = _name.shown + ": " + what;
+    close();
 }
 
 void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
 {
-    if (_phase == Phase::Running) {
-        if (!_cancelled)
-            addStreams(inputFiles);
-        if (!_cancelled && !_startedAt)
-            startOnceDecodersAreAwake();
-        if (_cancelled || _feed->isDrained())
-            beginEnding();
-    } else if (_phase == Phase::Ending && _ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
-        _endedAt = Clock::now();
-        _phase = Phase::Finished;
+    for (const auto &feed : _feeds)
+        takeStreams(*feed);
+    if (!_closed && _isKnown) {
+        chooseFeeds();
+        std::vector<StreamKind> ready;
+        for (const StreamKind kind : streamKinds) {
+            if (isWanted(kind) && !at(kind).stream && at(kind).feed && at(kind).known)
+                ready.push_back(kind);
+        }
+        decode(ready, inputFiles);
+    }
+    for (const auto &feed : _feeds)
+        feed->poll();
+    endReadersInVain();
+    dropLeftFeeds();
+    tellHandle();
+}
+
+void InputRun::takeStreams(FeedRun &feed)
+{
+    for (const InputFeed::Stream &stream : feed.feed().takeStreams()) {
+        _isKnown = true;
+        _present[indexOf(stream.kind())] = true;
+        Kind &of = at(stream.kind());
+        if (!of.feed || of.feed == &feed)
+            of.known = stream;
     }
 }
 
-void InputRun::addStreams(const std::shared_ptr<const FileSet> &inputFiles)
+bool InputRun::isWritten(StreamKind kind) const
 {
-    for (const InputFeed::Stream &stream : _feed->takeStreams()) {
-        auto created = DecodedStream::create(stream, _name, isLive(), inputFiles, _environment.streams);
-        if (std::string *const error = std::get_if<std::string>(&created)) {
-            _error = std::move(*error);
-            cancel();
+    return std::any_of(_options.outputs.begin(), _options.outputs.end(), [kind](const decoding::Output &output) {
+        return kind == StreamKind::Video ? output.takesVideo() : output.takesAudio();
+    });
+}
+
+bool InputRun::isWanted(StreamKind kind) const
+{
+    const bool isOfInterest = kind == StreamKind::Video ? _options.video : _options.audio;
+    return isOfInterest && (isWritten(kind) || (_started && !_kinds[indexOf(kind)].readers.empty()));
+}
+
+/// Gives each wanted stream the feed that it is to come from. The one that opened the input goes to all that is written, or
+/// else to the first stream that is read.
+void InputRun::chooseFeeds()
+{
+    const auto hasFeed = [this](const FeedRun *feed) {
+        return std::any_of(_kinds.begin(), _kinds.end(), [feed](const Kind &kind) { return kind.feed == feed; });
+    };
+    const bool isFirstFree = _feeds.front()->isOpenForOutputs() && !hasFeed(_feeds.front().get());
+    bool firstIsTaken = false;
+    for (const StreamKind kind : streamKinds) {
+        Kind &of = at(kind);
+        if (of.feed || !isWanted(kind) || !_present[indexOf(kind)])
+            continue;
+        if (isLive() || (isFirstFree && (isWritten(kind) || !firstIsTaken))) {
+            of.feed = _feeds.front().get();
+            firstIsTaken = true;
+        } else {
+            _feeds.push_back(makeFeed(kind == StreamKind::Video, kind == StreamKind::Audio));
+            of.feed = _feeds.back().get();
+            of.known.reset();
+        }
+    }
+}
+
+void InputRun::decode(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles)
+{
+    for (const StreamKind kind : kinds)
+        at(kind).feed->feed().decode(kind);
+    for (const StreamKind kind : kinds) {
+        if (const auto error = decode(kind, inputFiles)) {
+            _error = error;
+            close();
             return;
         }
-        _streams.push_back(std::move(std::get<std::unique_ptr<DecodedStream>>(created)));
     }
 }
 
-void InputRun::startOnceDecodersAreAwake()
+std::optional<std::string> InputRun::decode(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles)
 {
-    const bool isAwake =
-        std::all_of(_streams.begin(), _streams.end(), [](const auto &stream) { return stream->isDecoderAwake(); });
-    if (_streams.empty() || !isAwake)
-        return;
-    _startedAt = Clock::now();
-    _feed->start();
+    Kind &of = at(kind);
+    DecodedStream::Settings settings;
+    // What a live source sends is due when it comes.
+    settings.creationFlags = (_options.paced && !isLive() ? CreationFlags::Paced : 0) |
+                             (_options.excludeFromTuning ? CreationFlags::ExcludeFromTuning : 0);
+    settings.keyBlocksOnly = _options.keyFramesOnly;
+    auto stream = std::make_unique<DecodedStream>(*of.known, of.feed->feed().queue(kind), _core->gate(kind), settings,
+                                                  _environment.streams);
+    const SinkFactory::Input input{QString::fromStdString(_name.stem), of.known->startTimeUs, inputFiles};
+    for (const decoding::Output &output : _options.outputs) {
+        if (kind == StreamKind::Video ? !output.takesVideo() : !output.takesAudio())
+            continue;
+        if (auto error = stream->addOutput(OutputSpecs::of(output), input))
+            return error;
+    }
+    for (const ReaderBuffer &reader : of.readers)
+        stream->addReader(reader);
+    auto error = stream->decodeIntoOutputs();
+    of.stream = &of.feed->add(std::move(stream));
+    return error;
 }
 
-void InputRun::cancel()
+/// Tells the readers of streams that will not be decoded, or no more, that nothing will come.
+void InputRun::endReadersInVain()
 {
-    if (!isRunning())
-        return;
-    _cancelled = true;
-    _feed->cancel();
+    const bool hasFailed = _closed || _feeds.front()->status().state == InputFeed::State::Ended;
+    for (const StreamKind kind : streamKinds) {
+        const Kind &of = at(kind);
+        const bool isMissing = _isKnown && !_present[indexOf(kind)] && !isLive();
+        const bool hasEnded = of.stream ? of.feed->isFinished() : (hasFailed && !of.feed) || isMissing;
+        if (!hasEnded)
+            continue;
+        for (const ReaderBuffer &reader : of.readers)
+            std::visit([](const auto &buffer) { buffer->end(); }, reader);
+    }
 }
 
-void InputRun::beginEnding()
+/// Forgets the feeds that nobody has read to the end, but for the first.
+void InputRun::dropLeftFeeds()
 {
-    auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });
-    _ending = ending->get_future();
-    _phase = Phase::Ending;
-    // Where the system gives no thread, better here than never.
-    if (!_environment.enders.post([ending] { (*ending)(); }))
-        (*ending)();
+    const auto isLeft = [this](const std::unique_ptr<FeedRun> &feed) {
+        return feed->isFinished() && std::none_of(_kinds.begin(), _kinds.end(),
+                                                  [&feed](const Kind &kind) { return kind.feed == feed.get(); });
+    };
+    _feeds.erase(std::remove_if(_feeds.begin() + 1, _feeds.end(), isLeft), _feeds.end());
 }
 
-/// On a thread of the enders.
-void InputRun::end()
+bool InputRun::isFinished() const
 {
-    _feed->wait();
-    for (const auto &stream : _streams)
-        stream->dropDecoder();
-    for (const auto &stream : _streams)
-        stream->completeOutputs();
+    return std::all_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isFinished(); });
 }
 
-InputFeed::Status InputRun::status() const
+State InputRun::state() const
 {
-    InputFeed::Status status = _feed->status();
+    const auto hasState = [this](InputFeed::State state) {
+        return std::any_of(_feeds.begin(), _feeds.end(),
+                           [state](const auto &feed) { return feed->status().state == state; });
+    };
+    const bool isDecoding =
+        std::any_of(_kinds.begin(), _kinds.end(), [](const Kind &kind) { return kind.stream != nullptr; });
+    if (hasState(InputFeed::State::Waiting))
+        return State::Waiting;
+    if (hasState(InputFeed::State::Delivering))
+        return isDecoding || _closed ? State::Running : State::Ready;
+    if (hasState(InputFeed::State::Opening))
+        return State::Connecting;
+    return State::Ended;
+}
+
+std::optional<std::string> InputRun::error() const
+{
     if (_error)
-        status.error = _error;
-    if (_phase == Phase::Finished || _error)
-        status.state = InputFeed::State::Ended;
-    else if (status.state == InputFeed::State::Ended && isOpen())
-        status.state = InputFeed::State::Delivering; // to outputs that are not complete yet
-    return status;
+        return _error;
+    for (const auto &feed : _feeds) {
+        if (auto error = feed->status().error)
+            return error;
+    }
+    return std::nullopt;
 }
 
 std::vector<std::string> InputRun::takeReports()
 {
-    return _feed->takeReports();
-}
-
-std::vector<std::string> InputRun::errors() const
-{
-    DecodeReport ofInput;
-    ofInput.inputs.push_back(report());
-    return ofInput.allErrors();
-}
-
-std::chrono::milliseconds InputRun::runningTime() const
-{
-    if (!_startedAt)
-        return std::chrono::milliseconds(0);
-    return std::chrono::duration_cast<std::chrono::milliseconds>(_endedAt.value_or(Clock::now()) - *_startedAt);
-}
-
-ProgressDisplay::Input InputRun::progress() const
-{
-    ProgressDisplay::Input input;
-    input.name = _name.shown;
-    // One that was cancelled goes on showing how far it came.
-    if (isFinished() && !errors().empty())
-        input.phase = ProgressDisplay::Input::Phase::Failed;
-    else if (isFinished() && !_cancelled)
-        input.phase = ProgressDisplay::Input::Phase::Done;
-    input.progress = _feed->status().progress;
-    input.frames = _streams.empty() ? 0 : _streams.front()->frames();
-    const auto timeMs = runningTime().count();
-    input.framesPerSecond = timeMs > 0 ? static_cast<double>(input.frames) * 1000 / static_cast<double>(timeMs) : 0;
-    return input;
-}
-
-std::vector<InputRun::StreamView> InputRun::streams() const
-{
-    std::vector<StreamView> views;
-    for (const auto &stream : _streams)
-        views.push_back({stream->description().origin.toStdString(), stream->description().kind, stream->frames(),
-                         stream->damaged(), _feed->figures(stream->description().streamId)});
-    return views;
-}
-
-DecodeReport::Input InputRun::report() const
-{
-    const InputFeed::Status status = this->status();
-    DecodeReport::Input input;
-    input.name = _name.shown;
-    input.live = isLive();
-    input.packets = status.packets;
-    input.bytes = status.bytes;
-    input.connections = status.connections;
-    input.peakQueuedBlocks = status.peakQueuedBlocks;
-    input.peakQueuedBytes = status.peakQueuedBytes;
-    const InputFeed::Figures figures = _feed->figures();
-    if (figures.reads > 0)
-        input.latency = DecodeReport::Latency{
-            static_cast<double>(figures.latencySumMs) / static_cast<double>(figures.reads), figures.maxLatencyMs};
-    input.error = status.error;
-    for (const auto &stream : _streams) {
-        const MediaSource::Stream &description = stream->description();
-        DecodeReport::Stream told;
-        told.index = description.index;
-        told.kind = description.kind;
-        told.codec = description.codec;
-        told.frames = stream->frames();
-        told.damaged = stream->damaged();
-        told.lost = _feed->figures(description.streamId).lost;
-        told.durationMs = runningTime().count();
-        told.outputs = stream->outputs();
-        input.streams.push_back(std::move(told));
+    std::vector<std::string> reports;
+    for (const auto &feed : _feeds) {
+        for (std::string &report : feed->feed().takeReports())
+            reports.push_back(std::move(report));
     }
-    return input;
+    return reports;
+}
+
+void InputRun::updateRates(RecentRate::Instant now, std::chrono::milliseconds longestPause)
+{
+    for (const auto &feed : _feeds) {
+        for (const auto &stream : feed->streams())
+            stream->rate().update(stream->frames(), now, longestPause);
+    }
+}
+
+void InputRun::tellHandle()
+{
+    _core->setStatus({_isKnown, _present, error(), isFinished()});
 }

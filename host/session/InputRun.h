@@ -1,94 +1,109 @@
 #ifndef HOST_SESSION_INPUTRUN_H
 #define HOST_SESSION_INPUTRUN_H
 
-#include <chrono>
-#include <future>
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "session/DecodedStream.h"
-#include "session/InputFeed.h"
+#include "session/FeedRun.h"
+#include "session/InputCore.h"
+#include "session/InputNames.h"
 #include "session/JobThreads.h"
-#include "terminal/ProgressDisplay.h"
 
-/// One input on its way from its feed through the component to its outputs. Thread-bound; the feed, the decoders and the
-/// writers run on threads of their own, and nothing here waits for them but the destructor, and `poll` where the system has
-/// no thread left that could wait.
+/// One input of a session, from its opening until all that came of it is complete.
+///
+/// A live input has one feed. So has a file whose frames the library writes: its video and audio go on together. But where
+/// they go to readers, each stream of a file has a feed of its own, so that a stream that nobody reads on holds up no
+/// other, and each begins at its beginning whenever it is asked for. Thread-bound.
 class InputRun final {
 public:
-    /// What the inputs of a run share. Outlives them.
+    /// What the inputs of a session share. Outlives them.
     struct Environment {
         DecodedStream::Environment streams;
+        FeedRun::Environment feeds;
         JobThreads &openers; // of files, which may stall
-        JobThreads &enders;  // of outputs, which may have much to write still
-    };
-
-    /// A stream as an operator wants to see it at this moment.
-    struct StreamView {
-        std::string origin; // the name of its decoder
-        std::string kind;   // "video" or "audio"
-        qint64 frames = 0;
-        qint64 damaged = 0;
-        InputFeed::Figures figures;
     };
 
     /// Begins to open @p url.
-    InputRun(const std::string &url, InputNames::Name name, const Environment &environment);
+    InputRun(const std::string &url, InputNames::Name name, std::shared_ptr<decoding::Input::Core> core,
+             const Environment &environment);
     InputRun(const InputRun &) = delete;
     InputRun &operator=(const InputRun &) = delete;
-    /// Cancels what is still running, and completes its outputs.
+    /// Closes it, and completes its outputs.
     ~InputRun();
 
-    /// Takes whatever next step there is to take: makes decoders for new streams, ends what is decoded.
+    // What its handle asks for.
+
+    /// A reader wants frames: from now on the streams that have readers are decoded.
+    void start() { _started = true; }
+    void addReader(StreamKind kind, const ReaderBuffer &buffer);
+    void removeReader(StreamKind kind, const ReaderBuffer &buffer);
+    /// Ends it, with what is decoded so far.
+    void close();
+    /// Ends it with an error that @p what describes.
+    void fail(const std::string &what);
+
+    /// Takes whatever next steps there are to take, and tells its handle.
     /// @param inputFiles that no output may be written to.
     void poll(const std::shared_ptr<const FileSet> &inputFiles);
-    /// Has reading and decoding stop at once, with what is decoded so far. Does nothing unless it is running.
-    void cancel();
 
     const InputNames::Name &name() const { return _name; }
+    const decoding::Input::Core &core() const { return *_core; }
     /// The file that is read, as it was at the beginning; nothing for other inputs.
     const FileSet &files() const { return _files; }
-    bool isLive() const { return _feed->isLive(); }
-    /// Whether something is or was decoded, or it was cancelled.
-    bool isOpen() const { return !_streams.empty(); }
-    /// Whether there is, or may be, more of it to decode. The outputs are complete only later.
-    bool isRunning() const { return _phase == Phase::Running && !_feed->isDrained(); }
-    /// Whether its outputs are complete, or it could not be opened.
-    bool isFinished() const { return _phase == Phase::Finished; }
+    bool isLive() const { return _core->isLive(); }
+    bool isFinished() const;
+    /// Whether its handle has gone: nobody sees it any more.
+    bool isAbandoned() const { return _core->isAbandoned(); }
 
-    InputFeed::Status status() const;
-    /// What an operator should be told of, since the last call, each in a line that names the input.
+    decoding::State state() const;
+    std::optional<std::string> error() const;
+    /// The first one opened the input.
+    const std::vector<std::unique_ptr<FeedRun>> &feeds() const { return _feeds; }
+    /// To be told to people since the last call, each in a line that names the input.
     std::vector<std::string> takeReports();
-    /// What went wrong with the input and its outputs so far.
-    std::vector<std::string> errors() const;
-    ProgressDisplay::Input progress() const;
-    std::vector<StreamView> streams() const;
-    /// Blocks that were lost because their decoders were too slow.
-    qint64 lateBlocks() const { return _feed->figures().late; }
-    DecodeReport::Input report() const;
+    /// Has the rates of its streams take in what has come.
+    void updateRates(RecentRate::Instant now, std::chrono::milliseconds longestPause);
 
 private:
-    enum class Phase { Running, Ending, Finished };
+    /// One kind of stream.
+    struct Kind {
+        std::vector<ReaderBuffer> readers;
+        FeedRun *feed = nullptr; // that gives its blocks; null before there is one
+        std::optional<InputFeed::Stream> known;
+        DecodedStream *stream = nullptr; // while it is, or was, decoded
+    };
 
-    void addStreams(const std::shared_ptr<const FileSet> &inputFiles);
-    void startOnceDecodersAreAwake();
-    void beginEnding();
-    void end();
-    std::chrono::milliseconds runningTime() const;
+    Kind &at(StreamKind kind) { return _kinds[indexOf(kind)]; }
+    std::unique_ptr<FeedRun> makeFeed(bool video, bool audio) const;
+    void takeStreams(FeedRun &feed);
+    bool isWanted(StreamKind kind) const;
+    bool isWritten(StreamKind kind) const;
+    void chooseFeeds();
+    void decode(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles);
+    std::optional<std::string> decode(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
+    void endReadersInVain();
+    void dropLeftFeeds();
+    void tellHandle();
 
+    // Constant after construction.
+    const std::string _url;
     const InputNames::Name _name;
+    const std::shared_ptr<decoding::Input::Core> _core;
+    const decoding::InputOptions &_options; // of _core
     const Environment _environment;
-    FileSet _files; // constant after construction
-    const std::unique_ptr<InputFeed> _feed;
-    std::vector<std::unique_ptr<DecodedStream>> _streams;
-    std::optional<std::string> _error; // a stream's decoder or outputs could not be made
-    std::optional<std::chrono::steady_clock::time_point> _startedAt;
-    std::optional<std::chrono::steady_clock::time_point> _endedAt;
-    Phase _phase = Phase::Running;
-    bool _cancelled = false;
-    std::future<void> _ending; // valid while the outputs are being completed
+    FileSet _files;
+
+    std::vector<std::unique_ptr<FeedRun>> _feeds; // never empty
+    std::array<Kind, streamKinds.size()> _kinds;
+    std::array<bool, streamKinds.size()> _present = {}; // among the streams that are known
+    bool _isKnown = false;                              // which streams there are
+    bool _started = false;
+    bool _closed = false;
+    std::optional<std::string> _error; // of the outputs, the component or a callback
 };
 
 #endif

@@ -31,9 +31,9 @@ InputFeed::Figures figuresOf(const LiveQueue &queue)
 
 LiveFeed::LiveFeed(const QString &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
     : _name(options.label.toStdString())
-    , _video(new LiveQueue(queueLimits(maxLatency)))
-    , _audio(new LiveQueue(queueLimits(maxLatency)))
-    , _source(url, options, _video, _audio)
+    , _queues{ModkitPtr<LiveQueue>(new LiveQueue(queueLimits(maxLatency))),
+              ModkitPtr<LiveQueue>(new LiveQueue(queueLimits(maxLatency)))}
+    , _source(url, options, _queues[0], _queues[1])
 {
 }
 
@@ -44,22 +44,24 @@ std::vector<InputFeed::Stream> LiveFeed::takeStreams()
     const qint64 startTimeUs = _source.status().startTimeUs;
     std::vector<Stream> streams;
     for (const MediaSource::Stream &stream : known) {
-        if (_taken.insert(stream.streamId).second)
-            streams.push_back({stream, stream.kind == "video" ? _video : _audio, startTimeUs});
+        if (_taken.insert(kindOf(stream.streamId)).second)
+            streams.push_back({stream, startTimeUs});
     }
     return streams;
 }
 
 void LiveFeed::cancel()
 {
-    _video->close();
-    _audio->close();
+    for (const ModkitPtr<LiveQueue> &queue : _queues)
+        queue->close();
     _source.requestStop();
 }
 
 bool LiveFeed::isDrained() const
 {
-    return _video->isDrained() && _audio->isDrained();
+    return _source.status().state == LiveSource::State::Ended &&
+           std::all_of(_decoded.begin(), _decoded.end(),
+                       [this](StreamKind kind) { return _queues[indexOf(kind)]->isDrained(); });
 }
 
 InputFeed::Status LiveFeed::status() const
@@ -85,7 +87,7 @@ InputFeed::Status LiveFeed::status() const
     status.packets = static_cast<qint64>(source.packets);
     status.bytes = static_cast<qint64>(source.bytes);
     status.connections = static_cast<qint64>(source.connections);
-    for (const ModkitPtr<LiveQueue> &queue : {_video, _audio}) {
+    for (const ModkitPtr<LiveQueue> &queue : _queues) {
         const LiveQueue::Figures figures = queue->figures();
         status.peakQueuedBlocks = std::max<qint64>(status.peakQueuedBlocks, figures.peakBlocks);
         status.peakQueuedBytes = std::max(status.peakQueuedBytes, figures.peakBytes);
@@ -93,20 +95,24 @@ InputFeed::Status LiveFeed::status() const
     return status;
 }
 
-InputFeed::Figures LiveFeed::figures(quint32 streamId) const
+InputFeed::Figures LiveFeed::figures(StreamKind kind) const
 {
-    return figuresOf(streamId == 0 ? *_video : *_audio);
+    return figuresOf(*_queues[indexOf(kind)]);
 }
 
 InputFeed::Figures LiveFeed::figures() const
 {
-    Figures sum = figuresOf(*_video);
-    const Figures audio = figuresOf(*_audio);
-    sum.lost += audio.lost;
-    sum.late += audio.late;
-    sum.reads += audio.reads;
-    sum.latencySumMs += audio.latencySumMs;
-    sum.lastLatencyMs = std::max(sum.lastLatencyMs, audio.lastLatencyMs);
-    sum.maxLatencyMs = std::max(sum.maxLatencyMs, audio.maxLatencyMs);
+    Figures sum;
+    for (const StreamKind kind : streamKinds) {
+        if (_decoded.count(kind) == 0)
+            continue; // Nobody is late with what nobody reads.
+        const Figures part = figures(kind);
+        sum.lost += part.lost;
+        sum.late += part.late;
+        sum.reads += part.reads;
+        sum.latencySumMs += part.latencySumMs;
+        sum.lastLatencyMs = std::max(sum.lastLatencyMs, part.lastLatencyMs);
+        sum.maxLatencyMs = std::max(sum.maxLatencyMs, part.maxLatencyMs);
+    }
     return sum;
 }

@@ -3,6 +3,7 @@
 
 #include <QString>
 
+#include <array>
 #include <chrono>
 #include <set>
 #include <string>
@@ -20,22 +21,25 @@ public:
     LiveFeed(const QString &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
 
     std::vector<Stream> takeStreams() override;
+    void decode(StreamKind kind) override { _decoded.insert(kind); }
+    void leave(StreamKind kind) override { _decoded.erase(kind); }
+    ModkitPtr<IInputQueue> queue(StreamKind kind) const override { return _queues[indexOf(kind)]; }
     void start() override {} // What comes before there is a decoder waits in the queues, as long as it may.
     void cancel() override;
     void wait() override { _source.join(); }
     bool isDrained() const override;
     Status status() const override;
-    Figures figures(quint32 streamId) const override;
+    Figures figures(StreamKind kind) const override;
     Figures figures() const override;
     std::vector<std::string> takeReports() override { return _source.takeReports(); }
     bool isLive() const override { return true; }
 
 private:
     const std::string _name;
-    const ModkitPtr<LiveQueue> _video;
-    const ModkitPtr<LiveQueue> _audio;
+    const std::array<ModkitPtr<LiveQueue>, streamKinds.size()> _queues; // by kind
     LiveSource _source;
-    std::set<quint32> _taken; // ids of streams
+    std::set<StreamKind> _taken;   // kinds of the streams that are known
+    std::set<StreamKind> _decoded; // of those that somebody reads
 };
 
 #endif

@@ -53,11 +53,19 @@ std::vector<int> ProcessThreads::startedSince(const std::set<int> &before)
 
 std::vector<int> ProcessThreads::leftSince(const std::set<int> &before)
 {
+    return leftOf(startedSince(before));
+}
+
+std::vector<int> ProcessThreads::leftOf(const std::vector<int> &threads)
+{
     const QDeadlineTimer deadline(2000);
-    std::vector<int> left = startedSince(before);
-    while (!left.empty() && !deadline.hasExpired()) {
+    std::vector<int> left = threads;
+    while (true) {
+        const std::set<int> now = ids();
+        left.erase(std::remove_if(left.begin(), left.end(), [&now](int thread) { return now.count(thread) == 0; }),
+                   left.end());
+        if (left.empty() || deadline.hasExpired())
+            return left;
         QThread::msleep(1);
-        left = startedSince(before);
     }
-    return left;
 }

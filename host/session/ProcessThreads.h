@@ -17,6 +17,9 @@ namespace ProcessThreads {
 /// moment before the system has ended it.
 [[nodiscard]] std::vector<int> leftSince(const std::set<int> &before);
 
+/// @return which of @p threads, which were told to end, still run. Waits likewise.
+[[nodiscard]] std::vector<int> leftOf(const std::vector<int> &threads);
+
 } // namespace ProcessThreads
 
 #endif

@@ -10,9 +10,10 @@
 class ISink {
 public:
     struct Status {
-        quint64 records = 0;    // taken: pictures or runs of samples, the next two included
+        quint64 records = 0;    // taken: pictures or runs of samples, the next three included
         quint64 damaged = 0;    // their decoder has concealed damage in them
         quint64 foreign = 0;    // not made by this host's codec decoders, so not written
+        quint64 dropped = 0;    // to make room for others, by a sink that does not wait
         quint64 nullBlocks = 0; // breaks in the stream
         quint64 bytes = 0;      // of the records, as they lie in memory
         quint64 bytesWritten = 0;

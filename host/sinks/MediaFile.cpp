@@ -1,8 +1,9 @@
 #include "sinks/MediaFile.h"
 
-#include <array>
 #include <cerrno>
 #include <utility>
+
+#include "media/FfmpegError.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -104,9 +105,7 @@ std::optional<std::string> MediaFile::unlessGood(int code, const std::string &wh
 {
     if (code >= 0)
         return std::nullopt;
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> reason = {};
-    av_strerror(code, reason.data(), reason.size());
-    return what + " " + _path + ": " + reason.data();
+    return what + " " + _path + ": " + ffmpegErrorText(code);
 }
 
 int MediaFile::close()

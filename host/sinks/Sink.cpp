@@ -5,19 +5,7 @@
 #include <utility>
 #include <variant>
 
-namespace {
-
-quint64 sizeOf(const VideoFrameBuffer &record, const PictureHeader & /*header*/)
-{
-    return record.size;
-}
-
-quint64 sizeOf(const AudioSampleBuffer & /*record*/, const SamplesHeader &header)
-{
-    return static_cast<quint64>(header.planeOffset + qint64(header.planeCount) * header.planeSize);
-}
-
-} // namespace
+#include "sinks/RecordSize.h"
 
 template <class Queue, class Handle, class Header>
 Sink<Queue, Handle, Header>::Sink(std::string name, std::unique_ptr<Writer> writer,
@@ -40,7 +28,7 @@ void Sink<Queue, Handle, Header>::push(const Handle &record, qint64 /*timestamp*
 {
     const Header *const header = record.isNull() ? nullptr : Header::of(*record);
     if (count(record, header))
-        enqueue(header ? sizeOf(*record, *header) : 0, [this, record, blockTime] { write(record, blockTime); });
+        enqueue(header ? recordSize(*record, *header) : 0, [this, record, blockTime] { write(record, blockTime); });
 }
 
 /// @return whether the record, or null block, is one to write.
@@ -57,7 +45,7 @@ bool Sink<Queue, Handle, Header>::count(const Handle &record, const Header *head
             noteErrorLocked(_name + ": a record is not of this host's codec decoders, so it cannot be written");
             return false;
         }
-        _status.bytes += sizeOf(*record, *header);
+        _status.bytes += recordSize(*record, *header);
         if (header->flags & Header::Damaged)
             ++_status.damaged;
     }

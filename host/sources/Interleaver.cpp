@@ -10,7 +10,7 @@ Interleaver::Interleaver(std::size_t streamCount)
 
 void Interleaver::add(std::size_t position, qint64 blockTimeMs, const AVPacket &packet)
 {
-    Entry entry{position, blockTimeMs, {av_packet_clone(&packet), FreePacket()}};
+    Entry entry{position, blockTimeMs, AvPointer<AVPacket>(av_packet_clone(&packet))};
     if (!entry.packet)
         throw std::bad_alloc();
     _streams[position].entries.push_back(std::move(entry));

@@ -4,25 +4,19 @@
 #include <QtGlobal>
 
 #include <deque>
-#include <memory>
 #include <optional>
 #include <vector>
 
-extern "C" {
-#include <libavcodec/packet.h>
-}
+#include "media/AvPointers.h"
 
 /// Puts the packets of several streams in the order of their block times, where the file has those of one stream long
 /// before those of another. Packets of one stream keep their order. Reentrant.
 class Interleaver final {
 public:
-    struct FreePacket {
-        void operator()(AVPacket *packet) const { av_packet_free(&packet); }
-    };
     struct Entry {
         std::size_t position; // of the stream
         qint64 blockTimeMs;
-        std::unique_ptr<AVPacket, FreePacket> packet;
+        AvPointer<AVPacket> packet;
     };
 
     /// What is held back at most, but for the one packet that goes beyond it.

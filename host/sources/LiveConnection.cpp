@@ -1,23 +1,13 @@
 #include "sources/LiveConnection.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "format/MediaBlock.h"
+#include "media/FfmpegError.h"
 #include "sources/Outage.h"
 
 namespace {
-
-constexpr quint32 videoStreamId = 0;
-constexpr quint32 audioStreamId = 8;
-
-std::string errorText(int error)
-{
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text = {};
-    av_strerror(error, text.data(), text.size());
-    return text.data();
-}
 
 } // namespace
 
@@ -35,7 +25,7 @@ std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(
     auto opened = MediaInput::openLive(url, limit, stopRequested);
     if (const int *const error = std::get_if<int>(&opened)) {
         return *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
-                                            : "cannot be opened: " + errorText(*error);
+                                            : "cannot be opened: " + ffmpegErrorText(*error);
     }
     std::unique_ptr<LiveConnection> connection(
         new LiveConnection(std::move(std::get<std::unique_ptr<MediaInput>>(opened))));
@@ -43,9 +33,9 @@ std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(
     const int video = input.bestStream(AVMEDIA_TYPE_VIDEO, -1);
     const int audio = input.bestStream(AVMEDIA_TYPE_AUDIO, video);
     if (wanted.video && video >= 0)
-        connection->addStream(video, "video", videoStreamId, wanted, url);
+        connection->addStream(video, StreamKind::Video, wanted, url);
     if (wanted.audio && audio >= 0)
-        connection->addStream(audio, "audio", audioStreamId, wanted, url);
+        connection->addStream(audio, StreamKind::Audio, wanted, url);
     if (connection->_streams.empty())
         return input.whyNothingCanBeDecoded(wanted.video, wanted.audio);
     input.select([&](int index) {
@@ -56,10 +46,10 @@ std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(
     return connection;
 }
 
-void LiveConnection::addStream(int index, const char *kind, quint32 streamId, const Wanted &wanted, const LiveUrl &url)
+void LiveConnection::addStream(int index, StreamKind kind, const Wanted &wanted, const LiveUrl &url)
 {
     const QByteArray label = wanted.label.isEmpty() ? QByteArray::fromStdString(url.shown()) : wanted.label.toUtf8();
-    _streams.push_back({_input->describe(index), streamId, label + ' ' + kind});
+    _streams.push_back({_input->describe(index), streamIdOf(kind), label + ' ' + nameOf(kind)});
     _parameters.push_back(_input->packedParameters(index, _streams.back().origin));
 }
 
@@ -75,7 +65,7 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
     } else if (error == AVERROR_EOF) {
         result.failure = "the source ended";
     } else if (error < 0 && error != AVERROR(ETIMEDOUT)) {
-        result.failure = "reading it failed: " + errorText(error);
+        result.failure = "reading it failed: " + ffmpegErrorText(error);
     }
     if (error != 0)
         return result;
@@ -98,10 +88,10 @@ LiveConnection::Delivery LiveConnection::delivery(std::size_t position, BlockTim
 {
     const MediaSource::Stream &stream = _streams[position];
     Delivery delivery;
-    delivery.kind = stream.streamId == videoStreamId ? 0 : 1;
+    delivery.kind = static_cast<int>(kindOf(stream.streamId));
     delivery.packetBytes = _packet->size;
     delivery.block.streamId = stream.streamId;
-    delivery.block.keyBlock = stream.streamId == audioStreamId || (_packet->flags & AV_PKT_FLAG_KEY) != 0;
+    delivery.block.keyBlock = kindOf(stream.streamId) == StreamKind::Audio || (_packet->flags & AV_PKT_FLAG_KEY) != 0;
     delivery.block.data = delivery.block.keyBlock
                               ? MediaBlock::packKeyBlock(stream.fourcc, _parameters[position], *_packet)
                               : MediaBlock::packBlock(*_packet);

@@ -12,6 +12,8 @@
 #include <variant>
 #include <vector>
 
+#include "media/AvPointers.h"
+#include "media/StreamKind.h"
 #include "queues/LiveQueue.h"
 #include "sources/BlockTimes.h"
 #include "sources/LiveUrl.h"
@@ -63,13 +65,13 @@ public:
 private:
     explicit LiveConnection(std::unique_ptr<MediaInput> input);
 
-    void addStream(int index, const char *kind, quint32 streamId, const Wanted &wanted, const LiveUrl &url);
+    void addStream(int index, StreamKind kind, const Wanted &wanted, const LiveUrl &url);
     Delivery delivery(std::size_t position, BlockTimes &times) const;
 
     const std::unique_ptr<MediaInput> _input;
     std::vector<MediaSource::Stream> _streams;
     std::vector<QByteArray> _parameters; // of the streams, as they travel in key blocks
-    const std::unique_ptr<AVPacket, Interleaver::FreePacket> _packet;
+    const AvPointer<AVPacket> _packet;
     bool _gapNoticed = false; // and not told with a block yet
 };
 

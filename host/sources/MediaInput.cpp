@@ -10,6 +10,7 @@
 
 #include "format/Fourcc.h"
 #include "format/MediaBlock.h"
+#include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
 
 namespace {
@@ -30,13 +31,6 @@ bool isLocal(const QString &url)
 std::string message(const QString &url, const std::string &what)
 {
     return ShownUrl::withoutSecrets(url).toStdString() + ": " + what;
-}
-
-std::string errorText(int error)
-{
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text = {};
-    av_strerror(error, text.data(), text.size());
-    return text.data();
 }
 
 /// What libavformat would say less clearly, or, of a pipe that nobody writes to, not at all.
@@ -104,9 +98,9 @@ MediaInput::open(const QString &url, const std::atomic<bool> &stopRequested, con
     if (input->_deadlinePassed)
         return message(url, "gave up opening it after " + std::to_string(fileOpenLimit.count()) + " s");
     if (result == AVERROR_INVALIDDATA)
-        return message(url, "this is no media file, or it is damaged at its beginning: " + errorText(result));
+        return message(url, "this is no media file, or it is damaged at its beginning: " + ffmpegErrorText(result));
     if (result < 0)
-        return message(url, "cannot be opened: " + errorText(result));
+        return message(url, "cannot be opened: " + ffmpegErrorText(result));
     // Any text can be drawn as the picture of a text terminal, but nobody means that.
     if (input->container() == "tty")
         return message(url, "this is a text file, not media");

@@ -3,27 +3,18 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <array>
 #include <system_error>
 
 #include "format/MediaBlock.h"
+#include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr quint32 videoStreamId = 0;
-constexpr quint32 audioStreamId = 8;
 /// Until a demuxer that has nothing at the moment is asked again.
 constexpr std::chrono::milliseconds retryInterval{10};
-
-std::string errorText(int error)
-{
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text = {};
-    av_strerror(error, text.data(), text.size());
-    return text.data();
-}
 
 } // namespace
 
@@ -58,13 +49,23 @@ std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const 
     const int video = input.bestStream(AVMEDIA_TYPE_VIDEO, -1);
     const int audio = input.bestStream(AVMEDIA_TYPE_AUDIO, video);
     if (options.video && video >= 0)
-        source->addStream(video, "video", videoStreamId);
+        source->addStream(video, StreamKind::Video);
     if (options.audio && audio >= 0)
-        source->addStream(audio, "audio", audioStreamId);
+        source->addStream(audio, StreamKind::Audio);
     if (source->_streams.empty())
         return source->_shown + ": " + input.whyNothingCanBeDecoded(options.video, options.audio);
     source->_times.emplace(input.timeMayJump());
     return source;
+}
+
+void MediaSource::keepOnly(StreamKind kind)
+{
+    for (std::size_t position = _streams.size(); position-- > 0;) {
+        if (kindOf(_streams[position].streamId) == kind)
+            continue;
+        _streams.erase(_streams.begin() + static_cast<std::ptrdiff_t>(position));
+        _states.erase(_states.begin() + static_cast<std::ptrdiff_t>(position));
+    }
 }
 
 std::optional<std::string> MediaSource::start(BlockQueue &queue)
@@ -115,10 +116,10 @@ std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *aband
     return std::nullopt;
 }
 
-void MediaSource::addStream(int index, const char *kind, quint32 streamId)
+void MediaSource::addStream(int index, StreamKind kind)
 {
     const QString label = _options.label.isEmpty() ? QFileInfo(_url).fileName() : _options.label;
-    _streams.push_back({_input->describe(index), streamId, label.toUtf8() + ' ' + kind});
+    _streams.push_back({_input->describe(index), streamIdOf(kind), label.toUtf8() + ' ' + nameOf(kind)});
     _states.emplace_back();
     _states.back().parameters = packedParameters(_streams.size() - 1);
 }
@@ -173,7 +174,7 @@ bool MediaSource::deliverFile(int repetition)
                            [index](const Stream &stream) { return stream.index == index; });
     });
     _interleaver = Interleaver(_streams.size());
-    const std::unique_ptr<AVPacket, Interleaver::FreePacket> packet(av_packet_alloc());
+    const AvPointer<AVPacket> packet(av_packet_alloc());
     const quint64 packetsBefore = packets();
     bool endsInPacket = false;
     int result = 0;
@@ -196,7 +197,7 @@ bool MediaSource::deliverFile(int repetition)
         return false;
     const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
     if (result != AVERROR_EOF)
-        noteError(_shown + ": reading it stopped" + after + ": " + errorText(result));
+        noteError(_shown + ": reading it stopped" + after + ": " + ffmpegErrorText(result));
     else if (!_input->complaint().empty())
         noteError(_shown + ": the file is damaged or truncated" + after + ": " + _input->complaint());
     else if (_input->isShorterThanItsIndex())
@@ -249,7 +250,7 @@ bool MediaSource::append(std::size_t position, const AVPacket &packet, qint64 bl
     const Stream &stream = _streams[position];
     State &state = _states[position];
     const bool keyBlock =
-        state.keyBlockWanted || stream.streamId == audioStreamId || (packet.flags & AV_PKT_FLAG_KEY) != 0;
+        state.keyBlockWanted || kindOf(stream.streamId) == StreamKind::Audio || (packet.flags & AV_PKT_FLAG_KEY) != 0;
     const QByteArray data =
         keyBlock ? MediaBlock::packKeyBlock(stream.fourcc, state.parameters, packet) : MediaBlock::packBlock(packet);
     if (!_queue->append({data, stream.streamId, keyBlock, packet.pts, blockTimeMs}))

@@ -15,6 +15,7 @@
 #include <variant>
 #include <vector>
 
+#include "media/StreamKind.h"
 #include "queues/BlockQueue.h"
 #include "sources/BlockTimes.h"
 #include "sources/Interleaver.h"
@@ -64,11 +65,14 @@ public:
     /// Stops the source and waits for its thread.
     ~MediaSource();
 
-    /// What is delivered: one stream or two, video first. Constant.
+    /// What is delivered: one stream or two, video first. Constant but for keepOnly.
     const std::vector<Stream> &streams() const { return _streams; }
 
     /// The container's start time in microseconds, which players count from; 0 when unknown. Constant.
     qint64 startTimeUs() const { return _startTimeUs; }
+
+    /// Delivers the stream of @p kind alone, which is there. Before the start.
+    void keepOnly(StreamKind kind);
 
     /// Begins to fill @p queue, which outlives the source's thread. Once only.
     /// @return what keeps the source from it, in one line that names it and that `error` tells as well: the queue is
@@ -105,7 +109,7 @@ private:
     MediaSource(const QString &url, const Options &options);
 
     std::optional<std::string> openInput(const std::atomic<bool> *abandoned = nullptr);
-    void addStream(int index, const char *kind, quint32 streamId);
+    void addStream(int index, StreamKind kind);
     QByteArray packedParameters(std::size_t position) const;
 
     void run();

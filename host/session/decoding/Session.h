@@ -88,7 +88,7 @@ public:
 
 private:
     class Core;
-    std::shared_ptr<Core> _core;
+    const std::unique_ptr<Core> _core;
 };
 
 } // namespace decoding

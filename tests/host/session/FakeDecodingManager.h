@@ -2,6 +2,7 @@
 #define TESTS_HOST_SESSION_FAKEDECODINGMANAGER_H
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -44,8 +45,17 @@ public:
         }
     }
 
+    /// Whether there is a block for @p decoder, which stays there.
+    static bool finds(const Decoder &decoder)
+    {
+        QueueCursor cursor = decoder.cursor;
+        Block block;
+        return block.read(*decoder.queue, &cursor);
+    }
+
     std::vector<Decoder> decoders; // ever made
     bool refuses = false;          // to make more
+    std::function<void(Decoder &)> onCreate;
 
 private:
     class Handle final : public IDecoder {
@@ -65,11 +75,18 @@ private:
         if (refuses)
             return ModkitPtr<IDecoder>();
         decoders.push_back(decoder);
+        if (onCreate)
+            onCreate(decoders.back());
         return ModkitPtr<IDecoder>(new Handle(decoder.isHeld));
     }
 
-    static bool decodeBlock(Decoder &decoder)
-    {
+    struct Block {
+        bool read(IInputQueue &queue, QueueCursor *cursor)
+        {
+            return queue.readBlock(&data, &streamId, &keyBlock, &timestamp, &blockTime, cursor, nullptr, nullptr, &lost,
+                                   &latency);
+        }
+
         QByteArray data;
         quint32 streamId = 0;
         bool keyBlock = false;
@@ -77,16 +94,21 @@ private:
         qint64 blockTime = 0;
         quint32 lost = 0;
         qint64 latency = 0;
-        if (!decoder.queue->readBlock(&data, &streamId, &keyBlock, &timestamp, &blockTime, &decoder.cursor, nullptr,
-                                      nullptr, &lost, &latency))
+    };
+
+    static bool decodeBlock(Decoder &decoder)
+    {
+        Block block;
+        if (!block.read(*decoder.queue, &decoder.cursor))
             return false;
         const quint32 wanted = decoder.pictures.isNull() ? 8 : 0;
-        if (data.isEmpty() || streamId != wanted)
+        if (block.data.isEmpty() || block.streamId != wanted)
             return true;
         if (decoder.pictures.isNull())
-            decoder.samples->push(Records::samples({0, 0}, 48000, 1, 0), 0, blockTime);
+            decoder.samples->push(Records::samples({0, 0}, 48000, 1, 0), 0, block.blockTime);
         else
-            decoder.pictures->push(Records::picture(AV_PIX_FMT_GRAY8, 4, 4, QByteArray(16, 'x'), 0), 0, blockTime);
+            decoder.pictures->push(Records::picture(AV_PIX_FMT_GRAY8, 4, 4, QByteArray(16, 'x'), 0), 0,
+                                   block.blockTime);
         return true;
     }
 };

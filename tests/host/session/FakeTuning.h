@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "interfaces/ITuneDecoding.h"
-#include "session/DecodingMode.h"
 
 /// Tells what it is told to, and notes what it is asked for.
 class FakeTuning final : public ITuneDecoding {
@@ -20,13 +19,13 @@ public:
         listeners.erase(std::find(listeners.begin(), listeners.end(), oldListener));
     }
     int decoderCount() override { return decoders; }
-    void usePerformanceMode() override { modes.push_back(DecodingMode::Performance); }
-    void useTimeSavingMode() override { modes.push_back(DecodingMode::TimeSaving); }
+    void usePerformanceMode() override { modes.push_back(decoding::Mode::Performance); }
+    void useTimeSavingMode() override { modes.push_back(decoding::Mode::TimeSaving); }
 
     double load = 0.0;
     int decoders = 0;
     std::vector<QObject *> listeners;
-    std::vector<DecodingMode> modes; // that were asked for
+    std::vector<decoding::Mode> modes; // that were asked for
 };
 
 #endif

@@ -20,8 +20,8 @@ namespace {
 using Instant = GovernorPolicy::Instant;
 using Seconds = std::chrono::seconds;
 
-constexpr DecodingMode performance = DecodingMode::Performance;
-constexpr DecodingMode timeSaving = DecodingMode::TimeSaving;
+constexpr decoding::Mode performance = decoding::Mode::Performance;
+constexpr decoding::Mode timeSaving = decoding::Mode::TimeSaving;
 
 /// A policy with limits of 0.6 and 0.9, dwell times of 5 to 60 s, and a second for each sample.
 class Governed {
@@ -53,9 +53,9 @@ public:
     }
 
     Instant now() const { return Instant() + Seconds(_second); }
-    void noteSwitch(DecodingMode mode) { policy.noteSwitch(mode, now()); }
+    void noteSwitch(decoding::Mode mode) { policy.noteSwitch(mode, now()); }
 
-    GovernorPolicy policy{GovernorPolicy::Settings{GovernorLimits{0.6, 0.9}, 5s, 60s}};
+    GovernorPolicy policy{GovernorPolicy::Settings{decoding::LoadLimits{0.6, 0.9}, 5s, 60s}};
     GovernorPolicy::Switch last{};
 
 private:
@@ -73,7 +73,7 @@ public:
 
     struct Event {
         int second;
-        DecodingMode mode;
+        decoding::Mode mode;
     };
 
     /// Runs for @p seconds. @return the switches.
@@ -90,7 +90,7 @@ public:
     }
 
     int lateSeconds() const { return _lateSeconds; }
-    DecodingMode mode() const { return _policy.mode(); }
+    decoding::Mode mode() const { return _policy.mode(); }
 
 private:
     double loadOfOneSecond()
@@ -105,7 +105,7 @@ private:
         return std::min(wanted, 1.0);
     }
 
-    GovernorPolicy _policy{GovernorPolicy::Settings{GovernorLimits{0.6, 0.9}, 5s, 60s}};
+    GovernorPolicy _policy{GovernorPolicy::Settings{decoding::LoadLimits{0.6, 0.9}, 5s, 60s}};
     double _demand = 0;
     double _backlog = 0; // seconds of the whole machine
     int _second = 0;

@@ -24,7 +24,7 @@ constexpr std::chrono::milliseconds never = 1h;
 class GovernorTest : public testing::Test {
 protected:
     void create(std::chrono::milliseconds dwell, std::chrono::milliseconds loadInterval,
-                DecodingMode mode = DecodingMode::Performance)
+                decoding::Mode mode = decoding::Mode::Performance)
     {
         GovernorPolicy::Settings settings;
         settings.dwell = dwell;
@@ -63,11 +63,11 @@ TEST_F(GovernorTest, SwitchesTheDecodersThereAndBackWithALineForEach)
     tell(0.95);
     EXPECT_THAT(_tuning.modes, IsEmpty());
     tell(1.042);
-    EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::TimeSaving));
-    EXPECT_EQ(_governor->mode(), DecodingMode::TimeSaving);
+    EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::TimeSaving));
+    EXPECT_EQ(_governor->mode(), decoding::Mode::TimeSaving);
     tell(0.2);
     tell(0.3);
-    EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::TimeSaving, DecodingMode::Performance));
+    EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::TimeSaving, decoding::Mode::Performance));
     EXPECT_THAT(_lines, ElementsAre("governor: time-saving mode: CPU load 1.042 above 0.90 twice",
                                     "governor: performance mode: CPU load 0.300 below 0.60 twice"));
 }
@@ -78,7 +78,7 @@ TEST_F(GovernorTest, SavesAtALowLoadWhereBlocksAreLate)
     _governor->noteLateBlocks();
     tell(0.1);
     tell(0.2);
-    EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::TimeSaving));
+    EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::TimeSaving));
 }
 
 TEST_F(GovernorTest, ForgetsLateBlocksAfterAnIntervalAndAHalf)
@@ -101,7 +101,7 @@ TEST_F(GovernorTest, TakesALoadThatStaysForFurtherSamples)
         QCoreApplication::processEvents();
         return !_tuning.modes.empty();
     }));
-    EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::TimeSaving));
+    EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::TimeSaving));
 }
 
 TEST_F(GovernorTest, TakesTheLoadOfItsBeginningForASample)
@@ -139,7 +139,7 @@ TEST_F(GovernorTest, IgnoresOtherEventsAndLoadsThatAreNoNumbers)
     tell(std::numeric_limits<double>::quiet_NaN());
     EXPECT_THAT(_tuning.modes, IsEmpty());
     tell(0.95);
-    EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::TimeSaving));
+    EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::TimeSaving));
 }
 
 TEST_F(GovernorTest, SwitchesNothingWhilePausedAndNeedsFreshSamplesAfterwards)
@@ -155,25 +155,25 @@ TEST_F(GovernorTest, SwitchesNothingWhilePausedAndNeedsFreshSamplesAfterwards)
     tell(0.98);
     EXPECT_THAT(_tuning.modes, IsEmpty());
     tell(0.97);
-    EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::TimeSaving));
+    EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::TimeSaving));
 }
 
 TEST_F(GovernorTest, KeepsAModeThatSomebodyElseChoseForTheDwellTime)
 {
     create(never, never);
     EXPECT_EQ(_governor->status(), "0.60:0.90, performance");
-    _governor->noteSwitch(DecodingMode::TimeSaving);
+    _governor->noteSwitch(decoding::Mode::TimeSaving);
     EXPECT_THAT(_governor->status(), StartsWith("0.60:0.90, time-saving, 3600 s to dwell"));
     tell(0.1);
     tell(0.2);
     EXPECT_THAT(_tuning.modes, IsEmpty());
-    EXPECT_EQ(_governor->mode(), DecodingMode::TimeSaving);
+    EXPECT_EQ(_governor->mode(), decoding::Mode::TimeSaving);
 }
 
 TEST_F(GovernorTest, KeepsTheTimeSavingModeItBeginsInForTheDwellTime)
 {
-    create(never, never, DecodingMode::TimeSaving);
-    EXPECT_EQ(_governor->mode(), DecodingMode::TimeSaving);
+    create(never, never, decoding::Mode::TimeSaving);
+    EXPECT_EQ(_governor->mode(), decoding::Mode::TimeSaving);
     tell(0.1);
     tell(0.2);
     EXPECT_THAT(_tuning.modes, IsEmpty());
@@ -181,8 +181,8 @@ TEST_F(GovernorTest, KeepsTheTimeSavingModeItBeginsInForTheDwellTime)
 
 TEST_F(GovernorTest, EndsTheTimeSavingModeItBeginsInWhenTheDwellTimeIsOver)
 {
-    create(0ms, never, DecodingMode::TimeSaving);
+    create(0ms, never, decoding::Mode::TimeSaving);
     tell(0.1);
     tell(0.2);
-    EXPECT_THAT(_tuning.modes, ElementsAre(DecodingMode::Performance));
+    EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::Performance));
 }

@@ -1,122 +1,93 @@
 #include "session/InputSet.h"
 
 #include <QTemporaryDir>
-#include <QThread>
 
 #include <filesystem>
-#include <memory>
 
-#include "host/session/RunFixture.h"
+#include "host/session/InputSetFixture.h"
 
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-using InputSetTest = RunFixture;
+using InputSetTest = InputSetFixture;
 
 TEST_F(InputSetTest, DecodesEachStreamOfAFileToItsEnd)
 {
     addSample("cup.mp4");
     ASSERT_TRUE(decodeUntil([this] { return _inputs.isFinished(); }));
-    const DecodeReport::Input report = _inputs.inputs().front()->report();
-    ASSERT_EQ(report.streams.size(), 2U);
-    EXPECT_EQ(report.streams[0].frames, 217);
-    EXPECT_EQ(report.streams[1].frames, 380);
-    EXPECT_EQ(report.error, std::nullopt);
+    const decoding::Snapshot::Input cup = shown("cup.mp4");
+    ASSERT_EQ(cup.streams.size(), 2U);
+    EXPECT_EQ(cup.streams[0].frames, 217);
+    EXPECT_EQ(cup.streams[1].frames, 380);
+    EXPECT_EQ(cup.error, std::nullopt);
     ASSERT_EQ(_manager.decoders.size(), 2U);
     EXPECT_EQ(_manager.decoders[0].name, QStringLiteral("cup.mp4 video"));
     EXPECT_EQ(_manager.decoders[1].name, QStringLiteral("cup.mp4 audio"));
     EXPECT_FALSE(*_manager.decoders[0].isHeld);
     EXPECT_THAT(_messages, IsEmpty());
+    EXPECT_TRUE(_handles["cup.mp4"]->isFinished());
 }
 
-TEST_F(InputSetTest, ReadsAFileOnceTheIndicationsShowThatItsDecodersWaitForIt)
+TEST_F(InputSetTest, ReadsAFileOnceItsDecodersHaveLookedForBlocks)
 {
-    const ModkitPtr<IndicationManager> indications(new IndicationManager);
-    InputSet inputs({_options, _manager, _workers, _damage, indications.data()});
-    ASSERT_TRUE(std::holds_alternative<InputNames::Name>(inputs.add({sample("cup.mp4"), std::nullopt})));
-    const auto packets = [&] {
-        inputs.poll();
-        return inputs.inputs().front()->report().packets;
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    const auto look = [this](std::size_t decoder) { FakeDecodingManager::finds(_manager.decoders[decoder]); };
+    look(0);
+    for (int poll = 0; poll < 5; ++poll)
+        this->poll();
+    EXPECT_EQ(shown("cup.mp4").packets, 0);
+    EXPECT_EQ(shown("cup.mp4").decoding.count(), 0) << "it has not begun";
+    look(1);
+    EXPECT_TRUE(pollUntil([this] { return shown("cup.mp4").packets > 0; }));
+}
+
+TEST_F(InputSetTest, GivesTheDecoderNothingUntilItHasAllOutputs)
+{
+    _options.outputs.resize(3);
+    _options.audio = false;
+    std::vector<bool> found; // a block, when a decoder was made
+    _manager.onCreate = [&found](FakeDecodingManager::Decoder &decoder) {
+        found.push_back(FakeDecodingManager::finds(decoder));
     };
-    ASSERT_TRUE(waitUntil([&] { return packets() == 0 && inputs.inputs().front()->isOpen(); }));
-    const auto wake = [&](const char *decoder) {
-        const auto shown =
-            indications->createIndication(nullptr, QStringLiteral("DecoderCycle"), QLatin1String(decoder), 3);
-        const std::unique_ptr<QThread> thread(QThread::create([&] { shown->setValue(3, -1, {}); }));
-        thread->setObjectName(QStringLiteral("Decoder/1"));
-        thread->start();
-        thread->wait();
-    };
-    wake("cup.mp4 video");
-    EXPECT_EQ(packets(), 0);
-    EXPECT_EQ(inputs.inputs().front()->report().streams.front().durationMs, 0) << "it has not begun";
-    wake("cup.mp4 audio");
-    ASSERT_TRUE(waitUntil([&] { return packets() > 0; }));
+    add("lavfi:testsrc2=size=64x48:rate=100", "pattern");
+    ASSERT_TRUE(pollUntil([this] { return shown("pattern").packets > 0; }));
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 3; }));
+    EXPECT_THAT(found, ElementsAre(false, false, false));
+    EXPECT_TRUE(pollUntil([this] { return FakeDecodingManager::finds(_manager.decoders[0]); }));
 }
 
-TEST_F(InputSetTest, OpensCopiesOnceTheFirstIsOpenAndKeepsThemTogether)
+TEST_F(InputSetTest, TellsOnceWhyAnInputCannotBeOpenedThoughItIsDroppedThen)
 {
-    addSample("cup.mp4", 3);
-    addSample("tree.avi");
-    EXPECT_THAT(names(), ElementsAre("cup.mp4", "tree.avi"));
-    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4 (3)") && isOpen("tree.avi"); }));
-    EXPECT_THAT(names(), ElementsAre("cup.mp4", "cup.mp4 (2)", "cup.mp4 (3)", "tree.avi"));
-}
-
-TEST_F(InputSetTest, ForgetsTheCopiesOfWhatCannotBeOpenedAndTheirNames)
-{
-    add({"/nowhere/clip.mp4", std::nullopt}, 3);
-    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
-    EXPECT_THAT(names(), ElementsAre("clip.mp4"));
-    add({"/nowhere/clip.mp4", std::nullopt});
-    EXPECT_THAT(names(), ElementsAre("clip.mp4", "clip.mp4 (2)"));
-}
-
-TEST_F(InputSetTest, ForgetsTheCopiesOfWhatIsRemoved)
-{
-    addSample("cup.mp4", 2);
-    EXPECT_TRUE(_inputs.remove("cup.mp4"));
-    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
-    EXPECT_THAT(names(), IsEmpty());
-    addSample("cup.mp4", 2);
-    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4 (2)"); }));
-}
-
-TEST_F(InputSetTest, TellsOnceWhyAnInputCannotBeOpenedThoughItIsRemovedThen)
-{
-    add({"/nowhere/clip.mp4", std::nullopt});
+    add("/nowhere/clip.mp4");
     ASSERT_TRUE(pollUntil([this] { return isFinished("clip.mp4"); }));
-    EXPECT_TRUE(_inputs.remove("clip.mp4"));
-    ASSERT_TRUE(pollUntil([this] { return !_inputs.isLeaving("clip.mp4"); }));
+    EXPECT_EQ(shown("clip.mp4").state, decoding::State::Failed);
+    remove("clip.mp4");
+    ASSERT_TRUE(pollUntil([this] { return names().empty(); }));
     EXPECT_THAT(_messages, ElementsAre("/nowhere/clip.mp4: there is no such file"));
 }
 
-TEST_F(InputSetTest, RemovesOneInputAndLeavesTheOthersAlone)
+TEST_F(InputSetTest, ForgetsAnInputWithoutAHandleAndLeavesTheOthersAlone)
 {
     addSample("cup.mp4");
     addSample("tree.avi");
     ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4") && isOpen("tree.avi"); }));
-    EXPECT_TRUE(_inputs.remove("cup.mp4"));
-    EXPECT_FALSE(_inputs.remove("cup.mp4"));
-    EXPECT_THAT(names(), ElementsAre("tree.avi"));
-    EXPECT_TRUE(_inputs.isLeaving("cup.mp4"));
-    ASSERT_TRUE(decodeUntil([this] { return isFinished("tree.avi") && !_inputs.isLeaving("cup.mp4"); }));
-    EXPECT_EQ(_inputs.find("tree.avi")->streams().front().frames, 24);
-    EXPECT_THAT(_messages, ElementsAre(AllOf(StartsWith("cup.mp4: removed, after "), EndsWith(" frames"))));
+    remove("cup.mp4");
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("tree.avi") && names().size() == 1; }));
+    EXPECT_EQ(shown("tree.avi").streams.front().frames, 24);
+    EXPECT_EQ(shown("tree.avi").state, decoding::State::Ended);
 }
 
 TEST_F(InputSetTest, GivesANameAgainOnlyOnceItsOwnerHasLeft)
 {
-    add(unreachable("door"));
-    EXPECT_THAT(std::get<std::string>(_inputs.add(unreachable("door"))), StartsWith("door: "));
-    EXPECT_TRUE(_inputs.remove("door"));
-    EXPECT_THAT(std::get<std::string>(_inputs.add(unreachable("door"))), StartsWith("door: "));
-    ASSERT_TRUE(pollUntil([this] { return !_inputs.isLeaving("door"); }));
-    add(unreachable("door"));
+    EXPECT_EQ(addUnreachable("door"), "");
+    EXPECT_THAT(addUnreachable("door"), StartsWith("door: "));
+    remove("door");
+    EXPECT_THAT(addUnreachable("door"), StartsWith("door: "));
+    ASSERT_TRUE(pollUntil([this] { return names().empty(); }));
+    EXPECT_EQ(addUnreachable("door"), "");
 }
 
 TEST_F(InputSetTest, EndsWhatItCannotHaveDecoded)
@@ -125,68 +96,65 @@ TEST_F(InputSetTest, EndsWhatItCannotHaveDecoded)
     addSample("cup.mp4");
     ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
     EXPECT_THAT(_messages, ElementsAre(HasSubstr("gives no decoder")));
+    EXPECT_THAT(_handles["cup.mp4"]->error().value_or(""), HasSubstr("gives no decoder"));
 }
 
 TEST_F(InputSetTest, WritesToAFileAgainOnceAllInputsThatItWasHaveLeft)
 {
     const QTemporaryDir folder;
     const auto path = [&folder](const char *name) { return folder.filePath(QLatin1String(name)).toStdString(); };
-    _options.outputs = {{OutputSpec::Wav, folder.path()}};
+    _options.outputs.resize(1);
+    _options.outputs[0].kind = decoding::Output::Kind::Wav;
+    _options.outputs[0].directory = folder.path().toStdString();
     std::filesystem::copy_file(sample("cup.mp4"), path("cup.mp4"));
     // Whose outputs will be the same file as the input.
     for (const char *const name : {"early", "between", "late"})
         std::filesystem::create_hard_link(path("cup.mp4"), path(name) + ".wav");
-    const auto addSampleAs = [&](const char *name) { add({sample("cup.mp4"), name}); };
     const auto refusal = [&](const char *name) {
         EXPECT_TRUE(pollUntil([&] { return isFinished(name) || isOpen(name); }));
-        return isOpen(name) ? std::string() : _inputs.find(name)->errors().front();
+        return isOpen(name) ? std::string() : shown(name).errors().front();
     };
 
-    add({path("cup.mp4"), "cup"}, 2);
+    add(path("cup.mp4"), "cup");
+    add(path("cup.mp4"), "cup (2)");
     ASSERT_TRUE(decodeUntil([&] { return isFinished("cup") && isFinished("cup (2)"); }));
-    addSampleAs("early");
+    add(sample("cup.mp4"), "early");
     EXPECT_THAT(refusal("early"), HasSubstr("one of the inputs"));
-    addSampleAs("between");
-    EXPECT_TRUE(_inputs.remove("cup"));
+    add(sample("cup.mp4"), "between");
+    remove("cup");
     EXPECT_THAT(refusal("between"), HasSubstr("one of the inputs"));
-    addSampleAs("late");
-    EXPECT_TRUE(_inputs.remove("cup (2)"));
+    add(sample("cup.mp4"), "late");
+    remove("cup (2)");
     EXPECT_EQ(refusal("late"), "");
 }
 
-TEST_F(InputSetTest, LeavesAloneWhatIsDecodedWhenItIsCancelled)
+TEST_F(InputSetTest, LeavesAloneWhatIsDecodedWhenItIsClosed)
 {
-    using Phase = ProgressDisplay::Input::Phase;
     addSample("tree.avi");
     ASSERT_TRUE(decodeUntil([this] { return isFinished("tree.avi"); }));
-    addSample("cup.mp4");
-    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4"); }));
-    const InputRun &tree = *_inputs.find("tree.avi");
-    const InputRun &cup = *_inputs.find("cup.mp4");
-    EXPECT_FALSE(tree.isRunning());
-    EXPECT_TRUE(cup.isRunning());
-    // Without a poll, its outputs are not completed.
-    ASSERT_TRUE(waitUntil([&] {
-        _manager.decode();
-        return !cup.isRunning();
-    }));
-    EXPECT_FALSE(cup.isFinished());
     addSample("box.mp4");
-    const InputRun &box = *_inputs.find("box.mp4");
-    EXPECT_TRUE(box.isRunning());
-
-    _inputs.cancel();
+    ASSERT_TRUE(pollUntil([this] { return isOpen("box.mp4"); }));
+    _inputs.close();
     ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
-    EXPECT_EQ(tree.progress().phase, Phase::Done);
-    EXPECT_EQ(cup.progress().phase, Phase::Done);
-    EXPECT_EQ(box.progress().phase, Phase::Running) << "it is not decoded to its end";
+    EXPECT_EQ(shown("tree.avi").streams.front().frames, 24);
+    EXPECT_EQ(shown("tree.avi").progress, 1.0);
+    EXPECT_LT(shown("box.mp4").streams.front().frames, 455) << "it is not decoded to its end";
+    EXPECT_THAT(_messages, IsEmpty());
 }
 
-TEST_F(InputSetTest, TakesNoMoreInputsOnceItIsCancelled)
+TEST_F(InputSetTest, TakesNoMoreInputsOnceItIsClosed)
 {
-    add(unreachable("door"));
-    _inputs.cancel();
-    EXPECT_TRUE(std::holds_alternative<std::string>(_inputs.add(unreachable("yard"))));
+    addUnreachable("door");
+    _inputs.close();
+    EXPECT_NE(addUnreachable("yard"), "");
     ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
     EXPECT_THAT(names(), ElementsAre("door"));
+}
+
+TEST_F(InputSetTest, WakesItsSessionWhenAFileIsOpenAndWhenItsOutputsAreComplete)
+{
+    addSample("tree.avi");
+    ASSERT_TRUE(waitUntil([this] { return _wakeUps == 1; })) << "it is open, or cannot be opened";
+    ASSERT_TRUE(decodeUntil([this] { return _wakeUps == 2; }));
+    ASSERT_TRUE(pollUntil([this] { return isFinished("tree.avi"); }));
 }

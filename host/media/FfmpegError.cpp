@@ -1,0 +1,14 @@
+#include "media/FfmpegError.h"
+
+#include <array>
+
+extern "C" {
+#include <libavutil/error.h>
+}
+
+std::string ffmpegErrorText(int error)
+{
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> text = {};
+    av_strerror(error, text.data(), text.size());
+    return text.data();
+}

@@ -1,0 +1,124 @@
+#include "session/FeedRun.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A decoder looks for a block every millisecond; one that does not for so long never will.
+constexpr std::chrono::seconds awakeLimit(30);
+
+} // namespace
+
+FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment)
+    : _feed(std::move(feed))
+    , _environment(environment)
+{
+}
+
+FeedRun::~FeedRun()
+{
+    if (_phase == Phase::Finished)
+        return;
+    cancel();
+    if (_phase == Phase::Running)
+        end();
+    else
+        _ending.wait();
+}
+
+DecodedStream &FeedRun::add(std::unique_ptr<DecodedStream> stream)
+{
+    if (!_decodersSince)
+        _decodersSince = Clock::now();
+    _streams.push_back(std::move(stream));
+    return *_streams.back();
+}
+
+void FeedRun::remove(const DecodedStream &stream)
+{
+    _feed->leave(stream.kind());
+    _streams.erase(std::find_if(_streams.begin(), _streams.end(),
+                                [&stream](const auto &candidate) { return candidate.get() == &stream; }));
+}
+
+void FeedRun::poll()
+{
+    if (_phase == Phase::Running) {
+        if (!_cancelled && !_startedAt)
+            startOnceDecodersAreAwake();
+        if (_cancelled || _feed->isDrained())
+            beginEnding();
+    } else if (_phase == Phase::Ending && _ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
+        _endedAt = Clock::now();
+        _phase = Phase::Finished;
+    }
+}
+
+void FeedRun::startOnceDecodersAreAwake()
+{
+    if (_streams.empty())
+        return;
+    const auto asleep =
+        std::find_if(_streams.begin(), _streams.end(), [](const auto &stream) { return !stream->isDecoderAwake(); });
+    if (asleep == _streams.end()) {
+        _startedAt = Clock::now();
+        _feed->start();
+    } else if (Clock::now() - *_decodersSince > awakeLimit) {
+        _error = QString::fromUtf8((*asleep)->description().origin).toStdString() +
+                 ": its decoder does not read; the component has no thread for it, or is stuck in another stream";
+        cancel();
+    }
+}
+
+void FeedRun::cancel()
+{
+    if (!isRunning())
+        return;
+    _cancelled = true;
+    _feed->cancel();
+}
+
+void FeedRun::beginEnding()
+{
+    auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });
+    _ending = ending->get_future();
+    _phase = Phase::Ending;
+    // Where the system gives no thread, better here than never.
+    if (!_environment.enders.post([ending, wake = _environment.wake] {
+            (*ending)();
+            wake();
+        }))
+        (*ending)();
+}
+
+/// On a thread of the enders.
+void FeedRun::end()
+{
+    _feed->wait();
+    for (const auto &stream : _streams)
+        stream->dropDecoder();
+    for (const auto &stream : _streams)
+        stream->completeOutputs();
+}
+
+InputFeed::Status FeedRun::status() const
+{
+    InputFeed::Status status = _feed->status();
+    if (_error)
+        status.error = _error;
+    if (_phase == Phase::Finished || _error)
+        status.state = InputFeed::State::Ended;
+    else if (status.state == InputFeed::State::Ended && !_streams.empty())
+        status.state = InputFeed::State::Delivering; // to outputs that are not complete yet
+    return status;
+}
+
+std::chrono::milliseconds FeedRun::runningTime() const
+{
+    if (!_startedAt)
+        return std::chrono::milliseconds(0);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(_endedAt.value_or(Clock::now()) - *_startedAt);
+}

@@ -1,0 +1,79 @@
+#ifndef HOST_SESSION_FEEDRUN_H
+#define HOST_SESSION_FEEDRUN_H
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "session/DecodedStream.h"
+#include "session/InputFeed.h"
+#include "session/JobThreads.h"
+
+/// One feed on its way through the component to the outputs of its streams, from its opening until everything is complete.
+/// Thread-bound; the feed, the decoders and the writers run on threads of their own, and nothing here waits for them but
+/// the destructor, and `poll` where the system has no thread left that could wait.
+class FeedRun final {
+public:
+    /// What the feeds of a session share. Outlives them.
+    struct Environment {
+        JobThreads &enders; // of outputs, which may have much to write still
+        /// Has the session look at its inputs soon. Thread-safe.
+        std::function<void()> wake;
+    };
+
+    FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment);
+    FeedRun(const FeedRun &) = delete;
+    FeedRun &operator=(const FeedRun &) = delete;
+    /// Cancels what is still running, and completes its outputs.
+    ~FeedRun();
+
+    InputFeed &feed() { return *_feed; }
+    const InputFeed &feed() const { return *_feed; }
+
+    /// Takes a stream of the feed that is decoded from now on. While it runs.
+    DecodedStream &add(std::unique_ptr<DecodedStream> stream);
+    /// Drops the decoder of @p stream, which nobody wants any more, while it runs.
+    void remove(const DecodedStream &stream);
+
+    /// Takes whatever next step there is to take: starts the feed once its decoders wait for it, ends what is decoded.
+    void poll();
+    /// Has reading and decoding stop at once, with what is decoded so far. Does nothing unless it is running.
+    void cancel();
+
+    const std::vector<std::unique_ptr<DecodedStream>> &streams() const { return _streams; }
+    /// Whether its streams may get other outputs: from its beginning until it ends.
+    bool isOpenForOutputs() const { return _phase == Phase::Running && !_cancelled; }
+    /// Whether there is, or may be, more of it to decode. The outputs are complete only later.
+    bool isRunning() const { return _phase == Phase::Running && !_feed->isDrained(); }
+    /// Whether its outputs are complete, or it could not be opened.
+    bool isFinished() const { return _phase == Phase::Finished; }
+
+    /// As the feed's, until everything is complete.
+    InputFeed::Status status() const;
+    /// Since the decoders began, or for as long as they worked.
+    std::chrono::milliseconds runningTime() const;
+
+private:
+    enum class Phase { Running, Ending, Finished };
+
+    void startOnceDecodersAreAwake();
+    void beginEnding();
+    void end();
+
+    const std::unique_ptr<InputFeed> _feed;
+    const Environment _environment;
+    std::vector<std::unique_ptr<DecodedStream>> _streams; // constant while it is ending
+    std::optional<std::string> _error;                    // it could not begin
+    std::optional<std::chrono::steady_clock::time_point> _decodersSince;
+    std::optional<std::chrono::steady_clock::time_point> _startedAt;
+    std::optional<std::chrono::steady_clock::time_point> _endedAt;
+    Phase _phase = Phase::Running;
+    bool _cancelled = false;
+    std::future<void> _ending; // valid while the outputs are being completed
+};
+
+#endif

@@ -1,0 +1,365 @@
+#include "session/SessionCore.h"
+
+#include <QThread>
+
+#include <algorithm>
+#include <cmath>
+#include <system_error>
+#include <utility>
+
+#include "format/FormatManager.h"
+#include "interfaces/InterfaceIdentifiers.h"
+#include "session/HostSettings.h"
+#include "session/InputCore.h"
+#include "session/ProcessThreads.h"
+#include "session/SnapshotFiller.h"
+
+namespace {
+
+constexpr int stepIntervalMs = 20;
+constexpr int loadIntervalMs = 1000; // that the component measures the load in
+constexpr int firstLoadMs = 1100;    // not before it has measured for the first time
+constexpr std::size_t maxMessages = 50;
+// After which no frame means that none come any more. Key blocks may be far from each other.
+constexpr std::chrono::seconds longestPause(5);
+constexpr std::chrono::seconds longestPauseOfKeyBlocks(30);
+
+template <class Interface>
+ModkitPtr<Interface> published(ObjectRegistry &registry, const char *identifier)
+{
+    return ModkitPtr<Interface>(registry.getObject(identifier));
+}
+
+ComponentOptions componentOptions(const decoding::SessionOptions &options)
+{
+    ComponentOptions component;
+    if (!options.component.empty())
+        component.libraryFile = options.component;
+    if (!options.settings.empty())
+        component.settingsFile = options.settings;
+    if (options.threads != 0)
+        component.threads = options.threads;
+    return component;
+}
+
+std::shared_ptr<EventThread> eventThread()
+{
+    try {
+        return EventThread::shared();
+    } catch (const std::system_error &error) {
+        throw decoding::Error(std::string("there is no thread for the session: ") + error.what());
+    }
+}
+
+} // namespace
+
+decoding::Session::Core::Core(SessionOptions options)
+    : _options(std::move(options))
+    , _events(eventThread())
+    , _jobs(std::make_shared<SessionJobs>([this] { wake(); }))
+{
+    if (_options.threads < 0 || _options.threads > maxThreads)
+        throw Error("SessionOptions::threads is " + std::to_string(_options.threads) +
+                    "; it takes a number from 0 to " + std::to_string(maxThreads));
+    if (_options.governor && !(_options.governor->low > 0 && _options.governor->low < _options.governor->high))
+        throw Error("SessionOptions::governor takes limits with 0 < low < high");
+    _events->call([this] {
+        try {
+            start();
+        } catch (...) {
+            stop();
+            throw;
+        }
+    });
+}
+
+decoding::Session::Core::~Core()
+{
+    end();
+}
+
+void decoding::Session::Core::registerServices()
+{
+    _registry.setObject(InterfaceIdentifiers::avFormatManager,
+                        ModkitPtr<IPolymorph>(ModkitPtr<IAVFormatManager>(new FormatManager(_damage))));
+    if (!_options.lights)
+        return;
+    try {
+        _indications = ModkitPtr<IndicationManager>(new IndicationManager);
+    } catch (const std::system_error &error) {
+        throw Error(std::string("there is no thread for the indications: ") + error.what());
+    }
+    _registry.setObject(InterfaceIdentifiers::indicationManager,
+                        ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(_indications)));
+}
+
+void decoding::Session::Core::start()
+{
+    const ComponentOptions options = componentOptions(_options);
+    const auto settings = HostSettings::collect(options);
+    if (const std::string *const error = std::get_if<std::string>(&settings))
+        throw Error(*error);
+    const ModkitPtr<ISettings> &chosen = std::get<ModkitPtr<ISettings>>(settings);
+    if (chosen->getInt("THREADS", 1) == 0)
+        throw Error("the setting THREADS (--threads, DECODING_THREADS or settings file) is 0: no thread would decode");
+
+    registerServices();
+    const std::set<int> threadsBefore = ProcessThreads::ids();
+    _component = std::make_unique<ComponentHost>(chosen, _registry);
+    if (const auto error = _component->start(ComponentHost::libraryFile(options)))
+        throw Error(*error);
+    _componentThreads = ProcessThreads::startedSince(threadsBefore);
+    _manager = published<IDecodingManager>(_registry, InterfaceIdentifiers::decodingManager);
+    _tuning = published<ITuneDecoding>(_registry, InterfaceIdentifiers::tuneDecoding);
+    if (_manager.isNull() || _tuning.isNull())
+        throw Error(_component->componentPath() + ": " + _component->componentName() +
+                    " does not publish both IDecodingManager and ITuneDecoding, which decoding needs");
+
+    _messageTaker = std::make_shared<std::function<void(const std::string &)>>(
+        [this](const std::string &text) { addMessage(text); });
+    _events->addMessageTaker(_messageTaker);
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        try {
+            _workers =
+                std::make_unique<SinkWorkers>(static_cast<std::size_t>(std::max(1, QThread::idealThreadCount())));
+        } catch (const std::system_error &error) {
+            throw Error(std::string("there are no threads to write the outputs: ") + error.what());
+        }
+        _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs);
+    }
+    if (_options.mode == Mode::TimeSaving)
+        switchMode(Mode::TimeSaving);
+    if (_options.governor) {
+        GovernorPolicy::Settings policy;
+        policy.limits = *_options.governor;
+        _governor.emplace(_tuning, policy, _options.mode, [this](const std::string &line) {
+            {
+                const std::lock_guard<std::mutex> lock(_mutex);
+                _mode = _governor->mode();
+            }
+            addMessage(line);
+        });
+    }
+
+    _stepTimer = std::make_unique<QTimer>();
+    QObject::connect(_stepTimer.get(), &QTimer::timeout, [this] { step(); });
+    _stepTimer->setInterval(stepIntervalMs);
+    _loadTimer = std::make_unique<QTimer>();
+    QObject::connect(_loadTimer.get(), &QTimer::timeout, [this] {
+        _loadTimer->setInterval(loadIntervalMs);
+        sampleLoad();
+    });
+    _loadTimer->start(firstLoadMs);
+}
+
+std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url,
+                                                                     const InputOptions &options)
+{
+    if (options.repeat < 1)
+        throw Error(url + ": InputOptions::repeat is less than 1");
+    if (options.queuedFrames < 1)
+        throw Error(url + ": InputOptions::queuedFrames is less than 1");
+    std::shared_ptr<Input::Core> input;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (!_inputs)
+            throw Error("the session has ended");
+        const auto added = _inputs->add(url, options);
+        if (const std::string *const error = std::get_if<std::string>(&added))
+            throw Error(*error);
+        input = std::get<std::shared_ptr<Input::Core>>(added);
+    }
+    wake();
+    return input;
+}
+
+decoding::Snapshot decoding::Session::Core::snapshot() const
+{
+    Snapshot snapshot;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        snapshot.mode = _mode;
+        snapshot.governor = _governorText;
+        snapshot.load = _load;
+        if (_inputs) {
+            const SnapshotFiller filler(_indications.data(), _mode);
+            snapshot.inputs.reserve(_inputs->inputs().size());
+            for (const auto &input : _inputs->inputs()) {
+                if (!input->isAbandoned())
+                    filler.add(*input, snapshot);
+            }
+            snapshot.decoders = _tuning->decoderCount();
+        }
+    }
+    snapshot.running = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - _startedAt);
+    const std::lock_guard<std::mutex> lock(_messagesMutex);
+    snapshot.messages.assign(_messages.begin(), _messages.end());
+    return snapshot;
+}
+
+void decoding::Session::Core::setMode(Mode mode)
+{
+    _events->call([this, mode] {
+        if (!_tuning.isNull())
+            switchMode(mode);
+    });
+}
+
+void decoding::Session::Core::switchMode(Mode mode)
+{
+    if (mode == Mode::Performance)
+        _tuning->usePerformanceMode();
+    else
+        _tuning->useTimeSavingMode();
+    if (_governor)
+        _governor->noteSwitch(mode);
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _mode = mode;
+    if (_governor)
+        _governorText = _governor->status();
+}
+
+void decoding::Session::Core::setGovernor(bool on)
+{
+    _events->call([this, on] {
+        if (!_governor)
+            throw Error("there is no governor; start decoding-host with --governor LOW:HIGH");
+        _governor->setPaused(!on);
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _governorText = _governor->status();
+    });
+}
+
+void decoding::Session::Core::wake()
+{
+    if (!_wakePosted.exchange(true))
+        _events->post([this] {
+            _wakePosted = false;
+            step();
+        });
+}
+
+void decoding::Session::Core::step()
+{
+    std::vector<std::string> messages;
+    bool hasWork = false;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (!_inputs)
+            return;
+        _jobs->run(*_inputs);
+        _inputs->poll();
+        messages = _inputs->takeMessages();
+        hasWork = _inputs->hasWork();
+        if (_governor)
+            _governorText = _governor->status();
+        if (_inputs->isFinished())
+            _finished.notify_all();
+    }
+    for (const std::string &message : messages)
+        addMessage(message);
+    if (hasWork && !_stepTimer->isActive())
+        _stepTimer->start();
+    else if (!hasWork)
+        _stepTimer->stop();
+}
+
+void decoding::Session::Core::sampleLoad()
+{
+    const double now = _tuning->cpuLoad(nullptr);
+    noteLateBlocks();
+    const std::lock_guard<std::mutex> lock(_mutex);
+    const auto pause = _mode == Mode::TimeSaving ? longestPauseOfKeyBlocks : longestPause;
+    for (const auto &input : _inputs->inputs())
+        input->updateRates(Clock::now(), input->core().options().excludeFromTuning ? longestPause : pause);
+    _load.now = now;
+    // Of two ticks in the same moment, the component makes no figure.
+    if (!std::isfinite(now))
+        return;
+    _load.average += (now - _load.average) / static_cast<double>(++_load.samples);
+    _load.maximum = std::max(_load.maximum, now);
+}
+
+/// What goes with an input that has left may hide a loss elsewhere, for one interval.
+void decoding::Session::Core::noteLateBlocks()
+{
+    if (!_governor)
+        return;
+    qint64 lateBlocks = 0;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        for (const auto &input : _inputs->inputs())
+            lateBlocks += input->feeds().front()->feed().figures().late;
+    }
+    if (lateBlocks > std::exchange(_lateBlocks, lateBlocks))
+        _governor->noteLateBlocks();
+}
+
+void decoding::Session::Core::addMessage(const std::string &text)
+{
+    Snapshot::Message message;
+    {
+        const std::lock_guard<std::mutex> lock(_messagesMutex);
+        message = {++_messageCount, std::chrono::system_clock::now(), text};
+        if (_messages.size() == maxMessages)
+            _messages.pop_front();
+        _messages.push_back(message);
+    }
+    if (_options.onMessage)
+        _options.onMessage(message);
+}
+
+decoding::Session::Remains decoding::Session::Core::end()
+{
+    {
+        std::unique_lock<std::mutex> lock(_mutex);
+        if (std::exchange(_ended, true))
+            return {};
+        if (_inputs)
+            _inputs->close();
+    }
+    wake();
+    {
+        std::unique_lock<std::mutex> lock(_mutex);
+        _finished.wait(lock, [this] { return !_inputs || _inputs->isFinished(); });
+    }
+    _jobs->deliveries()->waitForAll();
+    _jobs->end();
+    Remains remains;
+    _events->call([this, &remains] { remains = stop(); });
+    return remains;
+}
+
+/// Everything that start has made goes in the opposite order.
+decoding::Session::Remains decoding::Session::Core::stop()
+{
+    _stepTimer.reset();
+    _loadTimer.reset();
+    _governor.reset();
+    std::unique_ptr<InputSet> inputs;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        inputs = std::move(_inputs);
+    }
+    inputs.reset();
+    _workers.reset();
+    _manager.reset();
+    _tuning.reset();
+    if (_component)
+        _component->stop();
+    // Decoders outlive their handles, and warn until the component is stopped.
+    _messageTaker.reset();
+
+    Remains remains;
+    remains.threads = ProcessThreads::leftOf(_componentThreads);
+    for (const std::string &identifier : _registry.identifiers()) {
+        if (identifier != InterfaceIdentifiers::avFormatManager &&
+            identifier != InterfaceIdentifiers::indicationManager)
+            remains.published.push_back(identifier);
+    }
+    for (const std::string &identifier : _registry.identifiers())
+        _registry.setObject(identifier, ModkitPtr<IPolymorph>());
+    _indications.reset();
+    return remains;
+}

@@ -1,0 +1,167 @@
+#include "session/SnapshotFiller.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+using decoding::Snapshot;
+
+namespace {
+
+// As the stream decoders name their indications, in the order of Snapshot::LightIndex, which is also that of their creation.
+const std::array<QString, Snapshot::lightCount> &lightNames()
+{
+    static const std::array<QString, Snapshot::lightCount> names = {
+        QStringLiteral("DecoderMode"),
+        QStringLiteral("DecoderLost"),
+        QStringLiteral("DecoderCycle"),
+        QStringLiteral("DecoderMaxLatency"),
+        QStringLiteral("DecoderKeyBlockReceived"),
+        QStringLiteral("DecoderNullBlockReceived"),
+        QStringLiteral("DecoderDataPushed"),
+    };
+    return names;
+}
+
+/// @return which light the indication called @p name is; likely the one at @p guess.
+std::optional<std::size_t> lightIndex(const QString &name, std::size_t guess)
+{
+    const auto &names = lightNames();
+    if (guess < names.size() && names[guess] == name)
+        return guess;
+    const auto found = std::find(names.begin(), names.end(), name);
+    if (found == names.end())
+        return std::nullopt;
+    return static_cast<std::size_t>(found - names.begin());
+}
+
+decoding::Light shown(Light light)
+{
+    switch (light) {
+    case Light::Good:
+        return decoding::Light::Good;
+    case Light::Warning:
+        return decoding::Light::Warning;
+    case Light::Bad:
+        return decoding::Light::Bad;
+    case Light::Black:
+        break;
+    }
+    return decoding::Light::Black;
+}
+
+std::optional<Snapshot::Latency> latencyOf(const InputFeed::Figures &figures)
+{
+    if (figures.reads == 0)
+        return std::nullopt;
+    return Snapshot::Latency{static_cast<double>(figures.latencySumMs) / static_cast<double>(figures.reads),
+                             figures.lastLatencyMs, figures.maxLatencyMs};
+}
+
+/// Adds what @p part has read to @p sum.
+void addFigures(const InputFeed::Figures &part, InputFeed::Figures &sum)
+{
+    sum.reads += part.reads;
+    sum.latencySumMs += part.latencySumMs;
+    sum.lastLatencyMs = std::max(sum.lastLatencyMs, part.lastLatencyMs);
+    sum.maxLatencyMs = std::max(sum.maxLatencyMs, part.maxLatencyMs);
+}
+
+} // namespace
+
+SnapshotFiller::SnapshotFiller(const IndicationManager *indications, decoding::Mode mode)
+    : _mode(mode)
+{
+    if (!indications)
+        return;
+    for (const IndicationManager::Owner &owner : indications->snapshot()) {
+        // Of decoders with the same name, the last is the present one.
+        Decoder &decoder = _decoders[owner.name.toStdString()];
+        decoder = Decoder();
+        std::size_t position = 0;
+        for (const IndicationManager::Value &value : owner.values) {
+            const auto index = lightIndex(value.name, position++);
+            if (!index)
+                continue;
+            decoder.lights[*index] = shown(value.light);
+            if (*index == Snapshot::CycleLight)
+                decoder.thread = value.thread.toStdString();
+        }
+    }
+}
+
+void SnapshotFiller::add(const InputRun &input, Snapshot &snapshot) const
+{
+    snapshot.inputs.push_back(snapshotOf(input));
+    for (const Snapshot::Stream &stream : snapshot.inputs.back().streams) {
+        if (stream.thread.empty())
+            continue;
+        const auto known = std::find_if(snapshot.threads.begin(), snapshot.threads.end(),
+                                        [&stream](const auto &thread) { return thread.name == stream.thread; });
+        if (known == snapshot.threads.end())
+            snapshot.threads.push_back({stream.thread, 1});
+        else
+            ++known->decoders;
+    }
+}
+
+Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
+{
+    Snapshot::Input shown;
+    shown.name = input.name().shown;
+    shown.state = input.state();
+    shown.live = input.isLive();
+    shown.error = input.error();
+    shown.finished = input.isFinished();
+    InputFeed::Figures figures;
+    for (const auto &run : input.feeds()) {
+        const InputFeed::Status status = run->feed().status();
+        if (status.progress)
+            shown.progress = std::max(shown.progress.value_or(0), *status.progress);
+        shown.decoding = std::max(shown.decoding, run->runningTime());
+        shown.packets += status.packets;
+        shown.bytes += status.bytes;
+        shown.connections += status.connections;
+        shown.peakQueuedBlocks = std::max<std::int64_t>(shown.peakQueuedBlocks, status.peakQueuedBlocks);
+        shown.peakQueuedBytes = std::max<std::int64_t>(shown.peakQueuedBytes, status.peakQueuedBytes);
+        addFigures(run->feed().figures(), figures);
+        for (const auto &stream : run->streams())
+            shown.streams.push_back(snapshotOf(input, run->feed(), *stream));
+    }
+    shown.latency = latencyOf(figures);
+    if (input.feeds().size() > 1)
+        std::stable_sort(shown.streams.begin(), shown.streams.end(),
+                         [](const auto &left, const auto &right) { return left.kind > right.kind; }); // video first
+    if (shown.state == decoding::State::Ended && !shown.errors().empty())
+        shown.state = decoding::State::Failed;
+    return shown;
+}
+
+Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputFeed &feed,
+                                            const DecodedStream &stream) const
+{
+    const MediaSource::Stream &description = stream.description();
+    const InputFeed::Figures figures = feed.figures(stream.kind());
+    Snapshot::Stream shown;
+    shown.name = description.origin.toStdString();
+    shown.index = description.index;
+    shown.kind = description.kind;
+    shown.codec = description.codec;
+    shown.frames = stream.frames();
+    shown.damaged = stream.damaged();
+    shown.lost = figures.lost;
+    shown.late = figures.late;
+    shown.framesPerSecond = stream.rate().perSecond();
+    shown.latency = latencyOf(figures);
+    shown.tuned = !input.core().options().excludeFromTuning;
+    if (shown.tuned)
+        shown.mode = _mode;
+    const auto decoder = _decoders.find(shown.name);
+    if (decoder != _decoders.end()) {
+        shown.lights = decoder->second.lights;
+        shown.thread = decoder->second.thread;
+    }
+    shown.outputs = stream.outputs();
+    return shown;
+}

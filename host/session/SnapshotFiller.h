@@ -1,0 +1,37 @@
+#ifndef HOST_SESSION_SNAPSHOTFILLER_H
+#define HOST_SESSION_SNAPSHOTFILLER_H
+
+#include <string>
+#include <unordered_map>
+
+#include "indications/IndicationManager.h"
+#include "session/InputRun.h"
+#include <decoding/Snapshot.h>
+
+/// Fills snapshots with what is to be seen of inputs: the only place that does. Made anew for each snapshot, while nothing
+/// changes the inputs; holds up no decoder.
+class SnapshotFiller final {
+public:
+    /// @param indications null where decoders show no lights. @param mode of the session.
+    SnapshotFiller(const IndicationManager *indications, decoding::Mode mode);
+
+    /// Adds @p input, and the threads that its decoders run on.
+    void add(const InputRun &input, decoding::Snapshot &snapshot) const;
+
+    [[nodiscard]] decoding::Snapshot::Input snapshotOf(const InputRun &input) const;
+
+private:
+    /// What the indications tell of one decoder.
+    struct Decoder {
+        decoding::Snapshot::Lights lights = {}; // black
+        std::string thread;
+    };
+
+    decoding::Snapshot::Stream snapshotOf(const InputRun &input, const InputFeed &feed,
+                                          const DecodedStream &stream) const;
+
+    const decoding::Mode _mode;
+    std::unordered_map<std::string, Decoder> _decoders; // by the stream's name
+};
+
+#endif

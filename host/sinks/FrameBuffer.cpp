@@ -1,0 +1,143 @@
+#include "sinks/FrameBuffer.h"
+
+#include <cerrno>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+#include <sys/eventfd.h>
+
+template <class Handle>
+FrameBuffer<Handle>::FrameBuffer(int capacity, Overflow overflow, std::shared_ptr<Gate> gate)
+    : _capacity(static_cast<std::size_t>(capacity))
+    , _overflow(overflow)
+    , _gate(std::move(gate))
+{
+}
+
+template <class Handle>
+FrameBuffer<Handle>::~FrameBuffer()
+{
+    if (_holdsGate)
+        _gate->open();
+    if (_descriptor >= 0)
+        ::close(_descriptor);
+}
+
+template <class Handle>
+void FrameBuffer<Handle>::push(const Handle &frame) noexcept
+{
+    Handle oldest; // freed after the lock is given back
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (_hasEnded)
+            return;
+        _frames.fetch_add(1, std::memory_order_relaxed);
+        if (_overflow == Overflow::DropOldest && _waiting.size() >= _capacity) {
+            oldest = _waiting.front();
+            _waiting.pop_front();
+            _dropped.fetch_add(1, std::memory_order_relaxed);
+        }
+        _waiting.push_back(frame);
+        if (_overflow == Overflow::CloseGate && _waiting.size() >= _capacity && !std::exchange(_holdsGate, true))
+            _gate->close();
+        showLocked();
+    }
+    _readable.notify_one();
+}
+
+template <class Handle>
+std::optional<Handle> FrameBuffer<Handle>::take(std::optional<Instant> deadline)
+{
+    std::unique_lock<std::mutex> lock(_mutex);
+    const auto isReadable = [this] { return isReadableLocked(); };
+    if (deadline)
+        _readable.wait_until(lock, *deadline, isReadable);
+    else
+        _readable.wait(lock, isReadable);
+    return takeLocked();
+}
+
+template <class Handle>
+std::optional<Handle> FrameBuffer<Handle>::tryTake()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return takeLocked();
+}
+
+template <class Handle>
+std::optional<Handle> FrameBuffer<Handle>::takeLocked()
+{
+    if (_waiting.empty())
+        return std::nullopt;
+    std::optional<Handle> oldest = _waiting.front();
+    _waiting.pop_front();
+    if (_waiting.size() < _capacity && std::exchange(_holdsGate, false))
+        _gate->open();
+    showLocked();
+    return oldest;
+}
+
+template <class Handle>
+void FrameBuffer<Handle>::end()
+{
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _hasEnded = true;
+        showLocked();
+    }
+    _readable.notify_all();
+}
+
+template <class Handle>
+void FrameBuffer<Handle>::close()
+{
+    std::deque<Handle> unread; // freed after the lock is given back
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _hasEnded = true;
+        unread.swap(_waiting);
+        if (std::exchange(_holdsGate, false))
+            _gate->open();
+        showLocked();
+    }
+    _readable.notify_all();
+}
+
+template <class Handle>
+bool FrameBuffer<Handle>::hasEnded() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _hasEnded && _waiting.empty();
+}
+
+template <class Handle>
+std::variant<int, std::string> FrameBuffer<Handle>::descriptor()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (_descriptor < 0) {
+        _descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        if (_descriptor < 0)
+            return "no descriptor to wait for: " + std::generic_category().message(errno);
+        showLocked();
+    }
+    return _descriptor;
+}
+
+/// Has the descriptor show whether there is something to take.
+template <class Handle>
+void FrameBuffer<Handle>::showLocked()
+{
+    if (_descriptor < 0 || _descriptorShows == isReadableLocked())
+        return;
+    _descriptorShows = !_descriptorShows;
+    // Neither can fail: the count goes from 0 to 1 and back.
+    eventfd_t count = 1;
+    if (_descriptorShows)
+        ::eventfd_write(_descriptor, count);
+    else
+        ::eventfd_read(_descriptor, &count);
+}
+
+template class FrameBuffer<VideoFrameHandle>;
+template class FrameBuffer<AudioSampleHandle>;

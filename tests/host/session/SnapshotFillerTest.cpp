@@ -1,0 +1,121 @@
+#include "session/SnapshotFiller.h"
+
+#include <QThread>
+
+#include <memory>
+
+#include "host/session/InputSetFixture.h"
+
+using decoding::Light;
+using decoding::Mode;
+using decoding::Snapshot;
+using decoding::State;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
+
+namespace {
+
+class SnapshotFillerTest : public InputSetFixture {
+protected:
+    /// As a decoder on the thread @p threadName does.
+    void show(const char *indication, const char *decoder, int value, const char *threadName)
+    {
+        const auto shown =
+            _indications->createIndication(nullptr, QLatin1String(indication), QLatin1String(decoder), 3);
+        const std::unique_ptr<QThread> thread(QThread::create([&] { shown->setValue(value, -1, {}); }));
+        thread->setObjectName(QLatin1String(threadName));
+        thread->start();
+        thread->wait();
+    }
+};
+
+} // namespace
+
+TEST_F(SnapshotFillerTest, ShowsALiveInputThatHasNoStreams)
+{
+    addUnreachable("door");
+    EXPECT_EQ(shown("door").state, State::Connecting);
+    EXPECT_TRUE(shown("door").live);
+    EXPECT_THAT(shown("door").streams, IsEmpty());
+    EXPECT_EQ(shown("door").latency, std::nullopt);
+    ASSERT_TRUE(pollUntil([this] { return shown("door").state == State::Waiting; }));
+    EXPECT_THAT(shown("door").error, Optional(std::string("door: cannot be opened: Connection refused")));
+}
+
+TEST_F(SnapshotFillerTest, TellsTheStatesOfAFile)
+{
+    addSample("tree.avi");
+    EXPECT_EQ(shown("tree.avi").state, State::Connecting);
+    ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
+    EXPECT_EQ(shown("tree.avi").state, State::Running);
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("tree.avi"); }));
+    EXPECT_EQ(shown("tree.avi").state, State::Ended);
+    EXPECT_THAT(shown("tree.avi").latency, testing::Ne(std::nullopt));
+
+    add("/nowhere/clip.mp4");
+    ASSERT_TRUE(pollUntil([this] { return isFinished("clip.mp4"); }));
+    EXPECT_EQ(shown("clip.mp4").state, State::Failed);
+}
+
+TEST_F(SnapshotFillerTest, ShowsAFileThatNobodyReadsAsReady)
+{
+    _options.outputs.clear();
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return shown("cup.mp4").state == State::Ready; }));
+    EXPECT_TRUE(_handles["cup.mp4"]->hasVideo());
+    EXPECT_TRUE(_handles["cup.mp4"]->hasAudio());
+    EXPECT_THAT(_manager.decoders, IsEmpty());
+}
+
+TEST_F(SnapshotFillerTest, ShowsTheLightsAndTheThreadOfEachDecoder)
+{
+    _indications = ModkitPtr<IndicationManager>(new IndicationManager);
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4"); }));
+    EXPECT_EQ(shown("cup.mp4").streams[0].lights, std::nullopt);
+    show("DecoderCycle", "cup.mp4 video", 0, "Decoder/1");
+    show("DecoderLost", "cup.mp4 video", 2, "Decoder/2");
+    show("DecoderCycle", "cup.mp4 audio", 3, "Decoder/1");
+    show("DecoderCycle", "somebody else", 0, "Decoder/7");
+    constexpr Light dark = Light::Black;
+    const Snapshot::Input cup = shown("cup.mp4");
+    EXPECT_THAT(cup.streams[0].lights, Optional(ElementsAre(dark, Light::Bad, Light::Good, dark, dark, dark, dark)));
+    EXPECT_EQ(cup.streams[0].thread, "Decoder/1");
+    EXPECT_THAT(cup.streams[1].lights, Optional(ElementsAre(dark, dark, dark, dark, dark, dark, dark)));
+
+    Snapshot snapshot;
+    SnapshotFiller(_indications.data(), _mode).add(*_inputs.inputs().front(), snapshot);
+    ASSERT_EQ(snapshot.threads.size(), 1U);
+    EXPECT_EQ(snapshot.threads[0].name, "Decoder/1");
+    EXPECT_EQ(snapshot.threads[0].decoders, 2);
+}
+
+TEST_F(SnapshotFillerTest, ShowsTheModeOfWhatIsTuned)
+{
+    addSample("tree.avi");
+    _options.excludeFromTuning = true;
+    addSample("box.mp4");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi") && isOpen("box.mp4"); }));
+    EXPECT_EQ(shown("tree.avi").streams[0].mode, Mode::Performance);
+    _mode = Mode::TimeSaving;
+    EXPECT_EQ(shown("tree.avi").streams[0].mode, Mode::TimeSaving);
+    EXPECT_TRUE(shown("tree.avi").streams[0].tuned);
+    EXPECT_EQ(shown("box.mp4").streams[0].mode, Mode::Performance);
+    EXPECT_FALSE(shown("box.mp4").streams[0].tuned);
+}
+
+TEST_F(SnapshotFillerTest, CountsWhatEachOutputWasGiven)
+{
+    _options.outputs.resize(2);
+    _options.audio = false;
+    addSample("tree.avi");
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("tree.avi"); }));
+    const Snapshot::Stream video = shown("tree.avi").streams.at(0);
+    ASSERT_EQ(video.outputs.size(), 2U);
+    EXPECT_EQ(video.outputs[0].kind, "null");
+    EXPECT_EQ(video.outputs[0].frames, 24);
+    EXPECT_EQ(video.outputs[1].frames, 24);
+    EXPECT_EQ(video.codec, "cinepak");
+    EXPECT_EQ(video.name, "tree.avi video");
+}
