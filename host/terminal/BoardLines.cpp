@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "media/SafeText.h"
 #include "terminal/BoardFigures.h"
 #include "terminal/RowHealth.h"
 
@@ -16,17 +17,7 @@ namespace {
 std::string quoted(const std::string &text)
 {
     QString result(QLatin1Char('"'));
-    for (const QChar character : QString::fromStdString(text)) {
-        switch (character.category()) {
-        case QChar::Other_Control:
-        case QChar::Other_Format:
-        case QChar::Separator_Line:
-        case QChar::Separator_Paragraph:
-            result += QLatin1Char('?');
-            continue;
-        default:
-            break;
-        }
+    for (const QChar character : SafeText::of(text)) {
         if (character == QLatin1Char('"') || character == QLatin1Char('\\'))
             result += QLatin1Char('\\');
         result += character;

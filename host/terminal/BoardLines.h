@@ -19,7 +19,7 @@ public:
     [[nodiscard]] std::optional<std::string> update(const BoardState &state, Instant now);
 
     /// @return the lines, each with its end of line. Each is a list of `key=value`; a text stands in quotes, in which a
-    ///         backslash precedes quotes and backslashes, and holds no control characters; what is unknown is a dash.
+    ///         backslash precedes quotes and backslashes, and is made safe by SafeText; what is unknown is a dash.
     [[nodiscard]] static std::string render(const BoardState &state);
 
 private:

@@ -53,6 +53,13 @@ TEST(BoardLines, HoldNoControlCharactersAndNoLooseQuotes)
     EXPECT_THAT(text, HasSubstr("name=\"a\\\"b\\\\c?[2J??d Tür\" state="));
 }
 
+TEST(BoardLines, HoldNothingThatTurnsTheDirectionOfWritingOrIsNotSeen)
+{
+    BoardState state;
+    state.rows.push_back(MadeUpState::row("a\u202eb\u2066c\u200bd\u2028e\ue000"));
+    EXPECT_THAT(BoardLines::render(state), HasSubstr("name=\"a?b?c?d?e?\" state="));
+}
+
 TEST(BoardLines, ComeEveryFewSeconds)
 {
     BoardLines lines(2s);
