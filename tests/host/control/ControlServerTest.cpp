@@ -82,6 +82,22 @@ TEST_F(ControlServerTest, ListsEachStreamOnALine)
     EXPECT_EQ(client.ask("list"), "ok\n");
 }
 
+TEST_F(ControlServerTest, ListsNoTextThatCommandsATerminalOrTurnsTheDirectionOfWriting)
+{
+    IControl::Stream stream;
+    stream.input = "\x1b]0;title\x07 \u202e4pm.gpj\u2066\u200b\u009b2J";
+    stream.kind = "video";
+    stream.state = "run\x1b[1mning";
+    _control.streams = {stream};
+    _control.error = "no \x1b[31mroute\u202e";
+    _control.state.governor = "off\x1b[0m\u202e";
+    RawClient client(path());
+    EXPECT_EQ(client.ask("list"), " ?]0;title? ?4pm.gpj???2J\tvideo\trun?[1mning\t0\t0.0\t0\t-\t-\tperformance\nok\n");
+    EXPECT_EQ(client.ask("remove x"), "error no ?[31mroute?\n");
+    EXPECT_THAT(client.ask("status"), HasSubstr(" governor=off?[0m?\n"));
+    EXPECT_THAT(client.ask("re\u202emove"), HasSubstr("there is no request \"re?move\""));
+}
+
 TEST_F(ControlServerTest, TellsTheStatusOfTheHost)
 {
     _control.state.running = 61234ms;
