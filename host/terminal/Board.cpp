@@ -232,10 +232,11 @@ Board::Board(std::unique_ptr<Screen> screen)
 
 Board::~Board() = default;
 
-void Board::draw(const BoardState &state)
+void Board::draw(const decoding::Snapshot &snapshot)
 {
+    _loads.add(snapshot.load);
     _screen->fitSize();
-    _screen->show(BoardPainter::paint(state, _view, getmaxx(stdscr), getmaxy(stdscr)));
+    _screen->show(BoardPainter::paint(snapshot, _loads, _view, getmaxx(stdscr), getmaxy(stdscr)));
 }
 
 BoardAction Board::poll()

@@ -22,7 +22,8 @@ namespace {
 void show(const Tmux &terminal, const QString &arguments, const QString &settings = QString())
 {
     terminal.type("echo before; env " + settings + " " DEMO_FILE " " + arguments + "; echo ended $?");
-    terminal.screenWith("q quit");
+    // The last line that is drawn when the streams come.
+    terminal.screenWith("cam-2 video: connection refused");
 }
 
 int streamsIn(const Tmux::Screen &screen)
