@@ -22,7 +22,6 @@
 #include <vector>
 
 #include "cli/RunControl.h"
-#include "cli/RunDisplay.h"
 #include "cli/WarningLog.h"
 #include "control/ControlServer.h"
 #include "format/FormatManager.h"
@@ -40,6 +39,7 @@
 #include "session/RunObserver.h"
 #include "slab/BigBlockCounts.h"
 #include "terminal/DisplayText.h"
+#include "terminal/RunDisplay.h"
 #include "terminal/TerminalGuard.h"
 #include <sys/resource.h>
 

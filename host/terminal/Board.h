@@ -36,6 +36,9 @@ public:
     /// any more.
     BoardAction poll();
 
+    /// @return whether @ref poll may return something else than None. Never blocks.
+    [[nodiscard]] bool hasNews() const;
+
 private:
     class Screen;
 

@@ -9,9 +9,10 @@
 
 #include "MadeUpSnapshot.h"
 #include "terminal/Board.h"
+#include "terminal/RunDisplay.h"
 
 /// The board with made-up streams, for the tests to look at. The first argument is the number of streams, the second
-/// how the program ends when it is told to quit: return, throw, exit or abort.
+/// how the program ends when it is told to quit: return, throw, exit or abort; or run, for the board as a run shows it.
 namespace {
 
 void switchMode(decoding::Snapshot &snapshot, decoding::Mode mode)
@@ -74,6 +75,21 @@ int run(Board &board, decoding::Snapshot &snapshot, const std::string &ending)
     }
 }
 
+/// At a moment that lasts: nothing is drawn again but for a key or a new size. Tells a message for the governor's key.
+int runDisplay(const decoding::Snapshot &snapshot)
+{
+    RunDisplay display({true, false});
+    const RunDisplay::Instant now = std::chrono::steady_clock::now();
+    for (;;) {
+        const BoardAction action = display.wantsUpdate(now) ? display.update(snapshot, now) : BoardAction::None;
+        if (action == BoardAction::Quit)
+            return 0;
+        if (action == BoardAction::ToggleGovernor)
+            display.tell("told behind the \x1b[2J\u202eboard");
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -82,13 +98,16 @@ int main(int argc, char **argv)
     decoding::Snapshot snapshot = MadeUpSnapshot::streams(argc > 1 ? std::atoi(argv[1]) : 3);
     MadeUpSnapshot::say(snapshot, "cam-29 video: no decoder for this codec");
     MadeUpSnapshot::say(snapshot, "cam-2 video: connection refused");
+    const std::string ending = argc > 2 ? argv[2] : "return";
     try {
+        if (ending == "run")
+            return runDisplay(snapshot);
         const auto board = Board::open();
         if (const std::string *const error = std::get_if<std::string>(&board)) {
             std::fprintf(stderr, "no board: %s\n", error->c_str());
             return 2;
         }
-        return run(*std::get<std::unique_ptr<Board>>(board), snapshot, argc > 2 ? argv[2] : "return");
+        return run(*std::get<std::unique_ptr<Board>>(board), snapshot, ending);
     } catch (const std::exception &exception) {
         std::fprintf(stderr, "%s\n", exception.what());
         return 1;

@@ -202,6 +202,30 @@ TEST(Board, GivesTheTerminalBackWhenTheProgramIsInterrupted)
     expectRestored(terminal);
 }
 
+TEST(Board, HoldsMessagesOfARunBackUntilTheTerminalIsGivenBack)
+{
+    const Tmux terminal(80, 24);
+    show(terminal, "3 run");
+    terminal.press({"g", "q"});
+    terminal.screenWith("decoding-host: told behind the ?[2J?board");
+    terminal.screenWith("ended 0");
+    expectRestored(terminal);
+}
+
+TEST(Board, OfARunIsDrawnAtOnceForAKeyOrANewSize)
+{
+    const Tmux terminal(80, 24);
+    show(terminal, "100 run");
+    terminal.press({"?"});
+    terminal.screenWhen([](const auto &screen) {
+        return testing::Matches(testing::Contains(HasSubstr("Any key closes this help")))(screen);
+    });
+    terminal.press({"x"});
+    terminal.screenWhen([](const auto &screen) { return streamsIn(screen) == 16; });
+    terminal.resize(40, 10);
+    terminal.screenWhen([](const auto &screen) { return streamsIn(screen) == 5; });
+}
+
 TEST(Board, IsShownWithKeysFromTheTerminalWhereTheInputIsAnotherOne)
 {
     const Tmux terminal(80, 24);
