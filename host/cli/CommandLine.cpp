@@ -2,10 +2,13 @@
 
 #include <QDir>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 #include <map>
 
 #include "cli/ExitCode.h"
+#include "cli/LoadLimitsText.h"
 #include <CLI/CLI.hpp>
 
 namespace {
@@ -22,22 +25,30 @@ std::string notEmpty(const std::string &text)
 }
 
 /// @return one text for all ways to name a directory. In one that is yet to be made, links are not followed.
-QString placeOf(const QString &directory)
+QString placeOf(const std::string &directory)
 {
-    const QString canonical = QDir(directory).canonicalPath();
-    return canonical.isEmpty() ? QDir::cleanPath(QDir(directory).absolutePath()) : canonical;
+    const QDir place(QString::fromStdString(directory));
+    const QString canonical = place.canonicalPath();
+    return canonical.isEmpty() ? QDir::cleanPath(place.absolutePath()) : canonical;
+}
+
+/// @throw CLI::ValidationError when @p text is no output.
+decoding::Output parseOutput(const std::string &text)
+{
+    try {
+        return decoding::Output::parse(text);
+    } catch (const decoding::Error &error) {
+        throw CLI::ValidationError("--output", error.what());
+    }
 }
 
 /// @throw CLI::ValidationError when a text is no output, or two are the same and would write the same files.
-std::vector<OutputSpec> parseOutputs(const std::vector<std::string> &texts)
+std::vector<decoding::Output> parseOutputs(const std::vector<std::string> &texts)
 {
-    std::vector<OutputSpec> outputs;
+    std::vector<decoding::Output> outputs;
     for (const std::string &text : texts) {
-        const auto parsed = OutputSpec::parse(QString::fromStdString(text));
-        if (const std::string *const error = std::get_if<std::string>(&parsed))
-            throw CLI::ValidationError("--output", *error);
-        const OutputSpec &output = std::get<OutputSpec>(parsed);
-        for (const OutputSpec &other : outputs) {
+        const decoding::Output output = parseOutput(text);
+        for (const decoding::Output &other : outputs) {
             if (output.kind == other.kind && placeOf(output.directory) == placeOf(other.directory))
                 throw CLI::ValidationError("--output", "\"" + text + "\" is the same output as another");
         }
@@ -47,9 +58,9 @@ std::vector<OutputSpec> parseOutputs(const std::vector<std::string> &texts)
 }
 
 /// @throw CLI::ValidationError when an output takes none of the streams that are asked for.
-void checkOutputsHaveStreams(const DecodeOptions &options)
+void checkOutputsHaveStreams(const decoding::InputOptions &options)
 {
-    for (const OutputSpec &output : options.outputs) {
+    for (const decoding::Output &output : options.outputs) {
         if (!(options.video && output.takesVideo()) && !(options.audio && output.takesAudio()))
             throw CLI::ValidationError("--output", std::string(output.kindName()) + " takes no " +
                                                        (options.video ? "video" : "audio") +
@@ -57,26 +68,31 @@ void checkOutputsHaveStreams(const DecodeOptions &options)
     }
 }
 
-void addComponentOptions(CLI::App &command, ComponentOptions &options)
+bool takesAny(const std::vector<decoding::Output> &outputs, bool (decoding::Output::*takes)() const)
+{
+    return std::any_of(outputs.begin(), outputs.end(),
+                       [takes](const decoding::Output &output) { return (output.*takes)(); });
+}
+
+/// What becomes of an option's value.
+template <class Value>
+using Take = std::function<void(const Value &value)>;
+
+/// Those of every command that runs a component.
+void addComponentOptions(CLI::App &command, const Take<int> &takeThreads, const Take<std::string> &takeLibrary,
+                         const Take<std::string> &takeSettings)
 {
     command.footer("Settings are taken from the command line, then from environment variables\n"
                    "DECODING_<KEY>, then from the file that --settings names.");
     command
-        .add_option_function<int>(
-            "--threads", [&options](int count) { options.threads = count; },
-            "Start N decoder threads (setting THREADS;\nby default one for each processor core)")
+        .add_option_function<int>("--threads", takeThreads,
+                                  "Start N decoder threads (setting THREADS;\nby default one for each processor core)")
         ->option_text("N")
-        ->check(CLI::Range(0, CommandLine::maxThreads));
-    command
-        .add_option_function<std::string>(
-            "--component", [&options](const std::string &file) { options.libraryFile = file; },
-            "Load the component from FILE")
+        ->check(CLI::Range(0, maxThreads));
+    command.add_option_function<std::string>("--component", takeLibrary, "Load the component from FILE")
         ->option_text("FILE")
         ->check(notEmpty);
-    command
-        .add_option_function<std::string>(
-            "--settings", [&options](const std::string &file) { options.settingsFile = file; },
-            "Read settings from the INI FILE")
+    command.add_option_function<std::string>("--settings", takeSettings, "Read settings from the INI FILE")
         ->option_text("FILE")
         ->check(notEmpty);
 }
@@ -91,19 +107,19 @@ void addLiveOptions(CLI::App &command, DecodeOptions &options)
 {
     command
         .add_option_function<int>(
-            "--max-latency", [&options](int limit) { options.maxLatency = std::chrono::milliseconds(limit); },
+            "--max-latency", [&options](int limit) { options.input.maxLatency = std::chrono::milliseconds(limit); },
             "Drop the oldest group of pictures of a live source whose blocks\nwait longer than MS (by default " +
-                std::to_string(options.maxLatency.count()) + ")")
+                std::to_string(options.input.maxLatency.count()) + ")")
         ->option_text("MS")
         ->check(CLI::Range(1, maxLatencyMs));
     command
         .add_option_function<std::string>(
             "--governor",
             [&options](const std::string &text) {
-                const auto limits = GovernorLimits::parse(text);
+                const auto limits = LoadLimitsText::parse(text);
                 if (const std::string *const error = std::get_if<std::string>(&limits))
                     throw CLI::ValidationError("--governor", *error);
-                options.governor = std::get<GovernorLimits>(limits);
+                options.session.governor = std::get<decoding::LoadLimits>(limits);
             },
             "Decode key blocks only while the CPU load is too high: from above\nHIGH until below LOW, such as 0.6:0.9")
         ->option_text("LOW:HIGH");
@@ -132,7 +148,8 @@ void addDecode(CLI::App &app, DecodeOptions &options)
     addInputs(command, options.inputs);
     command
         .add_option_function<std::vector<std::string>>(
-            "--output", [&options](const std::vector<std::string> &texts) { options.outputs = parseOutputs(texts); },
+            "--output",
+            [&options](const std::vector<std::string> &texts) { options.input.outputs = parseOutputs(texts); },
             "Count the frames (null, the default), or write files to DIR\n"
             "(by default the current directory): framemd5, y4m, raw, wav, or png\n"
             "for a snapshot every 10 seconds (png@SECONDS for others).\nMay be given several times")
@@ -142,16 +159,18 @@ void addDecode(CLI::App &app, DecodeOptions &options)
         .add_option_function<std::string>(
             "--streams",
             [&options](const std::string &streams) {
-                options.video = streams != "audio";
-                options.audio = streams != "video";
+                options.input.video = streams != "audio";
+                options.input.audio = streams != "video";
             },
             "Decode the inputs' video, audio or both (the default)")
         ->option_text("KIND")
         ->check(CLI::IsMember({"video", "audio", "both"}));
-    command.add_flag("--paced", options.paced, "Feed blocks when they are due, not as fast as possible");
-    command.add_flag("--time-saving", options.timeSaving, "Decode key blocks only");
-    command.add_flag("--exclude-from-tuning", options.excludeFromTuning, "Decode every block despite --time-saving");
-    command.add_option("--repeat", options.repeat, "Read each input N times over")
+    command.add_flag("--paced", options.input.paced, "Feed blocks when they are due, not as fast as possible");
+    command.add_flag_callback(
+        "--time-saving", [&options] { options.session.mode = decoding::Mode::TimeSaving; }, "Decode key blocks only");
+    command.add_flag("--exclude-from-tuning", options.input.excludeFromTuning,
+                     "Decode every block despite --time-saving");
+    command.add_option("--repeat", options.input.repeat, "Read each input N times over")
         ->option_text("N")
         ->check(CLI::Range(1, maxRepeat));
     command.add_option("--copies", options.copies, "Decode each input N times at once")
@@ -163,12 +182,19 @@ void addDecode(CLI::App &app, DecodeOptions &options)
             [&options](double seconds) {
                 if (!(seconds >= 0.001 && seconds <= maxDurationSeconds))
                     throw CLI::ValidationError("--duration", "takes seconds, from 0.001 to 1000000000");
-                options.duration = std::chrono::milliseconds(std::llround(seconds * 1000));
+                options.input.duration = std::chrono::milliseconds(std::llround(seconds * 1000));
             },
             "Read no more than SECONDS of each input, all rounds together")
         ->option_text("SECONDS");
     addLiveOptions(command, options);
-    addComponentOptions(command, options.component);
+    addComponentOptions(
+        command,
+        [&options](int count) {
+            options.session.threads = count;
+            options.noThreads = count == 0;
+        },
+        [&options](const std::string &file) { options.session.component = file; },
+        [&options](const std::string &file) { options.session.settings = file; });
     command
         .add_option_function<std::string>(
             "--json", [&options](const std::string &file) { options.jsonFile = file; },
@@ -179,7 +205,13 @@ void addDecode(CLI::App &app, DecodeOptions &options)
     command.callback([&options] {
         if (options.inputs.empty() && !options.controlSocket)
             throw CLI::RequiredError("INPUT");
-        checkOutputsHaveStreams(options);
+        decoding::InputOptions &input = options.input;
+        if (input.outputs.empty())
+            input.outputs.emplace_back();
+        checkOutputsHaveStreams(input);
+        // Nobody would read a stream that no output takes.
+        input.video = input.video && takesAny(input.outputs, &decoding::Output::takesVideo);
+        input.audio = input.audio && takesAny(input.outputs, &decoding::Output::takesAudio);
     });
 }
 
@@ -193,7 +225,11 @@ void addProbe(CLI::App &app, ProbeOptions &options)
 void addCheck(CLI::App &app, CheckOptions &options)
 {
     CLI::App &command = *app.add_subcommand("check", "Load the component, show what it starts, and stop it");
-    addComponentOptions(command, options.component);
+    ComponentOptions &component = options.component;
+    addComponentOptions(
+        command, [&component](int count) { component.threads = count; },
+        [&component](const std::string &file) { component.libraryFile = file; },
+        [&component](const std::string &file) { component.settingsFile = file; });
     command.add_flag("--json", options.json, "Report as JSON");
 }
 
@@ -253,7 +289,5 @@ CommandLine::parse(int argc, const char *const *argv)
         return check;
     if (app.got_subcommand("ctl"))
         return control;
-    if (decode.outputs.empty())
-        decode.outputs.emplace_back();
     return decode;
 }

@@ -1,22 +1,13 @@
 #ifndef HOST_CLI_COMMANDLINE_H
 #define HOST_CLI_COMMANDLINE_H
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
-#include "queues/LiveQueue.h"
-#include "session/GovernorLimits.h"
-#include "sinks/OutputSpec.h"
-
-/// Which component to run, and with what settings; the same for every command that runs one.
-struct ComponentOptions {
-    std::optional<std::string> libraryFile;  // without one, the component that belongs to the program
-    std::optional<std::string> settingsFile; // INI
-    std::optional<int> threads;
-};
+#include "session/ComponentOptions.h"
+#include <decoding/Session.h>
 
 struct DecodeOptions {
     enum class Board {
@@ -25,20 +16,13 @@ struct DecodeOptions {
         Never
     };
 
-    ComponentOptions component;
-    std::vector<std::string> inputs; // at least one, unless there is a control socket
-    std::vector<OutputSpec>
-        outputs; // at least one; each takes a kind of streams asked for, no two write the same files
-    bool video = true;
-    bool audio = true;
-    bool paced = false;
-    bool timeSaving = false;
-    bool excludeFromTuning = false;
-    int repeat = 1; // each input's rounds
-    int copies = 1; // of each input, side by side
-    std::optional<std::chrono::milliseconds> duration;
-    std::chrono::milliseconds maxLatency = LiveQueue::Limits().age; // of live sources
-    std::optional<GovernorLimits> governor;
+    decoding::SessionOptions session; // as far as the command line says
+    bool noThreads = false;           // were asked for, and so nothing can be decoded
+    std::vector<std::string> inputs;  // at least one, unless there is a control socket
+    /// Of every input. There is at least one output; each takes a kind of streams that is of interest, none of which is
+    /// without an output, and no two write the same files.
+    decoding::InputOptions input;
+    int copies = 1;                           // of each input, side by side
     std::optional<std::string> controlSocket; // path
     Board board = Board::Automatic;
     std::optional<std::string> jsonFile;
@@ -69,9 +53,6 @@ struct Exit {
     int code;         // ExitCode::success: the text, of whole lines, is what was asked for
     std::string text; // otherwise: what is wrong, naming the culprit
 };
-
-/// The component takes any number of threads: a mistyped one would use up the machine.
-constexpr int maxThreads = 1024;
 
 /// @param argv the program's name and @p argc - 1 arguments, as main gets them. @return what is to be run, complete and
 ///        within its limits. Files are not looked at, directories only to tell whether two outputs name the same one.

@@ -6,10 +6,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <utility>
 
 #include "cli/ExitCode.h"
 #include "terminal/DisplayText.h"
 
+using decoding::Snapshot;
 using DisplayText::counted;
 using DisplayText::grouped;
 
@@ -21,25 +24,47 @@ constexpr int textColumns = 3; // the first ones; the others hold numbers, which
 
 using Row = std::array<QString, 9>;
 
-QString latencyOf(const DecodeReport::Input &input)
+/// Qt takes its own type for numbers of this size only, and which that is differs with the system.
+qint64 asQint64(std::int64_t number)
 {
-    return input.latency
-               ? grouped(input.latency->averageMs, 1) + QStringLiteral(" / ") + grouped(input.latency->maximumMs)
-               : QStringLiteral("-");
+    return static_cast<qint64>(number);
 }
 
-Row rowOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
+/// Over the time that the input's decoders worked.
+double framesPerSecond(const Snapshot::Input &input, const Snapshot::Stream &stream)
+{
+    const auto timeMs = input.decoding.count();
+    return timeMs > 0 ? static_cast<double>(stream.frames) * 1000 / static_cast<double>(timeMs) : 0;
+}
+
+/// By the decoder, for any of its outputs to have room.
+qint64 waitedMs(const Snapshot::Stream &stream)
+{
+    qint64 sumMs = 0;
+    for (const Snapshot::Output &output : stream.outputs)
+        sumMs += asQint64(output.waitedMs);
+    return sumMs;
+}
+
+QString latencyOf(const Snapshot::Input &input)
+{
+    return input.latency ? grouped(input.latency->averageMs, 1) + QStringLiteral(" / ") +
+                               grouped(asQint64(input.latency->maximumMs))
+                         : QStringLiteral("-");
+}
+
+Row rowOf(const Snapshot::Input &input, const Snapshot::Stream &stream)
 {
     const bool isFirst = &stream == &input.streams.front();
     return {DisplayText::printable(input.name),
             QString::fromStdString(stream.kind),
             DisplayText::printable(stream.codec),
-            grouped(stream.frames),
-            grouped(stream.damaged),
-            grouped(stream.lost),
-            grouped(stream.framesPerSecond(), 1),
+            grouped(asQint64(stream.frames)),
+            grouped(asQint64(stream.damaged)),
+            grouped(asQint64(stream.lost)),
+            grouped(framesPerSecond(input, stream), 1),
             isFirst ? latencyOf(input) : QString(), // measured for the whole input
-            grouped(stream.waitedMs())};
+            grouped(waitedMs(stream))};
 }
 
 QString percent(double share)
@@ -65,12 +90,6 @@ QString joined(const std::vector<std::string> &texts)
     return list.join(QStringLiteral(", "));
 }
 
-std::string damageOf(const DecodeReport::Input &input, const DecodeReport::Stream &stream)
-{
-    return input.name + " " + stream.kind + ": damaged in " +
-           counted(stream.damaged, QStringLiteral("place")).toStdString();
-}
-
 QJsonValue orNull(const std::optional<std::string> &text)
 {
     return text ? QJsonValue(QString::fromStdString(*text)) : QJsonValue();
@@ -84,49 +103,49 @@ QJsonArray toArray(const std::vector<std::string> &texts)
     return array;
 }
 
-QJsonObject toObject(const DecodeReport::Output &output)
+QJsonObject toObject(const Snapshot::Output &output)
 {
     return {{QStringLiteral("kind"), QString::fromStdString(output.kind)},
-            {QStringLiteral("frames"), output.frames},
-            {QStringLiteral("nullBlocks"), output.nullBlocks},
-            {QStringLiteral("bytes"), output.bytes},
-            {QStringLiteral("waitedMs"), output.waitedMs},
+            {QStringLiteral("frames"), asQint64(output.frames)},
+            {QStringLiteral("nullBlocks"), asQint64(output.nullBlocks)},
+            {QStringLiteral("bytes"), asQint64(output.bytes)},
+            {QStringLiteral("waitedMs"), asQint64(output.waitedMs)},
             {QStringLiteral("error"), orNull(output.error)}};
 }
 
-QJsonObject toObject(const DecodeReport::Stream &stream)
+QJsonObject toObject(const Snapshot::Input &input, const Snapshot::Stream &stream)
 {
     QJsonArray outputs;
-    for (const DecodeReport::Output &output : stream.outputs)
+    for (const Snapshot::Output &output : stream.outputs)
         outputs.append(toObject(output));
     return {{QStringLiteral("index"), stream.index},
             {QStringLiteral("kind"), QString::fromStdString(stream.kind)},
             {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
-            {QStringLiteral("frames"), stream.frames},
-            {QStringLiteral("damaged"), stream.damaged},
-            {QStringLiteral("lost"), stream.lost},
-            {QStringLiteral("durationMs"), stream.durationMs},
-            {QStringLiteral("framesPerSecond"), stream.framesPerSecond()},
-            {QStringLiteral("waitedMs"), stream.waitedMs()},
+            {QStringLiteral("frames"), asQint64(stream.frames)},
+            {QStringLiteral("damaged"), asQint64(stream.damaged)},
+            {QStringLiteral("lost"), asQint64(stream.lost)},
+            {QStringLiteral("durationMs"), asQint64(input.decoding.count())},
+            {QStringLiteral("framesPerSecond"), framesPerSecond(input, stream)},
+            {QStringLiteral("waitedMs"), waitedMs(stream)},
             {QStringLiteral("outputs"), outputs}};
 }
 
-QJsonObject toObject(const DecodeReport::Input &input)
+QJsonObject toObject(const Snapshot::Input &input)
 {
     QJsonArray streams;
-    for (const DecodeReport::Stream &stream : input.streams)
-        streams.append(toObject(stream));
+    for (const Snapshot::Stream &stream : input.streams)
+        streams.append(toObject(input, stream));
     QJsonValue latency;
     if (input.latency)
         latency = QJsonObject{{QStringLiteral("average"), input.latency->averageMs},
-                              {QStringLiteral("maximum"), input.latency->maximumMs}};
+                              {QStringLiteral("maximum"), asQint64(input.latency->maximumMs)}};
     return {{QStringLiteral("name"), QString::fromStdString(input.name)},
             {QStringLiteral("live"), input.live},
-            {QStringLiteral("connections"), input.connections},
-            {QStringLiteral("packets"), input.packets},
-            {QStringLiteral("bytes"), input.bytes},
-            {QStringLiteral("peakQueuedBlocks"), input.peakQueuedBlocks},
-            {QStringLiteral("peakQueuedBytes"), input.peakQueuedBytes},
+            {QStringLiteral("connections"), asQint64(input.connections)},
+            {QStringLiteral("packets"), asQint64(input.packets)},
+            {QStringLiteral("bytes"), asQint64(input.bytes)},
+            {QStringLiteral("peakQueuedBlocks"), asQint64(input.peakQueuedBlocks)},
+            {QStringLiteral("peakQueuedBytes"), asQint64(input.peakQueuedBytes)},
             {QStringLiteral("latencyMs"), latency},
             {QStringLiteral("error"), orNull(input.error)},
             {QStringLiteral("streams"), streams}};
@@ -134,33 +153,12 @@ QJsonObject toObject(const DecodeReport::Input &input)
 
 } // namespace
 
-double DecodeReport::Stream::framesPerSecond() const
-{
-    return durationMs > 0 ? static_cast<double>(frames) * 1000 / static_cast<double>(durationMs) : 0;
-}
-
-qint64 DecodeReport::Stream::waitedMs() const
-{
-    qint64 sumMs = 0;
-    for (const Output &output : outputs)
-        sumMs += output.waitedMs;
-    return sumMs;
-}
-
 std::vector<std::string> DecodeReport::allErrors() const
 {
     std::vector<std::string> all;
-    for (const Input &input : inputs) {
-        if (input.error)
-            all.push_back(*input.error);
-        for (const Stream &stream : input.streams) {
-            if (stream.damaged > 0 && !input.live)
-                all.push_back(damageOf(input, stream));
-            for (const Output &output : stream.outputs) {
-                if (output.error)
-                    all.push_back(*output.error);
-            }
-        }
+    for (const Snapshot::Input &input : snapshot.inputs) {
+        for (std::string &error : input.errors())
+            all.push_back(std::move(error));
     }
     for (const QString &left : leftBehind())
         all.push_back("the component left " + left.toStdString());
@@ -170,12 +168,12 @@ std::vector<std::string> DecodeReport::allErrors() const
 QStringList DecodeReport::leftBehind() const
 {
     QStringList left;
-    if (!stillPublished.empty())
+    if (!remains.published.empty())
         left.append(QStringLiteral("%1 published: %2")
-                        .arg(counted(static_cast<qint64>(stillPublished.size()), QStringLiteral("identifier")),
-                             joined(stillPublished)));
-    if (!threadsLeft.empty())
-        left.append(counted(static_cast<qint64>(threadsLeft.size()), QStringLiteral("thread")));
+                        .arg(counted(static_cast<qint64>(remains.published.size()), QStringLiteral("identifier")),
+                             joined(remains.published)));
+    if (!remains.threads.empty())
+        left.append(counted(static_cast<qint64>(remains.threads.size()), QStringLiteral("thread")));
     if (!objectsLeft.empty()) {
         qint64 objectCount = 0;
         std::vector<std::string> types;
@@ -201,16 +199,16 @@ std::string DecodeReport::toText(int width) const
 {
     QString text = QString::fromStdString(table(width));
     text += line("total", QStringLiteral("%1, %2, %3 in %4%5")
-                              .arg(counted(static_cast<qint64>(inputs.size()), QStringLiteral("input")),
+                              .arg(counted(static_cast<qint64>(snapshot.inputs.size()), QStringLiteral("input")),
                                    counted(streamCount(), QStringLiteral("stream")),
                                    counted(frameCount(), QStringLiteral("frame")), seconds(wallTimeMs),
                                    interrupted ? QStringLiteral(", interrupted") : QString()));
     text +=
         line("processor", QStringLiteral("%1 of CPU time, %2 of %3")
                               .arg(seconds(cpuTimeMs), percent(cpuShare()), counted(cores, QStringLiteral("core"))));
-    if (cpuLoad)
+    if (snapshot.load.samples > 0)
         text += line("load", QStringLiteral("%1 by the component's count, at most %2")
-                                 .arg(percent(cpuLoad->average), percent(cpuLoad->maximum)));
+                                 .arg(percent(snapshot.load.average), percent(snapshot.load.maximum)));
     text += line("memory", grouped(static_cast<double>(peakMemoryBytes) / 1e6, 1) + QStringLiteral(" MB at most"));
 
     const QStringList left = leftBehind();
@@ -225,8 +223,8 @@ std::string DecodeReport::table(int width) const
     std::vector<Row> rows{{QStringLiteral("input"), QStringLiteral("stream"), QStringLiteral("codec"),
                            QStringLiteral("frames"), QStringLiteral("damaged"), QStringLiteral("lost"),
                            QStringLiteral("fps"), QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
-    for (const Input &input : inputs) {
-        for (const Stream &stream : input.streams)
+    for (const Snapshot::Input &input : snapshot.inputs) {
+        for (const Snapshot::Stream &stream : input.streams)
             rows.push_back(rowOf(input, stream));
     }
 
@@ -254,7 +252,7 @@ std::string DecodeReport::table(int width) const
 qint64 DecodeReport::streamCount() const
 {
     std::size_t count = 0;
-    for (const Input &input : inputs)
+    for (const Snapshot::Input &input : snapshot.inputs)
         count += input.streams.size();
     return static_cast<qint64>(count);
 }
@@ -262,9 +260,9 @@ qint64 DecodeReport::streamCount() const
 qint64 DecodeReport::frameCount() const
 {
     qint64 count = 0;
-    for (const Input &input : inputs) {
-        for (const Stream &stream : input.streams)
-            count += stream.frames;
+    for (const Snapshot::Input &input : snapshot.inputs) {
+        for (const Snapshot::Stream &stream : input.streams)
+            count += asQint64(stream.frames);
     }
     return count;
 }
@@ -277,24 +275,24 @@ double DecodeReport::cpuShare() const
 std::string DecodeReport::toJson() const
 {
     QJsonArray inputArray;
-    for (const Input &input : inputs)
+    for (const Snapshot::Input &input : snapshot.inputs)
         inputArray.append(toObject(input));
     QJsonObject objects;
     for (const auto &[type, count] : objectsLeft)
         objects.insert(QString::fromStdString(type), static_cast<qint64>(count));
     QJsonArray threads;
-    for (const int thread : threadsLeft)
+    for (const int thread : remains.threads)
         threads.append(thread);
     QJsonValue load;
-    if (cpuLoad)
-        load =
-            QJsonObject{{QStringLiteral("average"), cpuLoad->average}, {QStringLiteral("maximum"), cpuLoad->maximum}};
+    if (snapshot.load.samples > 0)
+        load = QJsonObject{{QStringLiteral("average"), snapshot.load.average},
+                           {QStringLiteral("maximum"), snapshot.load.maximum}};
     const QJsonObject report{
         {QStringLiteral("exitCode"), exitCode()},
         {QStringLiteral("interrupted"), interrupted},
         {QStringLiteral("inputs"), inputArray},
         {QStringLiteral("errors"), toArray(allErrors())},
-        {QStringLiteral("totals"), QJsonObject{{QStringLiteral("inputs"), static_cast<qint64>(inputs.size())},
+        {QStringLiteral("totals"), QJsonObject{{QStringLiteral("inputs"), static_cast<qint64>(snapshot.inputs.size())},
                                                {QStringLiteral("streams"), streamCount()},
                                                {QStringLiteral("frames"), frameCount()},
                                                {QStringLiteral("wallTimeMs"), wallTimeMs},
@@ -303,7 +301,7 @@ std::string DecodeReport::toJson() const
                                                {QStringLiteral("cores"), cores},
                                                {QStringLiteral("peakMemoryBytes"), peakMemoryBytes},
                                                {QStringLiteral("componentCpuLoad"), load}}},
-        {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), toArray(stillPublished)},
+        {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), toArray(remains.published)},
                                                   {QStringLiteral("threads"), threads},
                                                   {QStringLiteral("liveObjects"), objects},
                                                   {QStringLiteral("bigBlocks"), slabBlocksLeft}}},

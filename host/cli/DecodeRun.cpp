@@ -1,111 +1,36 @@
 #include "cli/DecodeRun.h"
 
-#include <QCoreApplication>
 #include <QEventLoop>
-#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <chrono>
-#include <cmath>
-#include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <memory>
 #include <optional>
-#include <set>
-#include <system_error>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
+#include "cli/InputSpec.h"
+#include "cli/InterruptSignals.h"
+#include "cli/ProcessFigures.h"
 #include "cli/RunControl.h"
-#include "cli/RunDisplay.h"
+#include "cli/RunInputs.h"
+#include "cli/RunMessages.h"
+#include "cli/RunSession.h"
 #include "cli/WarningLog.h"
 #include "control/ControlServer.h"
-#include "format/FormatManager.h"
-#include "indications/IndicationManager.h"
-#include "interfaces/IDecodingManager.h"
-#include "interfaces/ITuneDecoding.h"
-#include "interfaces/InterfaceIdentifiers.h"
-#include "modkit/ObjectRegistry.h"
 #include "modkit/ObjectTrace.h"
-#include "session/ComponentHost.h"
-#include "session/Governor.h"
-#include "session/HostSettings.h"
-#include "session/InputSet.h"
-#include "session/ProcessThreads.h"
-#include "session/RunObserver.h"
+#include "sinks/OutputPlace.h"
 #include "slab/BigBlockCounts.h"
 #include "terminal/DisplayText.h"
-#include "terminal/TerminalGuard.h"
-#include <sys/resource.h>
+#include "terminal/RunDisplay.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int pollIntervalMs = 20;
-constexpr std::chrono::seconds loadInterval(1); // that the component measures the load in
-
-std::atomic<bool> interruptRequested{false};
-
-void requestInterrupt(int number)
-{
-    // The end of the session is told to the program by the system, and once more by its shell: nobody grows impatient.
-    if (!interruptRequested.exchange(true) || number == SIGHUP)
-        return;
-    TerminalGuard::giveBack();
-    struct sigaction end = {};
-    end.sa_handler = SIG_DFL;
-    sigaction(number, &end, nullptr);
-    // Comes when this handler has returned.
-    static_cast<void>(raise(number));
-}
-
-/// While it lives, SIGINT, SIGTERM and, unless it is ignored, SIGHUP ask for an interrupt instead of ending the program;
-/// a second one, but for SIGHUP, ends it and leaves the terminal in order.
-class InterruptSignals final {
-public:
-    InterruptSignals()
-    {
-        struct sigaction action = {};
-        action.sa_handler = requestInterrupt;
-        for (Handled &handled : _handled) {
-            sigaction(handled.signal, &action, &handled.previous);
-            // Who ignores the end of the session, as nohup does, wants to go on without it.
-            if (handled.signal == SIGHUP && handled.previous.sa_handler == SIG_IGN)
-                sigaction(SIGHUP, &handled.previous, nullptr);
-        }
-    }
-    ~InterruptSignals()
-    {
-        for (const Handled &handled : _handled)
-            sigaction(handled.signal, &handled.previous, nullptr);
-    }
-    InterruptSignals(const InterruptSignals &) = delete;
-    InterruptSignals &operator=(const InterruptSignals &) = delete;
-
-private:
-    struct Handled {
-        int signal;
-        struct sigaction previous;
-    };
-    std::array<Handled, 3> _handled = {{{SIGINT, {}}, {SIGTERM, {}}, {SIGHUP, {}}}};
-};
-
-/// Each output of each copy of each input holds a file open: far more than the 1024 that are usual until a program asks
-/// for more.
-void allowManyOpenFiles()
-{
-    rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return;
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-}
 
 /// Writes one line for people.
 void tell(const std::string &message)
@@ -113,41 +38,29 @@ void tell(const std::string &message)
     std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
 }
 
-qint64 cpuTimeMs()
+bool showsBoard(const DecodeOptions &options)
 {
-    return static_cast<qint64>(std::clock()) * 1000 / CLOCKS_PER_SEC;
+    if (options.quiet || options.board == DecodeOptions::Board::Never)
+        return false;
+    return options.board == DecodeOptions::Board::Always || options.controlSocket ||
+           std::any_of(options.inputs.begin(), options.inputs.end(),
+                       [](const std::string &input) { return InputSpec::parse(input).isLive(); });
 }
 
-qint64 peakMemoryBytes()
-{
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<qint64>(usage.ru_maxrss) * 1024;
-}
-
-/// What goes on between the start of the component and its stop.
+/// What goes on between the start of the session and its end.
 class Run final {
 public:
-    Run(const DecodeOptions &options, ObjectRegistry &registry, const IndicationManager *indications,
-        DamageCounts &damage, WarningLog &warnings, DecodeReport &report)
+    Run(const DecodeOptions &options, decoding::Session &session, RunMessages &messages, WarningLog &warnings,
+        DecodeReport &report)
         : _options(options)
-        , _manager(registry.getObject(InterfaceIdentifiers::decodingManager))
-        , _tuning(registry.getObject(InterfaceIdentifiers::tuneDecoding))
-        , _workers(static_cast<std::size_t>(std::max(1, QThread::idealThreadCount())))
-        , _inputs({options, *_manager, _workers, damage, indications})
-        , _observer(_inputs, indications, *_tuning, !options.excludeFromTuning, Clock::now())
-        , _control(_inputs, _observer,
-                   {[this](DecodingMode mode) { switchMode(mode); }, [this](bool on) { return setGovernor(on); },
-                    [this] { _quitRequested = true; }})
-        , _display(options)
+        , _session(session)
+        , _messages(messages)
+        , _inputs(_session, messages, options.input)
+        , _control(_session, _inputs, [this] { _quitRequested = true; })
+        , _display({showsBoard(options), options.quiet})
         , _warnings(warnings)
         , _report(report)
     {
-        if (options.timeSaving)
-            switchMode(DecodingMode::TimeSaving);
-        if (options.governor)
-            _governor.emplace(_tuning, GovernorPolicy::Settings{*options.governor}, _observer.mode(),
-                              [this](const std::string &line) { noteGovernor(line); });
     }
 
     /// @return what kept the run from its beginning.
@@ -160,11 +73,8 @@ public:
                 return std::move(*error);
             server = std::move(std::get<std::unique_ptr<ControlServer>>(listening));
         }
-        for (const std::string &input : _options.inputs) {
-            const auto added = _inputs.add(InputSpec::parse(input), _options.copies);
-            if (const std::string *const error = std::get_if<std::string>(&added))
-                return *error;
-        }
+        for (const std::string &input : _options.inputs)
+            _inputs.add(InputSpec::parse(input), _options.copies);
 
         QEventLoop loop;
         QTimer timer;
@@ -176,23 +86,21 @@ public:
         timer.start(pollIntervalMs);
         loop.exec();
 
-        for (const auto &input : _inputs.inputs())
-            _report.inputs.push_back(input->report());
+        _report.snapshot = _inputs.snapshot();
+        tellMessages();
         return std::nullopt;
     }
 
 private:
     void poll()
     {
-        if (interruptRequested || _quitRequested)
+        if (InterruptSignals::isInterruptRequested() || _quitRequested)
             end();
         _inputs.poll();
         _control.poll();
-        for (const std::string &message : _inputs.takeMessages())
-            tell(message);
         for (const std::string &warning : _warnings.take())
-            tell(warning);
-        sampleLoad();
+            _messages.add(warning);
+        tellMessages();
         show();
     }
 
@@ -200,86 +108,41 @@ private:
     {
         if (std::exchange(_isEnding, true))
             return;
+        const std::vector<decoding::Snapshot::Input> inputs = _inputs.snapshot().inputs;
         // Who quits expects live inputs to end, but hardly files.
         _report.interrupted =
-            interruptRequested || std::any_of(_inputs.inputs().begin(), _inputs.inputs().end(),
-                                              [](const auto &input) { return !input->isLive() && input->isRunning(); });
-        _inputs.cancel();
+            InterruptSignals::isInterruptRequested() ||
+            std::any_of(inputs.begin(), inputs.end(), [](const auto &input) { return !input.live && isAtWork(input); });
+        _inputs.close();
     }
 
-    void switchMode(DecodingMode mode)
+    /// Whether there is, or may be, more of it to decode.
+    static bool isAtWork(const decoding::Snapshot::Input &input)
     {
-        if (mode == DecodingMode::Performance)
-            _tuning->usePerformanceMode();
-        else
-            _tuning->useTimeSavingMode();
-        _observer.setMode(mode);
-        if (_governor)
-            _governor->noteSwitch(mode);
+        return !input.finished && input.state != decoding::State::Ended && input.state != decoding::State::Failed;
     }
 
-    IControl::Error setGovernor(bool on)
+    void tellMessages()
     {
-        if (!_governor)
-            return "there is no governor; start decoding-host with --governor LOW:HIGH";
-        _governor->setPaused(!on);
-        return std::nullopt;
-    }
-
-    void noteGovernor(const std::string &line)
-    {
-        _observer.setMode(_governor->mode());
-        tell(line);
-    }
-
-    void tell(const std::string &message)
-    {
-        _observer.addMessage(message);
-        _display.tell(message);
-    }
-
-    void sampleLoad()
-    {
-        if (Clock::now() < _nextLoadSample)
-            return;
-        // From the last one, so that none is read twice; but what a pause of the whole program has missed, it has missed.
-        _nextLoadSample = std::max(_nextLoadSample + loadInterval, Clock::now());
-        const double load = _tuning->cpuLoad(nullptr);
-        _observer.setLoad(load, Clock::now());
-        noteLateBlocks();
-        // Of two ticks in the same moment, the component makes no figure.
-        if (!std::isfinite(load))
-            return;
-        DecodeReport::CpuLoad told = _report.cpuLoad.value_or(DecodeReport::CpuLoad());
-        told.average += (load - told.average) / ++_loadSamples;
-        told.maximum = std::max(told.maximum, load);
-        _report.cpuLoad = told;
-    }
-
-    /// What goes with an input that was removed may hide a loss elsewhere, for one interval.
-    void noteLateBlocks()
-    {
-        qint64 lateBlocks = 0;
-        for (const auto &input : _inputs.inputs())
-            lateBlocks += input->lateBlocks();
-        if (lateBlocks > std::exchange(_lateBlocks, lateBlocks) && _governor)
-            _governor->noteLateBlocks();
+        for (const std::string &message : _messages.take())
+            _display.tell(message);
     }
 
     void show()
     {
-        if (_governor)
-            _observer.setGovernor(_governor->status());
-        switch (_display.update(_inputs, _observer, Clock::now())) {
+        const Clock::time_point now = Clock::now();
+        if (!_display.wantsUpdate(now))
+            return;
+        switch (_display.update(_inputs.snapshot(), now)) {
         case BoardAction::PerformanceMode:
-            switchMode(DecodingMode::Performance);
+            _control.setMode(decoding::Mode::Performance);
             break;
         case BoardAction::TimeSavingMode:
-            switchMode(DecodingMode::TimeSaving);
+            _control.setMode(decoding::Mode::TimeSaving);
             break;
         case BoardAction::ToggleGovernor:
-            if (const auto error = setGovernor(_governor && _governor->isPaused()))
-                tell(*error);
+            if (const auto error = _control.toggleGovernor())
+                _messages.add(*error);
             break;
         case BoardAction::Quit:
             _quitRequested = true;
@@ -292,92 +155,49 @@ private:
     }
 
     const DecodeOptions &_options;
-    const ModkitPtr<IDecodingManager> _manager;
-    const ModkitPtr<ITuneDecoding> _tuning;
-    SinkWorkers _workers;
-    InputSet _inputs;
-    RunObserver _observer;
+    RunSession _session;
+    RunMessages &_messages;
+    RunInputs _inputs;
     RunControl _control;
-    std::optional<Governor> _governor;
     RunDisplay _display;
     WarningLog &_warnings;
     DecodeReport &_report;
     bool _quitRequested = false;
     bool _isEnding = false;
-    // Not before the component has measured for the first time.
-    Clock::time_point _nextLoadSample = Clock::now() + loadInterval + std::chrono::milliseconds(100);
-    int _loadSamples = 0;
-    qint64 _lateBlocks = 0; // of all inputs, at the last sample
 };
 
-template <class Interface>
-bool publishes(ObjectRegistry &registry, const char *identifier)
+/// @return what would be wrong with a run, whatever the component.
+std::optional<std::string> obstacle(const DecodeOptions &options)
 {
-    return !ModkitPtr<Interface>(registry.getObject(identifier)).isNull();
-}
-
-/// @return nothing on success, and then nothing that was made here lives any more; otherwise what went wrong.
-std::optional<std::string> runComponent(const DecodeOptions &options, DecodeReport &report)
-{
-    const auto settings = HostSettings::collect(options.component);
-    if (const std::string *const error = std::get_if<std::string>(&settings))
-        return *error;
-    const ModkitPtr<ISettings> &chosen = std::get<ModkitPtr<ISettings>>(settings);
-    if (chosen->getInt("THREADS", 1) == 0)
+    if (options.noThreads)
         return "the setting THREADS (--threads, DECODING_THREADS or settings file) is 0: no thread would decode";
-
     FileSet inputFiles;
     for (const std::string &input : options.inputs)
         inputFiles.add(input);
     if (options.jsonFile && inputFiles.contains(*options.jsonFile))
         return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
+    return std::nullopt;
+}
 
-    const auto damage = std::make_shared<DamageCounts>();
-    ObjectRegistry registry;
-    registry.setObject(InterfaceIdentifiers::avFormatManager,
-                       ModkitPtr<IPolymorph>(ModkitPtr<IAVFormatManager>(new FormatManager(damage))));
-    ModkitPtr<IndicationManager> indications;
-    // Paced inputs begin when the indications show that their decoders wait for them.
-    if (RunDisplay::showsBoard(options) || options.paced) {
-        try {
-            indications = ModkitPtr<IndicationManager>(new IndicationManager);
-        } catch (const std::system_error &error) {
-            return std::string("there is no thread for the indications: ") + error.what();
-        }
-        registry.setObject(InterfaceIdentifiers::indicationManager,
-                           ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(indications)));
-    }
-    const std::set<int> threadsBefore = ProcessThreads::ids();
-    ComponentHost host(chosen, registry);
-    if (auto error = host.start(ComponentHost::libraryFile(options.component)))
-        return error;
-    if (!publishes<IDecodingManager>(registry, InterfaceIdentifiers::decodingManager) ||
-        !publishes<ITuneDecoding>(registry, InterfaceIdentifiers::tuneDecoding))
-        return host.componentPath() + ": " + host.componentName() +
-               " does not publish both IDecodingManager and ITuneDecoding, which decoding needs";
-
-    // Decoders outlive their handles, and warn until the component is stopped.
-    WarningLog warnings;
-    const Clock::time_point startedAt = Clock::now();
-    const qint64 cpuBeforeMs = cpuTimeMs();
+/// @return nothing on success, and then nothing that was made here lives any more; otherwise what went wrong.
+std::optional<std::string> runSession(const DecodeOptions &options, RunMessages &messages, WarningLog &warnings,
+                                      DecodeReport &report)
+{
+    decoding::SessionOptions sessionOptions = options.session;
+    sessionOptions.lights = showsBoard(options);
+    sessionOptions.onMessage = [&messages](const RunMessages::Message &message) { messages.add(message); };
     try {
-        if (auto error = Run(options, registry, indications.data(), *damage, warnings, report).decode())
+        decoding::Session session(std::move(sessionOptions));
+        const Clock::time_point startedAt = Clock::now();
+        const qint64 cpuBeforeMs = ProcessFigures::cpuTimeMs();
+        if (auto error = Run(options, session, messages, warnings, report).decode())
             return error;
-    } catch (const std::system_error &error) {
-        return std::string("there are no threads to write the outputs: ") + error.what();
-    }
-    report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
-    report.cpuTimeMs = cpuTimeMs() - cpuBeforeMs;
-    report.cores = std::max(1, QThread::idealThreadCount());
-
-    host.stop();
-    report.threadsLeft = ProcessThreads::leftSince(threadsBefore);
-    for (const std::string &warning : warnings.take())
-        tell(warning);
-    for (const std::string &identifier : registry.identifiers()) {
-        if (identifier != InterfaceIdentifiers::avFormatManager &&
-            identifier != InterfaceIdentifiers::indicationManager)
-            report.stillPublished.push_back(identifier);
+        report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
+        report.cpuTimeMs = ProcessFigures::cpuTimeMs() - cpuBeforeMs;
+        report.cores = ProcessFigures::cores();
+        report.remains = session.end();
+    } catch (const decoding::Error &error) {
+        return error.what();
     }
     return std::nullopt;
 }
@@ -387,11 +207,23 @@ std::optional<std::string> runComponent(const DecodeOptions &options, DecodeRepo
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
     const InterruptSignals interruptSignals;
-    allowManyOpenFiles();
-    DecodeReport report;
-    if (const auto error = runComponent(options, report))
+    ProcessFigures::allowManyOpenFiles();
+    if (const auto error = obstacle(options))
         return *error;
-    report.peakMemoryBytes = peakMemoryBytes();
+    DecodeReport report;
+    RunMessages messages;
+    {
+        WarningLog warnings;
+        const auto error = runSession(options, messages, warnings, report);
+        // Decoders outlive their inputs, and warn until the component is stopped.
+        for (const std::string &warning : warnings.take())
+            messages.add(warning);
+        for (const std::string &message : messages.take())
+            tell(message);
+        if (error)
+            return *error;
+    }
+    report.peakMemoryBytes = ProcessFigures::peakMemoryBytes();
     report.objectsLeft = ObjectTrace::liveCountByType();
     report.slabBlocksLeft = static_cast<qint64>(slab::liveBlockCount());
     for (const QString &left : report.leftBehind())

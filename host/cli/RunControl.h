@@ -1,39 +1,33 @@
 #ifndef HOST_CLI_RUNCONTROL_H
 #define HOST_CLI_RUNCONTROL_H
 
-#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "cli/IRunSession.h"
+#include "cli/RunInputs.h"
 #include "control/IControl.h"
-#include "session/InputSet.h"
-#include "session/RunObserver.h"
 
-/// What requests may do to a run. Thread-bound, as the run is.
+/// What requests, and keys of the board, may do to a run. Thread-bound, as the run is.
 class RunControl final : public IControl {
 public:
-    /// The run itself, as far as it is to be controlled.
-    struct Operations {
-        std::function<void(DecodingMode)> setMode;
-        std::function<Error(bool)> setGovernor;
-        std::function<void()> quit;
-    };
-
-    /// Both outlive the control.
-    RunControl(InputSet &inputs, RunObserver &observer, Operations operations);
+    /// Session and inputs outlive it. @param quit has the run end; called from within a request.
+    RunControl(IRunSession &session, RunInputs &inputs, std::function<void()> quit);
 
     /// Answers the requests that are carried out by now. To be called after each poll of the inputs.
     void poll();
 
     void add(const std::string &url, const std::optional<std::string> &name, const AddDone &done) override;
     void remove(const std::string &name, const Done &done) override;
-    std::vector<Stream> list() override;
-    Status status() override;
-    void setMode(DecodingMode mode) override { _operations.setMode(mode); }
-    Error setGovernor(bool on) override { return _operations.setGovernor(on); }
-    void quit() override { _operations.quit(); }
+    decoding::Snapshot snapshot() override { return _inputs.snapshot(); }
+    void setMode(decoding::Mode mode) override { _session.setMode(mode); }
+    Error setGovernor(bool on) override;
+    void quit() override { _quit(); }
+
+    /// Pauses the governor, or lets it go on.
+    Error toggleGovernor() { return setGovernor(!_isGovernorOn); }
 
 private:
     struct Adding {
@@ -45,13 +39,14 @@ private:
         Done done;
     };
 
-    bool answer(const Adding &adding);
+    bool answer(const Adding &adding, const decoding::Snapshot &snapshot);
 
-    InputSet &_inputs;
-    RunObserver &_observer;
-    const Operations _operations;
+    IRunSession &_session;
+    RunInputs &_inputs;
+    const std::function<void()> _quit;
     std::vector<Adding> _adding;
     std::vector<Removing> _removing;
+    bool _isGovernorOn = true; // of no meaning when there is none
 };
 
 #endif

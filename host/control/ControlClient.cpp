@@ -81,10 +81,10 @@ public:
                 if (line == ControlLine::okLine)
                     return std::nullopt;
                 if (line.rfind(ControlLine::errorMark, 0) == 0)
-                    return line.substr(std::char_traits<char>::length(ControlLine::errorMark));
+                    return ControlLine::field(line.substr(std::char_traits<char>::length(ControlLine::errorMark)));
                 if (line.empty() || line.front() != ControlLine::dataMark)
                     return "what listens on " + _path + " is no decoding-host: it answers in another way";
-                answer.lines.push_back(line.substr(1));
+                answer.lines.push_back(ControlLine::fields(line.substr(1)));
             }
             std::array<char, 4096> bytes; // NOLINT(cppcoreguidelines-pro-type-member-init): filled at once
             const ssize_t count = recv(_socket.get(), bytes.data(), bytes.size(), 0);

@@ -6,9 +6,12 @@
 #include <algorithm>
 #include <optional>
 
+#include "media/SafeText.h"
+
 namespace {
 
 constexpr char space = ' ';
+constexpr char tab = '\t';
 constexpr char quotationMark = '"';
 constexpr char escape = '\\';
 
@@ -99,10 +102,16 @@ std::string ControlLine::join(const std::vector<std::string> &words)
 
 std::string ControlLine::field(const std::string &text)
 {
-    QString result = QString::fromStdString(text);
-    for (QChar &character : result) {
-        if (isControl(character) || character == QChar::ReplacementCharacter)
-            character = QLatin1Char('?');
+    return SafeText::utf8(text);
+}
+
+std::string ControlLine::fields(const std::string &line)
+{
+    std::string result;
+    std::size_t begin = 0;
+    for (std::size_t end = line.find(tab); end != std::string::npos; end = line.find(tab, begin)) {
+        result += field(line.substr(begin, end - begin)) + tab;
+        begin = end + 1;
     }
-    return result.toStdString();
+    return result + field(line.substr(begin));
 }

@@ -6,14 +6,15 @@
 #include <variant>
 #include <vector>
 
-/// The lines of the control protocol, which docs/control.md describes, without their ends. All operations are thread-safe.
+/// The lines of the control protocol, which docs/control.md describes, without their ends. All operations are
+/// thread-safe.
 namespace ControlLine {
 
 /// The longest request, in bytes without its end.
 constexpr std::size_t maxRequestBytes = 65536;
 
-/// @return the words of a request, or one line that says what is wrong with it: it is not UTF-8, holds control characters,
-///         or a quotation mark has no counterpart.
+/// @return the words of a request, or one line that says what is wrong with it: it is not UTF-8, holds control
+///         characters, or a quotation mark has no counterpart.
 [[nodiscard]] std::variant<std::vector<std::string>, std::string> split(const std::string &request);
 
 /// @return the request that is split into @p words again, as long as these are UTF-8 without control characters.
@@ -26,9 +27,12 @@ constexpr const char *errorMark = "error ";
 /// The beginning of every other line of an answer.
 constexpr char dataMark = ' ';
 
-/// @return one field of a line of tab-separated fields: @p text with a question mark for each character that would end
-///         the line or the field or command a terminal, and for what is not UTF-8.
+/// @return one field of a line of tab-separated fields: @p text as SafeText makes it, which ends neither the line nor
+///         the field.
 [[nodiscard]] std::string field(const std::string &text);
+
+/// @return @p line, which holds tab-separated fields of somebody else, with each of them as `field` makes it.
+[[nodiscard]] std::string fields(const std::string &line);
 
 } // namespace ControlLine
 

@@ -148,12 +148,17 @@ public:
     /// @return whether the terminal's size is another one than that of the last call.
     bool fitSize()
     {
+        const std::optional<winsize> size = newSize();
+        return size && resizeterm(size->ws_row, size->ws_col) == OK;
+    }
+
+    /// @return the terminal's size where it is another one than that of the last `fitSize`.
+    std::optional<winsize> newSize() const
+    {
         winsize size = {};
         if (ioctl(fileno(_output.get()), TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0)
-            return false;
-        if (!is_term_resized(size.ws_row, size.ws_col))
-            return false;
-        return resizeterm(size.ws_row, size.ws_col) == OK;
+            return std::nullopt;
+        return is_term_resized(size.ws_row, size.ws_col) ? std::optional(size) : std::nullopt;
     }
 
     void show(const BoardPicture &picture) const
@@ -180,10 +185,13 @@ public:
         return code != ERR ? std::optional(code) : std::nullopt;
     }
 
-    bool isLost() const
+    bool isLost() const { return (inputEvents() & (POLLHUP | POLLERR | POLLNVAL)) != 0; }
+
+    /// @return of `poll`: what has happened to the keyboard.
+    int inputEvents() const
     {
         pollfd file = {fileno(_input.get()), POLLIN, 0};
-        return ::poll(&file, 1, 0) > 0 && (file.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+        return ::poll(&file, 1, 0) > 0 ? file.revents : 0;
     }
 
 private:
@@ -232,10 +240,11 @@ Board::Board(std::unique_ptr<Screen> screen)
 
 Board::~Board() = default;
 
-void Board::draw(const BoardState &state)
+void Board::draw(const decoding::Snapshot &snapshot)
 {
+    _loads.add(snapshot.load);
     _screen->fitSize();
-    _screen->show(BoardPainter::paint(state, _view, getmaxx(stdscr), getmaxy(stdscr)));
+    _screen->show(BoardPainter::paint(snapshot, _loads, _view, getmaxx(stdscr), getmaxy(stdscr)));
 }
 
 BoardAction Board::poll()
@@ -255,4 +264,9 @@ BoardAction Board::poll()
     if (_screen->isLost())
         return BoardAction::TerminalLost;
     return isChanged ? BoardAction::Redraw : BoardAction::None;
+}
+
+bool Board::hasNews() const
+{
+    return _screen->inputEvents() != 0 || _screen->newSize();
 }

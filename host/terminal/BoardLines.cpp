@@ -6,27 +6,19 @@
 #include <algorithm>
 #include <cmath>
 
+#include "media/SafeText.h"
 #include "terminal/BoardFigures.h"
 #include "terminal/RowHealth.h"
+#include "terminal/StreamRow.h"
 
-using Row = BoardState::Row;
+using decoding::Light;
 
 namespace {
 
 std::string quoted(const std::string &text)
 {
     QString result(QLatin1Char('"'));
-    for (const QChar character : QString::fromStdString(text)) {
-        switch (character.category()) {
-        case QChar::Other_Control:
-        case QChar::Other_Format:
-        case QChar::Separator_Line:
-        case QChar::Separator_Paragraph:
-            result += QLatin1Char('?');
-            continue;
-        default:
-            break;
-        }
+    for (const QChar character : SafeText::of(text)) {
         if (character == QLatin1Char('"') || character == QLatin1Char('\\'))
             result += QLatin1Char('\\');
         result += character;
@@ -34,7 +26,7 @@ std::string quoted(const std::string &text)
     return (result + QLatin1Char('"')).toStdString();
 }
 
-std::string lightLetters(const std::optional<BoardState::Lights> &lights)
+std::string lightLetters(const std::optional<StreamRow::Lights> &lights)
 {
     if (!lights)
         return "-";
@@ -44,69 +36,41 @@ std::string lightLetters(const std::optional<BoardState::Lights> &lights)
     return letters;
 }
 
-const char *stateWord(Row::State state)
-{
-    switch (state) {
-    case Row::State::Connecting:
-        return "connecting";
-    case Row::State::Running:
-        return "running";
-    case Row::State::Waiting:
-        return "waiting";
-    case Row::State::Ended:
-        return "ended";
-    case Row::State::Failed:
-        return "failed";
-    }
-    return "";
-}
-
-const char *modeWord(Row::Mode mode)
-{
-    switch (mode) {
-    case Row::Mode::Performance:
-        return "performance";
-    case Row::Mode::TimeSaving:
-        return "time-saving";
-    case Row::Mode::Fixed:
-        return "fixed";
-    }
-    return "";
-}
-
-std::string number(std::optional<qint64> value)
+std::string number(std::optional<std::int64_t> value)
 {
     return value ? std::to_string(*value) : "-";
 }
 
-std::string hostLine(const BoardState &state)
+std::string hostLine(const decoding::Snapshot &snapshot, const std::vector<StreamRow> &rows)
 {
-    const auto unwell = std::count_if(state.rows.begin(), state.rows.end(),
-                                      [](const Row &row) { return RowHealth::of(row).isUnwell(); });
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(state.running).count();
-    std::string line = "board running_s=" + std::to_string(seconds) + " load=" +
-                       (std::isfinite(state.cpuLoad) ? QString::number(state.cpuLoad, 'f', 2).toStdString() : "-") +
-                       " streams=" + std::to_string(state.rows.size()) + " unwell=" + std::to_string(unwell) +
-                       " decoders=" + std::to_string(state.decoderCount) +
-                       " mode=" + (state.performanceMode ? "performance" : "time-saving");
-    if (!state.governor.empty())
-        line += " governor=" + quoted(state.governor);
-    for (const BoardState::Thread &thread : state.threads)
+    const auto unwell =
+        std::count_if(rows.begin(), rows.end(), [](const StreamRow &row) { return RowHealth::of(row).isUnwell(); });
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(snapshot.running).count();
+    std::string line =
+        "board running_s=" + std::to_string(seconds) +
+        " load=" + (std::isfinite(snapshot.load.now) ? QString::number(snapshot.load.now, 'f', 2).toStdString() : "-") +
+        " streams=" + std::to_string(rows.size()) + " unwell=" + std::to_string(unwell) +
+        " decoders=" + std::to_string(snapshot.decoders) + " mode=" + toText(snapshot.mode);
+    if (!snapshot.governor.empty())
+        line += " governor=" + quoted(snapshot.governor);
+    for (const decoding::Snapshot::Thread &thread : snapshot.threads)
         line += " thread=" + quoted(thread.name) + ":" + std::to_string(thread.decoders);
     return line;
 }
 
-std::string streamLine(const Row &row)
+std::string streamLine(const StreamRow &row)
 {
     const RowHealth health = RowHealth::of(row);
-    std::string line = "stream name=" + quoted(row.name) + " state=" + stateWord(row.state) +
-                       " unwell=" + (health.isUnwell() ? "yes" : "no") + " lights=" + lightLetters(row.lights) +
-                       " frames=" + std::to_string(row.frames) + " fps=" + BoardFigures::rate(row.framesPerSecond) +
-                       " lost=" + std::to_string(row.lost) + " latency_ms=" + number(row.latencyMs) +
-                       " worst_ms=" + number(row.worstLatencyMs) + " mode=" + modeWord(row.mode);
-    if (!row.threadName.empty())
-        line += " thread=" + quoted(row.threadName);
-    const std::string trouble = row.trouble.empty() && health.isUnwell() ? health.text() : row.trouble;
+    std::string line = "stream name=" + quoted(row.name()) + " state=" + toText(row.state()) +
+                       " unwell=" + (health.isUnwell() ? "yes" : "no") + " lights=" + lightLetters(row.lights()) +
+                       " frames=" + std::to_string(row.frames()) + " fps=" + BoardFigures::rate(row.framesPerSecond()) +
+                       " lost=" + std::to_string(row.lost()) + " latency_ms=" + number(row.latencyMs()) +
+                       " worst_ms=" + number(row.worstLatencyMs()) + " mode=" + row.modeText();
+    if (!row.threadName().empty())
+        line += " thread=" + quoted(row.threadName());
+    std::string trouble = row.trouble();
+    if (trouble.empty() && health.isUnwell())
+        trouble = health.text();
     if (!trouble.empty())
         line += " trouble=" + quoted(trouble);
     return line;
@@ -119,18 +83,19 @@ BoardLines::BoardLines(std::chrono::milliseconds interval)
 {
 }
 
-std::optional<std::string> BoardLines::update(const BoardState &state, Instant now)
+std::optional<std::string> BoardLines::update(const decoding::Snapshot &snapshot, Instant now)
 {
     if (_writtenAt && now - *_writtenAt < _interval)
         return std::nullopt;
     _writtenAt = now;
-    return render(state);
+    return render(snapshot);
 }
 
-std::string BoardLines::render(const BoardState &state)
+std::string BoardLines::render(const decoding::Snapshot &snapshot)
 {
-    std::string text = hostLine(state) + '\n';
-    for (const Row &row : state.rows)
+    const std::vector<StreamRow> rows = StreamRow::of(snapshot);
+    std::string text = hostLine(snapshot, rows) + '\n';
+    for (const StreamRow &row : rows)
         text += streamLine(row) + '\n';
     return text;
 }

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "terminal/BoardState.h"
+#include <decoding/Snapshot.h>
 
 /// The board where there is no terminal: every few seconds a line about the host and one for each stream, in the order
 /// of the input, made of words for `grep`. Reentrant.
@@ -16,11 +16,11 @@ public:
     explicit BoardLines(std::chrono::milliseconds interval = std::chrono::seconds(5));
 
     /// @return the lines when the interval since the last ones is over, and at the first call; else nothing.
-    [[nodiscard]] std::optional<std::string> update(const BoardState &state, Instant now);
+    [[nodiscard]] std::optional<std::string> update(const decoding::Snapshot &snapshot, Instant now);
 
     /// @return the lines, each with its end of line. Each is a list of `key=value`; a text stands in quotes, in which a
-    ///         backslash precedes quotes and backslashes, and holds no control characters; what is unknown is a dash.
-    [[nodiscard]] static std::string render(const BoardState &state);
+    ///         backslash precedes quotes and backslashes, and is made safe by SafeText; what is unknown is a dash.
+    [[nodiscard]] static std::string render(const decoding::Snapshot &snapshot);
 
 private:
     const std::chrono::milliseconds _interval;

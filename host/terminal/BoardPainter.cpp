@@ -7,10 +7,12 @@
 #include "terminal/BoardFigures.h"
 #include "terminal/CellText.h"
 #include "terminal/RowHealth.h"
+#include "terminal/StreamRow.h"
 #include "terminal/StreamTable.h"
 
 using BoardFigures::count;
-using Row = BoardState::Row;
+using decoding::Mode;
+using decoding::Snapshot;
 using SortColumn = BoardView::SortColumn;
 using Tone = BoardPicture::Tone;
 
@@ -35,14 +37,14 @@ struct Heights {
     bool keys = false;
 };
 
-/// @param governorLine whether the governor needs a line of its own.
-Heights heightsFor(const BoardState &state, int height, bool governorLine)
+/// @param rowCount that there are. @param governorLine whether the governor needs a line of its own.
+Heights heightsFor(const Snapshot &snapshot, std::size_t rowCount, int height, bool governorLine)
 {
     Heights heights;
     heights.load = height >= 3;
     heights.heading = height >= 4;
     heights.keys = height >= 6;
-    heights.threads = height >= 10 && !state.threads.empty();
+    heights.threads = height >= 10 && !snapshot.threads.empty();
     heights.governor = height >= 10 && governorLine;
     heights.detail = height >= 12;
     heights.rows = std::max(height - 1 - heights.load - heights.heading - heights.keys - heights.threads -
@@ -50,9 +52,9 @@ Heights heightsFor(const BoardState &state, int height, bool governorLine)
                             0);
 
     // Messages take what the rows leave over, and a part of a large picture from the rows.
-    const int left = std::max(heights.rows - static_cast<int>(state.rows.size()), 0);
+    const int left = std::max(heights.rows - static_cast<int>(rowCount), 0);
     const int room = height >= 16 ? std::clamp(left, height / 10, height / 4) : 0;
-    heights.messages = std::min(room, static_cast<int>(state.messages.size()));
+    heights.messages = std::min(room, static_cast<int>(snapshot.messages.size()));
     heights.rows -= heights.messages;
     return heights;
 }
@@ -77,21 +79,21 @@ const char *sortText(const BoardView &view)
     return "";
 }
 
-void paintTitle(BoardPicture &picture, const BoardState &state, const BoardView &view,
-                const BoardView::Arrangement &arrangement, int pageRows)
+void paintTitle(BoardPicture &picture, std::chrono::milliseconds running, const std::vector<StreamRow> &rows,
+                const BoardView &view, const BoardView::Arrangement &arrangement, int pageRows)
 {
-    const auto unwell = std::count_if(state.rows.begin(), state.rows.end(),
-                                      [](const Row &row) { return RowHealth::of(row).isUnwell(); });
-    int column = picture.put(0, 0, counted(static_cast<qint64>(state.rows.size()), "stream"), Tone::Strong);
+    const auto unwell =
+        std::count_if(rows.begin(), rows.end(), [](const StreamRow &row) { return RowHealth::of(row).isUnwell(); });
+    int column = picture.put(0, 0, counted(static_cast<qint64>(rows.size()), "stream"), Tone::Strong);
     column = unwell > 0 ? picture.put(0, column + 2, " " + count(unwell, anyWidth) + " unwell ", Tone::Bad)
-                        : picture.put(0, column + 2, state.rows.empty() ? "" : "all well", Tone::Good);
-    column = picture.put(0, column + 2, "running " + BoardFigures::clock(state.running));
+                        : picture.put(0, column + 2, rows.empty() ? "" : "all well", Tone::Good);
+    column = picture.put(0, column + 2, "running " + BoardFigures::clock(running));
 
-    const std::size_t last = std::min(arrangement.top + static_cast<std::size_t>(pageRows), state.rows.size());
+    const std::size_t last = std::min(arrangement.top + static_cast<std::size_t>(pageRows), rows.size());
     std::string range;
-    if (last - std::min(arrangement.top, last) < state.rows.size())
+    if (last - std::min(arrangement.top, last) < rows.size())
         range = "   " + std::to_string(arrangement.top + 1) + "-" + std::to_string(last) + " of " +
-                std::to_string(state.rows.size());
+                std::to_string(rows.size());
     const CellText right(sortText(view) + range);
     if (column + 2 + right.width() <= picture.width())
         picture.put(0, picture.width() - right.width(), right);
@@ -106,43 +108,43 @@ struct LoadTexts {
     int width() const { return static_cast<int>(load.size() + decoders.size() + mode.size()); }
 };
 
-LoadTexts loadTexts(const BoardState &state)
+LoadTexts loadTexts(const Snapshot &snapshot)
 {
-    const std::string load = BoardFigures::percent(state.cpuLoad);
+    const std::string load = BoardFigures::percent(snapshot.load.now);
     return {"CPU load " + std::string(5 - std::min<std::size_t>(load.size(), 5), ' ') + load + "  ",
-            "  " + counted(state.decoderCount, "decoder") + "  ",
-            state.performanceMode ? "performance mode" : "time-saving mode"};
+            "  " + counted(snapshot.decoders, "decoder") + "  ", std::string(toText(snapshot.mode)) + " mode"};
 }
 
-std::string governorText(const BoardState &state)
+std::string governorText(const Snapshot &snapshot)
 {
-    return state.governor.empty() ? std::string() : "  Governor " + state.governor;
+    return snapshot.governor.empty() ? std::string() : "  Governor " + snapshot.governor;
 }
 
 constexpr double highLoad = 0.9;
 constexpr int minBars = 10;
 constexpr int maxBars = 60;
 
-void paintLoad(BoardPicture &picture, int line, const BoardState &state, const std::string &governor)
+void paintLoad(BoardPicture &picture, int line, const Snapshot &snapshot, const LoadHistory &loads,
+               const std::string &governor)
 {
-    const LoadTexts texts = loadTexts(state);
+    const LoadTexts texts = loadTexts(snapshot);
     const int room = picture.width() - texts.width() - CellText(governor).width();
     const int bars = std::min(room, maxBars);
-    int column = picture.put(line, 0, texts.load, state.cpuLoad >= highLoad ? Tone::Warning : Tone::Strong);
+    int column = picture.put(line, 0, texts.load, snapshot.load.now >= highLoad ? Tone::Warning : Tone::Strong);
     if (bars >= minBars) {
-        picture.put(line, column, state.loadHistory.bars(static_cast<std::size_t>(bars), CellText::isUnicode()));
+        picture.put(line, column, loads.bars(static_cast<std::size_t>(bars), CellText::isUnicode()));
         column += bars; // the texts behind do not move while the history grows
     }
     column = picture.put(line, column, texts.decoders);
-    column = picture.put(line, column, texts.mode, state.performanceMode ? Tone::Plain : Tone::Warning);
+    column = picture.put(line, column, texts.mode, snapshot.mode == Mode::Performance ? Tone::Plain : Tone::Warning);
     picture.put(line, column, governor);
 }
 
 /// @return what all names begin with, up to a slash.
-std::string commonPrefix(const std::vector<BoardState::Thread> &threads)
+std::string commonPrefix(const std::vector<Snapshot::Thread> &threads)
 {
     const std::string prefix = threads[0].name.substr(0, threads[0].name.rfind('/') + 1);
-    const bool isCommon = std::all_of(threads.begin(), threads.end(), [&prefix](const BoardState::Thread &thread) {
+    const bool isCommon = std::all_of(threads.begin(), threads.end(), [&prefix](const Snapshot::Thread &thread) {
         return thread.name.compare(0, prefix.size(), prefix) == 0;
     });
     return isCommon ? prefix : std::string();
@@ -150,11 +152,11 @@ std::string commonPrefix(const std::vector<BoardState::Thread> &threads)
 
 /// Each thread with the number of its decoders; where they do not fit with their full names, without what all names
 /// begin with; and as many of them as fit.
-void paintThreads(BoardPicture &picture, int line, const std::vector<BoardState::Thread> &threads)
+void paintThreads(BoardPicture &picture, int line, const std::vector<Snapshot::Thread> &threads)
 {
     const std::string title("Decoders on ");
     std::string text(title);
-    for (const BoardState::Thread &thread : threads)
+    for (const Snapshot::Thread &thread : threads)
         text += thread.name + ": " + std::to_string(thread.decoders) + "  ";
     if (CellText(text).width() - 2 > picture.width()) {
         const std::string prefix = commonPrefix(threads);
@@ -174,13 +176,15 @@ void paintThreads(BoardPicture &picture, int line, const std::vector<BoardState:
     picture.put(line, 0, text);
 }
 
-void paintDetail(BoardPicture &picture, int line, const Row &row)
+void paintDetail(BoardPicture &picture, int line, const StreamRow &row)
 {
     const RowHealth health = RowHealth::of(row);
     const std::string verdict = health.degree == RowHealth::Well ? "well" : health.text();
-    const std::string trouble = row.trouble.empty() || row.trouble == verdict ? std::string() : "; " + row.trouble;
-    const std::string thread = row.threadName.empty() ? std::string() : " on " + row.threadName;
-    const CellText name = CellText(row.name).shortenedInTheMiddle(picture.width() / 3);
+    std::string trouble = row.trouble();
+    if (!trouble.empty())
+        trouble = trouble == verdict ? std::string() : "; " + trouble;
+    const std::string thread = row.threadName().empty() ? std::string() : " on " + row.threadName();
+    const CellText name = CellText(row.name()).shortenedInTheMiddle(picture.width() / 3);
     int column = picture.put(line, 0, name, health.isUnwell() ? Tone::Alarm : Tone::Strong);
     column = picture.put(line, column, thread + ": ");
     picture.put(line, column, CellText(verdict + trouble).shortenedAtTheEnd(std::max(picture.width() - column, 0)));
@@ -239,44 +243,46 @@ void paintHelp(BoardPicture &picture)
 
 } // namespace
 
-BoardPicture BoardPainter::paint(const BoardState &state, BoardView &view, int width, int height)
+BoardPicture BoardPainter::paint(const Snapshot &snapshot, const LoadHistory &loads, BoardView &view, int width,
+                                 int height)
 {
+    const std::vector<StreamRow> rows = StreamRow::of(snapshot);
     BoardPicture picture(width, height);
-    const std::string governor = governorText(state);
+    const std::string governor = governorText(snapshot);
     const bool governorLine =
-        !governor.empty() && loadTexts(state).width() + minBars + CellText(governor).width() > width;
-    const Heights heights = heightsFor(state, height, governorLine);
-    const BoardView::Arrangement arrangement = view.arrange(state.rows, static_cast<std::size_t>(heights.rows));
+        !governor.empty() && loadTexts(snapshot).width() + minBars + CellText(governor).width() > width;
+    const Heights heights = heightsFor(snapshot, rows.size(), height, governorLine);
+    const BoardView::Arrangement arrangement = view.arrange(rows, static_cast<std::size_t>(heights.rows));
 
-    paintTitle(picture, state, view, arrangement, heights.rows);
+    paintTitle(picture, snapshot.running, rows, view, arrangement, heights.rows);
     int line = 1;
     if (heights.load)
-        paintLoad(picture, line++, state, governorLine ? std::string() : governor);
+        paintLoad(picture, line++, snapshot, loads, governorLine ? std::string() : governor);
     if (heights.governor)
         picture.put(line++, 0, CellText(governor.substr(2)).shortenedAtTheEnd(width));
     if (heights.threads)
-        paintThreads(picture, line++, state.threads);
+        paintThreads(picture, line++, snapshot.threads);
 
-    const StreamTable table(width, state.rows);
+    const StreamTable table(width, rows);
     if (heights.heading)
         table.paintHeading(picture, line++, view);
     for (int i = 0; i < heights.rows; ++i, ++line) {
         const std::size_t place = arrangement.top + static_cast<std::size_t>(i);
         if (place >= arrangement.order.size())
             continue;
-        table.paintRow(picture, line, state.rows[arrangement.order[place]]);
+        table.paintRow(picture, line, rows[arrangement.order[place]]);
         if (place == arrangement.selected)
             picture.highlight(line);
     }
 
     if (heights.detail) {
         if (!arrangement.order.empty())
-            paintDetail(picture, line, state.rows[arrangement.order[arrangement.selected]]);
+            paintDetail(picture, line, rows[arrangement.order[arrangement.selected]]);
         ++line;
     }
     const auto messages = static_cast<std::size_t>(heights.messages);
-    for (std::size_t i = state.messages.size() - messages; i < state.messages.size(); ++i, ++line)
-        picture.put(line, 0, CellText(state.messages[i]).shortenedAtTheEnd(width), Tone::Dim);
+    for (std::size_t i = snapshot.messages.size() - messages; i < snapshot.messages.size(); ++i, ++line)
+        picture.put(line, 0, CellText(snapshot.messages[i].text).shortenedAtTheEnd(width), Tone::Dim);
     if (heights.keys)
         paintKeys(picture, line);
     if (view.showsHelp())

@@ -9,7 +9,6 @@
 
 #include "terminal/RowHealth.h"
 
-using Row = BoardState::Row;
 using SortColumn = BoardView::SortColumn;
 
 namespace {
@@ -18,17 +17,17 @@ constexpr std::ptrdiff_t beyondAnyRow = std::numeric_limits<std::ptrdiff_t>::max
 
 /// The figure by which a row is sorted, so that the one to look at first is the smallest; nothing for a row without
 /// one.
-std::optional<double> sortFigure(const Row &row, SortColumn column)
+std::optional<double> sortFigure(const StreamRow &row, SortColumn column)
 {
     switch (column) {
     case SortColumn::Health:
         return -RowHealth::of(row).degree;
     case SortColumn::FramesPerSecond:
-        return row.framesPerSecond && !std::isnan(*row.framesPerSecond) ? row.framesPerSecond : std::nullopt;
+        return row.framesPerSecond() && !std::isnan(*row.framesPerSecond()) ? row.framesPerSecond() : std::nullopt;
     case SortColumn::Lost:
-        return -static_cast<double>(row.lost);
+        return -static_cast<double>(row.lost());
     case SortColumn::Latency:
-        return row.latencyMs ? std::optional(-static_cast<double>(*row.latencyMs)) : std::nullopt;
+        return row.latencyMs() ? std::optional(-static_cast<double>(*row.latencyMs())) : std::nullopt;
     case SortColumn::Input:
     case SortColumn::Name:
         break;
@@ -125,7 +124,7 @@ BoardAction BoardView::handleKey(BoardKey key)
     return BoardAction::Redraw;
 }
 
-BoardView::Arrangement BoardView::arrange(const std::vector<Row> &rows, std::size_t pageRows)
+BoardView::Arrangement BoardView::arrange(const std::vector<StreamRow> &rows, std::size_t pageRows)
 {
     Arrangement result;
     result.order = sorted(rows);
@@ -139,14 +138,14 @@ BoardView::Arrangement BoardView::arrange(const std::vector<Row> &rows, std::siz
     std::ptrdiff_t place = 0;
     if (_selectedName) {
         const auto found = std::find_if(result.order.begin(), result.order.end(),
-                                        [&](std::size_t index) { return rows[index].name == *_selectedName; });
+                                        [&](std::size_t index) { return rows[index].name() == *_selectedName; });
         place = found != result.order.end() ? found - result.order.begin() : static_cast<std::ptrdiff_t>(_selected);
     }
     const std::size_t last = result.order.size() - 1;
     _selected =
         static_cast<std::size_t>(std::clamp<std::ptrdiff_t>(place + moveBy, 0, static_cast<std::ptrdiff_t>(last)));
     if (moveBy != 0)
-        _selectedName = _selected > 0 ? std::optional(rows[result.order[_selected]].name) : std::nullopt;
+        _selectedName = _selected > 0 ? std::optional(rows[result.order[_selected]].name()) : std::nullopt;
 
     // As little as it takes to have the selection in sight, and no blank rows below the last one.
     const std::size_t lowestTop = result.order.size() > _pageRows ? result.order.size() - _pageRows : 0;
@@ -158,7 +157,7 @@ BoardView::Arrangement BoardView::arrange(const std::vector<Row> &rows, std::siz
     return result;
 }
 
-std::vector<std::size_t> BoardView::sorted(const std::vector<Row> &rows) const
+std::vector<std::size_t> BoardView::sorted(const std::vector<StreamRow> &rows) const
 {
     std::vector<std::size_t> order(rows.size());
     std::iota(order.begin(), order.end(), std::size_t(0));
@@ -169,15 +168,15 @@ std::vector<std::size_t> BoardView::sorted(const std::vector<Row> &rows) const
     }
     if (_sortColumn == SortColumn::Name) {
         std::stable_sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
-            return _isReversed ? comesBefore(rows[right].name, rows[left].name)
-                               : comesBefore(rows[left].name, rows[right].name);
+            return _isReversed ? comesBefore(rows[right].name(), rows[left].name())
+                               : comesBefore(rows[left].name(), rows[right].name());
         });
         return order;
     }
 
     std::vector<std::optional<double>> figures;
     figures.reserve(rows.size());
-    for (const Row &row : rows)
+    for (const StreamRow &row : rows)
         figures.push_back(sortFigure(row, _sortColumn));
     std::stable_sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
         if (!figures[left] || !figures[right])

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "terminal/BoardState.h"
+#include "terminal/StreamRow.h"
 
 /// A key as the board understands it, from whatever terminal.
 enum class BoardKey {
@@ -59,14 +59,14 @@ public:
     /// name, and on its place where that stream is gone; one that was never moved, or was moved home, stays on the
     /// first row, whichever that is.
     /// @param pageRows how many rows there is room for.
-    Arrangement arrange(const std::vector<BoardState::Row> &rows, std::size_t pageRows);
+    Arrangement arrange(const std::vector<StreamRow> &rows, std::size_t pageRows);
 
     SortColumn sortColumn() const { return _sortColumn; }
     bool isReversed() const { return _isReversed; }
     bool showsHelp() const { return _showsHelp; }
 
 private:
-    [[nodiscard]] std::vector<std::size_t> sorted(const std::vector<BoardState::Row> &rows) const;
+    [[nodiscard]] std::vector<std::size_t> sorted(const std::vector<StreamRow> &rows) const;
     void moveSelection(std::ptrdiff_t by);
     void moveHome();
 

@@ -1,6 +1,5 @@
 #include "terminal/CellText.h"
 
-#include <QChar>
 #include <QString>
 #include <QVector>
 
@@ -8,6 +7,8 @@
 #include <cwchar>
 #include <langinfo.h>
 #include <string_view>
+
+#include "media/SafeText.h"
 
 namespace {
 
@@ -18,23 +19,13 @@ std::string toUtf8(uint codePoint)
     return QString::fromUcs4(&codePoint, 1).toStdString();
 }
 
-/// @return in cells; negative for what must not reach the terminal.
-int widthOf(uint codePoint)
-{
-    const QChar::Category category = QChar::category(codePoint);
-    if (category == QChar::Other_Control || category == QChar::Other_Format || category == QChar::Separator_Line ||
-        category == QChar::Separator_Paragraph)
-        return -1;
-    return wcwidth(static_cast<wchar_t>(codePoint));
-}
-
 } // namespace
 
 CellText::CellText(const std::string &text)
 {
-    const QVector<uint> codePoints = QString::fromStdString(text).toUcs4();
+    const QVector<uint> codePoints = SafeText::of(text).toUcs4();
     for (const uint codePoint : codePoints) {
-        const int width = widthOf(codePoint);
+        const int width = wcwidth(static_cast<wchar_t>(codePoint));
         if (width < 0)
             append({"?", 1});
         else if (width > 0)

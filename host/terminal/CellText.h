@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-/// A text as it stands in the cells of a terminal. What would move the cursor, command the terminal or change the
-/// direction of writing becomes a question mark, and so does what the program's locale (LC_CTYPE) has no width for; in
-/// one that is not UTF-8, that is everything beyond ASCII. Values only.
+/// A text as it stands in the cells of a terminal, made safe by SafeText. A question mark also stands for what the
+/// program's locale (LC_CTYPE) has no width for; in one that is not UTF-8, that is everything beyond ASCII. Values
+/// only.
 class CellText final {
 public:
     /// A character and what combines with it.
@@ -15,7 +15,7 @@ public:
         int width;        // in cells: 1 or 2
     };
 
-    /// @param text UTF-8; what is not becomes the replacement character.
+    /// @param text UTF-8.
     explicit CellText(const std::string &text);
 
     const std::vector<Glyph> &glyphs() const { return _glyphs; }

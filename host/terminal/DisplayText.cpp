@@ -4,14 +4,11 @@
 
 #include <algorithm>
 
+#include "media/SafeText.h"
+
 QString DisplayText::printable(const std::string &text)
 {
-    QString shown = QString::fromStdString(text);
-    for (QChar &character : shown) {
-        if (character.category() == QChar::Other_Control || character.category() == QChar::Other_Format)
-            character = QLatin1Char('?');
-    }
-    return shown;
+    return SafeText::of(text);
 }
 
 QString DisplayText::shortenedAtLeft(const QString &text, int width)

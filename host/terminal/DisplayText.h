@@ -8,7 +8,7 @@
 /// Texts and numbers as people are shown them. Widths are in characters; all operations are thread-safe.
 namespace DisplayText {
 
-/// @return @p text (UTF-8) with a question mark for each character that would move the cursor or command the terminal.
+/// @return @p text (UTF-8) as SafeText makes it.
 [[nodiscard]] QString printable(const std::string &text);
 
 /// @return @p text; when it is wider than @p width, its end, with three dots for what is left out.

@@ -6,9 +6,6 @@
 
 namespace {
 
-constexpr std::chrono::seconds interval(1);
-constexpr std::chrono::seconds longestDelay(2);
-
 constexpr std::size_t heights = 8;
 constexpr std::array<const char *, heights> blocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr std::array<const char *, heights> asciiBars{"_", ".", ":", "-", "=", "+", "*", "#"};
@@ -24,14 +21,12 @@ const char *bar(double load, bool unicode)
 
 } // namespace
 
-void LoadHistory::add(double load, Instant now)
+void LoadHistory::add(const decoding::Snapshot::Load &load)
 {
-    if (_due && now < *_due)
+    if (load.samples <= _samples)
         return;
-    // What comes once a second is now a little early, now a little late; what comes much too late begins anew.
-    const bool isLate = !_due || now - *_due >= longestDelay;
-    _due = (isLate ? now : *_due) + interval;
-    _figures.push_back(load);
+    _samples = load.samples;
+    _figures.push_back(load.now);
     if (_figures.size() > limit)
         _figures.pop_front();
 }

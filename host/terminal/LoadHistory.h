@@ -1,23 +1,22 @@
 #ifndef HOST_TERMINAL_LOADHISTORY_H
 #define HOST_TERMINAL_LOADHISTORY_H
 
-#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
-#include <optional>
 #include <string>
 #include <vector>
 
-/// The CPU load of the last two minutes, a figure a second. Reentrant.
+#include <decoding/Snapshot.h>
+
+/// The CPU load of the last two minutes, a figure for each second's sample. Reentrant.
 class LoadHistory final {
 public:
-    using Instant = std::chrono::steady_clock::time_point;
     static constexpr std::size_t limit = 120;
 
-    /// Keeps @p load unless it comes too early: a figure is due a second after the one before it was, or, where that one was
-    /// two seconds late or more, a second after it came. It may be called at any rate.
-    /// @param load 1.0 is all there is; anything else, infinity and what is not a number included, is kept as it is.
-    void add(double load, Instant now);
+    /// Keeps the present load if it was sampled since the last call. It may be called at any rate; of several samples
+    /// since then, the last one is kept.
+    void add(const decoding::Snapshot::Load &load);
 
     /// @return the newest @p count figures, or as many as there are, the oldest first.
     [[nodiscard]] std::vector<double> latest(std::size_t count) const;
@@ -29,7 +28,7 @@ public:
 
 private:
     std::deque<double> _figures;
-    std::optional<Instant> _due; // the next figure; nothing before the first
+    std::int64_t _samples = 0; // at the last call
 };
 
 #endif

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <unistd.h>
+#include <vector>
 
 #include "terminal/DisplayText.h"
 #include <sys/ioctl.h>
@@ -18,7 +19,51 @@ constexpr std::chrono::milliseconds redrawInterval(200);
 constexpr int minBarWidth = 10; // with its brackets and the gap after it
 constexpr int maxBarWidth = 40;
 
-using Input = ProgressDisplay::Input;
+enum class Phase { Running, Done, Failed };
+
+/// What is shown of an input.
+struct Line {
+    QString name;
+    Phase phase = Phase::Running;
+    std::optional<double> progress; // from 0.0 to 1.0; nothing when it cannot be told
+    qint64 frames = 0;
+    double framesPerSecond = 0;
+};
+
+Phase phaseOf(const decoding::Snapshot::Input &input)
+{
+    if (!input.finished)
+        return Phase::Running;
+    if (!input.errors().empty())
+        return Phase::Failed;
+    // One that was ended early goes on showing how far it came.
+    return input.progress.value_or(1.0) < 1.0 ? Phase::Running : Phase::Done;
+}
+
+Line lineOf(const decoding::Snapshot::Input &input)
+{
+    Line line;
+    line.name = DisplayText::printable(input.name);
+    line.phase = phaseOf(input);
+    if (line.phase == Phase::Done)
+        line.progress = 1.0;
+    else if (input.progress)
+        line.progress = std::clamp(*input.progress, 0.0, 1.0);
+    line.frames = input.streams.front().frames;
+    const auto timeMs = input.decoding.count();
+    line.framesPerSecond = timeMs > 0 ? static_cast<double>(line.frames) * 1000 / static_cast<double>(timeMs) : 0;
+    return line;
+}
+
+std::vector<Line> linesOf(const decoding::Snapshot &snapshot)
+{
+    std::vector<Line> lines;
+    for (const decoding::Snapshot::Input &input : snapshot.inputs) {
+        if (!input.streams.empty())
+            lines.push_back(lineOf(input));
+    }
+    return lines;
+}
 
 struct Size {
     int width;
@@ -33,59 +78,49 @@ Size terminalSize(int file)
     return {size.ws_col, size.ws_row};
 }
 
-/// @return from 0.0 to 1.0; nothing when it cannot be told.
-std::optional<double> progressOf(const Input &input)
-{
-    if (input.phase == Input::Phase::Done)
-        return 1.0;
-    return input.progress ? std::optional(std::clamp(*input.progress, 0.0, 1.0)) : std::nullopt;
-}
-
 QString rate(double framesPerSecond)
 {
     return grouped(framesPerSecond, 0) + QStringLiteral(" fps");
 }
 
-QString stateOf(const Input &input)
+QString stateOf(const Line &line)
 {
-    switch (input.phase) {
-    case Input::Phase::Done:
+    switch (line.phase) {
+    case Phase::Done:
         return QStringLiteral("done");
-    case Input::Phase::Failed:
+    case Phase::Failed:
         return QStringLiteral("failed");
-    case Input::Phase::Running:
+    case Phase::Running:
         break;
     }
-    const std::optional<double> progress = progressOf(input);
-    return progress ? QStringLiteral("%1 %").arg(static_cast<int>(*progress * 100)) : QString();
+    return line.progress ? QStringLiteral("%1 %").arg(static_cast<int>(*line.progress * 100)) : QString();
 }
 
 /// @return brackets, filled in between as far as the input has come; blank where that cannot be told.
-QString bar(const Input &input, int width)
+QString bar(const Line &line, int width)
 {
-    const std::optional<double> progress = progressOf(input);
-    if (!progress)
+    if (!line.progress)
         return QString(width, QLatin1Char(' '));
     const int inside = width - 2;
-    const int filled = static_cast<int>(*progress * inside);
+    const int filled = static_cast<int>(*line.progress * inside);
     return QLatin1Char('[') + QString(filled, QLatin1Char('#')) + QString(inside - filled, QLatin1Char('.')) +
            QLatin1Char(']');
 }
 
-QString summary(const ProgressDisplay::State &state)
+QString summary(const std::vector<Line> &lines)
 {
     qint64 done = 0;
     qint64 failed = 0;
     qint64 frames = 0;
     double framesPerSecond = 0;
-    for (const Input &input : state) {
-        done += input.phase == Input::Phase::Done ? 1 : 0;
-        failed += input.phase == Input::Phase::Failed ? 1 : 0;
-        frames += input.frames;
-        framesPerSecond += input.phase == Input::Phase::Running ? input.framesPerSecond : 0;
+    for (const Line &line : lines) {
+        done += line.phase == Phase::Done ? 1 : 0;
+        failed += line.phase == Phase::Failed ? 1 : 0;
+        frames += line.frames;
+        framesPerSecond += line.phase == Phase::Running ? line.framesPerSecond : 0;
     }
     return QStringLiteral("%1 of %2 done, %3%4, %5")
-        .arg(grouped(done), counted(static_cast<qint64>(state.size()), QStringLiteral("input")),
+        .arg(grouped(done), counted(static_cast<qint64>(lines.size()), QStringLiteral("input")),
              failed > 0 ? QStringLiteral("%1 failed, ").arg(grouped(failed)) : QString(),
              counted(frames, QStringLiteral("frame")), rate(framesPerSecond));
 }
@@ -102,7 +137,7 @@ ProgressDisplay::~ProgressDisplay()
     clear();
 }
 
-void ProgressDisplay::update(const State &state, std::chrono::steady_clock::time_point now)
+void ProgressDisplay::update(const decoding::Snapshot &snapshot, std::chrono::steady_clock::time_point now)
 {
     if (_file < 0 || (_drawnAt && now - *_drawnAt < redrawInterval))
         return;
@@ -110,7 +145,7 @@ void ProgressDisplay::update(const State &state, std::chrono::steady_clock::time
 
     // The cursor comes to stand on a line of its own below.
     const Size size = terminalSize(_file);
-    const std::string lines = render(state, size.width, size.height - 1);
+    const std::string lines = render(snapshot, size.width, size.height - 1);
     clear();
     // Characters may be wider than counted: rather than wrap, a line ends at the terminal's edge.
     write("\x1b[?7l" + lines + "\x1b[?7h");
@@ -124,35 +159,36 @@ void ProgressDisplay::clear()
     _drawnLines = 0;
 }
 
-std::string ProgressDisplay::render(const State &state, int width, int height)
+std::string ProgressDisplay::render(const decoding::Snapshot &snapshot, int width, int height)
 {
-    if (state.empty() || width < 1 || height < 1)
+    const std::vector<Line> lines = linesOf(snapshot);
+    if (lines.empty() || width < 1 || height < 1)
         return std::string();
-    if (state.size() > static_cast<std::size_t>(height))
-        return (summary(state).left(width) + QLatin1Char('\n')).toStdString();
+    if (lines.size() > static_cast<std::size_t>(height))
+        return (summary(lines).left(width) + QLatin1Char('\n')).toStdString();
 
     int nameWidth = 0;
     int framesWidth = 0;
     int rateWidth = 0;
-    for (const Input &input : state) {
-        nameWidth = std::max(nameWidth, DisplayText::printable(input.name).size());
-        framesWidth = std::max(framesWidth, counted(input.frames, QStringLiteral("frame")).size());
-        rateWidth = std::max(rateWidth, rate(input.framesPerSecond).size());
+    for (const Line &line : lines) {
+        nameWidth = std::max(nameWidth, line.name.size());
+        framesWidth = std::max(framesWidth, counted(line.frames, QStringLiteral("frame")).size());
+        rateWidth = std::max(rateWidth, rate(line.framesPerSecond).size());
     }
     nameWidth = std::min(nameWidth, width / 3);
 
     QString text;
-    for (const Input &input : state) {
-        const QString name = DisplayText::shortenedAtLeft(DisplayText::printable(input.name), nameWidth);
+    for (const Line &line : lines) {
+        const QString name = DisplayText::shortenedAtLeft(line.name, nameWidth);
         const QString figures = QStringLiteral("%1  %2  %3")
-                                    .arg(stateOf(input), 6)
-                                    .arg(counted(input.frames, QStringLiteral("frame")), framesWidth)
-                                    .arg(rate(input.framesPerSecond), rateWidth);
+                                    .arg(stateOf(line), 6)
+                                    .arg(counted(line.frames, QStringLiteral("frame")), framesWidth)
+                                    .arg(rate(line.framesPerSecond), rateWidth);
         const int barWidth = std::min(width - nameWidth - figures.size() - 4, maxBarWidth);
-        QString line = name.leftJustified(nameWidth) + QStringLiteral("  ");
+        QString shown = name.leftJustified(nameWidth) + QStringLiteral("  ");
         if (barWidth >= minBarWidth)
-            line += bar(input, barWidth) + QStringLiteral("  ");
-        text += (line + figures).left(width) + QLatin1Char('\n');
+            shown += bar(line, barWidth) + QStringLiteral("  ");
+        text += (shown + figures).left(width) + QLatin1Char('\n');
     }
     return text.toStdString();
 }

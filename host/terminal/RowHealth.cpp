@@ -2,51 +2,55 @@
 
 #include <algorithm>
 
-using Row = BoardState::Row;
+using decoding::Light;
+using decoding::Snapshot;
+using decoding::State;
 
 namespace {
 
 /// From here on the latency light is red.
-constexpr qint64 lateMs = 150;
+constexpr std::int64_t lateMs = 150;
 
-RowHealth::Degree degreeOfRunning(const Row &row)
+RowHealth::Degree degreeOfRunning(const StreamRow &row)
 {
-    if (row.framesPerSecond && *row.framesPerSecond <= 0)
+    if (row.framesPerSecond() && *row.framesPerSecond() <= 0)
         return RowHealth::Still;
-    if (!row.lights)
+    if (!row.lights())
         return RowHealth::Well;
 
-    const BoardState::Lights &lights = *row.lights;
+    const StreamRow::Lights &lights = *row.lights();
     const bool isFaulty = std::any_of(lights.begin(), lights.end(), [&lights](const Light &light) {
         const auto index = &light - lights.data();
-        return light == Light::Bad && index != BoardState::LostLight && index != BoardState::LatencyLight;
+        return light == Light::Bad && index != Snapshot::LostLight && index != Snapshot::LatencyLight;
     });
     if (isFaulty)
         return RowHealth::Faulty;
-    if (lights[BoardState::LostLight] == Light::Bad)
+    if (lights[Snapshot::LostLight] == Light::Bad)
         return RowHealth::Losing;
-    const Light latency = lights[BoardState::LatencyLight];
-    if (row.latencyMs ? *row.latencyMs >= lateMs : latency == Light::Bad)
+    const Light latency = lights[Snapshot::LatencyLight];
+    if (row.latencyMs() ? *row.latencyMs() >= lateMs : latency == Light::Bad)
         return RowHealth::Late;
     const bool isUneasy =
-        latency == Light::Bad || latency == Light::Warning || lights[BoardState::LostLight] == Light::Warning;
+        latency == Light::Bad || latency == Light::Warning || lights[Snapshot::LostLight] == Light::Warning;
     return isUneasy ? RowHealth::Uneasy : RowHealth::Well;
 }
 
 } // namespace
 
-RowHealth RowHealth::of(const Row &row)
+RowHealth RowHealth::of(const StreamRow &row)
 {
-    switch (row.state) {
-    case Row::State::Connecting:
+    switch (row.state()) {
+    case State::Connecting:
         return {Connecting};
-    case Row::State::Running:
+    case State::Ready:
+        return {Ready};
+    case State::Running:
         return {degreeOfRunning(row)};
-    case Row::State::Waiting:
+    case State::Waiting:
         return {Waiting};
-    case Row::State::Ended:
+    case State::Ended:
         return {Over};
-    case Row::State::Failed:
+    case State::Failed:
         return {Failed};
     }
     return {};
@@ -57,6 +61,8 @@ const char *RowHealth::text() const
     switch (degree) {
     case Well:
         return "";
+    case Ready:
+        return "nobody asks for its frames yet";
     case Over:
         return "has ended";
     case Connecting:

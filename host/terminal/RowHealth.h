@@ -1,13 +1,14 @@
 #ifndef HOST_TERMINAL_ROWHEALTH_H
 #define HOST_TERMINAL_ROWHEALTH_H
 
-#include "terminal/BoardState.h"
+#include "terminal/StreamRow.h"
 
 /// How well a stream is, judged by its state, its lights and its figures. Values only.
 struct RowHealth {
     /// The worse, the greater. From Late on, somebody should look at the stream.
     enum Degree {
         Well,
+        Ready,
         Over,
         Connecting,
         /// Some blocks lost, or a latency that was, or is, not what it should be.
@@ -24,7 +25,7 @@ struct RowHealth {
 
     /// A stream is late by its present latency: the latency light alone shows the worst since the start, and does not
     /// go out again.
-    [[nodiscard]] static RowHealth of(const BoardState::Row &row);
+    [[nodiscard]] static RowHealth of(const StreamRow &row);
 
     bool isUnwell() const { return degree >= Late; }
     /// @return a few words for people; empty for a stream that is well.

@@ -8,8 +8,10 @@
 #include "terminal/RowHealth.h"
 
 using Column = StreamTable::Column;
-using Row = BoardState::Row;
 using Tone = BoardPicture::Tone;
+using decoding::Light;
+using decoding::Mode;
+using decoding::State;
 
 namespace {
 
@@ -80,54 +82,56 @@ std::optional<Column> columnOf(BoardView::SortColumn sort)
     return std::nullopt;
 }
 
-const char *stateText(Row::State state, bool isWide)
+const char *stateText(State state, bool isWide)
 {
-    switch (state) {
-    case Row::State::Connecting:
-        return isWide ? "connecting" : "connect";
-    case Row::State::Running:
-        return isWide ? "running" : "run";
-    case Row::State::Waiting:
-        return isWide ? "waiting" : "wait";
-    case Row::State::Ended:
-        return "ended";
-    case Row::State::Failed:
-        return "failed";
+    if (!isWide) {
+        switch (state) {
+        case State::Connecting:
+            return "connect";
+        case State::Running:
+            return "run";
+        case State::Waiting:
+            return "wait";
+        case State::Ready:
+        case State::Ended:
+        case State::Failed:
+            break;
+        }
     }
-    return "";
+    return toText(state);
 }
 
-Tone stateTone(Row::State state)
+Tone stateTone(State state)
 {
     switch (state) {
-    case Row::State::Running:
+    case State::Ready:
+    case State::Running:
         return Tone::Plain;
-    case Row::State::Connecting:
+    case State::Connecting:
         return Tone::Warning;
-    case Row::State::Ended:
+    case State::Ended:
         return Tone::Dim;
-    case Row::State::Waiting:
-    case Row::State::Failed:
+    case State::Waiting:
+    case State::Failed:
         break;
     }
     return Tone::Alarm;
 }
 
-const char *modeText(Row::Mode mode, bool isWide)
+bool isSavingTime(const StreamRow &row)
 {
-    switch (mode) {
-    case Row::Mode::Performance:
-        return isWide ? "performance" : "perf";
-    case Row::Mode::TimeSaving:
-        return isWide ? "time-saving" : "save";
-    case Row::Mode::Fixed:
-        return "fixed";
-    }
-    return "";
+    return row.isTuned() && row.mode() == Mode::TimeSaving;
+}
+
+const char *modeText(const StreamRow &row, bool isWide)
+{
+    if (isWide || !row.isTuned())
+        return row.modeText();
+    return isSavingTime(row) ? "save" : "perf";
 }
 
 /// As the latency light has it.
-Tone latencyTone(std::optional<qint64> ms, Tone worst)
+Tone latencyTone(std::optional<std::int64_t> ms, Tone worst)
 {
     if (!ms || *ms < 50)
         return Tone::Plain;
@@ -139,47 +143,48 @@ struct Text {
     Tone tone = Tone::Plain;
 };
 
-Text textOf(Column column, const Row &row, int width, bool isWide)
+Text textOf(Column column, const StreamRow &row, int width, bool isWide)
 {
     const RowHealth health = RowHealth::of(row);
     switch (column) {
     case Column::Name:
-        return {row.name, health.isUnwell() ? Tone::Alarm : Tone::Plain};
+        return {row.name(), health.isUnwell() ? Tone::Alarm : Tone::Plain};
     case Column::State:
-        return {stateText(row.state, isWide), stateTone(row.state)};
+        return {stateText(row.state(), isWide), stateTone(row.state())};
     case Column::Frames:
-        return {BoardFigures::count(row.frames, width)};
+        return {BoardFigures::count(row.frames(), width)};
     case Column::Rate:
-        return {BoardFigures::rate(row.framesPerSecond), health.degree == RowHealth::Still ? Tone::Alarm : Tone::Plain};
+        return {BoardFigures::rate(row.framesPerSecond()),
+                health.degree == RowHealth::Still ? Tone::Alarm : Tone::Plain};
     case Column::Lost:
-        return {BoardFigures::count(row.lost, width), row.lost > 0 ? Tone::Warning : Tone::Plain};
+        return {BoardFigures::count(row.lost(), width), row.lost() > 0 ? Tone::Warning : Tone::Plain};
     case Column::Latency:
-        return {BoardFigures::milliseconds(row.latencyMs), latencyTone(row.latencyMs, Tone::Alarm)};
+        return {BoardFigures::milliseconds(row.latencyMs()), latencyTone(row.latencyMs(), Tone::Alarm)};
     case Column::Worst:
-        return {BoardFigures::milliseconds(row.worstLatencyMs), latencyTone(row.worstLatencyMs, Tone::Warning)};
+        return {BoardFigures::milliseconds(row.worstLatencyMs()), latencyTone(row.worstLatencyMs(), Tone::Warning)};
     case Column::Mode:
-        return {modeText(row.mode, isWide), row.mode == Row::Mode::TimeSaving ? Tone::Warning : Tone::Plain};
+        return {modeText(row, isWide), isSavingTime(row) ? Tone::Warning : Tone::Plain};
     case Column::Thread:
-        return {row.threadName};
+        return {row.threadName()};
     case Column::Trouble:
-        return {row.trouble.empty() ? std::string(health.text()) : row.trouble};
+        return {row.trouble().empty() ? std::string(health.text()) : row.trouble()};
     case Column::Lights:
         break;
     }
     return {};
 }
 
-int widest(const std::vector<Row> &rows, std::string Row::*text)
+int widest(const std::vector<StreamRow> &rows, const std::string &(StreamRow::*text)() const)
 {
     int width = 0;
-    for (const Row &row : rows)
-        width = std::max(width, CellText(row.*text).width());
+    for (const StreamRow &row : rows)
+        width = std::max(width, CellText((row.*text)()).width());
     return width;
 }
 
 } // namespace
 
-StreamTable::StreamTable(int width, const std::vector<Row> &rows)
+StreamTable::StreamTable(int width, const std::vector<StreamRow> &rows)
     : _isWide(width >= wideFrom)
 {
     const int gap = _isWide ? 2 : 1;
@@ -198,7 +203,8 @@ StreamTable::StreamTable(int width, const std::vector<Row> &rows)
         kept.erase(first);
     }
 
-    const int nameWidth = std::max(std::min({room, maxNameWidth, std::max(widest(rows, &Row::name), minNameWidth)}), 0);
+    const int nameWidth =
+        std::max(std::min({room, maxNameWidth, std::max(widest(rows, &StreamRow::name), minNameWidth)}), 0);
     room -= nameWidth;
     int begin = markerWidth;
     const auto add = [&](Column column, int columnWidth) {
@@ -209,7 +215,7 @@ StreamTable::StreamTable(int width, const std::vector<Row> &rows)
     for (const ColumnForm &form : kept)
         add(form.column, widthOf(form));
 
-    const int threadWidth = std::max(widest(rows, &Row::threadName), 6);
+    const int threadWidth = std::max(widest(rows, &StreamRow::threadName), 6);
     if (_isWide && room >= gap + threadWidth) {
         add(Column::Thread, threadWidth);
         room -= gap + threadWidth;
@@ -237,9 +243,9 @@ void StreamTable::paintHeading(BoardPicture &picture, int line, const BoardView 
     }
 }
 
-void StreamTable::paintRow(BoardPicture &picture, int line, const Row &row) const
+void StreamTable::paintRow(BoardPicture &picture, int line, const StreamRow &row) const
 {
-    const bool isOver = row.state == Row::State::Ended;
+    const bool isOver = row.state() == State::Ended;
     if (RowHealth::of(row).isUnwell())
         picture.put(line, 0, "!", Tone::Alarm);
     for (const Place &place : _places) {
@@ -256,11 +262,11 @@ void StreamTable::paintRow(BoardPicture &picture, int line, const Row &row) cons
     }
 }
 
-void StreamTable::paintLights(BoardPicture &picture, int line, const Place &place, const Row &row) const
+void StreamTable::paintLights(BoardPicture &picture, int line, const Place &place, const StreamRow &row) const
 {
-    for (std::size_t i = 0; row.lights && i < BoardState::lightCount; ++i) {
+    for (std::size_t i = 0; row.lights() && i < decoding::Snapshot::lightCount; ++i) {
         const int column = place.begin + static_cast<int>(i) * (_isWide ? 2 : 1);
-        switch ((*row.lights)[i]) {
+        switch ((*row.lights())[i]) {
         case Light::Good:
             picture.put(line, column, "G", Tone::Good);
             break;

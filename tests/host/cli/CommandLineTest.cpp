@@ -44,8 +44,8 @@ std::string wrong(const std::vector<const char *> &arguments)
 std::vector<std::string> kindsAndDirectories(const DecodeOptions &options)
 {
     std::vector<std::string> texts;
-    for (const OutputSpec &output : options.outputs)
-        texts.push_back(output.kindName() + (" in " + output.directory.toStdString()));
+    for (const decoding::Output &output : options.input.outputs)
+        texts.push_back(output.kindName() + (" in " + output.directory));
     return texts;
 }
 
@@ -56,33 +56,49 @@ TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
     const auto options = parsed<DecodeOptions>({"decode", "a.mp4", "b.avi"});
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4", "b.avi"));
     EXPECT_THAT(kindsAndDirectories(options), ElementsAre("null in ."));
-    EXPECT_TRUE(options.video && options.audio);
-    EXPECT_FALSE(options.paced || options.timeSaving || options.excludeFromTuning || options.quiet);
-    EXPECT_EQ(options.repeat, 1);
+    EXPECT_TRUE(options.input.video && options.input.audio);
+    EXPECT_FALSE(options.input.paced || options.input.excludeFromTuning || options.quiet);
+    EXPECT_EQ(options.input.repeat, 1);
+    EXPECT_EQ(options.input.maxLatency, std::chrono::milliseconds(400));
     EXPECT_EQ(options.copies, 1);
-    EXPECT_FALSE(options.duration || options.jsonFile);
-    EXPECT_FALSE(options.component.threads || options.component.libraryFile || options.component.settingsFile);
+    EXPECT_FALSE(options.input.duration || options.jsonFile);
+    EXPECT_EQ(options.session.mode, decoding::Mode::Performance);
+    EXPECT_FALSE(options.session.governor);
+    EXPECT_EQ(options.session.threads, 0);
+    EXPECT_FALSE(options.noThreads);
+    EXPECT_EQ(options.session.component, "");
+    EXPECT_EQ(options.session.settings, "");
 }
 
 TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
 {
     const auto options = parsed<DecodeOptions>(
-        {"decode",   "--threads",   "3",        "--paced",    "--time-saving", "--exclude-from-tuning",
-         "--repeat", "4",           "--copies", "5",          "a.mp4",         "--duration",
-         "1.5",      "--component", "c.so",     "--settings", "s.ini",         "--json",
-         "r.json",   "--quiet"});
+        {"decode",   "--threads",   "3",          "--paced",    "--time-saving", "--exclude-from-tuning",
+         "--repeat", "4",           "--copies",   "5",          "a.mp4",         "--duration",
+         "1.5",      "--component", "c.so",       "--settings", "s.ini",         "--json",
+         "r.json",   "--quiet",     "--governor", "0.5:0.7",    "--max-latency", "90"});
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
-    EXPECT_TRUE(options.paced);
-    EXPECT_TRUE(options.timeSaving);
-    EXPECT_TRUE(options.excludeFromTuning);
+    EXPECT_TRUE(options.input.paced);
+    EXPECT_EQ(options.session.mode, decoding::Mode::TimeSaving);
+    EXPECT_TRUE(options.input.excludeFromTuning);
     EXPECT_TRUE(options.quiet);
-    EXPECT_EQ(options.repeat, 4);
+    EXPECT_EQ(options.input.repeat, 4);
     EXPECT_EQ(options.copies, 5);
-    EXPECT_EQ(options.duration, std::chrono::milliseconds(1500));
+    EXPECT_EQ(options.input.duration, std::chrono::milliseconds(1500));
+    EXPECT_EQ(options.input.maxLatency, std::chrono::milliseconds(90));
+    ASSERT_TRUE(options.session.governor);
+    EXPECT_EQ(options.session.governor->low, 0.5);
+    EXPECT_EQ(options.session.governor->high, 0.7);
     EXPECT_EQ(options.jsonFile, "r.json");
-    EXPECT_EQ(options.component.threads, 3);
-    EXPECT_EQ(options.component.libraryFile, "c.so");
-    EXPECT_EQ(options.component.settingsFile, "s.ini");
+    EXPECT_EQ(options.session.threads, 3);
+    EXPECT_FALSE(options.noThreads);
+    EXPECT_EQ(options.session.component, "c.so");
+    EXPECT_EQ(options.session.settings, "s.ini");
+}
+
+TEST(CommandLine, TellsNoThreadsFromNothingSaidOfThem)
+{
+    EXPECT_TRUE(parsed<DecodeOptions>({"decode", "--threads", "0", "a.mp4"}).noThreads);
 }
 
 TEST(CommandLine, TakesSeveralOutputsEachWithItsDirectory)
@@ -95,11 +111,21 @@ TEST(CommandLine, TakesSeveralOutputsEachWithItsDirectory)
 
 TEST(CommandLine, TakesOneKindOfStreamsOrBoth)
 {
-    const auto video = parsed<DecodeOptions>({"decode", "--streams", "video", "a.mp4"});
+    const auto video = parsed<DecodeOptions>({"decode", "--streams", "video", "a.mp4"}).input;
     EXPECT_TRUE(video.video && !video.audio);
-    const auto audio = parsed<DecodeOptions>({"decode", "--streams", "audio", "a.mp4"});
+    const auto audio = parsed<DecodeOptions>({"decode", "--streams", "audio", "a.mp4"}).input;
     EXPECT_TRUE(!audio.video && audio.audio);
-    const auto both = parsed<DecodeOptions>({"decode", "--streams", "both", "a.mp4"});
+    const auto both = parsed<DecodeOptions>({"decode", "--streams", "both", "a.mp4"}).input;
+    EXPECT_TRUE(both.video && both.audio);
+}
+
+TEST(CommandLine, TakesNoStreamsThatNoOutputTakes)
+{
+    const auto video = parsed<DecodeOptions>({"decode", "--output", "y4m", "--output", "png", "a.mp4"}).input;
+    EXPECT_TRUE(video.video && !video.audio);
+    const auto audio = parsed<DecodeOptions>({"decode", "--output", "wav", "a.mp4"}).input;
+    EXPECT_TRUE(!audio.video && audio.audio);
+    const auto both = parsed<DecodeOptions>({"decode", "--output", "y4m", "--output", "wav", "a.mp4"}).input;
     EXPECT_TRUE(both.video && both.audio);
 }
 
@@ -144,6 +170,7 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
         {{"decode", "--duration", "nan", "a"}, "--duration"},
         {{"decode", "--duration", "inf", "a"}, "--duration"},
         {{"decode", "--duration", "long", "a"}, "--duration"},
+        {{"decode", "--governor", "0.9:0.6", "a"}, "LOW is less than HIGH"},
         {{"decode", "--json", "a", "--json", "b", "c"}, "--json"},
         {{"decode", "--component", "", "c"}, "--component"},
         {{"decode", "--settings", "", "c"}, "--settings"},
@@ -169,8 +196,9 @@ TEST(CommandLine, RefusesAnOutputIntoADirectoryThatAnotherOneReachesOverALink)
     const std::string link = "wav:" + folder.filePath(QStringLiteral("link")).toStdString();
     EXPECT_THAT(wrong({"decode", "--output", real.c_str(), "--output", link.c_str(), "a"}), HasSubstr(link));
     const std::string above = real + "/..";
-    EXPECT_EQ(
-        parsed<DecodeOptions>({"decode", "--output", real.c_str(), "--output", above.c_str(), "a"}).outputs.size(), 2u);
+    EXPECT_EQ(parsed<DecodeOptions>({"decode", "--output", real.c_str(), "--output", above.c_str(), "a"})
+                  .input.outputs.size(),
+              2u);
 }
 
 TEST(CommandLine, RefusesAnOutputThatTakesNoneOfTheStreamsAskedFor)
@@ -186,10 +214,10 @@ TEST(CommandLine, RefusesAnOutputThatTakesNoneOfTheStreamsAskedFor)
     }
     const auto audio = parsed<DecodeOptions>(
         {"decode", "--streams", "audio", "--output", "wav", "--output", "raw", "--output", "framemd5", "a"});
-    EXPECT_EQ(audio.outputs.size(), 3u);
+    EXPECT_EQ(audio.input.outputs.size(), 3u);
     const auto video =
         parsed<DecodeOptions>({"decode", "--streams", "video", "--output", "y4m", "--output", "png", "a"});
-    EXPECT_EQ(video.outputs.size(), 2u);
+    EXPECT_EQ(video.input.outputs.size(), 2u);
 }
 
 TEST(CommandLine, GivesHelpForTheWholeAndForEachCommand)

@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+using decoding::Snapshot;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -14,21 +15,20 @@ using testing::HasSubstr;
 
 namespace {
 
-DecodeReport::Stream video()
+Snapshot::Stream video()
 {
-    DecodeReport::Stream stream;
+    Snapshot::Stream stream;
     stream.kind = "video";
     stream.codec = "h264";
     stream.frames = 12345;
     stream.damaged = 2;
-    stream.durationMs = 10000;
-    stream.outputs = {{"null", 12345, 1, 0, 50, std::nullopt}, {"y4m", 12345, 1, 6400, 200, std::nullopt}};
+    stream.outputs = {{"null", 12345, 0, 1, 0, 50, std::nullopt}, {"y4m", 12345, 0, 1, 6400, 200, std::nullopt}};
     return stream;
 }
 
-DecodeReport::Stream audio()
+Snapshot::Stream audio()
 {
-    DecodeReport::Stream stream;
+    Snapshot::Stream stream;
     stream.kind = "audio";
     stream.codec = "aac";
     stream.frames = 5;
@@ -38,10 +38,11 @@ DecodeReport::Stream audio()
 DecodeReport finished()
 {
     DecodeReport report;
-    report.inputs.resize(1);
-    report.inputs[0].name = "clip.mp4";
-    report.inputs[0].latency = DecodeReport::Latency{4.25, 1017};
-    report.inputs[0].streams = {video(), audio()};
+    report.snapshot.inputs.resize(1);
+    report.snapshot.inputs[0].name = "clip.mp4";
+    report.snapshot.inputs[0].decoding = std::chrono::seconds(10);
+    report.snapshot.inputs[0].latency = Snapshot::Latency{4.25, 2, 1017};
+    report.snapshot.inputs[0].streams = {video(), audio()};
     report.wallTimeMs = 2000;
     report.cpuTimeMs = 3000;
     report.cores = 2;
@@ -52,7 +53,7 @@ DecodeReport finished()
 DecodeReport whole()
 {
     DecodeReport report = finished();
-    report.inputs[0].streams[0].damaged = 0;
+    report.snapshot.inputs[0].streams[0].damaged = 0;
     return report;
 }
 
@@ -81,7 +82,7 @@ TEST(DecodeReport, ShowsARowForEachStreamInColumnsThatFit)
     EXPECT_THAT(linesOf(finished().toText()),
                 ElementsAre("input     stream  codec  frames  damaged  lost      fps   latency ms  waited ms",
                             "clip.mp4  video   h264   12,345        2     0  1,234.5  4.3 / 1,017        250",
-                            "clip.mp4  audio   aac         5        0     0      0.0                       0",
+                            "clip.mp4  audio   aac         5        0     0      0.5                       0",
                             "total      1 input, 2 streams, 12,350 frames in 2.00 s", //
                             "processor  3.00 s of CPU time, 75 % of 2 cores",         //
                             "memory     123.5 MB at most",                            //
@@ -89,10 +90,17 @@ TEST(DecodeReport, ShowsARowForEachStreamInColumnsThatFit)
                             "error      clip.mp4 video: damaged in 2 places", ""));
 }
 
+TEST(DecodeReport, KnowsNoFramesPerSecondOfWhatDidNotBegin)
+{
+    DecodeReport report = finished();
+    report.snapshot.inputs[0].decoding = std::chrono::seconds(0);
+    EXPECT_THAT(linesOf(report.toText())[1], HasSubstr("     0  0.0  4.3 / 1,017"));
+}
+
 TEST(DecodeReport, ShortensNamesAtTheLeftToKeepTheTableWithinItsWidth)
 {
     DecodeReport report = finished();
-    report.inputs[0].name = "/media/a/very/long/path/to/some/place/deep/below/the/root/clip.mp4";
+    report.snapshot.inputs[0].name = "/media/a/very/long/path/to/some/place/deep/below/the/root/clip.mp4";
     const std::vector<std::string> lines = linesOf(report.toText(100));
     EXPECT_EQ(lines[0].size(), 100);
     EXPECT_EQ(lines[1].size(), 100);
@@ -103,36 +111,36 @@ TEST(DecodeReport, ShortensNamesAtTheLeftToKeepTheTableWithinItsWidth)
 TEST(DecodeReport, ShowsTheLatencyInTheFirstRowOfEachInputAndADashWhenNothingWasRead)
 {
     DecodeReport report = finished();
-    report.inputs.push_back(report.inputs[0]);
-    report.inputs[1].latency = DecodeReport::Latency{0.5, 7};
-    report.inputs.push_back(report.inputs[0]);
-    report.inputs[2].latency.reset();
+    report.snapshot.inputs.push_back(report.snapshot.inputs[0]);
+    report.snapshot.inputs[1].latency = Snapshot::Latency{0.5, 1, 7};
+    report.snapshot.inputs.push_back(report.snapshot.inputs[0]);
+    report.snapshot.inputs[2].latency.reset();
     const std::vector<std::string> lines = linesOf(report.toText());
     EXPECT_THAT(lines[1], EndsWith("1,234.5  4.3 / 1,017        250"));
-    EXPECT_THAT(lines[2], EndsWith("0.0                       0"));
+    EXPECT_THAT(lines[2], EndsWith("0.5                       0"));
     EXPECT_THAT(lines[3], EndsWith("1,234.5      0.5 / 7        250"));
-    EXPECT_THAT(lines[4], EndsWith("0.0                       0"));
+    EXPECT_THAT(lines[4], EndsWith("0.5                       0"));
     EXPECT_THAT(lines[5], EndsWith("1,234.5            -        250"));
-    EXPECT_THAT(lines[6], EndsWith("0.0                       0"));
+    EXPECT_THAT(lines[6], EndsWith("0.5                       0"));
 }
 
 TEST(DecodeReport, KeepsTheTableInOneLineForEachStreamWhateverTheNameHolds)
 {
     DecodeReport report = finished();
-    report.inputs[0].name = "two\nlines\x1b[2J";
+    report.snapshot.inputs[0].name = "two\nlines\x1b[2J";
     EXPECT_THAT(linesOf(report.toText())[1], HasSubstr("two?lines?[2J  video"));
 }
 
 TEST(DecodeReport, EndsWithALineForEachErrorInTheOrderOfTheInputsThenForWhatIsLeft)
 {
     DecodeReport report = finished();
-    report.inputs.push_back(report.inputs[0]);
-    report.inputs[0].streams[0].outputs[1].error = "clip.y4m: disk full";
-    report.inputs[0].error = "clip.mp4: broken\noff";
-    report.inputs[1].name = "clip-2.mp4";
-    report.inputs[1].streams[0].damaged = 0;
-    report.inputs[1].streams[1].damaged = 1;
-    report.threadsLeft = {4711};
+    report.snapshot.inputs.push_back(report.snapshot.inputs[0]);
+    report.snapshot.inputs[0].streams[0].outputs[1].error = "clip.y4m: disk full";
+    report.snapshot.inputs[0].error = "clip.mp4: broken\noff";
+    report.snapshot.inputs[1].name = "clip-2.mp4";
+    report.snapshot.inputs[1].streams[0].damaged = 0;
+    report.snapshot.inputs[1].streams[1].damaged = 1;
+    report.remains.threads = {4711};
     const std::vector<std::string> lines = linesOf(report.toText());
     EXPECT_THAT(std::vector<std::string>(lines.end() - 6, lines.end()),
                 ElementsAre("error      clip.mp4: broken?off", "error      clip.mp4 video: damaged in 2 places",
@@ -143,7 +151,10 @@ TEST(DecodeReport, EndsWithALineForEachErrorInTheOrderOfTheInputsThenForWhatIsLe
 TEST(DecodeReport, ShowsTheComponentsLoadOnceItIsKnown)
 {
     DecodeReport report = finished();
-    report.cpuLoad = DecodeReport::CpuLoad{0.5, 0.875};
+    report.snapshot.load = {0.25, 0, 0.5, 0.875};
+    EXPECT_THAT(report.toText(), Not(HasSubstr("\nload ")));
+    EXPECT_TRUE(json(report)[QStringLiteral("totals")].toObject()[QStringLiteral("componentCpuLoad")].isNull());
+    report.snapshot.load.samples = 3;
     EXPECT_THAT(report.toText(), HasSubstr("load       50 % by the component's count, at most 88 %\n"));
 }
 
@@ -153,11 +164,11 @@ TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
     EXPECT_THAT(whole().toText(), Not(HasSubstr("\nerror ")));
 
     const std::vector<void (*)(DecodeReport &)> failures{
-        [](DecodeReport &report) { report.inputs[0].error = "wrong"; },
-        [](DecodeReport &report) { report.inputs[0].streams[0].outputs[0].error = "wrong"; },
-        [](DecodeReport &report) { report.inputs[0].streams[1].damaged = 1; },
-        [](DecodeReport &report) { report.stillPublished = {"e0711c9b"}; },
-        [](DecodeReport &report) { report.threadsLeft = {4711}; },
+        [](DecodeReport &report) { report.snapshot.inputs[0].error = "wrong"; },
+        [](DecodeReport &report) { report.snapshot.inputs[0].streams[0].outputs[0].error = "wrong"; },
+        [](DecodeReport &report) { report.snapshot.inputs[0].streams[1].damaged = 1; },
+        [](DecodeReport &report) { report.remains.published = {"e0711c9b"}; },
+        [](DecodeReport &report) { report.remains.threads = {4711}; },
         [](DecodeReport &report) {
             report.objectsLeft = {{"BlockQueue", 2}};
         },
@@ -177,8 +188,8 @@ TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
 TEST(DecodeReport, NamesEverythingThatIsLeft)
 {
     DecodeReport report;
-    report.stillPublished = {"e0711c9b"};
-    report.threadsLeft = {11};
+    report.remains.published = {"e0711c9b"};
+    report.remains.threads = {11};
     report.objectsLeft = {{"BlockQueue", 2}, {"FormatManager", 1}};
     report.slabBlocksLeft = 1234;
     EXPECT_THAT(report.toText(), HasSubstr("left       1 identifier published: e0711c9b; 1 thread; "
@@ -198,24 +209,24 @@ TEST(DecodeReport, FailsForTheDamageOfAFileButNotForThatOfALiveSource)
 {
     DecodeReport report = finished();
     EXPECT_EQ(report.exitCode(), 1);
-    report.inputs[0].live = true;
+    report.snapshot.inputs[0].live = true;
     EXPECT_EQ(report.exitCode(), 0);
-    report.inputs[0].error = "rtsp://camera: no packet for 5 s";
+    report.snapshot.inputs[0].error = "rtsp://camera: no packet for 5 s";
     EXPECT_EQ(report.exitCode(), 1);
 }
 
 TEST(DecodeReport, HoldsTheSameFiguresAsJson)
 {
     DecodeReport report = finished();
-    report.inputs[0].live = true;
-    report.inputs[0].connections = 3;
-    report.inputs[0].packets = 600;
-    report.inputs[0].bytes = 70000;
-    report.inputs[0].peakQueuedBlocks = 64;
-    report.inputs[0].peakQueuedBytes = 8000;
-    report.inputs[0].streams[0].lost = 25;
-    report.threadsLeft = {11};
-    report.cpuLoad = DecodeReport::CpuLoad{0.5, 0.75};
+    report.snapshot.inputs[0].live = true;
+    report.snapshot.inputs[0].connections = 3;
+    report.snapshot.inputs[0].packets = 600;
+    report.snapshot.inputs[0].bytes = 70000;
+    report.snapshot.inputs[0].peakQueuedBlocks = 64;
+    report.snapshot.inputs[0].peakQueuedBytes = 8000;
+    report.snapshot.inputs[0].streams[0].lost = 25;
+    report.remains.threads = {11};
+    report.snapshot.load = {0.25, 2, 0.5, 0.75};
     const QJsonObject root = json(report);
     EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(-1), 1) << "a thread is left";
     EXPECT_EQ(root[QStringLiteral("interrupted")].toBool(true), false);
@@ -268,8 +279,8 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
 TEST(DecodeReport, PutsErrorsInJsonWhereTheyBelongAndAllTogether)
 {
     DecodeReport report = finished();
-    report.inputs[0].error = "of the input";
-    report.inputs[0].streams[0].outputs[0].error = "of the output";
+    report.snapshot.inputs[0].error = "of the input";
+    report.snapshot.inputs[0].streams[0].outputs[0].error = "of the output";
     report.slabBlocksLeft = 7;
     const QJsonObject root = json(report);
     EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(), 1);

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "host/session/FakeTuning.h"
-#include "host/session/RunFixture.h"
+#include "FakeRunSession.h"
+#include <gmock/gmock.h>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -17,42 +17,38 @@ struct Answer {
     IControl::Error error;
 };
 
-class RunControlTest : public RunFixture {
+class RunControlTest : public testing::Test {
 protected:
-    void poll() override
+    void poll()
     {
-        RunFixture::poll();
+        _inputs.poll();
         _control.poll();
     }
 
     void askToAdd(const std::string &url, const std::optional<std::string> &name = std::nullopt)
     {
+        _answer.reset();
         _control.add(url, name, [this](const std::string &given, const IControl::Error &error) {
             _answer = {given, error};
         });
     }
     void askToRemove(const std::string &name)
     {
+        _answer.reset();
         _control.remove(name, [this](const IControl::Error &error) { _answer = {std::string(), error}; });
     }
-    /// @return what was answered.
-    Answer awaitAnswer()
+    /// An input that is open.
+    void addOpen(const std::string &name)
     {
-        EXPECT_TRUE(decodeUntil([this] { return _answer.has_value(); }));
-        return _answer.value_or(Answer());
+        askToAdd(name);
+        _session.begin(name);
+        poll();
     }
 
-    FakeTuning _tuning;
-    RunObserver _observer{_inputs, nullptr, _tuning, true, {}};
-    std::vector<std::string> _calls;
-    RunControl _control{_inputs,
-                        _observer,
-                        {[this](DecodingMode mode) { _calls.emplace_back(toText(mode)); },
-                         [this](bool on) {
-                             _calls.emplace_back(on ? "on" : "off");
-                             return IControl::Error("there is no governor");
-                         },
-                         [this] { _calls.emplace_back("quit"); }}};
+    FakeRunSession _session;
+    RunMessages _messages;
+    RunInputs _inputs{_session, _messages, {}};
+    RunControl _control{_session, _inputs, [this] { _session.calls.emplace_back("quit"); }};
     std::optional<Answer> _answer;
 };
 
@@ -60,104 +56,133 @@ protected:
 
 TEST_F(RunControlTest, AnswersOnceAFileIsOpen)
 {
-    askToAdd(sample("tree.avi"));
+    askToAdd("tree.avi");
+    poll();
     EXPECT_FALSE(_answer);
-    const Answer answer = awaitAnswer();
-    EXPECT_EQ(answer.error, std::nullopt);
-    EXPECT_EQ(answer.name, "tree.avi");
-    EXPECT_TRUE(isOpen("tree.avi"));
+    _session.begin("tree.avi");
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_EQ(_answer->error, std::nullopt);
+    EXPECT_EQ(_answer->name, "tree.avi");
+    EXPECT_TRUE(_inputs.contains("tree.avi"));
 }
 
 TEST_F(RunControlTest, AnswersWhyAFileCannotBeOpenedAndForgetsIt)
 {
     askToAdd("/nowhere/clip.mp4", "clip");
-    EXPECT_THAT(awaitAnswer().error, Optional(std::string("/nowhere/clip.mp4: there is no such file")));
-    EXPECT_THAT(names(), IsEmpty());
-    ASSERT_TRUE(pollUntil([this] { return !_inputs.isLeaving("clip"); }));
-    EXPECT_THAT(_messages, ElementsAre("/nowhere/clip.mp4: there is no such file"));
+    _session.fail("clip");
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_THAT(_answer->error, Optional(std::string("clip: no such file")));
+    EXPECT_FALSE(_inputs.contains("clip"));
+    poll();
+    EXPECT_THAT(_session.state.inputs, IsEmpty());
+    EXPECT_THAT(_messages.take(), IsEmpty()) << "the session tells it";
+}
+
+TEST_F(RunControlTest, AnswersThatAFileIsThereThoughItFailedOnceItWasOpen)
+{
+    askToAdd("clip.mp4");
+    _session.begin("clip.mp4");
+    _session.fail("clip.mp4");
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_EQ(_answer->error, std::nullopt);
+    EXPECT_TRUE(_inputs.contains("clip.mp4"));
 }
 
 TEST_F(RunControlTest, DoesNotWaitForALiveSource)
 {
     askToAdd("door=rtsp://127.0.0.1:1/live");
-    EXPECT_EQ(awaitAnswer().name, "door");
-    EXPECT_THAT(names(), ElementsAre("door"));
+    _session.input("door").live = true;
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_EQ(_answer->name, "door");
+    EXPECT_EQ(_answer->error, std::nullopt);
+    EXPECT_TRUE(_inputs.contains("door"));
 }
 
 TEST_F(RunControlTest, RefusesANameThatIsTakenAtOnce)
 {
-    askToAdd(sample("tree.avi"), "tree");
-    EXPECT_EQ(awaitAnswer().error, std::nullopt);
-    _answer.reset();
-    askToAdd(sample("cup.mp4"), "tree");
+    addOpen("tree");
+    askToAdd("cup.mp4", "tree");
     ASSERT_TRUE(_answer);
     EXPECT_THAT(_answer->error, Optional(StartsWith("tree: ")));
 }
 
+TEST_F(RunControlTest, RefusesInputsOnceTheRunIsEnding)
+{
+    _inputs.close();
+    askToAdd("cup.mp4");
+    ASSERT_TRUE(_answer);
+    EXPECT_THAT(_answer->error, Optional(std::string("no input is taken any more: this host is ending")));
+}
+
 TEST_F(RunControlTest, AnswersOnceARemovedInputHasLeft)
 {
-    askToAdd(sample("cup.mp4"), "cup");
-    awaitAnswer();
-    _answer.reset();
+    addOpen("cup");
     askToRemove("cup");
+    poll();
     EXPECT_FALSE(_answer);
-    EXPECT_EQ(awaitAnswer().error, std::nullopt);
-    EXPECT_FALSE(_inputs.isLeaving("cup"));
-    EXPECT_THAT(names(), IsEmpty());
+    _session.finish("cup");
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_EQ(_answer->error, std::nullopt);
+    EXPECT_THAT(_session.state.inputs, IsEmpty());
 }
 
 TEST_F(RunControlTest, AnswersToBothWhenAnInputIsRemovedBeforeItIsOpen)
 {
-    askToAdd(sample("cup.mp4"), "cup");
+    askToAdd("cup.mp4", "cup");
     bool isRemoved = false;
     _control.remove("cup", [&](const IControl::Error &error) { isRemoved = !error; });
-    EXPECT_THAT(awaitAnswer().error, Optional(StartsWith("cup: ")));
-    EXPECT_TRUE(pollUntil([&] { return isRemoved; }));
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_THAT(_answer->error, Optional(std::string("cup: removed before it was open")));
+    EXPECT_FALSE(isRemoved);
+    _session.finish("cup");
+    poll();
+    EXPECT_TRUE(isRemoved);
 }
 
 TEST_F(RunControlTest, KnowsNoInputOfAnotherName)
 {
     askToRemove("door");
     ASSERT_TRUE(_answer);
-    EXPECT_THAT(_answer->error, Optional(StartsWith("door: ")));
+    EXPECT_THAT(_answer->error, Optional(std::string("door: there is no input of this name")));
 }
 
-TEST_F(RunControlTest, ListsStreamsAndInputsWithoutAny)
+TEST_F(RunControlTest, ShowsTheInputsThatWereNotRemoved)
 {
-    askToAdd(sample("cup.mp4"), "cup");
-    awaitAnswer();
-    ASSERT_TRUE(decodeUntil([this] { return isFinished("cup"); }));
-    _answer.reset();
-    askToAdd("rtsp://127.0.0.1:1/live", "door");
-    awaitAnswer();
-    ASSERT_TRUE(pollUntil([this] { return _control.list().back().state == "waiting"; }));
-    const std::vector<IControl::Stream> streams = _control.list();
-    ASSERT_EQ(streams.size(), 3U);
-    EXPECT_EQ(streams[0].input, "cup");
-    EXPECT_EQ(streams[0].kind, "video");
-    EXPECT_EQ(streams[0].state, "ended");
-    EXPECT_EQ(streams[0].frames, 217);
-    EXPECT_TRUE(streams[0].worstLatency);
-    EXPECT_EQ(streams[1].kind, "audio");
-    EXPECT_EQ(streams[2].input, "door");
-    EXPECT_EQ(streams[2].kind, "");
-    EXPECT_FALSE(streams[2].latency);
+    addOpen("cup");
+    addOpen("tree");
+    askToRemove("cup");
+    const decoding::Snapshot snapshot = _control.snapshot();
+    ASSERT_EQ(snapshot.inputs.size(), 1U);
+    EXPECT_EQ(snapshot.inputs[0].name, "tree");
 }
 
-TEST_F(RunControlTest, TellsTheStatusAndHandsTheRestOn)
+TEST_F(RunControlTest, HandsTheRestOn)
 {
-    askToAdd(sample("cup.mp4"));
-    awaitAnswer();
-    _observer.setLoad(0.25, {});
-    _observer.setMode(DecodingMode::TimeSaving);
-    const IControl::Status status = _control.status();
-    EXPECT_EQ(status.inputs, 1);
-    EXPECT_EQ(status.streams, 2);
-    EXPECT_EQ(status.cpuLoad, 0.25);
-    EXPECT_EQ(status.mode, DecodingMode::TimeSaving);
-
-    _control.setMode(DecodingMode::TimeSaving);
-    EXPECT_THAT(_control.setGovernor(true), Optional(std::string("there is no governor")));
+    _control.setMode(decoding::Mode::TimeSaving);
+    EXPECT_EQ(_control.setGovernor(true), std::nullopt);
     _control.quit();
-    EXPECT_THAT(_calls, ElementsAre("time-saving", "on", "quit"));
+    EXPECT_THAT(_session.calls, ElementsAre("time-saving", "on", "quit"));
+}
+
+TEST_F(RunControlTest, TurnsTheGovernorRoundWhoeverTurnedItLast)
+{
+    EXPECT_EQ(_control.toggleGovernor(), std::nullopt);
+    EXPECT_EQ(_control.toggleGovernor(), std::nullopt);
+    EXPECT_EQ(_control.setGovernor(false), std::nullopt);
+    EXPECT_EQ(_control.toggleGovernor(), std::nullopt);
+    EXPECT_THAT(_session.calls, ElementsAre("off", "on", "off", "on"));
+}
+
+TEST_F(RunControlTest, TellsHowToStartAHostWithAGovernorWhereThereIsNone)
+{
+    _session.hasGovernor = false;
+    const std::string advice = "there is no governor; start decoding-host with --governor LOW:HIGH";
+    EXPECT_THAT(_control.setGovernor(true), Optional(advice));
+    EXPECT_THAT(_control.toggleGovernor(), Optional(advice));
 }

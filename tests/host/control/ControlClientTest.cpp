@@ -153,3 +153,13 @@ TEST_F(ControlClientTest, TellsAPeerThatIsNoHost)
     EXPECT_EQ(answer.outcome, Outcome::Failed);
     EXPECT_THAT(answer.error, StartsWith("what listens on " + path() + " is no decoding-host"));
 }
+
+TEST_F(ControlClientTest, HandsOverNoTextThatCommandsATerminal)
+{
+    const Answer done = askPeerThatSays(" cam\x1b]0;title\x07\tvid\u202eeo\nok\n", 5);
+    EXPECT_EQ(done.outcome, Outcome::Done);
+    EXPECT_THAT(done.lines, ElementsAre("cam?]0;title?\tvid?eo"));
+    const Answer failed = askPeerThatSays("error no\x1b[2J\u202e\n", 5);
+    EXPECT_EQ(failed.outcome, Outcome::Failed);
+    EXPECT_EQ(failed.error, "no?[2J?");
+}

@@ -74,4 +74,12 @@ TEST(ControlLine, HasFieldsThatNeitherEndItNorCommandATerminal)
 {
     EXPECT_EQ(ControlLine::field("T\xc3\xbcr a\tb\nc\rd\x1b[2J\x7f"), "T\xc3\xbcr a?b?c?d?[2J?");
     EXPECT_EQ(ControlLine::field("a\xff"), "a?");
+    EXPECT_EQ(ControlLine::field("a\u202eb\u200bc\u2028d"), "a?b?c?d") << "nor turn the direction of writing";
+}
+
+TEST(ControlLine, KeepsTheTabsBetweenTheFieldsOfOthers)
+{
+    EXPECT_EQ(ControlLine::fields("a\x1b[2J\tb\u202e\t\tc\r\t"), "a?[2J\tb?\t\tc?\t");
+    EXPECT_EQ(ControlLine::fields("T\xc3\xbcr"), "T\xc3\xbcr");
+    EXPECT_EQ(ControlLine::fields(""), "");
 }

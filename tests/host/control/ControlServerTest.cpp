@@ -85,6 +85,22 @@ TEST_F(ControlServerTest, ListsEachStreamOnALineAndEachInputThatHasNone)
     EXPECT_EQ(client.ask("list"), "ok\n");
 }
 
+TEST_F(ControlServerTest, ListsNoTextThatCommandsATerminalOrTurnsTheDirectionOfWriting)
+{
+    decoding::Snapshot::Input input;
+    input.name = "\x1b]0;title\x07 \u202e4pm.gpj\u2066\u200b\u009b2J";
+    input.streams.resize(1);
+    input.streams[0].kind = "vi\x1b[1mdeo";
+    _control.state.inputs = {input};
+    _control.error = "no \x1b[31mroute\u202e";
+    _control.state.governor = "off\x1b[0m\u202e";
+    RawClient client(path());
+    EXPECT_EQ(client.ask("list"), " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\nok\n");
+    EXPECT_EQ(client.ask("remove x"), "error no ?[31mroute?\n");
+    EXPECT_THAT(client.ask("status"), HasSubstr(" governor=off?[0m?\n"));
+    EXPECT_THAT(client.ask("re\u202emove"), HasSubstr("there is no request \"re?move\""));
+}
+
 TEST_F(ControlServerTest, TellsTheStatusOfTheHost)
 {
     _control.state.running = 61234ms;

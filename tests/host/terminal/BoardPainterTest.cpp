@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "CharacterSet.h"
-#include "MadeUpState.h"
+#include "MadeUpSnapshot.h"
 #include <gmock/gmock.h>
 
 using Tone = BoardPicture::Tone;
@@ -20,9 +20,18 @@ class BoardPainterInUtf8 : public testing::Test {
     const CharacterSet _set{"C.UTF-8"};
 };
 
-std::vector<std::string> painted(const BoardState &state, int width, int height, BoardView view = BoardView())
+LoadHistory madeUpLoads()
 {
-    const BoardPicture picture = BoardPainter::paint(state, view, width, height);
+    LoadHistory history;
+    for (const decoding::Snapshot::Load &load : MadeUpSnapshot::loads())
+        history.add(load);
+    return history;
+}
+
+std::vector<std::string> painted(const decoding::Snapshot &snapshot, int width, int height,
+                                 BoardView view = BoardView())
+{
+    const BoardPicture picture = BoardPainter::paint(snapshot, madeUpLoads(), view, width, height);
     std::vector<std::string> lines;
     for (int row = 0; row < height; ++row)
         lines.push_back(picture.text(row));
@@ -40,9 +49,10 @@ int streamsIn(const std::vector<std::string> &lines)
 
 TEST_F(BoardPainterInUtf8, ShowsAFewStreamsIn80By24)
 {
-    BoardState state = MadeUpState::streams(3);
-    state.messages = {"first", "second"};
-    const std::vector<std::string> lines = painted(state, 80, 24);
+    decoding::Snapshot snapshot = MadeUpSnapshot::streams(3);
+    MadeUpSnapshot::say(snapshot, "first");
+    MadeUpSnapshot::say(snapshot, "second");
+    const std::vector<std::string> lines = painted(snapshot, 80, 24);
     EXPECT_EQ(lines[0], "3 streams   1 unwell   running 0:12:00                               worst first");
     EXPECT_THAT(lines[1], AllOf(StartsWith("CPU load  37 %  "), EndsWith("  3 decoders  performance mode")));
     EXPECT_EQ(lines[2], "Decoders on Decoder/1: 2  Decoder/2: 1");
@@ -57,17 +67,17 @@ TEST_F(BoardPainterInUtf8, ShowsAFewStreamsIn80By24)
 
 TEST_F(BoardPainterInUtf8, ShowsAsManyStreamsAsThereIsRoomFor)
 {
-    const std::vector<std::string> small = painted(MadeUpState::streams(100), 80, 24);
+    const std::vector<std::string> small = painted(MadeUpSnapshot::streams(100), 80, 24);
     EXPECT_EQ(streamsIn(small), 18);
     EXPECT_THAT(small[0], EndsWith("  worst first   1-18 of 100"));
-    EXPECT_EQ(streamsIn(painted(MadeUpState::streams(100), 200, 50)), 44);
-    EXPECT_EQ(streamsIn(painted(MadeUpState::streams(1000), 200, 2000)), 1000);
+    EXPECT_EQ(streamsIn(painted(MadeUpSnapshot::streams(100), 200, 50)), 44);
+    EXPECT_EQ(streamsIn(painted(MadeUpSnapshot::streams(1000), 200, 2000)), 1000);
 }
 
 TEST_F(BoardPainterInUtf8, AllIsWellWithoutStreamsThatAreUnwell)
 {
-    EXPECT_THAT(painted(MadeUpState::streams(1), 80, 24)[0], StartsWith("1 stream  all well  running "));
-    const std::vector<std::string> none = painted(MadeUpState::streams(0), 80, 24);
+    EXPECT_THAT(painted(MadeUpSnapshot::streams(1), 80, 24)[0], StartsWith("1 stream  all well  running "));
+    const std::vector<std::string> none = painted(MadeUpSnapshot::streams(0), 80, 24);
     EXPECT_THAT(none[0], AllOf(StartsWith("0 streams "), Not(HasSubstr("well"))));
     EXPECT_EQ(none[22], "");
 }
@@ -75,13 +85,14 @@ TEST_F(BoardPainterInUtf8, AllIsWellWithoutStreamsThatAreUnwell)
 TEST_F(BoardPainterInUtf8, AnySizeWillDo)
 {
     for (const int count : {0, 1, 3, 100}) {
-        BoardState state = MadeUpState::streams(count);
-        state.governor = "0.60:0.90 time-saving, 12 s to go";
-        state.messages.assign(50, std::string(500, 'm'));
+        decoding::Snapshot snapshot = MadeUpSnapshot::streams(count);
+        snapshot.governor = "0.60:0.90 time-saving, 12 s to go";
+        for (int message = 0; message < 50; ++message)
+            MadeUpSnapshot::say(snapshot, std::string(500, 'm'));
         for (int width = 0; width < 230; width += width < 24 ? 1 : 13) {
             for (int height = 0; height < 60; height += height < 18 ? 1 : 9) {
                 BoardView view;
-                const BoardPicture picture = BoardPainter::paint(state, view, width, height);
+                const BoardPicture picture = BoardPainter::paint(snapshot, madeUpLoads(), view, width, height);
                 EXPECT_EQ(picture.width(), width);
                 EXPECT_EQ(picture.height(), height);
             }
@@ -91,7 +102,7 @@ TEST_F(BoardPainterInUtf8, AnySizeWillDo)
 
 TEST_F(BoardPainterInUtf8, ATinyTerminalShowsTheWorstStream)
 {
-    const std::vector<std::string> lines = painted(MadeUpState::streams(100), 20, 5);
+    const std::vector<std::string> lines = painted(MadeUpSnapshot::streams(100), 20, 5);
     EXPECT_THAT(lines[0], StartsWith("100 streams"));
     EXPECT_EQ(lines[2], "  Stream     MLCTKND");
     EXPECT_EQ(lines[3], "! cam-…video");
@@ -99,34 +110,34 @@ TEST_F(BoardPainterInUtf8, ATinyTerminalShowsTheWorstStream)
 
 TEST_F(BoardPainterInUtf8, ALoadThatIsNoNumberIsADash)
 {
-    BoardState state = MadeUpState::streams(1);
-    state.cpuLoad = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_THAT(painted(state, 80, 24)[1], StartsWith("CPU load     -  "));
+    decoding::Snapshot snapshot = MadeUpSnapshot::streams(1);
+    snapshot.load.now = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_THAT(painted(snapshot, 80, 24)[1], StartsWith("CPU load     -  "));
 }
 
 TEST_F(BoardPainterInUtf8, TheGovernorHasALineOfItsOwnWhereItDoesNotFit)
 {
-    BoardState state = MadeUpState::streams(1);
-    state.performanceMode = false;
-    state.governor = "0.60:0.90 time-saving, 12 s to go";
-    const std::vector<std::string> narrow = painted(state, 80, 24);
+    decoding::Snapshot snapshot = MadeUpSnapshot::streams(1);
+    snapshot.mode = decoding::Mode::TimeSaving;
+    snapshot.governor = "0.60:0.90 time-saving, 12 s to go";
+    const std::vector<std::string> narrow = painted(snapshot, 80, 24);
     EXPECT_THAT(narrow[1], EndsWith("time-saving mode"));
     EXPECT_EQ(narrow[2], "Governor 0.60:0.90 time-saving, 12 s to go");
-    const std::vector<std::string> wide = painted(state, 200, 50);
+    const std::vector<std::string> wide = painted(snapshot, 200, 50);
     EXPECT_THAT(wide[1], EndsWith("time-saving mode  Governor 0.60:0.90 time-saving, 12 s to go"));
     EXPECT_THAT(wide[2], StartsWith("Decoders on "));
 }
 
 TEST_F(BoardPainterInUtf8, ManyThreadsAreShownShort)
 {
-    BoardState state = MadeUpState::streams(1);
-    state.threads.clear();
+    decoding::Snapshot snapshot = MadeUpSnapshot::streams(1);
+    snapshot.threads.clear();
     for (int i = 1; i <= 8; ++i)
-        state.threads.push_back({"Decoder/" + std::to_string(i), i});
-    EXPECT_EQ(painted(state, 80, 24)[2], "Decoders on Decoder/ 1:1 2:2 3:3 4:4 5:5 6:6 7:7 8:8");
+        snapshot.threads.push_back({"Decoder/" + std::to_string(i), i});
+    EXPECT_EQ(painted(snapshot, 80, 24)[2], "Decoders on Decoder/ 1:1 2:2 3:3 4:4 5:5 6:6 7:7 8:8");
     for (int i = 9; i <= 64; ++i)
-        state.threads.push_back({"Decoder/" + std::to_string(i), 1});
-    const std::string line = painted(state, 80, 24)[2];
+        snapshot.threads.push_back({"Decoder/" + std::to_string(i), 1});
+    const std::string line = painted(snapshot, 80, 24)[2];
     EXPECT_LE(line.size(), 80U);
     EXPECT_THAT(line, AllOf(HasSubstr(" 1:1 2:2 "), EndsWith(" 11:1 +53 threads")));
 }
@@ -134,10 +145,10 @@ TEST_F(BoardPainterInUtf8, ManyThreadsAreShownShort)
 TEST_F(BoardPainterInUtf8, TheSelectedStreamIsHighlightedAndExplained)
 {
     BoardView view;
-    BoardState state = MadeUpState::streams(3);
-    EXPECT_TRUE(BoardPainter::paint(state, view, 80, 24).line(4)[0].isHighlighted);
+    decoding::Snapshot snapshot = MadeUpSnapshot::streams(3);
+    EXPECT_TRUE(BoardPainter::paint(snapshot, madeUpLoads(), view, 80, 24).line(4)[0].isHighlighted);
     view.handleKey(BoardKey::Down);
-    const BoardPicture picture = BoardPainter::paint(state, view, 80, 24);
+    const BoardPicture picture = BoardPainter::paint(snapshot, madeUpLoads(), view, 80, 24);
     EXPECT_FALSE(picture.line(4)[0].isHighlighted);
     EXPECT_TRUE(picture.line(5)[0].isHighlighted);
     EXPECT_THAT(picture.text(5), StartsWith("  cam-1 video"));
@@ -146,14 +157,14 @@ TEST_F(BoardPainterInUtf8, TheSelectedStreamIsHighlightedAndExplained)
 
 TEST_F(BoardPainterInUtf8, MessagesGiveWayToStreams)
 {
-    BoardState state = MadeUpState::streams(5);
+    decoding::Snapshot snapshot = MadeUpSnapshot::streams(5);
     for (int i = 1; i <= 20; ++i)
-        state.messages.push_back("message " + std::to_string(i));
-    const std::vector<std::string> few = painted(state, 80, 24);
+        MadeUpSnapshot::say(snapshot, "message " + std::to_string(i));
+    const std::vector<std::string> few = painted(snapshot, 80, 24);
     EXPECT_EQ(few[17], "message 15");
     EXPECT_EQ(few[22], "message 20");
-    BoardState crowded = MadeUpState::streams(100);
-    crowded.messages = state.messages;
+    decoding::Snapshot crowded = MadeUpSnapshot::streams(100);
+    crowded.messages = snapshot.messages;
     const std::vector<std::string> many = painted(crowded, 80, 24);
     EXPECT_THAT(many[20], StartsWith("cam-"));
     EXPECT_EQ(many[21], "message 19");
@@ -162,16 +173,16 @@ TEST_F(BoardPainterInUtf8, MessagesGiveWayToStreams)
 
 TEST_F(BoardPainterInUtf8, MessagesCannotCommandTheTerminal)
 {
-    BoardState state = MadeUpState::streams(1);
-    state.messages = {"a\x1b]0;title\x07"};
-    EXPECT_EQ(painted(state, 80, 24)[22], "a?]0;title?");
+    decoding::Snapshot snapshot = MadeUpSnapshot::streams(1);
+    MadeUpSnapshot::say(snapshot, "a\x1b]0;title\x07");
+    EXPECT_EQ(painted(snapshot, 80, 24)[22], "a?]0;title?");
 }
 
 TEST_F(BoardPainterInUtf8, TheHelpExplainsTheLights)
 {
     BoardView view;
     view.handleKey(BoardKey::Help);
-    const std::vector<std::string> lines = painted(MadeUpState::streams(3), 80, 24, view);
+    const std::vector<std::string> lines = painted(MadeUpSnapshot::streams(3), 80, 24, view);
     const std::string all = testing::PrintToString(lines);
     EXPECT_THAT(all,
                 AllOf(HasSubstr("L blocks lost"), HasSubstr("K key block"), HasSubstr("Any key closes this help.")));
@@ -180,9 +191,9 @@ TEST_F(BoardPainterInUtf8, TheHelpExplainsTheLights)
 TEST(BoardPainter, KeepsToAsciiInALocaleThatIsNotUtf8)
 {
     const CharacterSet set("C");
-    BoardState state = MadeUpState::streams(30);
-    state.rows[0].name = "Tür";
-    for (const std::string &line : painted(state, 80, 24)) {
+    decoding::Snapshot snapshot = MadeUpSnapshot::streams(30);
+    snapshot.inputs[0].streams[0].name = "Tür";
+    for (const std::string &line : painted(snapshot, 80, 24)) {
         for (const char character : line)
             EXPECT_TRUE(character >= ' ' && character <= '~') << line;
     }

@@ -22,7 +22,8 @@ namespace {
 void show(const Tmux &terminal, const QString &arguments, const QString &settings = QString())
 {
     terminal.type("echo before; env " + settings + " " DEMO_FILE " " + arguments + "; echo ended $?");
-    terminal.screenWith("q quit");
+    // The last line that is drawn when the streams come.
+    terminal.screenWith("cam-2 video: connection refused");
 }
 
 int streamsIn(const Tmux::Screen &screen)
@@ -199,6 +200,30 @@ TEST(Board, GivesTheTerminalBackWhenTheProgramIsInterrupted)
     terminal.press({"C-c"});
     terminal.screenWith("$");
     expectRestored(terminal);
+}
+
+TEST(Board, HoldsMessagesOfARunBackUntilTheTerminalIsGivenBack)
+{
+    const Tmux terminal(80, 24);
+    show(terminal, "3 run");
+    terminal.press({"g", "q"});
+    terminal.screenWith("decoding-host: told behind the ?[2J?board");
+    terminal.screenWith("ended 0");
+    expectRestored(terminal);
+}
+
+TEST(Board, OfARunIsDrawnAtOnceForAKeyOrANewSize)
+{
+    const Tmux terminal(80, 24);
+    show(terminal, "100 run");
+    terminal.press({"?"});
+    terminal.screenWhen([](const auto &screen) {
+        return testing::Matches(testing::Contains(HasSubstr("Any key closes this help")))(screen);
+    });
+    terminal.press({"x"});
+    terminal.screenWhen([](const auto &screen) { return streamsIn(screen) == 16; });
+    terminal.resize(40, 10);
+    terminal.screenWhen([](const auto &screen) { return streamsIn(screen) == 5; });
 }
 
 TEST(Board, IsShownWithKeysFromTheTerminalWhereTheInputIsAnotherOne)

@@ -3,29 +3,37 @@
 #include <algorithm>
 #include <limits>
 
-#include "MadeUpState.h"
+#include "MadeUpSnapshot.h"
 #include <gmock/gmock.h>
 
-using Row = BoardState::Row;
 using SortColumn = BoardView::SortColumn;
+using decoding::Snapshot;
+using decoding::State;
 using testing::ElementsAre;
 
 namespace {
 
-std::vector<std::string> names(const std::vector<Row> &rows, const BoardView::Arrangement &arrangement)
+/// @return the names of all rows, as they are arranged where there is room for eight.
+std::vector<std::string> names(BoardView &view, const Snapshot &snapshot)
 {
+    const std::vector<StreamRow> rows = StreamRow::of(snapshot);
     std::vector<std::string> result;
-    for (const std::size_t index : arrangement.order)
-        result.push_back(rows.at(index).name);
+    for (const std::size_t index : view.arrange(rows, 8).order)
+        result.push_back(rows.at(index).name());
     return result;
 }
 
-std::vector<Row> rowsNamed(std::initializer_list<const char *> names)
+Snapshot streamsNamed(std::initializer_list<const char *> names)
 {
-    std::vector<Row> rows;
+    Snapshot snapshot;
     for (const char *const name : names)
-        rows.push_back(MadeUpState::row(name));
-    return rows;
+        snapshot.inputs.push_back(MadeUpSnapshot::input(name));
+    return snapshot;
+}
+
+Snapshot::Stream &stream(Snapshot &snapshot, std::size_t position)
+{
+    return snapshot.inputs.at(position).streams.at(0);
 }
 
 void press(BoardView &view, std::initializer_list<BoardKey> keys)
@@ -44,16 +52,17 @@ BoardView sortedBy(SortColumn column)
 }
 
 /// The name of the selected row in the new arrangement, and the rows in sight: "c, 2-4".
-std::string sight(BoardView &view, const std::vector<Row> &rows, std::size_t pageRows)
+std::string sight(BoardView &view, const Snapshot &snapshot, std::size_t pageRows)
 {
+    const std::vector<StreamRow> rows = StreamRow::of(snapshot);
     const BoardView::Arrangement arrangement = view.arrange(rows, pageRows);
     EXPECT_GE(arrangement.selected, arrangement.top);
     EXPECT_LT(arrangement.selected, arrangement.top + pageRows);
-    return rows.at(arrangement.order.at(arrangement.selected)).name + ", " + std::to_string(arrangement.top + 1) + "-" +
-           std::to_string(std::min(arrangement.top + pageRows, rows.size()));
+    return rows.at(arrangement.order.at(arrangement.selected)).name() + ", " + std::to_string(arrangement.top + 1) +
+           "-" + std::to_string(std::min(arrangement.top + pageRows, rows.size()));
 }
 
-const auto letters = rowsNamed({"a", "b", "c", "d", "e", "f", "g", "h"});
+const auto letters = streamsNamed({"a", "b", "c", "d", "e", "f", "g", "h"});
 
 } // namespace
 
@@ -80,69 +89,70 @@ TEST(BoardView, AnyKeyClosesTheHelpAndDoesNothingElse)
 
 TEST(BoardView, SortsTheWorstFirst)
 {
-    std::vector<Row> rows = letters;
-    rows[2].framesPerSecond = 0;
-    rows[5].state = Row::State::Failed;
-    rows[6].state = Row::State::Ended;
+    Snapshot snapshot = letters;
+    stream(snapshot, 2).framesPerSecond = 0;
+    snapshot.inputs[5].state = State::Failed;
+    snapshot.inputs[6].state = State::Ended;
     BoardView view;
-    EXPECT_THAT(names(rows, view.arrange(rows, 8)), ElementsAre("f", "c", "g", "a", "b", "d", "e", "h"));
+    EXPECT_THAT(names(view, snapshot), ElementsAre("f", "c", "g", "a", "b", "d", "e", "h"));
     press(view, {BoardKey::ReverseSort});
-    EXPECT_THAT(names(rows, view.arrange(rows, 8)), ElementsAre("a", "b", "d", "e", "h", "g", "c", "f"));
+    EXPECT_THAT(names(view, snapshot), ElementsAre("a", "b", "d", "e", "h", "g", "c", "f"));
 }
 
 TEST(BoardView, KeepsTheOrderOfTheInput)
 {
-    const std::vector<Row> rows = rowsNamed({"b", "c", "a"});
+    const Snapshot snapshot = streamsNamed({"b", "c", "a"});
     BoardView view = sortedBy(SortColumn::Input);
-    EXPECT_THAT(names(rows, view.arrange(rows, 8)), ElementsAre("b", "c", "a"));
+    EXPECT_THAT(names(view, snapshot), ElementsAre("b", "c", "a"));
     press(view, {BoardKey::ReverseSort});
-    EXPECT_THAT(names(rows, view.arrange(rows, 8)), ElementsAre("a", "c", "b"));
+    EXPECT_THAT(names(view, snapshot), ElementsAre("a", "c", "b"));
 }
 
 TEST(BoardView, SortsNamesByTheNumbersInThem)
 {
-    const std::vector<Row> rows = rowsNamed({"cam-10 video", "cam-9", "cam-10 audio", "", "cam-9 video", "9", "a"});
+    const Snapshot snapshot = streamsNamed({"cam-10 video", "cam-9", "cam-10 audio", "", "cam-9 video", "9", "a"});
     BoardView view = sortedBy(SortColumn::Name);
-    EXPECT_THAT(names(rows, view.arrange(rows, 8)),
+    EXPECT_THAT(names(view, snapshot),
                 ElementsAre("", "9", "a", "cam-9", "cam-9 video", "cam-10 audio", "cam-10 video"));
     press(view, {BoardKey::ReverseSort});
-    EXPECT_THAT(names(rows, view.arrange(rows, 8)),
+    EXPECT_THAT(names(view, snapshot),
                 ElementsAre("cam-10 video", "cam-10 audio", "cam-9 video", "cam-9", "a", "9", ""));
 }
 
 TEST(BoardView, SortsByFiguresWithUnknownOnesLast)
 {
-    std::vector<Row> rows = rowsNamed({"a", "b", "c", "d", "e"});
-    rows[0].framesPerSecond.reset();
-    rows[1].framesPerSecond = 30;
-    rows[2].framesPerSecond = std::numeric_limits<double>::quiet_NaN();
-    rows[3].framesPerSecond = 5;
-    rows[4].framesPerSecond = 30;
+    Snapshot snapshot = streamsNamed({"a", "b", "c", "d", "e"});
+    stream(snapshot, 0).framesPerSecond.reset();
+    stream(snapshot, 1).framesPerSecond = 30;
+    stream(snapshot, 2).framesPerSecond = std::numeric_limits<double>::quiet_NaN();
+    stream(snapshot, 3).framesPerSecond = 5;
+    stream(snapshot, 4).framesPerSecond = 30;
     BoardView view = sortedBy(SortColumn::FramesPerSecond);
-    EXPECT_THAT(names(rows, view.arrange(rows, 8)), ElementsAre("d", "b", "e", "a", "c"));
+    EXPECT_THAT(names(view, snapshot), ElementsAre("d", "b", "e", "a", "c"));
     press(view, {BoardKey::ReverseSort});
-    EXPECT_THAT(names(rows, view.arrange(rows, 8)), ElementsAre("b", "e", "d", "a", "c"));
+    EXPECT_THAT(names(view, snapshot), ElementsAre("b", "e", "d", "a", "c"));
 }
 
 TEST(BoardView, SortsTheGreatestLossAndLatencyFirst)
 {
-    std::vector<Row> rows = rowsNamed({"a", "b", "c"});
-    rows[1].lost = 3;
-    rows[2].latencyMs = 200;
-    rows[0].latencyMs.reset();
+    Snapshot snapshot = streamsNamed({"a", "b", "c"});
+    stream(snapshot, 1).lost = 3;
+    stream(snapshot, 2).latency->lastMs = 200;
+    stream(snapshot, 0).latency.reset();
     BoardView byLoss = sortedBy(SortColumn::Lost);
-    EXPECT_THAT(names(rows, byLoss.arrange(rows, 8)), ElementsAre("b", "a", "c"));
+    EXPECT_THAT(names(byLoss, snapshot), ElementsAre("b", "a", "c"));
     BoardView byLatency = sortedBy(SortColumn::Latency);
-    EXPECT_THAT(names(rows, byLatency.arrange(rows, 8)), ElementsAre("c", "b", "a"));
+    EXPECT_THAT(names(byLatency, snapshot), ElementsAre("c", "b", "a"));
 }
 
 TEST(BoardView, EqualRowsKeepTheOrderOfTheInput)
 {
-    std::vector<Row> rows(1000, MadeUpState::row("a"));
-    rows[500].state = Row::State::Failed;
+    Snapshot snapshot;
+    snapshot.inputs.assign(1000, MadeUpSnapshot::input("a"));
+    snapshot.inputs[500].state = State::Failed;
     for (const SortColumn column : {SortColumn::Health, SortColumn::Name, SortColumn::Lost}) {
         BoardView view = sortedBy(column);
-        std::vector<std::size_t> order = view.arrange(rows, 8).order;
+        std::vector<std::size_t> order = view.arrange(StreamRow::of(snapshot), 8).order;
         if (column == SortColumn::Health)
             std::rotate(order.begin(), order.begin() + 1, order.begin() + 501);
         EXPECT_TRUE(std::is_sorted(order.begin(), order.end())) << static_cast<int>(column);
@@ -192,37 +202,37 @@ TEST(BoardView, StopsAtTheEnds)
 TEST(BoardView, LeavesNoBlankRowsWhenStreamsGoOrThePageGrows)
 {
     BoardView view = sortedBy(SortColumn::Input);
-    view.arrange(letters, 3);
+    view.arrange(StreamRow::of(letters), 3);
     press(view, {BoardKey::End});
     EXPECT_EQ(sight(view, letters, 3), "h, 6-8");
     EXPECT_EQ(sight(view, letters, 5), "h, 4-8");
-    EXPECT_EQ(sight(view, rowsNamed({"a", "b", "c", "d"}), 3), "d, 2-4");
-    EXPECT_EQ(sight(view, rowsNamed({"a"}), 3), "a, 1-1");
+    EXPECT_EQ(sight(view, streamsNamed({"a", "b", "c", "d"}), 3), "d, 2-4");
+    EXPECT_EQ(sight(view, streamsNamed({"a"}), 3), "a, 1-1");
 }
 
 TEST(BoardView, TheSelectionStaysOnItsStream)
 {
     BoardView view = sortedBy(SortColumn::Input);
-    view.arrange(letters, 8);
+    view.arrange(StreamRow::of(letters), 8);
     press(view, {BoardKey::Down, BoardKey::Down});
     EXPECT_EQ(sight(view, letters, 8), "c, 1-8");
-    EXPECT_EQ(sight(view, rowsNamed({"x", "y", "a", "b", "c"}), 8), "c, 1-5");
-    EXPECT_EQ(sight(view, rowsNamed({"a", "b", "d", "e", "f"}), 8), "f, 1-5") << "the place where it stood";
+    EXPECT_EQ(sight(view, streamsNamed({"x", "y", "a", "b", "c"}), 8), "c, 1-5");
+    EXPECT_EQ(sight(view, streamsNamed({"a", "b", "d", "e", "f"}), 8), "f, 1-5") << "the place where it stood";
 }
 
 TEST(BoardView, ASelectionThatWasNotMovedStaysOnTheFirstRow)
 {
-    std::vector<Row> rows = letters;
+    Snapshot snapshot = letters;
     BoardView view;
-    EXPECT_EQ(sight(view, rows, 3), "a, 1-3");
-    rows[4].state = Row::State::Failed;
-    EXPECT_EQ(sight(view, rows, 3), "e, 1-3");
+    EXPECT_EQ(sight(view, snapshot, 3), "a, 1-3");
+    snapshot.inputs[4].state = State::Failed;
+    EXPECT_EQ(sight(view, snapshot, 3), "e, 1-3");
     press(view, {BoardKey::Down});
-    EXPECT_EQ(sight(view, rows, 3), "a, 1-3");
+    EXPECT_EQ(sight(view, snapshot, 3), "a, 1-3");
     press(view, {BoardKey::Up});
-    EXPECT_EQ(sight(view, rows, 3), "e, 1-3");
-    rows[4].state = Row::State::Running;
-    EXPECT_EQ(sight(view, rows, 3), "a, 1-3");
+    EXPECT_EQ(sight(view, snapshot, 3), "e, 1-3");
+    snapshot.inputs[4].state = State::Running;
+    EXPECT_EQ(sight(view, snapshot, 3), "a, 1-3");
 }
 
 TEST(BoardView, NoRowsAreNoTrouble)
@@ -232,5 +242,5 @@ TEST(BoardView, NoRowsAreNoTrouble)
     const BoardView::Arrangement arrangement = view.arrange({}, 0);
     EXPECT_TRUE(arrangement.order.empty());
     EXPECT_EQ(arrangement.top, 0U);
-    EXPECT_EQ(view.arrange(letters, 0).order.size(), 8U);
+    EXPECT_EQ(view.arrange(StreamRow::of(letters), 0).order.size(), 8U);
 }

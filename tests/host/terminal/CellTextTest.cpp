@@ -49,6 +49,7 @@ TEST_F(CellTextInUtf8, KeepsCommandsFromTheTerminal)
     EXPECT_EQ(CellText("a\r\n\tb\x7f").toString(), "a???b?");
     EXPECT_EQ(CellText("a\u009bJ").toString(), "a?J") << "a control sequence may begin with one character, too";
     EXPECT_EQ(CellText("a\u202eb").toString(), "a?b") << "nothing turns the direction of writing";
+    EXPECT_EQ(CellText("a\u2028b\ue000c").toString(), "a?b?c") << "as SafeText has it";
     EXPECT_EQ(CellText(std::string("a\0b", 3)).toString(), "a?b");
 }
 
@@ -57,8 +58,7 @@ TEST_F(CellTextInUtf8, ReplacesWhatIsNotUtf8)
     EXPECT_EQ(CellText("a\xff"
                        "b")
                   .toString(),
-              "a\ufffd"
-              "b");
+              "a?b");
 }
 
 TEST_F(CellTextInUtf8, ShortensInTheMiddle)

@@ -7,6 +7,7 @@ TEST(DisplayText, ReplacesWhatWouldCommandTheTerminal)
     EXPECT_EQ(DisplayText::printable("a\nb\x1b[0m\t\xe2\x80\xae"
                                      "c \xc3\xa4"),
               QString::fromUtf8("a?b?[0m??c \xc3\xa4"));
+    EXPECT_EQ(DisplayText::printable("a\u2028b\ue000c\xff"), QStringLiteral("a?b?c?")) << "as SafeText has it";
 }
 
 TEST(DisplayText, ShortensAtTheLeftOnlyWhatIsTooWide)

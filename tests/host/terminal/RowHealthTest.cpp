@@ -1,24 +1,31 @@
 #include "terminal/RowHealth.h"
 
-#include "MadeUpState.h"
+#include "MadeUpSnapshot.h"
 #include <gmock/gmock.h>
 
-using Row = BoardState::Row;
+using decoding::Light;
+using decoding::Snapshot;
+using decoding::State;
 
 namespace {
 
-Row rowWith(BoardState::LightIndex index, Light light)
+Snapshot::Input inputWith(Snapshot::LightIndex index, Light light)
 {
-    Row row = MadeUpState::row("cam");
-    (*row.lights)[index] = light;
-    return row;
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    (*input.streams[0].lights)[index] = light;
+    return input;
+}
+
+RowHealth healthOf(const Snapshot::Input &input)
+{
+    return RowHealth::of(MadeUpSnapshot::row(input));
 }
 
 } // namespace
 
 TEST(RowHealth, AStreamThatRunsIsWell)
 {
-    const RowHealth health = RowHealth::of(MadeUpState::row("cam"));
+    const RowHealth health = healthOf(MadeUpSnapshot::input("cam"));
     EXPECT_EQ(health.degree, RowHealth::Well);
     EXPECT_FALSE(health.isUnwell());
     EXPECT_STREQ(health.text(), "");
@@ -26,57 +33,67 @@ TEST(RowHealth, AStreamThatRunsIsWell)
 
 TEST(RowHealth, TimeSavingAndCatchingUpAreNoFaults)
 {
-    EXPECT_EQ(RowHealth::of(rowWith(BoardState::ModeLight, Light::Warning)).degree, RowHealth::Well);
-    EXPECT_EQ(RowHealth::of(rowWith(BoardState::PushedLight, Light::Warning)).degree, RowHealth::Well);
+    EXPECT_EQ(healthOf(inputWith(Snapshot::ModeLight, Light::Warning)).degree, RowHealth::Well);
+    EXPECT_EQ(healthOf(inputWith(Snapshot::PushedLight, Light::Warning)).degree, RowHealth::Well);
 }
 
 TEST(RowHealth, AnyRedLightIsUnwell)
 {
-    for (std::size_t i = 0; i < BoardState::lightCount; ++i) {
-        Row row = rowWith(static_cast<BoardState::LightIndex>(i), Light::Bad);
-        row.latencyMs.reset();
-        EXPECT_TRUE(RowHealth::of(row).isUnwell()) << i;
+    for (std::size_t i = 0; i < Snapshot::lightCount; ++i) {
+        Snapshot::Input input = inputWith(static_cast<Snapshot::LightIndex>(i), Light::Bad);
+        input.streams[0].latency.reset();
+        EXPECT_TRUE(healthOf(input).isUnwell()) << i;
     }
-    EXPECT_EQ(RowHealth::of(rowWith(BoardState::LostLight, Light::Bad)).degree, RowHealth::Losing);
-    EXPECT_EQ(RowHealth::of(rowWith(BoardState::PushedLight, Light::Bad)).degree, RowHealth::Faulty);
+    EXPECT_EQ(healthOf(inputWith(Snapshot::LostLight, Light::Bad)).degree, RowHealth::Losing);
+    EXPECT_EQ(healthOf(inputWith(Snapshot::PushedLight, Light::Bad)).degree, RowHealth::Faulty);
 }
 
 TEST(RowHealth, AStreamThatWasLateIsNotLateForEver)
 {
-    Row row = rowWith(BoardState::LatencyLight, Light::Bad);
-    row.latencyMs = 150;
-    EXPECT_EQ(RowHealth::of(row).degree, RowHealth::Late);
-    row.latencyMs = 149;
-    EXPECT_EQ(RowHealth::of(row).degree, RowHealth::Uneasy);
-    EXPECT_FALSE(RowHealth::of(row).isUnwell());
+    Snapshot::Input input = inputWith(Snapshot::LatencyLight, Light::Bad);
+    input.streams[0].latency->lastMs = 150;
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Late);
+    input.streams[0].latency->lastMs = 149;
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Uneasy);
+    EXPECT_FALSE(healthOf(input).isUnwell());
 }
 
 TEST(RowHealth, AFewLostBlocksAreNotWellAndNotUnwell)
 {
-    const RowHealth health = RowHealth::of(rowWith(BoardState::LostLight, Light::Warning));
+    const RowHealth health = healthOf(inputWith(Snapshot::LostLight, Light::Warning));
     EXPECT_EQ(health.degree, RowHealth::Uneasy);
     EXPECT_FALSE(health.isUnwell());
 }
 
 TEST(RowHealth, ARunningStreamWithoutFramesIsUnwell)
 {
-    Row row = MadeUpState::row("cam");
-    row.framesPerSecond = 0;
-    EXPECT_EQ(RowHealth::of(row).degree, RowHealth::Still);
-    row.framesPerSecond.reset();
-    EXPECT_EQ(RowHealth::of(row).degree, RowHealth::Well) << "it has only begun";
-    row.framesPerSecond = 0;
-    row.state = Row::State::Ended;
-    EXPECT_EQ(RowHealth::of(row).degree, RowHealth::Over);
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.streams[0].framesPerSecond = 0;
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Still);
+    input.streams[0].framesPerSecond.reset();
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Well) << "it has only begun";
+    input.streams[0].framesPerSecond = 0;
+    input.state = State::Ended;
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Over);
 }
 
 TEST(RowHealth, WithoutAConnectionOnlyTheStateCounts)
 {
-    Row row = rowWith(BoardState::LostLight, Light::Bad);
-    row.state = Row::State::Connecting;
-    EXPECT_FALSE(RowHealth::of(row).isUnwell());
-    row.state = Row::State::Waiting;
-    EXPECT_TRUE(RowHealth::of(row).isUnwell());
-    row.state = Row::State::Failed;
-    EXPECT_TRUE(RowHealth::of(row).isUnwell());
+    Snapshot::Input input = inputWith(Snapshot::LostLight, Light::Bad);
+    input.state = State::Connecting;
+    EXPECT_FALSE(healthOf(input).isUnwell());
+    input.state = State::Waiting;
+    EXPECT_TRUE(healthOf(input).isUnwell());
+    input.state = State::Failed;
+    EXPECT_TRUE(healthOf(input).isUnwell());
+}
+
+TEST(RowHealth, AStreamThatNobodyReadsYetIsNotUnwell)
+{
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.state = State::Ready;
+    input.streams[0].framesPerSecond = 0;
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Ready);
+    EXPECT_FALSE(healthOf(input).isUnwell());
+    EXPECT_STREQ(healthOf(input).text(), "nobody asks for its frames yet");
 }

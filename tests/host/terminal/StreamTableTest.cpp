@@ -4,12 +4,14 @@
 #include <limits>
 
 #include "CharacterSet.h"
-#include "MadeUpState.h"
+#include "MadeUpSnapshot.h"
 #include <gmock/gmock.h>
 
 using Column = StreamTable::Column;
-using Row = BoardState::Row;
 using Tone = BoardPicture::Tone;
+using decoding::Light;
+using decoding::Snapshot;
+using decoding::State;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -21,18 +23,19 @@ class StreamTableInUtf8 : public testing::Test {
     const CharacterSet _set{"C.UTF-8"};
 };
 
-std::vector<Column> columns(int width, const std::vector<Row> &rows)
+std::vector<Column> columns(int width, const Snapshot::Input &input)
 {
     std::vector<Column> result;
-    const StreamTable table(width, rows);
+    const StreamTable table(width, {MadeUpSnapshot::row(input)});
     for (const StreamTable::Place &place : table.places())
         result.push_back(place.column);
     return result;
 }
 
-BoardPicture painted(int width, const Row &row)
+BoardPicture painted(int width, const Snapshot::Input &input)
 {
     BoardPicture picture(width, 1);
+    const StreamRow row = MadeUpSnapshot::row(input);
     StreamTable(width, {row}).paintRow(picture, 0, row);
     return picture;
 }
@@ -40,7 +43,8 @@ BoardPicture painted(int width, const Row &row)
 std::string heading(int width, const BoardView &view)
 {
     BoardPicture picture(width, 1);
-    StreamTable(width, {MadeUpState::row("cam-1 video")}).paintHeading(picture, 0, view);
+    const Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
+    StreamTable(width, {MadeUpSnapshot::row(input)}).paintHeading(picture, 0, view);
     return picture.text(0);
 }
 
@@ -63,33 +67,33 @@ Tone toneOf(const BoardPicture &picture, const std::string &text)
 TEST_F(StreamTableInUtf8, ShowsEverythingThatMattersIn80Columns)
 {
     EXPECT_EQ(heading(80, BoardView()), "  Stream      State   MLCTKND   Frames   fps   Lost Latency  Worst Mode");
-    EXPECT_EQ(painted(80, MadeUpState::row("cam-1 video")).text(0),
+    EXPECT_EQ(painted(80, MadeUpSnapshot::input("cam-1 video")).text(0),
               "  cam-1 video run     GGGG··G   18,250  25.0      0      12     41 perf");
 }
 
 TEST_F(StreamTableInUtf8, SaysMoreIn200Columns)
 {
-    Row row = MadeUpState::row("cam-1 video");
-    row.trouble = "the queue is full";
-    EXPECT_EQ(painted(200, row).text(0),
+    Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
+    input.error = "the queue is full";
+    EXPECT_EQ(painted(200, input).text(0),
               "  cam-1 video  running     G G G G · · G         18,250     25.0          0          "
               "12        41  performance  Decoder/1  the queue is full");
 }
 
 TEST_F(StreamTableInUtf8, LeavesOutTheLeastImportantColumnsFirst)
 {
-    const std::vector<Row> rows{MadeUpState::row("cam-1 video")};
-    EXPECT_THAT(columns(60, rows), ElementsAre(Column::Name, Column::State, Column::Lights, Column::Rate, Column::Lost,
-                                               Column::Latency, Column::Worst));
-    EXPECT_THAT(columns(30, rows), ElementsAre(Column::Name, Column::Lights, Column::Rate));
-    EXPECT_THAT(columns(12, rows), ElementsAre(Column::Name));
+    const Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
+    EXPECT_THAT(columns(60, input), ElementsAre(Column::Name, Column::State, Column::Lights, Column::Rate, Column::Lost,
+                                                Column::Latency, Column::Worst));
+    EXPECT_THAT(columns(30, input), ElementsAre(Column::Name, Column::Lights, Column::Rate));
+    EXPECT_THAT(columns(12, input), ElementsAre(Column::Name));
 }
 
 TEST_F(StreamTableInUtf8, ColumnsNeverOverlapNorLeaveThePicture)
 {
-    const std::vector<Row> rows{MadeUpState::row(std::string(300, 'x'))};
+    const Snapshot::Input input = MadeUpSnapshot::input(std::string(300, 'x'));
     for (int width = 0; width < 400; ++width) {
-        const StreamTable table(width, rows);
+        const StreamTable table(width, {MadeUpSnapshot::row(input)});
         int end = 1;
         for (const StreamTable::Place &place : table.places()) {
             EXPECT_GT(place.begin, end - 1) << width;
@@ -101,13 +105,13 @@ TEST_F(StreamTableInUtf8, ColumnsNeverOverlapNorLeaveThePicture)
 
 TEST_F(StreamTableInUtf8, EveryValueStaysInItsColumn)
 {
-    Row row = MadeUpState::row("cam-1 video");
-    row.frames = row.lost = std::numeric_limits<qint64>::max();
-    row.framesPerSecond = 1e300;
-    row.latencyMs = row.worstLatencyMs = std::numeric_limits<qint64>::min();
+    Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
+    input.streams[0].frames = input.streams[0].lost = std::numeric_limits<std::int64_t>::max();
+    input.streams[0].framesPerSecond = 1e300;
+    input.streams[0].latency->lastMs = input.streams[0].latency->maximumMs = std::numeric_limits<std::int64_t>::min();
     for (const int width : {80, 200}) {
-        const BoardPicture picture = painted(width, row);
-        const StreamTable table(width, {row});
+        const BoardPicture picture = painted(width, input);
+        const StreamTable table(width, {MadeUpSnapshot::row(input)});
         for (const StreamTable::Place &place : table.places())
             EXPECT_EQ(picture.line(0)[static_cast<std::size_t>(place.begin) - 1].text, " ")
                 << width << ", " << place.begin;
@@ -116,62 +120,92 @@ TEST_F(StreamTableInUtf8, EveryValueStaysInItsColumn)
 
 TEST_F(StreamTableInUtf8, ShortensLongNamesInTheMiddle)
 {
-    const Row row = MadeUpState::row("rtsp://10.0.0.17:554/axis-media/media.amp?resolution=640x480 video");
-    EXPECT_THAT(painted(80, row).text(0), StartsWith("  rtsp://10…480 video run     GGGG"));
-    EXPECT_THAT(painted(200, row).text(0),
+    const Snapshot::Input input =
+        MadeUpSnapshot::input("rtsp://10.0.0.17:554/axis-media/media.amp?resolution=640x480 video");
+    EXPECT_THAT(painted(80, input).text(0), StartsWith("  rtsp://10…480 video run     GGGG"));
+    EXPECT_THAT(painted(200, input).text(0),
                 StartsWith("  rtsp://10.0.0.17:554/axis-media…dia.amp?resolution=640x480 video  running "));
 }
 
 TEST_F(StreamTableInUtf8, WideAndOddNamesMoveNothing)
 {
-    const std::string plain = painted(80, MadeUpState::row("abcdefghijk")).text(0).substr(13);
-    EXPECT_EQ(painted(80, MadeUpState::row("正門カメラx")).text(0), "  正門カメラx" + plain);
-    EXPECT_EQ(painted(80, MadeUpState::row("a\x1b[31mb\r\ncd")).text(0), "  a?[31mb??cd" + plain);
-    EXPECT_EQ(painted(80, MadeUpState::row("e\u0301bcdefghijk")).text(0), "  e\u0301bcdefghijk" + plain);
+    const std::string plain = painted(80, MadeUpSnapshot::input("abcdefghijk")).text(0).substr(13);
+    EXPECT_EQ(painted(80, MadeUpSnapshot::input("正門カメラx")).text(0), "  正門カメラx" + plain);
+    EXPECT_EQ(painted(80, MadeUpSnapshot::input("a\x1b[31mb\r\ncd")).text(0), "  a?[31mb??cd" + plain);
+    EXPECT_EQ(painted(80, MadeUpSnapshot::input("e\u0301bcdefghijk")).text(0), "  e\u0301bcdefghijk" + plain);
 }
 
 TEST_F(StreamTableInUtf8, LightsAreALetterAndATone)
 {
-    Row row = MadeUpState::row("cam");
-    row.lights = {Light::Good, Light::Warning, Light::Bad, Light::Black, Light::Black, Light::Black, Light::Good};
-    const BoardPicture picture = painted(80, row);
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.streams[0].lights = {Light::Good,  Light::Warning, Light::Bad, Light::Black,
+                               Light::Black, Light::Black,   Light::Good};
+    const BoardPicture picture = painted(80, input);
     EXPECT_THAT(picture.text(0), HasSubstr(" GYR···G "));
     EXPECT_EQ(toneOf(picture, "GYR"), Tone::Good);
     EXPECT_EQ(toneOf(picture, "YR"), Tone::Warning);
     EXPECT_EQ(toneOf(picture, "R"), Tone::Bad);
-    row.lights.reset();
-    EXPECT_THAT(painted(80, row).text(0), HasSubstr(" run               18,250 "));
+    input.streams[0].lights.reset();
+    EXPECT_THAT(painted(80, input).text(0), HasSubstr(" run               18,250 "));
 }
 
 TEST_F(StreamTableInUtf8, AStreamThatIsUnwellStandsOut)
 {
-    Row row = MadeUpState::row("cam");
-    EXPECT_EQ(toneOf(painted(80, row), "cam"), Tone::Plain);
-    row.framesPerSecond = 0;
-    const BoardPicture picture = painted(80, row);
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    EXPECT_EQ(toneOf(painted(80, input), "cam"), Tone::Plain);
+    input.streams[0].framesPerSecond = 0;
+    const BoardPicture picture = painted(80, input);
     EXPECT_THAT(picture.text(0), StartsWith("! cam "));
     EXPECT_EQ(toneOf(picture, "cam"), Tone::Alarm);
-    EXPECT_THAT(painted(200, row).text(0), EndsWith("  gives no frames"));
+    EXPECT_THAT(painted(200, input).text(0), EndsWith("  gives no frames"));
 }
 
 TEST_F(StreamTableInUtf8, LatencyHasTheTonesOfItsLight)
 {
-    Row row = MadeUpState::row("cam");
-    row.latencyMs = 49;
-    EXPECT_EQ(toneOf(painted(80, row), "49"), Tone::Plain);
-    row.latencyMs = 50;
-    EXPECT_EQ(toneOf(painted(80, row), "50     41"), Tone::Warning);
-    row.latencyMs = 150;
-    EXPECT_EQ(toneOf(painted(80, row), "150"), Tone::Alarm);
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.streams[0].latency->lastMs = 49;
+    EXPECT_EQ(toneOf(painted(80, input), "49"), Tone::Plain);
+    input.streams[0].latency->lastMs = 50;
+    EXPECT_EQ(toneOf(painted(80, input), "50     41"), Tone::Warning);
+    input.streams[0].latency->lastMs = 150;
+    EXPECT_EQ(toneOf(painted(80, input), "150"), Tone::Alarm);
 }
 
 TEST_F(StreamTableInUtf8, AStreamThatHasEndedIsDim)
 {
-    Row row = MadeUpState::row("cam");
-    row.state = Row::State::Ended;
-    row.latencyMs = 777;
-    EXPECT_EQ(toneOf(painted(80, row), "cam"), Tone::Dim);
-    EXPECT_EQ(toneOf(painted(80, row), "777"), Tone::Dim);
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.state = State::Ended;
+    input.streams[0].latency->lastMs = 777;
+    EXPECT_EQ(toneOf(painted(80, input), "cam"), Tone::Dim);
+    EXPECT_EQ(toneOf(painted(80, input), "777"), Tone::Dim);
+}
+
+TEST_F(StreamTableInUtf8, EveryStateIsAWord)
+{
+    const std::vector<std::pair<State, std::pair<const char *, const char *>>> words{
+        {State::Connecting, {"connect ", "connecting "}},
+        {State::Ready, {"ready ", "ready "}},
+        {State::Running, {"run ", "running "}},
+        {State::Waiting, {"wait ", "waiting "}},
+        {State::Ended, {"ended ", "ended "}},
+        {State::Failed, {"failed ", "failed "}}};
+    for (const auto &[state, word] : words) {
+        Snapshot::Input input = MadeUpSnapshot::input("cam");
+        input.state = state;
+        EXPECT_THAT(painted(80, input).text(0), HasSubstr(std::string("cam        ") + word.first));
+        EXPECT_THAT(painted(200, input).text(0), HasSubstr(std::string("cam         ") + word.second));
+    }
+}
+
+TEST_F(StreamTableInUtf8, EveryModeIsAWord)
+{
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.streams[0].mode = decoding::Mode::TimeSaving;
+    EXPECT_EQ(toneOf(painted(80, input), "save"), Tone::Warning);
+    EXPECT_EQ(toneOf(painted(200, input), "time-saving"), Tone::Warning);
+    input.streams[0].tuned = false;
+    EXPECT_EQ(toneOf(painted(80, input), "fixed"), Tone::Plain);
+    EXPECT_EQ(toneOf(painted(200, input), "fixed"), Tone::Plain);
 }
 
 TEST_F(StreamTableInUtf8, AnArrowMarksTheSortedColumn)
@@ -193,7 +227,7 @@ TEST_F(StreamTableInUtf8, AnArrowMarksTheSortedColumn)
 TEST(StreamTable, KeepsToAsciiInALocaleThatIsNotUtf8)
 {
     const CharacterSet set("C");
-    EXPECT_THAT(painted(80, MadeUpState::row("cam")).text(0), HasSubstr(" GGGG..G "));
+    EXPECT_THAT(painted(80, MadeUpSnapshot::input("cam")).text(0), HasSubstr(" GGGG..G "));
     BoardView view;
     while (view.sortColumn() != BoardView::SortColumn::Lost)
         view.handleKey(BoardKey::NextSort);

@@ -1,5 +1,5 @@
-#ifndef HOST_CLI_RUNDISPLAY_H
-#define HOST_CLI_RUNDISPLAY_H
+#ifndef HOST_TERMINAL_RUNDISPLAY_H
+#define HOST_TERMINAL_RUNDISPLAY_H
 
 #include <chrono>
 #include <memory>
@@ -7,40 +7,43 @@
 #include <string>
 #include <vector>
 
-#include "cli/CommandLine.h"
-#include "session/InputSet.h"
-#include "session/RunObserver.h"
 #include "terminal/Board.h"
 #include "terminal/BoardLines.h"
 #include "terminal/BoardView.h"
 #include "terminal/ProgressDisplay.h"
+#include <decoding/Snapshot.h>
 
-/// What a run shows while it lasts: the board, as a full screen where the standard output is a terminal, else as lines on
-/// it; or the progress, where the standard error output is a terminal; and messages there, in any case. Thread-bound.
+/// What a run shows while it lasts: the board, as a full screen where the standard output is a terminal, else as lines
+/// on it; or the progress, where the standard error output is a terminal; and messages there, in any case. Thread-bound.
 class RunDisplay final {
 public:
     using Instant = std::chrono::steady_clock::time_point;
 
-    explicit RunDisplay(const DecodeOptions &options);
+    struct Options {
+        bool showsBoard = false; // rather than the progress
+        bool quiet = false;      // shows messages only
+    };
+
+    explicit RunDisplay(Options options);
     RunDisplay(const RunDisplay &) = delete;
     RunDisplay &operator=(const RunDisplay &) = delete;
     /// Gives the terminal back, with the messages that could not be shown on it meanwhile.
     ~RunDisplay();
 
-    /// Whether it shows the board, as options such as these want it.
-    [[nodiscard]] static bool showsBoard(const DecodeOptions &options);
-
     /// Shows one line for people.
     void tell(const std::string &message);
 
+    /// @return whether `update` has anything to do. Spares those who ask the snapshot.
+    [[nodiscard]] bool wantsUpdate(Instant now) const;
+
     /// Shows how the run is going, unless it has just done so. To be called some twenty times a second.
     /// @return what the operator wants, by the next key.
-    BoardAction update(const InputSet &inputs, RunObserver &observer, Instant now);
+    BoardAction update(const decoding::Snapshot &snapshot, Instant now);
 
 private:
-    void updateProgress(const InputSet &inputs, Instant now);
-    void updateLines(RunObserver &observer, Instant now);
-    BoardAction updateBoard(RunObserver &observer, Instant now);
+    [[nodiscard]] bool isDue(Instant now) const;
+    void updateLines(const decoding::Snapshot &snapshot, Instant now);
+    BoardAction updateBoard(const decoding::Snapshot &snapshot, Instant now);
     void closeBoard();
 
     const bool _showsProgress;

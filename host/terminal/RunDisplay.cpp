@@ -1,10 +1,8 @@
-#include "cli/RunDisplay.h"
+#include "terminal/RunDisplay.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
-#include "sources/LiveSource.h"
 #include "terminal/DisplayText.h"
 
 namespace {
@@ -17,18 +15,13 @@ void write(const std::string &message)
     std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
 }
 
-bool isLive(const std::string &input)
-{
-    return LiveSource::isLive(QString::fromStdString(InputSpec::parse(input).url));
-}
-
 } // namespace
 
-RunDisplay::RunDisplay(const DecodeOptions &options)
-    : _showsProgress(!options.quiet && !showsBoard(options) && isatty(STDERR_FILENO) == 1)
+RunDisplay::RunDisplay(Options options)
+    : _showsProgress(!options.quiet && !options.showsBoard && isatty(STDERR_FILENO) == 1)
     , _progress(STDERR_FILENO, !_showsProgress)
 {
-    if (!showsBoard(options))
+    if (options.quiet || !options.showsBoard)
         return;
     if (isatty(STDOUT_FILENO) == 1) {
         auto opened = Board::open();
@@ -46,14 +39,6 @@ RunDisplay::~RunDisplay()
     closeBoard();
 }
 
-bool RunDisplay::showsBoard(const DecodeOptions &options)
-{
-    if (options.quiet || options.board == DecodeOptions::Board::Never)
-        return false;
-    return options.board == DecodeOptions::Board::Always || options.controlSocket ||
-           std::any_of(options.inputs.begin(), options.inputs.end(), isLive);
-}
-
 void RunDisplay::tell(const std::string &message)
 {
     if (_board && isatty(STDERR_FILENO) == 1) {
@@ -67,49 +52,51 @@ void RunDisplay::tell(const std::string &message)
     write(message);
 }
 
-BoardAction RunDisplay::update(const InputSet &inputs, RunObserver &observer, Instant now)
+bool RunDisplay::wantsUpdate(Instant now) const
 {
     if (_board)
-        return updateBoard(observer, now);
-    if (_updatedAt && now - *_updatedAt < redrawInterval)
+        return isDue(now) || _board->hasNews();
+    return (_lines || _showsProgress) && isDue(now);
+}
+
+bool RunDisplay::isDue(Instant now) const
+{
+    return !_updatedAt || now - *_updatedAt >= redrawInterval;
+}
+
+BoardAction RunDisplay::update(const decoding::Snapshot &snapshot, Instant now)
+{
+    if (_board)
+        return updateBoard(snapshot, now);
+    if (!isDue(now))
         return BoardAction::None;
     _updatedAt = now;
     if (_lines)
-        updateLines(observer, now);
+        updateLines(snapshot, now);
     else if (_showsProgress)
-        updateProgress(inputs, now);
+        _progress.update(snapshot, now);
     return BoardAction::None;
 }
 
-void RunDisplay::updateProgress(const InputSet &inputs, Instant now)
+void RunDisplay::updateLines(const decoding::Snapshot &snapshot, Instant now)
 {
-    ProgressDisplay::State state;
-    for (const auto &input : inputs.inputs()) {
-        if (input->isOpen())
-            state.push_back(input->progress());
-    }
-    _progress.update(state, now);
-}
-
-void RunDisplay::updateLines(RunObserver &observer, Instant now)
-{
-    const std::optional<std::string> lines = _lines->update(observer.boardState(now), now);
+    const std::optional<std::string> lines = _lines->update(snapshot, now);
     if (!lines)
         return;
     std::fputs(lines->c_str(), stdout);
     std::fflush(stdout);
 }
 
-BoardAction RunDisplay::updateBoard(RunObserver &observer, Instant now)
+BoardAction RunDisplay::updateBoard(const decoding::Snapshot &snapshot, Instant now)
 {
     const BoardAction action = _board->poll();
     if (action == BoardAction::TerminalLost) {
         closeBoard();
         return action;
     }
-    if (action != BoardAction::None || !_updatedAt || now - *_updatedAt >= redrawInterval) {
+    if (action != BoardAction::None || isDue(now)) {
         _updatedAt = now;
-        _board->draw(observer.boardState(now));
+        _board->draw(snapshot);
     }
     return action;
 }

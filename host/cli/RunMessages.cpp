@@ -1,0 +1,36 @@
+#include "cli/RunMessages.h"
+
+#include <chrono>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t maxLatest = 50;
+
+} // namespace
+
+void RunMessages::add(const Message &message)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    if (_latest.size() == maxLatest)
+        _latest.erase(_latest.begin());
+    _latest.push_back({++_count, message.at, message.text});
+    _untold.push_back(message.text);
+}
+
+void RunMessages::add(const std::string &text)
+{
+    add(Message{0, std::chrono::system_clock::now(), text});
+}
+
+std::vector<std::string> RunMessages::take()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return std::exchange(_untold, {});
+}
+
+std::vector<RunMessages::Message> RunMessages::latest() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _latest;
+}

@@ -1,0 +1,34 @@
+#ifndef HOST_CLI_RUNMESSAGES_H
+#define HOST_CLI_RUNMESSAGES_H
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <decoding/Snapshot.h>
+
+/// What a run tells people, in the order in which it came: the session's messages and those of the program itself.
+/// Thread-safe; waits for nobody.
+class RunMessages final {
+public:
+    using Message = decoding::Snapshot::Message;
+
+    void add(const Message &message);
+    /// @param text one line, of this moment.
+    void add(const std::string &text);
+
+    /// @return the texts of those that came since the last call.
+    std::vector<std::string> take();
+
+    /// @return the last ones, numbered as they came, for whoever shows them with the state of the session.
+    std::vector<Message> latest() const;
+
+private:
+    mutable std::mutex _mutex; // guards all
+    std::vector<std::string> _untold;
+    std::vector<Message> _latest;
+    std::int64_t _count = 0;
+};
+
+#endif
