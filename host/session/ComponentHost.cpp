@@ -30,8 +30,13 @@ QString ComponentHost::libraryFile(const ComponentOptions &options)
     if (dladdr(reinterpret_cast<const void *>(&ComponentHost::libraryFile), &self) == 0)
         return QStringLiteral(COMPONENT_FILE_NAME);
     const QDir place = QFileInfo(QFile::decodeName(self.dli_fname)).absoluteDir();
-    const QString installed = place.filePath(QStringLiteral(INSTALLED_COMPONENT));
-    return QFile::exists(installed) ? installed : place.filePath(QStringLiteral(COMPONENT_FILE_NAME));
+    for (const char *const path :
+         {INSTALLED_BESIDE_LIBRARY COMPONENT_FILE_NAME, INSTALLED_BESIDE_PROGRAM COMPONENT_FILE_NAME}) {
+        const QString installed = place.filePath(QLatin1String(path));
+        if (QFile::exists(installed))
+            return installed;
+    }
+    return place.filePath(QStringLiteral(COMPONENT_FILE_NAME));
 }
 
 std::optional<std::string> ComponentHost::start(const QString &path)
