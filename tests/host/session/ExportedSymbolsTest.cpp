@@ -55,6 +55,7 @@ TEST(ExportedSymbols, AreThoseOfThePublicNamespaceOnly)
 TEST(ExportedSymbols, AreNothingThatPublicHeadersDoNotDeclare)
 {
     for (const std::string &symbol : exportedSymbols()) {
+        EXPECT_EQ(symbol.find("::Source::"), std::string::npos) << symbol;
         EXPECT_EQ(symbol.find("::Memory::"), std::string::npos) << symbol;
         EXPECT_EQ(symbol.find("makeFrame"), std::string::npos) << symbol;
     }
@@ -66,6 +67,8 @@ TEST(ExportedSymbols, AreAllThatAProgramNeeds)
     EXPECT_THAT(symbols, Contains("decoding::version()"));
     EXPECT_THAT(symbols, Contains("typeinfo for decoding::Error"));
     EXPECT_THAT(symbols, Contains("vtable for decoding::Error"));
+    EXPECT_THAT(symbols, Contains("decoding::FrameReader<decoding::VideoFrame>::next()"));
+    EXPECT_THAT(symbols, Contains("decoding::FrameReader<decoding::AudioFrame>::descriptor() const"));
     EXPECT_THAT(symbols, Contains("decoding::VideoFrame::plane(int) const"));
     EXPECT_THAT(symbols, Contains("decoding::Snapshot::Input::errors[abi:cxx11]() const"));
 }
