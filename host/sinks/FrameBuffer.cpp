@@ -47,12 +47,12 @@ void FrameBuffer<Handle>::push(const Handle &frame) noexcept
 }
 
 template <class Handle>
-std::optional<Handle> FrameBuffer<Handle>::take(std::optional<Instant> deadline)
+std::optional<Handle> FrameBuffer<Handle>::take(std::optional<Instant> until)
 {
     std::unique_lock<std::mutex> lock(_mutex);
     const auto isReadable = [this] { return isReadableLocked(); };
-    if (deadline)
-        _readable.wait_until(lock, *deadline, isReadable);
+    if (until)
+        _readable.wait_until(lock, *until, isReadable);
     else
         _readable.wait(lock, isReadable);
     return takeLocked();

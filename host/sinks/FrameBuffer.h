@@ -43,9 +43,9 @@ public:
     /// out of memory ends the process, because output queues must not throw.
     void push(const Handle &frame) noexcept;
 
-    /// Waits for a frame, until @p deadline if there is one. @return the oldest frame; nothing when none came in time or
+    /// Waits for a frame, no longer than @p until, if given. @return the oldest frame; nothing when none came in time or
     /// none will come, which hasEnded() tells.
-    std::optional<Handle> take(std::optional<Instant> deadline = std::nullopt);
+    std::optional<Handle> take(std::optional<Instant> until = std::nullopt);
     /// Does not wait.
     std::optional<Handle> tryTake();
 

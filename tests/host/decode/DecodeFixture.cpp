@@ -74,7 +74,7 @@ void DecodeFixture::forEachStream(const HostRun &run, const QStringList &files, 
     InputNames names;
     for (const QString &file : files) {
         for (int copy = 0; copy < copies; ++copy) {
-            const InputNames::Name name = names.next(InputSpec::parse(file.toStdString()));
+            const InputNames::Name name = names.next(file.toStdString(), std::string());
             SCOPED_TRACE(name.shown);
             const QJsonArray streams = run.input(name.shown)["streams"].toArray();
             EXPECT_GT(streams.size(), 0);

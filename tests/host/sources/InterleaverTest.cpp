@@ -13,7 +13,7 @@ class InterleaverTest : public testing::Test {
 protected:
     void add(std::size_t position, qint64 blockTimeMs, int size = 1)
     {
-        const std::unique_ptr<AVPacket, Interleaver::FreePacket> packet(av_packet_alloc());
+        const AvPointer<AVPacket> packet(av_packet_alloc());
         ASSERT_EQ(av_new_packet(packet.get(), size), 0);
         packet->pts = _added[position]++;
         interleaver.add(position, blockTimeMs, *packet);
@@ -108,7 +108,7 @@ TEST_F(InterleaverTest, HoldsBackNoMoreBytesThanTheLimit)
 TEST_F(InterleaverTest, KeepsTheDataOfAPacketThatIsGone)
 {
     {
-        const std::unique_ptr<AVPacket, Interleaver::FreePacket> packet(av_packet_alloc());
+        const AvPointer<AVPacket> packet(av_packet_alloc());
         ASSERT_EQ(av_new_packet(packet.get(), 3), 0);
         std::copy_n("abc", 3, packet->data);
         packet->flags = AV_PKT_FLAG_KEY;
