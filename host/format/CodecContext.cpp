@@ -126,7 +126,7 @@ CodecContext::Context CodecContext::open(const QByteArray &parameters)
     context->framerate = {stream->frameRateNumerator, stream->frameRateDenominator};
     context->thread_count = 1;
     if (_mediaType == AVMEDIA_TYPE_VIDEO)
-        context->get_buffer2 = PictureMemory::getBuffer;
+        PictureMemory::use(_pictures, context.get());
     if (result >= 0)
         result = avcodec_open2(context.get(), decoder, nullptr);
     if (result < 0) {
