@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "interfaces/BigBlocks.h"
+#include "slab/BlockOwner.h"
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -25,16 +26,22 @@ constexpr quint32 pageBytes = 4096;
 
 struct Allocator {
     const char *name;
-    void *(*allocate)(quint32 size);
+    /// @param stream whose frame it will be.
+    void *(*allocate)(slab::BlockOwner &stream, quint32 size);
     void (*deallocate)(void *data, quint32 size);
 };
 
 constexpr Allocator allocators[] = {
-    {"slab", slab::bigBlockAllocate, slab::bigBlockDeallocate},
-    {"aligned_alloc", [](quint32 size) { return std::aligned_alloc(64, (size + 63) & ~63U); },
+    {"owners", [](slab::BlockOwner &stream, quint32 size) { return stream.allocate(size); }, slab::bigBlockDeallocate},
+    {"slab", [](slab::BlockOwner & /*stream*/, quint32 size) { return slab::bigBlockAllocate(size); },
+     slab::bigBlockDeallocate},
+    {"aligned_alloc",
+     [](slab::BlockOwner & /*stream*/, quint32 size) { return std::aligned_alloc(64, (size + 63) & ~63U); },
      [](void *data, quint32 /*size*/) { std::free(data); }},
     {"mmap",
-     [](quint32 size) { return mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0); },
+     [](slab::BlockOwner & /*stream*/, quint32 size) {
+         return mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+     },
      [](void *data, quint32 size) { munmap(data, size); }},
 };
 
@@ -86,11 +93,12 @@ std::size_t framesKept(int stream)
 
 void decode(const Allocator &allocator, int streamCount, int frameCount, Handover &handover)
 {
+    std::deque<slab::BlockOwner> owners(static_cast<std::size_t>(streamCount));
     for (int frame = 0; frame < frameCount; ++frame) {
         std::vector<Frame> frames;
         for (int stream = 0; stream < streamCount; ++stream) {
             const quint32 size = frameSize(stream, streamCount);
-            auto *const data = static_cast<char *>(allocator.allocate(size));
+            auto *const data = static_cast<char *>(allocator.allocate(owners[static_cast<std::size_t>(stream)], size));
             // One byte of each page, because writing all of them would drown what is measured.
             for (quint32 at = 0; at < size; at += pageBytes)
                 data[at] = static_cast<char>(frame);
@@ -168,7 +176,7 @@ int main(int argc, char **argv)
         if (argc == 2 && std::string_view(argv[1]) == allocator.name)
             chosen = &allocator;
     if (!chosen) {
-        std::fprintf(stderr, "usage: big_blocks_bench (slab | aligned_alloc | mmap)\n");
+        std::fprintf(stderr, "usage: big_blocks_bench (owners | slab | aligned_alloc | mmap)\n");
         return 2;
     }
     std::printf("%-14s %8s %10s %10s %10s %10s %10s\n", "allocator", "streams", "us/block", "faults", "peak MB",

@@ -17,6 +17,7 @@
 #include "cli/ExitCode.h"
 #include "cli/ProbeRun.h"
 #include "control/ControlClient.h"
+#include "media/SafeText.h"
 
 namespace {
 
@@ -26,8 +27,8 @@ constexpr std::chrono::seconds controlTimeout(60);
 int fail(int exitCode, const std::string &message)
 {
     // One line, whatever texts of others the message quotes.
-    const QByteArray line = QString::fromStdString(message).simplified().toUtf8();
-    std::fprintf(stderr, "decoding-host: %s\n", line.constData());
+    const std::string line = SafeText::utf8(QString::fromStdString(message).simplified().toStdString());
+    std::fprintf(stderr, "decoding-host: %s\n", line.c_str());
     return exitCode;
 }
 

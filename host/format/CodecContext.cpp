@@ -16,6 +16,19 @@ Pointer orThrow(Pointer pointer)
     return pointer;
 }
 
+/// Whether @p packet is a raw picture of few bits that ends too early. libavcodec refuses too short raw pictures but
+/// for these: of these it takes the end to be what the heap holds, which others may have left there.
+bool isTooShort(const AVPacket &packet, const AVCodecContext &codec)
+{
+    const bool hasFewBits = codec.pix_fmt == AV_PIX_FMT_PAL8 || codec.pix_fmt == AV_PIX_FMT_MONOWHITE ||
+                            codec.pix_fmt == AV_PIX_FMT_MONOBLACK;
+    if (codec.codec_id != AV_CODEC_ID_RAWVIDEO || !hasFewBits)
+        return false;
+    const int defaultBits = codec.pix_fmt == AV_PIX_FMT_PAL8 ? 8 : 1;
+    const qint64 bits = codec.bits_per_coded_sample > 0 ? codec.bits_per_coded_sample : defaultBits;
+    return packet.size < (codec.width * bits + 7) / 8 * codec.height;
+}
+
 } // namespace
 
 CodecContext::CodecContext(AVMediaType mediaType, std::shared_ptr<DamageCounts> damage)
@@ -113,7 +126,7 @@ CodecContext::Context CodecContext::open(const QByteArray &parameters)
     context->framerate = {stream->frameRateNumerator, stream->frameRateDenominator};
     context->thread_count = 1;
     if (_mediaType == AVMEDIA_TYPE_VIDEO)
-        context->get_buffer2 = PictureMemory::getBuffer;
+        PictureMemory::use(_pictures, context.get());
     if (result >= 0)
         result = avcodec_open2(context.get(), decoder, nullptr);
     if (result < 0) {
@@ -128,6 +141,10 @@ void CodecContext::decodePacket(const Deliver &deliver)
     // To libavcodec a packet without bytes is the end of the stream.
     if (_packet->size == 0)
         return;
+    if (isTooShort(*_packet, *_context)) {
+        count(DamageCounts::UndecodableBlock, "a raw picture is too short");
+        return;
+    }
     const int result = avcodec_send_packet(_context.get(), _packet.get());
     if (result < 0) {
         countError(DamageCounts::UndecodableBlock, result);
@@ -137,7 +154,8 @@ void CodecContext::decodePacket(const Deliver &deliver)
     }
 }
 
-/// @return 0 when a frame was delivered, AVERROR(EAGAIN) and AVERROR_EOF as libavcodec means them, other errors counted.
+/// @return 0 when a frame was delivered, AVERROR(EAGAIN) and AVERROR_EOF as libavcodec means them, other errors
+///         counted.
 int CodecContext::receive(AVCodecContext &context, const Deliver &deliver)
 {
     const int result = avcodec_receive_frame(&context, _frame.get());

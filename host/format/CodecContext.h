@@ -9,14 +9,15 @@
 
 #include "format/DamageCounts.h"
 #include "format/MediaBlock.h"
+#include "slab/BlockOwner.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
-/// The codec of one stream, from its blocks to libavcodec's frames: what video and audio codec decoders share. Opened at
-/// the first key block from the parameters in it, opened anew when a later key block brings others. Decodes on the calling
-/// thread alone. Reentrant; nothing here throws.
+/// The codec of one stream, from its blocks to libavcodec's frames: what video and audio codec decoders share. Opened
+/// at the first key block from the parameters in it, opened anew when a later key block brings others. Decodes on the
+/// calling thread alone. Reentrant; nothing here throws.
 class CodecContext final {
 public:
     /// Receives one decoded frame, which is valid for the call only. What it throws ends the block and is counted.
@@ -65,6 +66,8 @@ private:
     MediaBlock::Parameters _stream{"stream without a name"};
     /// Those of the last key block, also when the codec could not be opened with them.
     QByteArray _parameters;
+    /// The memory of its pictures. Outlives the codec.
+    slab::BlockOwner _pictures;
     /// Null before the first key block, after the end of the stream, and while the stream cannot be decoded.
     Context _context;
 };

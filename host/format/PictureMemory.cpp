@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "interfaces/BigBlocks.h"
+#include "slab/BlockOwner.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -52,8 +53,13 @@ bool makeStrides(AVPixelFormat format, int width, int *strides)
     return true;
 }
 
-/// @return a block with one owner and room for such a picture, its header marked as not shared yet.
-std::optional<Block> allocate(AVPixelFormat format, int width, int height)
+slab::BlockOwner &ownerOf(const AVCodecContext &codec)
+{
+    return *static_cast<slab::BlockOwner *>(codec.opaque);
+}
+
+/// @return a block of @p owner with one reference and room for such a picture, its header marked as not shared yet.
+std::optional<Block> allocate(slab::BlockOwner &owner, AVPixelFormat format, int width, int height)
 {
     Block block;
     if (!makeStrides(format, width, block.planes.stride))
@@ -74,7 +80,7 @@ std::optional<Block> allocate(AVPixelFormat format, int width, int height)
     // Offsets in the header are signed.
     if (size > static_cast<std::size_t>(std::numeric_limits<qint32>::max()))
         return std::nullopt;
-    void *const memory = slab::bigBlockAllocate(static_cast<quint32>(size));
+    void *const memory = owner.allocate(static_cast<quint32>(size));
     if (!memory)
         return std::nullopt;
     block.header = new (memory) PictureHeader;
@@ -119,9 +125,8 @@ void describe(PictureHeader *header, const PictureHeader &description, const std
     }
 }
 
-} // namespace
-
-int PictureMemory::getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
+/// For AVCodecContext::get_buffer2.
+int getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
 {
     if ((codec->codec->capabilities & AV_CODEC_CAP_DR1) == 0)
         return avcodec_default_get_buffer2(codec, frame, flags);
@@ -129,7 +134,8 @@ int PictureMemory::getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
     int height = frame->height;
     int strideAlignment[AV_NUM_DATA_POINTERS] = {};
     avcodec_align_dimensions2(codec, &width, &height, strideAlignment);
-    const std::optional<Block> block = allocate(static_cast<AVPixelFormat>(frame->format), width, height);
+    const std::optional<Block> block =
+        allocate(ownerOf(*codec), static_cast<AVPixelFormat>(frame->format), width, height);
     if (!block)
         return AVERROR(ENOMEM);
     auto *const bytes = reinterpret_cast<std::uint8_t *>(block->header);
@@ -146,7 +152,16 @@ int PictureMemory::getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
     return 0;
 }
 
-VideoFrameHandle PictureMemory::share(const AVFrame &frame, const PictureHeader &description)
+} // namespace
+
+void PictureMemory::use(slab::BlockOwner &owner, AVCodecContext *codec)
+{
+    codec->opaque = &owner;
+    codec->get_buffer2 = getBuffer;
+}
+
+VideoFrameHandle PictureMemory::share(const AVCodecContext &codec, const AVFrame &frame,
+                                      const PictureHeader &description)
 {
     auto record = std::make_unique<VideoFrameBuffer>();
     PictureHeader *header = unsharedHeaderOf(frame);
@@ -155,7 +170,7 @@ VideoFrameHandle PictureMemory::share(const AVFrame &frame, const PictureHeader 
         slab::bigBlockRetain(header);
     } else {
         const auto format = static_cast<AVPixelFormat>(frame.format);
-        std::optional<Block> copy = allocate(format, frame.width, frame.height);
+        std::optional<Block> copy = allocate(ownerOf(codec), format, frame.width, frame.height);
         if (!copy)
             return VideoFrameHandle();
         Planes &planes = copy->planes;

@@ -52,7 +52,7 @@ void VideoCodecDecoder::decode(const QByteArray &data, bool keyBlock, qint64 /*t
         if (outputCount == 0)
             return;
         const PictureHeader description = describe(_codec.stream(), codec, frame);
-        const VideoFrameHandle picture = PictureMemory::share(frame, description);
+        const VideoFrameHandle picture = PictureMemory::share(codec, frame, description);
         if (picture.isNull()) {
             _codec.count(DamageCounts::UndecodableBlock, "no memory for a picture");
             return;

@@ -2,45 +2,12 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
 
 #include "slab/BigBlockCounts.h"
-#include "slab/BlockCache.h"
-#include "slab/SystemMemory.h"
+#include "slab/BlockStore.h"
 
 namespace {
-
-#ifdef __SANITIZE_ADDRESS__
-// Nothing stays idle, so that AddressSanitizer finds whoever uses a block that was given back, and knows its size.
-constexpr quint64 idleBytes = 0;
-constexpr quint64 idlePercentOfLive = 0;
-#else
-// A few frames of a single stream; and what many streams may give back together before they ask for it again.
-constexpr quint64 idleBytes = 16 << 20;
-constexpr quint64 idlePercentOfLive = 25;
-#endif
-
-/// Never destroyed, because blocks may come back from the destructors of static objects.
-BlockCache &cache()
-{
-    static BlockCache *const theCache = new BlockCache(idleBytes, idlePercentOfLive);
-    return *theCache;
-}
-
-Block *fetchBlock(SizeClass sizeClass, std::size_t bytes)
-{
-    void *const memory = systemMemory::fetch(sizeClass.bytes(), bytes);
-    return memory ? new (memory) Block(sizeClass) : nullptr;
-}
-
-void releaseBlocks(Block *chain)
-{
-    while (Block *const block = chain) {
-        chain = block->older;
-        systemMemory::release(block, block->sizeClass.bytes());
-    }
-}
 
 /// Whoever misuses a block would go on to write into the frames of others.
 [[noreturn]] void failOn(const void *data, const std::string &misuse)
@@ -68,22 +35,8 @@ Block *blockOf(void *data)
 
 void *slab::bigBlockAllocate(quint32 size)
 {
-    const std::size_t bytes = sizeof(Block) + size;
-    const SizeClass sizeClass(bytes);
-    Block *block = cache().take(sizeClass, size);
-    if (!block)
-        block = fetchBlock(sizeClass, bytes);
-    if (!block) {
-        releaseBlocks(cache().takeAll());
-        block = fetchBlock(sizeClass, bytes);
-    }
-    if (!block) {
-        cache().forget(size);
-        return nullptr;
-    }
-    block->size = size;
-    block->references.store(1);
-    return block + 1;
+    Block *const block = BlockStore::instance().allocate(size, nullptr);
+    return block ? block + 1 : nullptr;
 }
 
 void slab::bigBlockRetain(void *data)
@@ -102,15 +55,15 @@ void slab::bigBlockDeallocate(void *data, quint32 size)
     if (referencesBefore <= 0)
         failOn(data, ofBytes(size) + " is given back once too often");
     if (referencesBefore == 1)
-        releaseBlocks(cache().put(block));
+        BlockStore::instance().takeBack(block);
 }
 
 quint64 slab::liveBlockCount()
 {
-    return cache().liveBlocks();
+    return BlockStore::instance().liveBlocks();
 }
 
 quint64 slab::liveByteCount()
 {
-    return cache().liveBytes();
+    return BlockStore::instance().liveBytes();
 }

@@ -8,7 +8,10 @@
 #include <cstdint>
 #include <limits>
 
+#include "slab/BlockChain.h"
 #include "slab/SizeClass.h"
+
+struct BlockHome;
 
 /// What stands right before the bytes that a caller gets, and keeps them aligned.
 struct alignas(64) Block {
@@ -21,16 +24,19 @@ struct alignas(64) Block {
 
     const quint64 magic = magicNumber;
     const SizeClass sizeClass;
-    /// How many owners the block has. Idle blocks have none, which tells whoever gives one back once too often.
+    /// Idle blocks have none, which tells whoever gives one back once too often.
     std::atomic<std::int32_t> references{0};
     /// The size that was asked for.
     quint32 size = 0;
+    /// How many bytes at the beginning may be other than zero: the most that was asked for since all of them were zero.
+    quint32 usedBytes = 0;
 
-    // Only while the block is idle, guarded by the cache: its neighbours of the same size class, and which of all idle
-    // blocks it is, counted since the start.
-    Block *newer = nullptr;
-    Block *older = nullptr;
-    quint64 turn = 0;
+    /// Whose bytes the block holds. Null: anybody's.
+    BlockHome *home = nullptr;
+    // Only while the block is idle, guarded by the cache: its neighbours among all idle blocks, and among those that
+    // the same callers may get.
+    ChainLinks<Block> byAge;
+    ChainLinks<Block> byHome;
 };
 
 static_assert(sizeof(std::size_t) == 8, "the largest block and its header exceed 4 GB");

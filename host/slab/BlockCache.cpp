@@ -1,44 +1,69 @@
 #include "slab/BlockCache.h"
 
-#include <algorithm>
+#include <memory>
 
-BlockCache::BlockCache(quint64 idleBytes, quint64 idlePercentOfLive)
-    : _idleLimitBytes(idleBytes)
-    , _idlePercentOfLive(idlePercentOfLive)
+BlockCache::BlockCache(const Limit &limit)
+    : _limit(limit)
 {
 }
 
-Block *BlockCache::take(SizeClass sizeClass, quint32 size)
+BlockCache::Taken BlockCache::take(SizeClass sizeClass, quint32 size, BlockHome *home)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     ++_liveBlocks;
     _liveBytes += size;
-    Block *const newest = _idle[sizeClass.index()].newest;
-    return newest ? removeLocked(newest) : nullptr;
+    if (home) {
+        ++home->liveBlocks;
+        _lastBytesOfOwners += sizeClass.bytes() - home->lastBytes;
+        home->lastBytes = sizeClass.bytes();
+    }
+    const Taken taken = findLocked(sizeClass, home);
+    if (taken.block)
+        removeLocked(taken.block);
+    return taken;
 }
 
-void BlockCache::forget(quint32 size)
+void BlockCache::forget(quint32 size, BlockHome *home)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     --_liveBlocks;
     _liveBytes -= size;
+    if (home)
+        --home->liveBlocks;
 }
 
 Block *BlockCache::put(Block *block)
 {
+    std::unique_ptr<BlockHome> ended; // deleted without the lock
     const std::lock_guard<std::mutex> lock(_mutex);
     --_liveBlocks;
     _liveBytes -= block->size;
+    if (BlockHome *const home = block->home) {
+        --home->liveBlocks;
+        if (!home->hasOwner) {
+            block->home = nullptr;
+            if (home->liveBlocks == 0)
+                ended.reset(home);
+        }
+    }
+    addLocked(block);
+    return removeSurplusLocked(limitBytesLocked());
+}
 
-    Chain &chain = _idle[block->sizeClass.index()];
-    block->turn = ++_turn;
-    block->newer = nullptr;
-    block->older = chain.newest;
-    (chain.newest ? chain.newest->newer : chain.oldest) = block;
-    chain.newest = block;
-    _idleBytes += block->sizeClass.bytes();
-
-    return removeSurplusLocked(_idleLimitBytes + _liveBytes * _idlePercentOfLive / 100);
+Block *BlockCache::dissolve(BlockHome *home)
+{
+    std::unique_ptr<BlockHome> ended;
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _lastBytesOfOwners -= home->lastBytes;
+    home->hasOwner = false;
+    while (Block *const block = home->idle.oldest()) {
+        home->idle.remove(block);
+        block->home = nullptr;
+        _free[block->sizeClass.index()].add(block);
+    }
+    if (home->liveBlocks == 0)
+        ended.reset(home);
+    return removeSurplusLocked(limitBytesLocked());
 }
 
 Block *BlockCache::takeAll()
@@ -59,30 +84,41 @@ quint64 BlockCache::liveBytes() const
     return _liveBytes;
 }
 
-Block *BlockCache::removeLocked(Block *block)
+BlockCache::Taken BlockCache::findLocked(SizeClass sizeClass, BlockHome *home) const
 {
-    Chain &chain = _idle[block->sizeClass.index()];
-    (block->newer ? block->newer->older : chain.newest) = block->older;
-    (block->older ? block->older->newer : chain.oldest) = block->newer;
+    for (Block *block = home ? home->idle.newest() : nullptr; block; block = block->byHome.older) {
+        if (block->sizeClass.index() == sizeClass.index())
+            return {block, false};
+    }
+    return {_free[sizeClass.index()].newest(), true};
+}
+
+void BlockCache::addLocked(Block *block)
+{
+    _idle.add(block);
+    (block->home ? block->home->idle : _free[block->sizeClass.index()]).add(block);
+    _idleBytes += block->sizeClass.bytes();
+}
+
+void BlockCache::removeLocked(Block *block)
+{
+    _idle.remove(block);
+    (block->home ? block->home->idle : _free[block->sizeClass.index()]).remove(block);
     _idleBytes -= block->sizeClass.bytes();
-    return block;
 }
 
 Block *BlockCache::removeSurplusLocked(quint64 limitBytes)
 {
     Block *surplus = nullptr;
-    while (_idleBytes > limitBytes) {
-        Block *const block = removeLocked(chainWithOldestLocked().oldest);
-        block->older = surplus;
+    for (Block *block = _idle.oldest(); block && _idleBytes > limitBytes; block = _idle.oldest()) {
+        removeLocked(block);
+        block->byAge.older = surplus;
         surplus = block;
     }
     return surplus;
 }
 
-BlockCache::Chain &BlockCache::chainWithOldestLocked()
+quint64 BlockCache::limitBytesLocked() const
 {
-    // Empty chains come last.
-    return *std::min_element(_idle.begin(), _idle.end(), [](const Chain &left, const Chain &right) {
-        return left.oldest && (!right.oldest || left.oldest->turn < right.oldest->turn);
-    });
+    return _limit.bytes + _liveBytes * _limit.percentOfLive / 100 + _lastBytesOfOwners * _limit.blocksOfOwner;
 }

@@ -2,11 +2,13 @@
 
 #if defined(__SANITIZE_ADDRESS__)
 
+#include <cstring>
 #include <new>
 
 void *systemMemory::fetch(std::size_t /*bytes*/, std::size_t usedBytes)
 {
-    return ::operator new(usedBytes, std::align_val_t(64), std::nothrow);
+    void *const memory = ::operator new(usedBytes, std::align_val_t(64), std::nothrow);
+    return memory ? std::memset(memory, 0, usedBytes) : nullptr;
 }
 
 void systemMemory::release(void *memory, std::size_t /*bytes*/)

@@ -148,21 +148,23 @@ public:
     /// @return whether the terminal's size is another one than that of the last call.
     bool fitSize()
     {
-        const std::optional<winsize> size = newSize();
-        return size && resizeterm(size->ws_row, size->ws_col) == OK;
+        const std::optional<winsize> now = size();
+        if (!now || !is_term_resized(now->ws_row, now->ws_col))
+            return false;
+        return resizeterm(now->ws_row, now->ws_col) == OK;
     }
 
-    /// @return the terminal's size where it is another one than that of the last `fitSize`.
-    std::optional<winsize> newSize() const
+    /// @return whether the last picture has another size than the terminal. The screen library may know by then.
+    bool isOutgrown() const
     {
-        winsize size = {};
-        if (ioctl(fileno(_output.get()), TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0)
-            return std::nullopt;
-        return is_term_resized(size.ws_row, size.ws_col) ? std::optional(size) : std::nullopt;
+        const std::optional<winsize> now = size();
+        return now && (now->ws_col != _shownWidth || now->ws_row != _shownHeight);
     }
 
-    void show(const BoardPicture &picture) const
+    void show(const BoardPicture &picture)
     {
+        _shownWidth = picture.width();
+        _shownHeight = picture.height();
         for (int row = 0; row < picture.height(); ++row) {
             const std::vector<BoardPicture::Cell> &cells = picture.line(row);
             for (std::size_t begin = 0, end = 0; begin < cells.size(); begin = end) {
@@ -195,6 +197,15 @@ public:
     }
 
 private:
+    /// @return the terminal's present size; nothing when it does not tell.
+    std::optional<winsize> size() const
+    {
+        winsize size = {};
+        if (ioctl(fileno(_output.get()), TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0)
+            return std::nullopt;
+        return size;
+    }
+
     /// A terminal that holds its output back would hold up the program.
     void keepRunningOnControlS() const
     {
@@ -211,6 +222,8 @@ private:
     const TerminalGuard _guard; // from before the screen is taken until it is given back
     const std::unique_ptr<SCREEN, DeleteScreen> _screen;
     bool _colours = false;
+    int _shownWidth = 0;
+    int _shownHeight = 0;
 };
 
 std::variant<std::unique_ptr<Board>, std::string> Board::open()
@@ -268,5 +281,5 @@ BoardAction Board::poll()
 
 bool Board::hasNews() const
 {
-    return _screen->inputEvents() != 0 || _screen->newSize();
+    return _screen->inputEvents() != 0 || _screen->isOutgrown();
 }

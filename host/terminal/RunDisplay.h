@@ -14,7 +14,8 @@
 #include <decoding/Snapshot.h>
 
 /// What a run shows while it lasts: the board, as a full screen where the standard output is a terminal, else as lines
-/// on it; or the progress, where the standard error output is a terminal; and messages there, in any case. Thread-bound.
+/// on it; or the progress, where the standard error output is a terminal; and messages there, in any case.
+/// Thread-bound.
 class RunDisplay final {
 public:
     using Instant = std::chrono::steady_clock::time_point;

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "interfaces/BigBlocks.h"
+#include "slab/BlockOwner.h"
 
 namespace {
 
@@ -18,6 +19,20 @@ struct alignas(alignment) Header {
 
 std::atomic<int> liveCount{0};
 std::atomic<int> allocationsLeft{-1};
+
+/// @return a block full of @p value; null when it is time for that.
+void *allocate(quint32 size, int value)
+{
+    if (allocationsLeft == 0)
+        return nullptr;
+    if (allocationsLeft > 0)
+        --allocationsLeft;
+    auto *const header = new (::operator new(sizeof(Header) + size, std::align_val_t(alignment))) Header;
+    header->size = size;
+    std::memset(static_cast<void *>(header + 1), value, size);
+    ++liveCount;
+    return header + 1;
+}
 
 Header *headerOf(void *data)
 {
@@ -38,15 +53,19 @@ void CountingSlab::failAfter(int count)
 
 void *slab::bigBlockAllocate(quint32 size)
 {
-    if (allocationsLeft == 0)
-        return nullptr;
-    if (allocationsLeft > 0)
-        --allocationsLeft;
-    auto *const header = new (::operator new(sizeof(Header) + size, std::align_val_t(alignment))) Header;
-    header->size = size;
-    std::memset(static_cast<void *>(header + 1), spoiled, size);
-    ++liveCount;
-    return header + 1;
+    return allocate(size, spoiled);
+}
+
+slab::BlockOwner::BlockOwner()
+    : _home(nullptr)
+{
+}
+
+slab::BlockOwner::~BlockOwner() = default;
+
+void *slab::BlockOwner::allocate(quint32 size)
+{
+    return ::allocate(size, 0);
 }
 
 void slab::bigBlockRetain(void *data)

@@ -5,6 +5,7 @@
 
 #include "CountingSlab.h"
 #include "Records.h"
+#include "slab/BlockOwner.h"
 #include <gtest/gtest.h>
 
 extern "C" {
@@ -21,6 +22,7 @@ using Frame = std::unique_ptr<AVFrame, Free>;
 
 class PictureMemoryTest : public testing::Test {
 protected:
+    void SetUp() override { PictureMemory::use(owner, codec.get()); }
     void TearDown() override
     {
         CountingSlab::failAfter(-1);
@@ -37,7 +39,7 @@ protected:
         codec->pix_fmt = format;
         codec->width = codec->coded_width = width;
         codec->height = codec->coded_height = height;
-        if (PictureMemory::getBuffer(codec.get(), frame.get(), 0) < 0)
+        if (codec->get_buffer2(codec.get(), frame.get(), 0) < 0)
             return nullptr;
         fill(*frame, grey);
         return frame;
@@ -61,6 +63,7 @@ protected:
             std::memset(frame.data[0] + row * frame.linesize[0], grey + row, static_cast<std::size_t>(frame.width));
     }
 
+    slab::BlockOwner owner;
     const std::unique_ptr<AVCodecContext, Free> codec{avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_MPEG4))};
 };
 
@@ -76,7 +79,7 @@ PictureHeader sizedDescription(int width, int height, AVPixelFormat format)
 TEST_F(PictureMemoryTest, DecodedPictureIsSharedWhereItIs)
 {
     Frame frame = decoded(AV_PIX_FMT_GRAY8, 100, 50);
-    const VideoFrameHandle record = PictureMemory::share(*frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8));
+    const VideoFrameHandle record = PictureMemory::share(*codec, *frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8));
     ASSERT_FALSE(record.isNull());
     const PictureHeader *const header = PictureHeader::of(*record);
     ASSERT_NE(header, nullptr);
@@ -93,9 +96,9 @@ TEST_F(PictureMemoryTest, PictureThatWasSharedIsCopiedTheNextTime)
     const Frame frame = decoded(AV_PIX_FMT_GRAY8, 100, 50);
     PictureHeader description = sizedDescription(100, 50, AV_PIX_FMT_GRAY8);
     description.pts = 1;
-    const VideoFrameHandle first = PictureMemory::share(*frame, description);
+    const VideoFrameHandle first = PictureMemory::share(*codec, *frame, description);
     description.pts = 2;
-    const VideoFrameHandle second = PictureMemory::share(*frame, description);
+    const VideoFrameHandle second = PictureMemory::share(*codec, *frame, description);
     ASSERT_FALSE(second.isNull());
     EXPECT_NE(first->data, second->data);
     EXPECT_EQ(PictureHeader::of(*first)->pts, 1);
@@ -106,7 +109,7 @@ TEST_F(PictureMemoryTest, PictureThatWasSharedIsCopiedTheNextTime)
 TEST_F(PictureMemoryTest, PictureElsewhereIsCopied)
 {
     const Frame frame = elsewhere(AV_PIX_FMT_GRAY8, 100, 50);
-    const VideoFrameHandle record = PictureMemory::share(*frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8));
+    const VideoFrameHandle record = PictureMemory::share(*codec, *frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8));
     const PictureHeader *const header = PictureHeader::of(*record);
     ASSERT_NE(header, nullptr);
     for (int row = 0; row < 50; ++row) {
@@ -120,7 +123,7 @@ TEST_F(PictureMemoryTest, PictureWithAPlaneElsewhereIsCopied)
     const Frame frame = decoded(AV_PIX_FMT_PAL8, 64, 8);
     std::uint8_t palette[AVPALETTE_SIZE] = {1, 2, 3};
     frame->data[1] = palette;
-    const VideoFrameHandle record = PictureMemory::share(*frame, sizedDescription(64, 8, AV_PIX_FMT_PAL8));
+    const VideoFrameHandle record = PictureMemory::share(*codec, *frame, sizedDescription(64, 8, AV_PIX_FMT_PAL8));
     const PictureHeader *const header = PictureHeader::of(*record);
     ASSERT_NE(header, nullptr);
     EXPECT_NE(header->plane(0), frame->data[0]);
@@ -133,8 +136,8 @@ TEST_F(PictureMemoryTest, UpsideDownPictureKeepsItsRows)
     frame->data[0] += 49 * frame->linesize[0];
     frame->linesize[0] = -frame->linesize[0];
     const PictureHeader description = sizedDescription(100, 50, AV_PIX_FMT_GRAY8);
-    const VideoFrameHandle shared = PictureMemory::share(*frame, description);
-    const VideoFrameHandle copied = PictureMemory::share(*frame, description);
+    const VideoFrameHandle shared = PictureMemory::share(*codec, *frame, description);
+    const VideoFrameHandle copied = PictureMemory::share(*codec, *frame, description);
     EXPECT_LT(PictureHeader::of(*shared)->stride[0], 0);
     EXPECT_EQ(PictureHeader::of(*shared)->plane(0)[0], 149);
     EXPECT_EQ(pictureHash(*shared), pictureHash(*copied));
@@ -151,12 +154,37 @@ TEST_F(PictureMemoryTest, LibavcodecMayNotWriteWhatItAloneHolds)
     EXPECT_EQ(frame->linesize[0], 2 * frame->linesize[1]);
 }
 
+TEST_F(PictureMemoryTest, BytesThatNobodyWroteAreNoOtherOnes)
+{
+    // Neither those that the codec leaves as they were, nor those beside a copy.
+    const auto expectZerosBesideThePicture = [](const VideoFrameBuffer &record) {
+        const PictureHeader &header = *PictureHeader::of(record);
+        const quint8 *const begin = static_cast<const quint8 *>(record.data);
+        const quint8 *const end = begin + record.size;
+        const quint8 *byte = begin + sizeof header;
+        for (int row = 0; row < header.height; ++row) {
+            const quint8 *const visible = header.plane(0) + row * header.stride[0];
+            for (; byte < visible; ++byte)
+                ASSERT_EQ(*byte, 0) << "before row " << row;
+            byte = visible + header.width;
+        }
+        for (; byte < end; ++byte)
+            ASSERT_EQ(*byte, 0) << "behind the last row";
+    };
+    const PictureHeader description = sizedDescription(100, 50, AV_PIX_FMT_GRAY8);
+    const Frame frame = decoded(AV_PIX_FMT_GRAY8, 100, 50);
+    const VideoFrameHandle shared = PictureMemory::share(*codec, *frame, description);
+    const VideoFrameHandle copied = PictureMemory::share(*codec, *frame, description);
+    expectZerosBesideThePicture(*shared);
+    expectZerosBesideThePicture(*copied);
+}
+
 TEST_F(PictureMemoryTest, LackOfMemoryGivesNoPicture)
 {
     CountingSlab::failAfter(0);
     EXPECT_EQ(decoded(AV_PIX_FMT_GRAY8, 100, 50), nullptr);
     const Frame frame = elsewhere(AV_PIX_FMT_GRAY8, 100, 50);
-    EXPECT_TRUE(PictureMemory::share(*frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8)).isNull());
+    EXPECT_TRUE(PictureMemory::share(*codec, *frame, sizedDescription(100, 50, AV_PIX_FMT_GRAY8)).isNull());
 }
 
 TEST_F(PictureMemoryTest, PictureTooLargeForItsHeaderIsRefused)

@@ -1,6 +1,7 @@
 #include <cstring>
 #include <functional>
 
+#include "CutClip.h"
 #include "VideoCodecFixture.h"
 #include "fakes/RecordedMessages.h"
 #include "format/MediaBlock.h"
@@ -55,6 +56,39 @@ TEST_F(VideoCodecDecoding, RefusedBlocksAreCountedAndTheOthersDecoded)
     EXPECT_EQ(damageOf(DamageCounts::UndecodableBlock), 2U);
     EXPECT_EQ(records->entries.size(), 28U);
     EXPECT_THAT(messages.take(), testing::Contains(HasSubstr("clip video: undecodable block: Invalid data")));
+}
+
+TEST_F(VideoCodecDecoding, RawPicturesThatAreTooShortAreRefusedWhateverTheirBits)
+{
+    // libavcodec itself refuses these but for the first two.
+    const std::pair<const char *, const char *> kinds[] = {{"pal8", "clip.avi"},
+                                                           {"monow", "clip.mov"},
+                                                           {"pal8", "clip.nut"},
+                                                           {"monow", "clip.nut"},
+                                                           {"yuv420p", "clip.avi"}};
+    for (const auto &[pixelFormat, fileName] : kinds) {
+        SCOPED_TRACE(std::string(pixelFormat) + " in " + fileName);
+        const QByteArray encoding = QByteArray("-s 33x17 -c:v rawvideo -pix_fmt ") + pixelFormat;
+        const Clip clip = made(encoding.constData(), fileName);
+        outputs.clear();
+        const PictureRecords *const records = addOutput();
+        const quint64 before = damageOf(DamageCounts::UndecodableBlock);
+        const RecordedMessages messages;
+        // Not the first one, which may bring the palette.
+        const auto someAreTooShort = [](const QByteArray &coded, int index) {
+            return index % 5 == 1 ? coded.left(coded.size() / 4) : coded;
+        };
+        for (const Clip::Block &block : cutBlocks(clip, 30, someAreTooShort))
+            decode(block);
+        drain();
+        EXPECT_EQ(damageOf(DamageCounts::UndecodableBlock) - before, 6U);
+        std::vector<std::string> expected = FfmpegTool::pictureHashes(clip.path, clip.streamIndex);
+        for (std::size_t index = expected.size(); index-- > 0;) {
+            if (index % 5 == 1)
+                expected.erase(expected.begin() + static_cast<std::ptrdiff_t>(index));
+        }
+        EXPECT_EQ(records->hashes(), expected);
+    }
 }
 
 TEST_F(VideoCodecDecoding, ForeignBlocksAreCountedAndPassedOver)

@@ -1,9 +1,12 @@
 #include <cstring>
+#include <deque>
 #include <fstream>
+#include <memory>
 #include <vector>
 
 #include "interfaces/BigBlocks.h"
 #include "slab/BigBlockCounts.h"
+#include "slab/BlockOwner.h"
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
@@ -68,6 +71,42 @@ TEST(BigBlocks, GoBackToTheSystemExceptForAFew)
     EXPECT_LE(residentBytes() - beforeBytes, 24LL * 1024 * 1024);
 }
 
+TEST(BigBlocks, OfOwnersThatTakeTurnsAreUsedAgainByEach)
+{
+    std::deque<slab::BlockOwner> owners(40);
+    std::vector<void *> frames;
+    for (slab::BlockOwner &owner : owners) {
+        frames.push_back(owner.allocate(frameBytes));
+        slab::bigBlockDeallocate(frames.back(), frameBytes);
+    }
+    for (std::size_t index = 0; index < owners.size(); ++index) {
+        void *const frame = owners[index].allocate(frameBytes);
+        EXPECT_EQ(frame, frames[index]);
+        slab::bigBlockDeallocate(frame, frameBytes);
+    }
+}
+
+TEST(BigBlocks, OfOwnersGoBackToTheSystemExceptForAFewOnceTheOwnersEnd)
+{
+    const qint64 beforeBytes = residentBytes();
+    std::deque<slab::BlockOwner> owners(20);
+    std::vector<void *> frames;
+    for (slab::BlockOwner &owner : owners) {
+        for (int index = 0; index < 3; ++index) {
+            frames.push_back(owner.allocate(frameBytes));
+            std::memset(frames.back(), 0x5a, frameBytes);
+        }
+    }
+    for (std::size_t index = 0; index < 2 * owners.size(); ++index)
+        slab::bigBlockDeallocate(frames[index], frameBytes);
+    owners.clear();
+    // As much as is live, and the fixed amount.
+    EXPECT_LE(residentBytes() - beforeBytes, 2 * 20LL * frameBytes + 24LL * 1024 * 1024);
+    for (std::size_t index = 40; index < frames.size(); ++index)
+        slab::bigBlockDeallocate(frames[index], frameBytes);
+    EXPECT_LE(residentBytes() - beforeBytes, 24LL * 1024 * 1024);
+}
+
 TEST(BigBlocksDeathTest, AreNullWithoutMemoryAndThenNotCounted)
 {
     const auto allocate = [] {
@@ -75,6 +114,36 @@ TEST(BigBlocksDeathTest, AreNullWithoutMemoryAndThenNotCounted)
         const bool isNull = !slab::bigBlockAllocate(1U << 30) && slab::liveBlockCount() == 0 &&
                             slab::liveByteCount() == 0 && slab::bigBlockAllocate(frameBytes);
         std::_Exit(isNull ? 0 : 1);
+    };
+    EXPECT_EXIT(allocate(), testing::ExitedWithCode(0), "");
+}
+
+TEST(BigBlocksDeathTest, OfAnOwnerAreNullWithoutMemoryAndThenNotCounted)
+{
+    const auto allocate = [] {
+        limitAddresses(1U << 28);
+        auto owner = std::make_unique<slab::BlockOwner>();
+        const bool isNull = !owner->allocate(1U << 30) && slab::liveBlockCount() == 0 && slab::liveByteCount() == 0;
+        void *const late = owner->allocate(frameBytes);
+        owner.reset();
+        slab::bigBlockDeallocate(late, frameBytes);
+        std::_Exit(isNull && late ? 0 : 1);
+    };
+    EXPECT_EXIT(allocate(), testing::ExitedWithCode(0), "");
+}
+
+TEST(BigBlocksDeathTest, TakeTheAddressesOfIdleBlocksOfOtherOwnersWhenNoOthersAreLeft)
+{
+    const auto allocate = [] {
+        slab::BlockOwner rich;
+        slab::BlockOwner poor;
+        std::vector<void *> frames;
+        for (int index = 0; index < 3; ++index)
+            frames.push_back(std::memset(rich.allocate(frameBytes), 0x5a, frameBytes));
+        limitAddresses(2 * frameBytes);
+        for (void *const frame : frames)
+            slab::bigBlockDeallocate(frame, frameBytes);
+        std::_Exit(poor.allocate(4 * frameBytes) ? 0 : 1);
     };
     EXPECT_EXIT(allocate(), testing::ExitedWithCode(0), "");
 }

@@ -221,9 +221,11 @@ TEST(Board, OfARunIsDrawnAtOnceForAKeyOrANewSize)
         return testing::Matches(testing::Contains(HasSubstr("Any key closes this help")))(screen);
     });
     terminal.press({"x"});
-    terminal.screenWhen([](const auto &screen) { return streamsIn(screen) == 16; });
-    terminal.resize(40, 10);
-    terminal.screenWhen([](const auto &screen) { return streamsIn(screen) == 5; });
+    terminal.screenWhen([](const auto &screen) {
+        return !testing::Matches(testing::Contains(HasSubstr("Any key closes this help")))(screen);
+    });
+    terminal.resize(130, 40);
+    terminal.screenWhen([](const auto &screen) { return streamsIn(screen) == 32; });
 }
 
 TEST(Board, IsShownWithKeysFromTheTerminalWhereTheInputIsAnotherOne)

@@ -1,0 +1,176 @@
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+/// The folders of the host, the lowest layer first.
+const std::vector<std::string> layers{"modkit",  "slab",  "indications", "media",    "format",  "queues",
+                                      "sources", "sinks", "session",     "terminal", "control", "cli"};
+const std::string publicHeaders("decoding"); // the folder session/decoding
+
+/// @return the folders whose headers those of @p folder may include.
+std::set<std::string> allowed(const std::string &folder)
+{
+    static const std::map<std::string, std::set<std::string>> narrow{
+        {publicHeaders, {publicHeaders}},
+        {"modkit", {"modkit"}},
+        {"slab", {"slab"}},
+        {"indications", {"indications", "modkit"}},
+        {"terminal", {"terminal", publicHeaders}},
+        {"control", {"control", publicHeaders}},
+    };
+    const auto found = narrow.find(folder);
+    if (found != narrow.end())
+        return found->second;
+    std::set<std::string> folders(layers.begin(), std::find(layers.begin(), layers.end(), folder));
+    folders.insert(folder);
+    if (folders.count("session") > 0)
+        folders.insert(publicHeaders);
+    return folders;
+}
+
+bool isAllowed(const std::string &folder, const std::string &header)
+{
+    const std::string ofHeader = header.substr(0, header.find('/'));
+    if (ofHeader == "..")
+        return false;
+    const bool isOfHost =
+        ofHeader == publicHeaders || std::find(layers.begin(), layers.end(), ofHeader) != layers.end();
+    const bool showsTexts = folder == "terminal" || folder == "control";
+    return !isOfHost || allowed(folder).count(ofHeader) > 0 || (showsTexts && header == "media/SafeText.h");
+}
+
+/// @return the layer of the file; empty for a file that is in none.
+std::string folderOf(const fs::path &fileInHost)
+{
+    const std::string text = fileInHost.generic_string();
+    if (text.rfind("session/" + publicHeaders + '/', 0) == 0)
+        return publicHeaders;
+    const std::string folder = text.substr(0, text.find('/'));
+    return std::find(layers.begin(), layers.end(), folder) != layers.end() ? folder : std::string();
+}
+
+bool isSource(const fs::path &file)
+{
+    return file.extension() == ".h" || file.extension() == ".cpp" || file.extension() == ".in";
+}
+
+/// @return for each include that its layer forbids, one line; and one for each source in a folder that is no layer.
+std::vector<std::string> offences(const fs::path &host)
+{
+    static const std::regex include("\\s*#\\s*include\\s*[\"<]([^\"</>]+/[^\">]+)[\">].*");
+    std::vector<std::string> found;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(host)) {
+        if (!entry.is_regular_file() || !isSource(entry.path()))
+            continue;
+        const fs::path name = entry.path().lexically_relative(host);
+        const std::string folder = folderOf(name);
+        if (folder.empty()) {
+            found.push_back(name.generic_string() + ": is in no layer");
+            continue;
+        }
+        std::ifstream file(entry.path());
+        std::string line;
+        for (int number = 1; std::getline(file, line); ++number) {
+            std::smatch match;
+            if (std::regex_match(line, match, include) && !isAllowed(folder, match[1]))
+                found.push_back(name.generic_string() + ':' + std::to_string(number) + ": includes " + match[1].str());
+        }
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+/// Folders with made-up sources.
+class LayersTest : public testing::Test {
+protected:
+    LayersTest() { fs::create_directories(_host); }
+    ~LayersTest() override { fs::remove_all(_host); }
+
+    void write(const std::string &name, const std::string &text) const
+    {
+        fs::create_directories((_host / name).parent_path());
+        std::ofstream(_host / name) << text;
+    }
+
+    const fs::path _host = fs::path(testing::TempDir()) / ("layers-" + std::to_string(getpid()));
+};
+
+} // namespace
+
+TEST_F(LayersTest, LetAFolderIncludeFromItselfAndFromThoseBeforeIt)
+{
+    write("sinks/A.cpp", "#include \"sinks/A.h\"\n#include <QString>\n#include \"modkit/B.h\"\n#include \"slab/B.h\"\n"
+                         "#include \"sources/B.h\"\n#include <sys/stat.h>\n#include \"interfaces/I.h\"\n");
+    write("session/A.cpp", "#include <decoding/Snapshot.h>\n#include \"sinks/A.h\"\n");
+    write("session/decoding/A.h", "#include <decoding/B.h>\n#include <string>\n");
+    write("indications/A.cpp", "#include \"modkit/B.h\"\n");
+    write("terminal/A.cpp", "#include <decoding/B.h>\n#include \"media/SafeText.h\"\n");
+    write("control/A.cpp", "#include <decoding/B.h>\n#include \"media/SafeText.h\"\n");
+    write("cli/A.cpp", "#include <decoding/B.h>\n#include \"control/B.h\"\n#include \"session/B.h\"\n");
+    EXPECT_THAT(offences(_host), IsEmpty());
+}
+
+TEST_F(LayersTest, LetNoFolderIncludeFromThoseBehindIt)
+{
+    write("sinks/A.cpp", "#include \"sinks/A.h\"\n\n  # include \"session/B.h\" // why\n#include <decoding/B.h>\n");
+    write("format/A.h", "#include \"queues/B.h\"\n");
+    write("session/A.h", "#include \"cli/B.h\"\n#include \"terminal/B.h\"\n");
+    write("media/A.h", "#include \"../session/B.h\"\n");
+    EXPECT_THAT(offences(_host),
+                ElementsAre("format/A.h:1: includes queues/B.h", "media/A.h:1: includes ../session/B.h",
+                            "session/A.h:1: includes cli/B.h", "session/A.h:2: includes terminal/B.h",
+                            "sinks/A.cpp:3: includes session/B.h", "sinks/A.cpp:4: includes decoding/B.h"));
+}
+
+TEST_F(LayersTest, KeepTheLowestOnesApart)
+{
+    write("modkit/A.h", "#include \"slab/B.h\"\n");
+    write("slab/A.h", "#include \"modkit/B.h\"\n");
+    write("indications/A.h", "#include \"slab/B.h\"\n");
+    EXPECT_THAT(offences(_host), ElementsAre("indications/A.h:1: includes slab/B.h", "modkit/A.h:1: includes slab/B.h",
+                                             "slab/A.h:1: includes modkit/B.h"));
+}
+
+TEST_F(LayersTest, LetClientsSeeOfTheLibraryOnlyItsPublicHeaders)
+{
+    write("terminal/A.h",
+          "#include \"session/B.h\"\n#include \"media/ShownUrl.h\"\n#include \"indications/Light.h\"\n");
+    write("control/A.h", "#include \"terminal/B.h\"\n");
+    write("session/decoding/A.h", "#include \"session/B.h\"\n#include <media/B.h>\n");
+    write("session/decoding/A.h.in", "#include \"slab/B.h\"\n");
+    EXPECT_THAT(offences(_host),
+                ElementsAre("control/A.h:1: includes terminal/B.h", "session/decoding/A.h.in:1: includes slab/B.h",
+                            "session/decoding/A.h:1: includes session/B.h",
+                            "session/decoding/A.h:2: includes media/B.h", "terminal/A.h:1: includes session/B.h",
+                            "terminal/A.h:2: includes media/ShownUrl.h",
+                            "terminal/A.h:3: includes indications/Light.h"));
+}
+
+TEST_F(LayersTest, AreAllThereIs)
+{
+    write("utils/A.cpp", "#include \"cli/B.h\"\n");
+    EXPECT_THAT(offences(_host), ElementsAre("utils/A.cpp: is in no layer"));
+}
+
+TEST(Layers, AreKeptByTheHost)
+{
+    for (const std::string &layer : layers)
+        EXPECT_TRUE(fs::is_directory(fs::path(HOST_DIR) / layer)) << layer;
+    const std::vector<std::string> found = offences(HOST_DIR);
+    for (const std::string &offence : found)
+        ADD_FAILURE() << offence;
+}
