@@ -11,8 +11,8 @@
 
 #include <decoding/Session.h>
 
-/// What one run of `decode` has done, for people and for programs. Texts are UTF-8; each error is one line that names what
-/// failed.
+/// What one run of `decode` has done, for people and for programs. Texts are UTF-8; each error is one line that names
+/// what failed.
 struct DecodeReport {
     decoding::Snapshot snapshot; // of the session when every input had finished
     bool interrupted = false;

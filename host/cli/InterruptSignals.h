@@ -4,8 +4,8 @@
 #include <array>
 #include <csignal>
 
-/// While it lives, SIGINT, SIGTERM and, unless it is ignored, SIGHUP ask for an interrupt instead of ending the program;
-/// a second one, but for SIGHUP, ends it and leaves the terminal in order. One at a time.
+/// While it lives, SIGINT, SIGTERM and, unless it is ignored, SIGHUP ask for an interrupt instead of ending the
+/// program; a second one, but for SIGHUP, ends it and leaves the terminal in order. One at a time.
 class InterruptSignals final {
 public:
     InterruptSignals();

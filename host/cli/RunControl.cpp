@@ -40,21 +40,22 @@ void RunControl::add(const std::string &url, const std::optional<std::string> &n
 /// @return false as long as it is not known what becomes of the input.
 bool RunControl::answer(const Adding &adding, const decoding::Snapshot &snapshot)
 {
-    const auto input = std::find_if(snapshot.inputs.begin(), snapshot.inputs.end(),
-                                    [&adding](const auto &candidate) { return candidate.name == adding.name; });
     if (!_inputs.contains(adding.name)) {
         adding.done(adding.name, adding.name + ": removed before it was open");
-    } else if (input == snapshot.inputs.end()) {
-        return false;
-    } else if (RunInputs::isOpen(*input)) {
-        adding.done(adding.name, std::nullopt);
-    } else if (input->finished) {
-        const std::vector<std::string> errors = input->errors();
-        _inputs.remove(adding.name);
-        adding.done(adding.name, errors.empty() ? adding.name + ": not opened" : errors.front());
-    } else {
-        return false;
+        return true;
     }
+    const auto input = std::find_if(snapshot.inputs.begin(), snapshot.inputs.end(),
+                                    [&adding](const auto &candidate) { return candidate.name == adding.name; });
+    const bool isOpen = input != snapshot.inputs.end() && RunInputs::isOpen(*input);
+    if (!isOpen && (input == snapshot.inputs.end() || !input->finished))
+        return false;
+    IControl::Error error;
+    if (!isOpen) {
+        const std::vector<std::string> errors = input->errors();
+        error = errors.empty() ? adding.name + ": not opened" : errors.front();
+        _inputs.remove(adding.name);
+    }
+    adding.done(adding.name, error);
     return true;
 }
 

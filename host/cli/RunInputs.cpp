@@ -143,8 +143,8 @@ void RunInputs::beginCopies(const Copies &copies)
     }
 }
 
-/// @return @p name with the first number behind it that makes it no other input's, as the session numbers the names that
-///         it makes.
+/// @return @p name with the first number behind it that makes it no other input's, as the session numbers the names
+///         that it makes.
 std::string RunInputs::nextName(const std::string &name) const
 {
     for (int number = 2;; ++number) {

@@ -35,8 +35,8 @@ public:
     /// Whether every input is finished, those that were removed included, and no other one is to follow.
     bool isFinished() const;
 
-    /// @return the session with its inputs in the order in which they were added, copies beside their first one, but for
-    ///         those that were removed; and with all messages of the run.
+    /// @return the session with its inputs in the order in which they were added, copies beside their first one, but
+    ///         for those that were removed; and with all messages of the run.
     decoding::Snapshot snapshot() const;
 
     /// Whether something of the input is or was decoded, or may be at any time: a live one is tried on and on.

@@ -95,7 +95,8 @@ TEST_F(ControlServerTest, ListsNoTextThatCommandsATerminalOrTurnsTheDirectionOfW
     _control.error = "no \x1b[31mroute\u202e";
     _control.state.governor = "off\x1b[0m\u202e";
     RawClient client(path());
-    EXPECT_EQ(client.ask("list"), " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\nok\n");
+    EXPECT_EQ(client.ask("list"),
+              " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\nok\n");
     EXPECT_EQ(client.ask("remove x"), "error no ?[31mroute?\n");
     EXPECT_THAT(client.ask("status"), HasSubstr(" governor=off?[0m?\n"));
     EXPECT_THAT(client.ask("re\u202emove"), HasSubstr("there is no request \"re?move\""));
