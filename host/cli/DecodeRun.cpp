@@ -112,14 +112,8 @@ private:
         // Who quits expects live inputs to end, but hardly files.
         _report.interrupted =
             InterruptSignals::isInterruptRequested() ||
-            std::any_of(inputs.begin(), inputs.end(), [](const auto &input) { return !input.live && isAtWork(input); });
+            std::any_of(inputs.begin(), inputs.end(), [](const auto &input) { return !input.live && !input.decoded; });
         _inputs.close();
-    }
-
-    /// Whether there is, or may be, more of it to decode.
-    static bool isAtWork(const decoding::Snapshot::Input &input)
-    {
-        return !input.finished && input.state != decoding::State::Ended && input.state != decoding::State::Failed;
     }
 
     void tellMessages()

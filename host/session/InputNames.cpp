@@ -24,8 +24,9 @@ QString liveName(const QString &url)
 
 QString fileStem(const QString &name)
 {
+    static const QRegularExpression number(QStringLiteral(" \\(([0-9]+)\\)$"));
     static const QRegularExpression notInFileNames(QStringLiteral("[^A-Za-z0-9._-]+"));
-    return QString(name).replace(notInFileNames, QStringLiteral("-"));
+    return QString(name).replace(number, QStringLiteral("-\\1")).replace(notInFileNames, QStringLiteral("-"));
 }
 
 } // namespace

@@ -103,8 +103,11 @@ void InputRun::fail(const std::string &what)
 
 void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
 {
-    for (const auto &feed : _feeds)
-        takeStreams(*feed);
+    for (const auto &feed : _feeds) {
+        // What is closed while it is being opened has not failed.
+        if (!_closed)
+            takeStreams(*feed);
+    }
     if (!_closed && _isKnown) {
         chooseFeeds();
         std::vector<StreamKind> ready;
@@ -229,6 +232,11 @@ void InputRun::dropLeftFeeds()
                                                   [&feed](const Kind &kind) { return kind.feed == feed.get(); });
     };
     _feeds.erase(std::remove_if(_feeds.begin() + 1, _feeds.end(), isLeft), _feeds.end());
+}
+
+bool InputRun::isRunning() const
+{
+    return std::any_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isRunning(); });
 }
 
 bool InputRun::isFinished() const

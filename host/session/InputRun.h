@@ -55,6 +55,8 @@ public:
     /// The file that is read, as it was at the beginning; nothing for other inputs.
     const FileSet &files() const { return _files; }
     bool isLive() const { return _core->isLive(); }
+    /// Whether there is, or may be, more of it to decode.
+    bool isRunning() const;
     bool isFinished() const;
     /// Whether its handle has gone: nobody sees it any more.
     bool isAbandoned() const { return _core->isAbandoned(); }

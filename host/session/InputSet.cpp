@@ -22,6 +22,8 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
 {
     if (_closed)
         return std::string("no input is taken any more: this host is ending");
+    // Who has let go of a finished input may use its name at once.
+    forgetLeft();
     if (!options.name.empty() && _names.isShown(options.name))
         return options.name + ": there is an input of this name";
     InputNames::Name name = _names.next(url, options.name);

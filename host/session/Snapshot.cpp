@@ -1,5 +1,18 @@
 #include <decoding/Snapshot.h>
 
+namespace {
+
+/// @return the number with commas between its thousands.
+std::string grouped(std::int64_t number)
+{
+    std::string text = std::to_string(number);
+    for (std::size_t end = text.size(); end > 3; end -= 3)
+        text.insert(end - 3, 1, ',');
+    return text;
+}
+
+} // namespace
+
 std::vector<std::string> decoding::Snapshot::Input::errors() const
 {
     std::vector<std::string> all;
@@ -7,7 +20,7 @@ std::vector<std::string> decoding::Snapshot::Input::errors() const
         all.push_back(*error);
     for (const Stream &stream : streams) {
         if (stream.damaged > 0 && !live)
-            all.push_back(name + " " + stream.kind + ": damaged in " + std::to_string(stream.damaged) +
+            all.push_back(name + " " + stream.kind + ": damaged in " + grouped(stream.damaged) +
                           (stream.damaged == 1 ? " place" : " places"));
         for (const Output &output : stream.outputs) {
             if (output.error)

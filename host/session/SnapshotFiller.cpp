@@ -113,6 +113,7 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
     shown.state = input.state();
     shown.live = input.isLive();
     shown.error = input.error();
+    shown.decoded = !input.isRunning();
     shown.finished = input.isFinished();
     InputFeed::Figures figures;
     for (const auto &run : input.feeds()) {

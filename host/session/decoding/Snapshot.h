@@ -90,6 +90,7 @@ struct Snapshot {
         std::int64_t peakQueuedBytes = 0;
         std::optional<Latency> latency; // over its streams
         std::vector<Stream> streams;    // video first; those that are or were decoded
+        bool decoded = false;           // nothing more will be decoded; outputs may still be written
         bool finished = false;          // nothing of it changes any more
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a live

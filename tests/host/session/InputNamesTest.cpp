@@ -78,6 +78,7 @@ TEST(InputNames, AreThoseThatTheUserGave)
     EXPECT_EQ(name.shown, "front-door");
     EXPECT_EQ(name.stem, "front-door");
     EXPECT_EQ(names.next("clip.mp4", "Front door").stem, "Front-door");
+    EXPECT_EQ(names.next("clip.mp4", "Front door (2)").stem, "Front-door-2");
 }
 
 TEST(InputNames, AreFreeAgainOnceReleasedButNotTheFilesNames)
