@@ -244,32 +244,34 @@ bool InputRun::isFinished() const
     return std::all_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isFinished(); });
 }
 
-State InputRun::state() const
+std::vector<InputFeed::Status> InputRun::statuses() const
 {
-    const auto hasState = [this](InputFeed::State state) {
-        return std::any_of(_feeds.begin(), _feeds.end(),
-                           [state](const auto &feed) { return feed->status().state == state; });
-    };
-    const bool isDecoding =
-        std::any_of(_kinds.begin(), _kinds.end(), [](const Kind &kind) { return kind.stream != nullptr; });
-    if (hasState(InputFeed::State::Waiting))
-        return State::Waiting;
-    if (hasState(InputFeed::State::Delivering))
-        return isDecoding || _closed ? State::Running : State::Ready;
-    if (hasState(InputFeed::State::Opening))
-        return State::Connecting;
-    return State::Ended;
+    std::vector<InputFeed::Status> statuses;
+    statuses.reserve(_feeds.size());
+    for (const auto &feed : _feeds)
+        statuses.push_back(feed->status());
+    return statuses;
 }
 
-std::optional<std::string> InputRun::error() const
+InputRun::Condition InputRun::condition(const std::vector<InputFeed::Status> &statuses) const
 {
-    if (_error)
-        return _error;
-    for (const auto &feed : _feeds) {
-        if (auto error = feed->status().error)
-            return error;
+    Condition condition;
+    condition.error = _error;
+    std::array<bool, 4> hasState = {}; // by InputFeed::State
+    for (const InputFeed::Status &status : statuses) {
+        hasState[static_cast<std::size_t>(status.state)] = true;
+        if (!condition.error)
+            condition.error = status.error;
     }
-    return std::nullopt;
+    const bool isDecoding =
+        std::any_of(_kinds.begin(), _kinds.end(), [](const Kind &kind) { return kind.stream != nullptr; });
+    if (hasState[static_cast<std::size_t>(InputFeed::State::Waiting)])
+        condition.state = State::Waiting;
+    else if (hasState[static_cast<std::size_t>(InputFeed::State::Delivering)])
+        condition.state = isDecoding || _closed ? State::Running : State::Ready;
+    else if (hasState[static_cast<std::size_t>(InputFeed::State::Opening)])
+        condition.state = State::Connecting;
+    return condition;
 }
 
 std::vector<std::string> InputRun::takeReports()
@@ -292,5 +294,5 @@ void InputRun::updateRates(RecentRate::Instant now, std::chrono::milliseconds lo
 
 void InputRun::tellHandle()
 {
-    _core->setStatus({_isKnown, _present, error(), isFinished()});
+    _core->setStatus({_isKnown, _present, condition(statuses()).error, isFinished()});
 }

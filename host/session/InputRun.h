@@ -61,8 +61,14 @@ public:
     /// Whether its handle has gone: nobody sees it any more.
     bool isAbandoned() const { return _core->isAbandoned(); }
 
-    decoding::State state() const;
-    std::optional<std::string> error() const;
+    /// What it is about, and what is wrong with it now, or ended it too early.
+    struct Condition {
+        decoding::State state = decoding::State::Ended;
+        std::optional<std::string> error;
+    };
+    /// @param statuses of its feeds, in their order, so that each is asked for once only.
+    Condition condition(const std::vector<InputFeed::Status> &statuses) const;
+    std::vector<InputFeed::Status> statuses() const;
     /// The first one opened the input.
     const std::vector<std::unique_ptr<FeedRun>> &feeds() const { return _feeds; }
     /// To be told to people since the last call, each in a line that names the input.

@@ -110,14 +110,18 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
 {
     Snapshot::Input shown;
     shown.name = input.name().shown;
-    shown.state = input.state();
+    const std::vector<InputFeed::Status> statuses = input.statuses();
+    InputRun::Condition condition = input.condition(statuses);
+    shown.state = condition.state;
     shown.live = input.isLive();
-    shown.error = input.error();
+    shown.error = std::move(condition.error);
     shown.decoded = !input.isRunning();
     shown.finished = input.isFinished();
     InputFeed::Figures figures;
-    for (const auto &run : input.feeds()) {
-        const InputFeed::Status status = run->feed().status();
+    shown.streams.reserve(streamKinds.size());
+    for (std::size_t index = 0; index < statuses.size(); ++index) {
+        const std::unique_ptr<FeedRun> &run = input.feeds()[index];
+        const InputFeed::Status &status = statuses[index];
         if (status.progress)
             shown.progress = std::max(shown.progress.value_or(0), *status.progress);
         shown.decoding = std::max(shown.decoding, run->runningTime());
