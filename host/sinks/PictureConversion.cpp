@@ -46,18 +46,20 @@ bool impliesFullRange(AVPixelFormat format)
 
 AvPointer<SwsContext> makeScaler(const PictureHeader &picture, const AVFrame &target)
 {
+    const auto sourceFormat = static_cast<AVPixelFormat>(picture.pixelFormat);
     const auto targetFormat = static_cast<AVPixelFormat>(target.format);
-    AvPointer<SwsContext> scaler(sws_getContext(
-        picture.width, picture.height, static_cast<AVPixelFormat>(picture.pixelFormat), target.width, target.height,
-        targetFormat, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
+    AvPointer<SwsContext> scaler(
+        sws_getContext(picture.width, picture.height, sourceFormat, target.width, target.height, targetFormat,
+                       SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
     if (!scaler)
         return nullptr;
-    const int *const matrix = sws_getCoefficients(picture.colorSpace);
+    const bool namesNoMatrix = isRgb(sourceFormat) && picture.colorSpace == AVCOL_SPC_RGB;
+    // The same on both sides, also from RGB to RGB, where libswscale may go by way of YUV. RGB itself has none.
+    const int *const matrix = sws_getCoefficients(namesNoMatrix ? SWS_CS_DEFAULT : picture.colorSpace);
     const int fullRange = picture.colorRange == AVCOL_RANGE_JPEG ? 1 : 0;
-    const bool toRgb = isRgb(targetFormat);
     // Neutral brightness, contrast and saturation. Not all pixel formats have a matrix and a range: failing is no harm.
-    sws_setColorspaceDetails(scaler.get(), matrix, fullRange, toRgb ? sws_getCoefficients(SWS_CS_DEFAULT) : matrix,
-                             toRgb || impliesFullRange(targetFormat) ? 1 : fullRange, 0, 1 << 16, 1 << 16);
+    sws_setColorspaceDetails(scaler.get(), matrix, fullRange, matrix, impliesFullRange(targetFormat) ? 1 : fullRange, 0,
+                             1 << 16, 1 << 16);
     return scaler;
 }
 
@@ -104,7 +106,7 @@ PictureHeader PictureConversion::description(const PictureHeader &picture, AVPix
         converted.colorSpace = AVCOL_SPC_RGB;
         converted.colorRange = AVCOL_RANGE_JPEG;
     } else {
-        if (picture.colorSpace == AVCOL_SPC_RGB)
+        if (picture.colorSpace == AVCOL_SPC_RGB && isRgb(static_cast<AVPixelFormat>(picture.pixelFormat)))
             converted.colorSpace = AVCOL_SPC_SMPTE170M;
         if (impliesFullRange(pixelFormat))
             converted.colorRange = AVCOL_RANGE_JPEG;
