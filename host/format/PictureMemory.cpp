@@ -1,6 +1,8 @@
 #include "format/PictureMemory.h"
 
+#include <climits>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -11,6 +13,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace {
@@ -119,6 +122,48 @@ void describe(PictureHeader *header, const PictureHeader &description, const std
     }
 }
 
+/// Where a picture's visible bytes lie.
+struct VisibleRows {
+    quint8 *first;
+    std::ptrdiff_t stride;
+    std::size_t bytes; // of each
+    int count;
+};
+
+VisibleRows rowsOf(PictureHeader *header, int plane)
+{
+    const auto format = static_cast<AVPixelFormat>(header->pixelFormat);
+    const AVPixFmtDescriptor &description = *av_pix_fmt_desc_get(format);
+    quint8 *const first = reinterpret_cast<quint8 *>(header) + header->planeOffset[plane];
+    const int shift = plane == 1 || plane == 2 ? description.log2_chroma_h : 0;
+    return {first, header->stride[plane], static_cast<std::size_t>(av_image_get_linesize(format, header->width, plane)),
+            AV_CEIL_RSHIFT(header->height, shift)};
+}
+
+/// Clears what the block at @p header has around the visible rows, where nothing of earlier pictures is to be read, and a
+/// palette, whose rows have no size.
+void clearPadding(PictureHeader *header)
+{
+    auto *const begin = reinterpret_cast<quint8 *>(header);
+    quint8 *gap = begin + sizeof(PictureHeader);
+    for (int plane = 0; plane < 4 && header->plane(plane); ++plane) {
+        const VisibleRows rows = rowsOf(header, plane);
+        for (int row = 0; row < rows.count; ++row) {
+            quint8 *const visible = rows.first + row * rows.stride;
+            std::memset(gap, 0, static_cast<std::size_t>(visible - gap));
+            gap = visible + rows.bytes;
+        }
+    }
+    std::memset(gap, 0, static_cast<std::size_t>(begin + header->size - gap));
+}
+
+/// Beyond it, libavutil has no such picture.
+bool isTooLarge(const PictureHeader &picture)
+{
+    constexpr qint64 border = 128;
+    return (picture.width + border) * (picture.height + border) >= INT_MAX / 8;
+}
+
 } // namespace
 
 int PictureMemory::getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
@@ -166,5 +211,21 @@ VideoFrameHandle PictureMemory::share(const AVFrame &frame, const PictureHeader 
     }
     record->data = header;
     record->size = header->size;
+    return VideoFrameHandle(record.release());
+}
+
+VideoFrameHandle PictureMemory::create(const PictureHeader &description)
+{
+    if (description.width <= 0 || description.height <= 0 || isTooLarge(description))
+        return VideoFrameHandle();
+    auto record = std::make_unique<VideoFrameBuffer>();
+    const std::optional<Block> block =
+        allocate(static_cast<AVPixelFormat>(description.pixelFormat), description.width, description.height);
+    if (!block)
+        return VideoFrameHandle();
+    describe(block->header, description, block->planes.data, block->planes.stride);
+    clearPadding(block->header);
+    record->data = block->header;
+    record->size = block->header->size;
     return VideoFrameHandle(record.release());
 }

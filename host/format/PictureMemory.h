@@ -21,6 +21,11 @@ int getBuffer(AVCodecContext *codec, AVFrame *frame, int flags);
 ///         Null when there is no memory.
 VideoFrameHandle share(const AVFrame &frame, const PictureHeader &description);
 
+/// @return a new record for a picture that is described by @p description but for its size and planes, as long as nobody
+///         else has the record to be written to. What lies between the rows is 0. Null when there is no memory for such a
+///         picture, or no such picture.
+VideoFrameHandle create(const PictureHeader &description);
+
 } // namespace PictureMemory
 
 #endif
