@@ -1,6 +1,8 @@
 #include "format/PictureMemory.h"
 
+#include <climits>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -12,6 +14,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace {
@@ -58,8 +61,9 @@ slab::BlockOwner &ownerOf(const AVCodecContext &codec)
     return *static_cast<slab::BlockOwner *>(codec.opaque);
 }
 
-/// @return a block of @p owner with one reference and room for such a picture, its header marked as not shared yet.
-std::optional<Block> allocate(slab::BlockOwner &owner, AVPixelFormat format, int width, int height)
+/// @return a block with one reference and room for such a picture, its header marked as not shared yet. Without an
+///         @p owner, whose earlier pictures it may hold, its contents are undefined.
+std::optional<Block> allocate(slab::BlockOwner *owner, AVPixelFormat format, int width, int height)
 {
     Block block;
     if (!makeStrides(format, width, block.planes.stride))
@@ -80,12 +84,13 @@ std::optional<Block> allocate(slab::BlockOwner &owner, AVPixelFormat format, int
     // Offsets in the header are signed.
     if (size > static_cast<std::size_t>(std::numeric_limits<qint32>::max()))
         return std::nullopt;
-    void *const memory = owner.allocate(static_cast<quint32>(size));
+    const auto bytes = static_cast<quint32>(size);
+    void *const memory = owner ? owner->allocate(bytes) : slab::bigBlockAllocate(bytes);
     if (!memory)
         return std::nullopt;
     block.header = new (memory) PictureHeader;
     block.header->magic = 0;
-    block.header->size = static_cast<quint32>(size);
+    block.header->size = bytes;
     for (int plane = 0; plane < 4; ++plane) {
         if (planeSizes[plane] != 0)
             block.planes.data[plane] = static_cast<std::uint8_t *>(memory) + offsets[plane];
@@ -125,6 +130,48 @@ void describe(PictureHeader *header, const PictureHeader &description, const std
     }
 }
 
+/// Where a picture's visible bytes lie.
+struct VisibleRows {
+    quint8 *first;
+    std::ptrdiff_t stride;
+    std::size_t bytes; // of each
+    int count;
+};
+
+VisibleRows rowsOf(PictureHeader *header, int plane)
+{
+    const auto format = static_cast<AVPixelFormat>(header->pixelFormat);
+    const AVPixFmtDescriptor &description = *av_pix_fmt_desc_get(format);
+    quint8 *const first = reinterpret_cast<quint8 *>(header) + header->planeOffset[plane];
+    const int shift = plane == 1 || plane == 2 ? description.log2_chroma_h : 0;
+    return {first, header->stride[plane], static_cast<std::size_t>(av_image_get_linesize(format, header->width, plane)),
+            AV_CEIL_RSHIFT(header->height, shift)};
+}
+
+/// Clears what the block at @p header has around the visible rows, where nothing of earlier pictures is to be read, and a
+/// palette, whose rows have no size.
+void clearPadding(PictureHeader *header)
+{
+    auto *const begin = reinterpret_cast<quint8 *>(header);
+    quint8 *gap = begin + sizeof(PictureHeader);
+    for (int plane = 0; plane < 4 && header->plane(plane); ++plane) {
+        const VisibleRows rows = rowsOf(header, plane);
+        for (int row = 0; row < rows.count; ++row) {
+            quint8 *const visible = rows.first + row * rows.stride;
+            std::memset(gap, 0, static_cast<std::size_t>(visible - gap));
+            gap = visible + rows.bytes;
+        }
+    }
+    std::memset(gap, 0, static_cast<std::size_t>(begin + header->size - gap));
+}
+
+/// Beyond it, libavutil has no such picture.
+bool isTooLarge(const PictureHeader &picture)
+{
+    constexpr qint64 border = 128;
+    return (picture.width + border) * (picture.height + border) >= INT_MAX / 8;
+}
+
 /// For AVCodecContext::get_buffer2.
 int getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
 {
@@ -135,7 +182,7 @@ int getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
     int strideAlignment[AV_NUM_DATA_POINTERS] = {};
     avcodec_align_dimensions2(codec, &width, &height, strideAlignment);
     const std::optional<Block> block =
-        allocate(ownerOf(*codec), static_cast<AVPixelFormat>(frame->format), width, height);
+        allocate(&ownerOf(*codec), static_cast<AVPixelFormat>(frame->format), width, height);
     if (!block)
         return AVERROR(ENOMEM);
     auto *const bytes = reinterpret_cast<std::uint8_t *>(block->header);
@@ -170,7 +217,7 @@ VideoFrameHandle PictureMemory::share(const AVCodecContext &codec, const AVFrame
         slab::bigBlockRetain(header);
     } else {
         const auto format = static_cast<AVPixelFormat>(frame.format);
-        std::optional<Block> copy = allocate(ownerOf(codec), format, frame.width, frame.height);
+        std::optional<Block> copy = allocate(&ownerOf(codec), format, frame.width, frame.height);
         if (!copy)
             return VideoFrameHandle();
         Planes &planes = copy->planes;
@@ -181,5 +228,21 @@ VideoFrameHandle PictureMemory::share(const AVCodecContext &codec, const AVFrame
     }
     record->data = header;
     record->size = header->size;
+    return VideoFrameHandle(record.release());
+}
+
+VideoFrameHandle PictureMemory::create(const PictureHeader &description)
+{
+    if (description.width <= 0 || description.height <= 0 || isTooLarge(description))
+        return VideoFrameHandle();
+    auto record = std::make_unique<VideoFrameBuffer>();
+    const std::optional<Block> block =
+        allocate(nullptr, static_cast<AVPixelFormat>(description.pixelFormat), description.width, description.height);
+    if (!block)
+        return VideoFrameHandle();
+    describe(block->header, description, block->planes.data, block->planes.stride);
+    clearPadding(block->header);
+    record->data = block->header;
+    record->size = block->header->size;
     return VideoFrameHandle(record.release());
 }

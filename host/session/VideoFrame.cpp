@@ -1,8 +1,12 @@
 #include <iterator>
 #include <utility>
 
+#include "format/PictureMemory.h"
 #include "session/FrameMemory.h"
 #include "session/FrameTime.h"
+#include "sinks/PictureConversion.h"
+#include "sinks/PictureFrame.h"
+#include <decoding/Error.h>
 #include <decoding/VideoFrame.h>
 
 extern "C" {
@@ -16,6 +20,11 @@ namespace {
 AVPixelFormat formatOf(const PictureHeader &picture)
 {
     return static_cast<AVPixelFormat>(picture.pixelFormat);
+}
+
+std::string sizeText(int width, int height)
+{
+    return std::to_string(width) + "x" + std::to_string(height);
 }
 
 } // namespace
@@ -109,6 +118,30 @@ bool VideoFrame::isKeyFrame() const
 bool VideoFrame::isDamaged() const
 {
     return (_memory->header().flags & PictureHeader::Damaged) != 0;
+}
+
+VideoFrame VideoFrame::convertTo(const std::string &pixelFormat, int width, int height) const
+{
+    const PictureHeader &picture = _memory->header();
+    const std::string size = sizeText(width, height);
+    const std::string failure = "cannot convert a picture to \"" + pixelFormat + "\"";
+    const AVPixelFormat format = av_get_pix_fmt(pixelFormat.c_str());
+    if (format == AV_PIX_FMT_NONE)
+        throw Error(failure + ": there is no such pixel format");
+    if (format != formatOf(picture) && !PictureConversion::isPossible(format))
+        throw Error(failure + ": libswscale has no way to that pixel format");
+    if (width <= 0 || height <= 0)
+        throw Error(failure + ": " + size + " is no size");
+
+    const VideoFrameHandle record =
+        PictureMemory::create(PictureConversion::description(picture, format, width, height));
+    if (record.isNull())
+        throw Error(failure + ": there is no memory for " + size + " pixels");
+    const AvPointer<AVFrame> target = frameOf(*PictureHeader::of(*record));
+    if (!target || !PictureConversion::convert(picture, *target))
+        throw Error(failure + ", " + size + ": libswscale has no way from " + this->pixelFormat() + ", " +
+                    sizeText(picture.width, picture.height));
+    return makeFrame(record);
 }
 
 } // namespace decoding

@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "format/SamplesHeader.h"
-#include "media/AvPointers.h"
 #include "sinks/FileSeries.h"
 #include "sinks/IRecordWriter.h"
+#include "sinks/SampleConverter.h"
 
 /// Writes samples through a muxer: as interleaved 16-bit ones, their rate and the order of the channels kept. Other
 /// formats are converted by libswresample in its default way, which is what the ffmpeg tool does on its own.
@@ -23,7 +23,6 @@ public:
     std::optional<std::string> finish() override { return _files.finish(); }
 
 private:
-    bool prepareConverter(const SamplesHeader &samples);
     bool convert(const SamplesHeader &samples, AVPacket *packet);
     qint64 timestampOf(const SamplesHeader &samples);
 
@@ -32,13 +31,7 @@ private:
     const qint64 _startTimeUs;
     FileSeries _files;
 
-    AvPointer<SwrContext> _converter;
-    // Of the samples that _converter takes.
-    int _sampleFormat = -1;
-    int _sampleRate = 0;
-    int _channelCount = 0;
-    quint64 _channelMask = 0;
-
+    SampleConverter _converter;
     std::int64_t _rescaled; // what av_rescale_delta keeps from one time stamp to the next
 };
 

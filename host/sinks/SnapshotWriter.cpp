@@ -4,32 +4,21 @@
 
 #include <utility>
 
-#include "sinks/PictureFrame.h"
+#include "sinks/PictureConversion.h"
 
 namespace {
 
 /// @return @p picture with 8 bits each of red, green and blue; null when that is not possible.
 AvPointer<AVFrame> toRgb(const PictureHeader &picture)
 {
-    const AvPointer<AVFrame> source = frameOf(picture);
     AvPointer<AVFrame> target(av_frame_alloc());
-    if (!source || !target)
+    if (!target)
         return nullptr;
     target->format = AV_PIX_FMT_RGB24;
     target->width = picture.width;
     target->height = picture.height;
     target->sample_aspect_ratio = {picture.sampleAspectRatio[0], picture.sampleAspectRatio[1]};
-    const AvPointer<SwsContext> scaler(sws_getContext(
-        picture.width, picture.height, static_cast<AVPixelFormat>(picture.pixelFormat), picture.width, picture.height,
-        AV_PIX_FMT_RGB24, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
-    if (!scaler || av_frame_get_buffer(target.get(), 0) < 0)
-        return nullptr;
-    // Neutral brightness, contrast and saturation. Not all pixel formats have a matrix and a range: failing is no harm.
-    sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(picture.colorSpace),
-                             picture.colorRange == AVCOL_RANGE_JPEG ? 1 : 0, sws_getCoefficients(SWS_CS_DEFAULT), 1, 0,
-                             1 << 16, 1 << 16);
-    if (sws_scale(scaler.get(), source->data, source->linesize, 0, picture.height, target->data, target->linesize) !=
-        picture.height)
+    if (av_frame_get_buffer(target.get(), 0) < 0 || !PictureConversion::convert(picture, *target))
         return nullptr;
     return target;
 }

@@ -1,7 +1,9 @@
 #include "format/PictureMemory.h"
 
+#include <climits>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "CountingSlab.h"
 #include "Records.h"
@@ -10,6 +12,8 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace {
@@ -190,6 +194,55 @@ TEST_F(PictureMemoryTest, LackOfMemoryGivesNoPicture)
 TEST_F(PictureMemoryTest, PictureTooLargeForItsHeaderIsRefused)
 {
     EXPECT_EQ(decoded(AV_PIX_FMT_RGBA64LE, 20000, 20000), nullptr);
+}
+
+TEST_F(PictureMemoryTest, ANewPictureIsDescribedAndHasRoomInAlignedRows)
+{
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_RGB24, AV_PIX_FMT_NV12, AV_PIX_FMT_YUVA444P}) {
+        PictureHeader description = sizedDescription(37, 11, format);
+        description.pts = 7;
+        const VideoFrameHandle record = PictureMemory::create(description);
+        ASSERT_FALSE(record.isNull());
+        const PictureHeader *const header = PictureHeader::of(*record);
+        ASSERT_NE(header, nullptr);
+        EXPECT_EQ(header->size, record->size);
+        EXPECT_EQ(header->pts, 7);
+        EXPECT_EQ(header->width, 37);
+        for (int plane = 0; plane < av_pix_fmt_count_planes(format); ++plane) {
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(header->plane(plane)) % 64, 0U);
+            EXPECT_EQ(header->stride[plane] % 64, 0);
+            EXPECT_GE(header->stride[plane], av_image_get_linesize(format, 37, plane));
+        }
+    }
+}
+
+TEST_F(PictureMemoryTest, WhatIsNotSeenOfANewPictureIs0)
+{
+    // CountingSlab gives out no clean memory.
+    const VideoFrameHandle record = PictureMemory::create(sizedDescription(37, 11, AV_PIX_FMT_YUV420P));
+    const PictureHeader *const header = PictureHeader::of(*record);
+    const auto *const bytes = static_cast<const quint8 *>(record->data);
+    for (quint32 offset = sizeof(PictureHeader); offset < record->size; ++offset) {
+        bool isVisible = false;
+        for (int plane = 0; plane < 3; ++plane) {
+            const qint64 inPlane = qint64(offset) - header->planeOffset[plane];
+            isVisible = isVisible || (inPlane >= 0 && inPlane / header->stride[plane] < (plane == 0 ? 11 : 6) &&
+                                      inPlane % header->stride[plane] < (plane == 0 ? 37 : 19));
+        }
+        ASSERT_TRUE(isVisible || bytes[offset] == 0) << offset;
+    }
+}
+
+TEST_F(PictureMemoryTest, ThereIsNoNewPictureThatCannotBe)
+{
+    for (const auto &[width, height] :
+         {std::pair{0, 10}, {10, 0}, {-1, 10}, {10, -1}, {1 << 30, 1}, {INT_MAX, INT_MAX}, {30'000, 30'000}})
+        EXPECT_TRUE(PictureMemory::create(sizedDescription(width, height, AV_PIX_FMT_GRAY8)).isNull()) << width;
+    EXPECT_TRUE(PictureMemory::create(sizedDescription(10, 10, AV_PIX_FMT_VAAPI)).isNull());
+    EXPECT_TRUE(PictureMemory::create(sizedDescription(10, 10, AV_PIX_FMT_NONE)).isNull());
+    EXPECT_FALSE(PictureMemory::create(sizedDescription(1, 1, AV_PIX_FMT_PAL8)).isNull());
+    CountingSlab::failAfter(0);
+    EXPECT_TRUE(PictureMemory::create(sizedDescription(10, 10, AV_PIX_FMT_GRAY8)).isNull());
 }
 
 } // namespace

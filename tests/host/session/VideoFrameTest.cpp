@@ -3,6 +3,7 @@
 #include <thread>
 #include <utility>
 
+#include "PlaneBytes.h"
 #include "host/sinks/Records.h"
 #include "session/FrameMemory.h"
 #include <decoding/VideoFrame.h>
@@ -10,24 +11,11 @@
 
 namespace {
 
-using decoding::Plane;
 using decoding::VideoFrame;
 
 VideoFrameHandle picture(AVPixelFormat format, int width, int height, Records::Rows rows = Records::Rows::TopDown)
 {
     return Records::picture(format, width, height, Records::packedBytes(format, width, height, 1), 50, rows);
-}
-
-/// @return the visible bytes of @p frame, plane by plane and row by row.
-QByteArray packed(const VideoFrame &frame)
-{
-    QByteArray bytes;
-    for (int index = 0; index < frame.planeCount(); ++index) {
-        const Plane plane = frame.plane(index);
-        for (int row = 0; row < plane.height; ++row)
-            bytes.append(reinterpret_cast<const char *>(plane.data + std::ptrdiff_t(row) * plane.stride), plane.width);
-    }
-    return bytes;
 }
 
 } // namespace
@@ -104,7 +92,7 @@ TEST(VideoFrame, ShowsThePlanesOfEveryKindOfFormat)
         const QByteArray bytes = Records::packedBytes(format, 13, 7, 3);
         const VideoFrame frame = decoding::makeFrame(Records::picture(format, 13, 7, bytes, 0));
         EXPECT_EQ(frame.planeCount(), planes) << frame.pixelFormat();
-        EXPECT_EQ(packed(frame), bytes) << frame.pixelFormat();
+        EXPECT_EQ(bytesOf(frame), bytes) << frame.pixelFormat();
     }
 }
 
@@ -112,7 +100,7 @@ TEST(VideoFrame, ShowsRowsThatLieUpsideDown)
 {
     const VideoFrame frame = decoding::makeFrame(picture(AV_PIX_FMT_RGB24, 5, 3, Records::Rows::BottomUp));
     EXPECT_LT(frame.plane(0).stride, 0);
-    EXPECT_EQ(packed(frame), Records::packedBytes(AV_PIX_FMT_RGB24, 5, 3, 1));
+    EXPECT_EQ(bytesOf(frame), Records::packedBytes(AV_PIX_FMT_RGB24, 5, 3, 1));
 }
 
 TEST(VideoFrame, HasNoDataInPlanesThatItDoesNotHave)

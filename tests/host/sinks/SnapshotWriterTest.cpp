@@ -75,6 +75,29 @@ TEST_F(SnapshotWriterTest, KeepsToTheRangeAndTheMatrixOfThePicture)
     EXPECT_NEAR(red(AVCOL_RANGE_MPEG, AVCOL_SPC_BT709), 191, 1);
 }
 
+TEST_F(SnapshotWriterTest, KeepsTheColoursOfRgbPicturesOfManyBits)
+{
+    const auto plane = [](int value) {
+        QByteArray bytes;
+        for (int pixel = 0; pixel < 16 * 16; ++pixel)
+            bytes.append(char(value & 0xff)).append(char(value >> 8));
+        return bytes;
+    };
+    // Green, blue, red.
+    const VideoFrameHandle picture =
+        Records::picture(AV_PIX_FMT_GBRP10LE, 16, 16, plane(85 * 4) + plane(60 * 4) + plane(155 * 4), 0);
+    for (const AVColorSpace space : {AVCOL_SPC_RGB, AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_BT709}) {
+        Records::headerOf(picture).colorSpace = space;
+        _writer.noteBreak();
+        ASSERT_GT(std::get<quint64>(_writer.write(*PictureHeader::of(*picture), 0)), 0U);
+        const QString newest = QDir(_directory.path()).entryList({"*.png"}).last();
+        const QByteArray rgb = FfmpegTool::run("-i '" + _directory.filePath(newest).toStdString() + "' -f rawvideo -");
+        EXPECT_NEAR(int(quint8(rgb.at(0))), 155, 2) << space;
+        EXPECT_NEAR(int(quint8(rgb.at(1))), 85, 2) << space;
+        EXPECT_NEAR(int(quint8(rgb.at(2))), 60, 2) << space;
+    }
+}
+
 TEST_F(SnapshotWriterTest, ReportsAFileThatItCannotWrite)
 {
     QDir(_directory.path()).removeRecursively();
