@@ -85,18 +85,6 @@ std::vector<IndicationManager::Owner> IndicationManager::snapshot() const
     return owners;
 }
 
-bool IndicationManager::isSetByNamedThread(const QString &ownerName, const QString &name) const
-{
-    const std::lock_guard<std::mutex> lock(_mutex);
-    const auto owner = _owners.find(_lastOwner.value(ownerName));
-    if (owner == _owners.end())
-        return false;
-    const std::vector<ShownIndication> &indications = owner->second.indications;
-    const auto found = std::find_if(indications.begin(), indications.end(),
-                                    [&name](const ShownIndication &shown) { return shown.name == name; });
-    return found != indications.end() && found->indication->reading().setter != ThreadNames::nameless;
-}
-
 /// Whether a new indication called @p name belongs to that owner.
 bool IndicationManager::joinsLocked(quint64 ownerNumber, const QString &name) const
 {

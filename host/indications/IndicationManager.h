@@ -9,11 +9,10 @@
 #include <thread>
 #include <vector>
 
+#include "indications/Indication.h"
 #include "indications/Light.h"
 #include "indications/TimeoutWheel.h"
 #include "interfaces/IIndicationManager.h"
-
-class Indication;
 
 /// The host's indications, with a picture of all their values at any time. Shared by ModkitPtr; all operations are
 /// thread-safe. The contract's operations do not throw: where memory is short, createIndication gives an empty pointer.
@@ -66,9 +65,20 @@ public:
     ///         value is what it was at some moment of the call. Removals and creations wait.
     [[nodiscard]] std::vector<Owner> snapshot() const;
 
-    /// Whether a thread with a name, as in Value, was the last to set the indication called @p name of the last owner called
-    /// @p ownerName; false where there is none. Takes no longer where many are shown.
-    [[nodiscard]] bool isSetByNamedThread(const QString &ownerName, const QString &name) const;
+    /// Calls @p take with the name and the Indication::Reading of each indication of the last owner called @p ownerName, in
+    /// the order of their creation, as snapshot reads them. Takes no longer where many are shown. @p take must not call the
+    /// manager. @return whether there is such an owner.
+    template <class Take>
+    bool readLast(const QString &ownerName, const Take &take) const
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        const auto owner = _owners.find(_lastOwner.value(ownerName));
+        if (owner == _owners.end())
+            return false;
+        for (const ShownIndication &shown : owner->second.indications)
+            take(shown.name, shown.indication->reading());
+        return true;
+    }
 
 private:
     struct ShownIndication {

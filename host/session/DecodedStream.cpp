@@ -11,6 +11,8 @@ DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<II
                              const Environment &environment)
     : _description(stream.description)
     , _kind(stream.kind())
+    , _name(QString::fromUtf8(stream.description.origin))
+    , _shownName(_name.toStdString())
     , _settings(settings)
     , _environment(environment)
     , _gate(gate)
@@ -37,22 +39,20 @@ std::optional<std::string> DecodedStream::addOutput(const OutputSpec &spec, cons
 
 void DecodedStream::addReader(const ReaderBuffer &buffer)
 {
-    const std::string name = QString::fromUtf8(_description.origin).toStdString();
     if (_kind == StreamKind::Video)
-        add("reader", ModkitPtr<VideoReaderSink>(new VideoReaderSink(name, std::get<0>(buffer))), buffer);
+        add("reader", ModkitPtr<VideoReaderSink>(new VideoReaderSink(_shownName, std::get<0>(buffer))), buffer);
     else
-        add("reader", ModkitPtr<AudioReaderSink>(new AudioReaderSink(name, std::get<1>(buffer))), buffer);
+        add("reader", ModkitPtr<AudioReaderSink>(new AudioReaderSink(_shownName, std::get<1>(buffer))), buffer);
 }
 
 template <class Sink>
 void DecodedStream::add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader)
 {
     const auto decode = [this, sink] {
-        const QString name = QString::fromUtf8(_description.origin);
         if constexpr (std::is_base_of_v<IVideoOutputQueue, Sink>)
-            return _environment.manager.createVideoDecoder(_queue, sink, _settings.creationFlags, name);
+            return _environment.manager.createVideoDecoder(_queue, sink, _settings.creationFlags, _name);
         else
-            return _environment.manager.createAudioDecoder(_queue, sink, _settings.creationFlags, name);
+            return _environment.manager.createAudioDecoder(_queue, sink, _settings.creationFlags, _name);
     };
     _outputs.push_back({std::move(kind), sink, decode, {}, std::move(reader), frames()});
 }
@@ -66,7 +66,7 @@ std::optional<std::string> DecodedStream::decodeIntoOutputs()
             continue;
         output.handle = std::exchange(output.decode, {})();
         if (output.handle.isNull())
-            error = QString::fromUtf8(_description.origin).toStdString() + ": the component gives no decoder for it";
+            error = _shownName + ": the component gives no decoder for it";
     }
     _gate->open();
     return error;

@@ -68,6 +68,10 @@ public:
     bool isDecoderAwake() const { return _queue->wasRead(); }
 
     StreamKind kind() const { return _kind; }
+    /// Of its decoder: "<input> video" or "<input> audio".
+    const QString &name() const { return _name; }
+    /// The same in UTF-8.
+    const std::string &shownName() const { return _shownName; }
     const MediaSource::Stream &description() const { return _description; }
     /// That have come while anybody took them.
     qint64 frames() const;
@@ -94,6 +98,8 @@ private:
     // Constant after construction.
     const MediaSource::Stream _description;
     const StreamKind _kind;
+    const QString _name;
+    const std::string _shownName;
     const Settings _settings;
     const Environment _environment;
     const std::shared_ptr<Gate> _gate;

@@ -76,7 +76,7 @@ void EventThread::run()
     // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's own.
     // A program with an application object has decided by itself.
     if (!QCoreApplication::instance())
-        qputenv("QT_NO_THREADED_GLIB", "1");
+        qputenv("QT_NO_GLIB", "1");
     int argumentCount = 1;
     char name[] = "decoding";
     char *arguments[] = {name, nullptr};

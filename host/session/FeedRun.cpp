@@ -67,7 +67,7 @@ void FeedRun::startOnceDecodersAreAwake()
         _startedAt = Clock::now();
         _feed->start();
     } else if (Clock::now() - *_decodersSince > awakeLimit) {
-        _error = QString::fromUtf8((*asleep)->description().origin).toStdString() +
+        _error = (*asleep)->shownName() +
                  ": its decoder does not read; the component has no thread for it, or is stuck in another stream";
         cancel();
     }

@@ -52,6 +52,8 @@ public:
     /// Whether its outputs are complete, or it could not be opened.
     bool isFinished() const { return _phase == Phase::Finished; }
 
+    /// What is wrong now, or ended it too early.
+    std::optional<std::string> error() const { return _error ? _error : _feed->error(); }
     /// As the feed's, until everything is complete.
     InputFeed::Status status() const;
     /// Since the decoders began, or for as long as they worked.

@@ -107,6 +107,11 @@ InputFeed::Status FileFeed::status() const
     return status;
 }
 
+std::optional<std::string> FileFeed::error() const
+{
+    return _source ? _source->error() : _openingError;
+}
+
 InputFeed::Figures FileFeed::figures() const
 {
     Figures told;

@@ -34,6 +34,7 @@ public:
     void wait() override;
     bool isDrained() const override;
     Status status() const override;
+    std::optional<std::string> error() const override;
     Figures figures(StreamKind /*kind*/) const override { return figures(); }
     Figures figures() const override;
     std::vector<std::string> takeReports() override { return {}; }

@@ -73,6 +73,8 @@ public:
     /// Whether all blocks there will ever be were decoded, of the streams that are.
     [[nodiscard]] virtual bool isDrained() const = 0;
     [[nodiscard]] virtual Status status() const = 0;
+    /// @return the status' error alone.
+    [[nodiscard]] virtual std::optional<std::string> error() const = 0;
     /// Of the stream of @p kind; where streams share a queue, of all of them.
     [[nodiscard]] virtual Figures figures(StreamKind kind) const = 0;
     /// Of all streams.

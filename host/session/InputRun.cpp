@@ -212,7 +212,7 @@ std::optional<std::string> InputRun::decode(StreamKind kind, const std::shared_p
 /// Tells the readers of streams that will not be decoded, or no more, that nothing will come.
 void InputRun::endReadersInVain()
 {
-    const bool hasFailed = _closed || _feeds.front()->status().state == InputFeed::State::Ended;
+    const bool hasFailed = _closed || _feeds.front()->isFinished();
     for (const StreamKind kind : streamKinds) {
         const Kind &of = at(kind);
         const bool isMissing = _isKnown && !_present[indexOf(kind)] && !isLive();
@@ -294,5 +294,10 @@ void InputRun::updateRates(RecentRate::Instant now, std::chrono::milliseconds lo
 
 void InputRun::tellHandle()
 {
-    _core->setStatus({_isKnown, _present, condition(statuses()).error, isFinished()});
+    std::optional<std::string> error = _error;
+    for (const auto &feed : _feeds) {
+        if (!error)
+            error = feed->error();
+    }
+    _core->setStatus({_isKnown, _present, std::move(error), isFinished()});
 }

@@ -82,8 +82,7 @@ InputFeed::Status LiveFeed::status() const
         status.state = State::Ended;
         break;
     }
-    if (!source.trouble.empty())
-        status.error = _name + ": " + source.trouble;
+    status.error = errorOf(source);
     status.packets = static_cast<qint64>(source.packets);
     status.bytes = static_cast<qint64>(source.bytes);
     status.connections = static_cast<qint64>(source.connections);
@@ -93,6 +92,11 @@ InputFeed::Status LiveFeed::status() const
         status.peakQueuedBytes = std::max(status.peakQueuedBytes, figures.peakBytes);
     }
     return status;
+}
+
+std::optional<std::string> LiveFeed::errorOf(const LiveSource::Status &source) const
+{
+    return source.trouble.empty() ? std::nullopt : std::optional(_name + ": " + source.trouble);
 }
 
 InputFeed::Figures LiveFeed::figures(StreamKind kind) const

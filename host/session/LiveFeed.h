@@ -29,12 +29,15 @@ public:
     void wait() override { _source.join(); }
     bool isDrained() const override;
     Status status() const override;
+    std::optional<std::string> error() const override { return errorOf(_source.status()); }
     Figures figures(StreamKind kind) const override;
     Figures figures() const override;
     std::vector<std::string> takeReports() override { return _source.takeReports(); }
     bool isLive() const override { return true; }
 
 private:
+    std::optional<std::string> errorOf(const LiveSource::Status &source) const;
+
     const std::string _name;
     const std::array<ModkitPtr<LiveQueue>, streamKinds.size()> _queues; // by kind
     LiveSource _source;

@@ -36,7 +36,7 @@ std::optional<std::size_t> lightIndex(const QString &name, std::size_t guess)
     return static_cast<std::size_t>(found - names.begin());
 }
 
-decoding::Light shown(Light light)
+decoding::Light shownAs(Light light)
 {
     switch (light) {
     case Light::Good:
@@ -71,24 +71,13 @@ void addFigures(const InputFeed::Figures &part, InputFeed::Figures &sum)
 } // namespace
 
 SnapshotFiller::SnapshotFiller(const IndicationManager *indications, decoding::Mode mode)
-    : _mode(mode)
+    : _indications(indications)
+    , _mode(mode)
 {
     if (!indications)
         return;
-    for (const IndicationManager::Owner &owner : indications->snapshot()) {
-        // Of decoders with the same name, the last is the present one.
-        Decoder &decoder = _decoders[owner.name.toStdString()];
-        decoder = Decoder();
-        std::size_t position = 0;
-        for (const IndicationManager::Value &value : owner.values) {
-            const auto index = lightIndex(value.name, position++);
-            if (!index)
-                continue;
-            decoder.lights[*index] = shown(value.light);
-            if (*index == Snapshot::CycleLight)
-                decoder.thread = value.thread.toStdString();
-        }
-    }
+    for (const QString &thread : ThreadNames::all())
+        _threads.push_back(thread.toStdString());
 }
 
 void SnapshotFiller::add(const InputRun &input, Snapshot &snapshot) const
@@ -149,7 +138,7 @@ Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputFe
     const MediaSource::Stream &description = stream.description();
     const InputFeed::Figures figures = feed.figures(stream.kind());
     Snapshot::Stream shown;
-    shown.name = description.origin.toStdString();
+    shown.name = stream.shownName();
     shown.index = description.index;
     shown.kind = description.kind;
     shown.codec = description.codec;
@@ -162,11 +151,30 @@ Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputFe
     shown.tuned = !input.core().options().excludeFromTuning;
     if (shown.tuned)
         shown.mode = _mode;
-    const auto decoder = _decoders.find(shown.name);
-    if (decoder != _decoders.end()) {
-        shown.lights = decoder->second.lights;
-        shown.thread = decoder->second.thread;
-    }
+    if (_indications)
+        showLights(stream, shown);
     shown.outputs = stream.outputs();
     return shown;
+}
+
+void SnapshotFiller::showLights(const DecodedStream &stream, Snapshot::Stream &shown) const
+{
+    Snapshot::Lights lights = {}; // black
+    std::size_t position = 0;
+    ThreadNames::Id thread = ThreadNames::nameless;
+    // Of decoders with the same name, the last is the present one.
+    const auto take = [&](const QString &name, const Indication::Reading &reading) {
+        const auto index = lightIndex(name, position++);
+        if (!index)
+            return;
+        lights[*index] = shownAs(lightOf(reading.value));
+        if (*index == Snapshot::CycleLight)
+            thread = reading.setter;
+    };
+    if (!_indications->readLast(stream.name(), take))
+        return;
+    shown.lights = lights;
+    // One that has got its name meanwhile is shown the next time.
+    if (thread < _threads.size())
+        shown.thread = _threads[thread];
 }

@@ -2,7 +2,7 @@
 #define HOST_SESSION_SNAPSHOTFILLER_H
 
 #include <string>
-#include <unordered_map>
+#include <vector>
 
 #include "indications/IndicationManager.h"
 #include "session/InputRun.h"
@@ -21,17 +21,13 @@ public:
     [[nodiscard]] decoding::Snapshot::Input snapshotOf(const InputRun &input) const;
 
 private:
-    /// What the indications tell of one decoder.
-    struct Decoder {
-        decoding::Snapshot::Lights lights = {}; // black
-        std::string thread;
-    };
-
+    void showLights(const DecodedStream &stream, decoding::Snapshot::Stream &shown) const;
     decoding::Snapshot::Stream snapshotOf(const InputRun &input, const InputFeed &feed,
                                           const DecodedStream &stream) const;
 
+    const IndicationManager *const _indications;
     const decoding::Mode _mode;
-    std::unordered_map<std::string, Decoder> _decoders; // by the stream's name
+    std::vector<std::string> _threads; // by the ids of setters
 };
 
 #endif

@@ -132,28 +132,32 @@ TEST_F(IndicationManagerTest, TellsWhichThreadSetAValueLast)
     EXPECT_EQ(manager->snapshot().at(0).values.at(0).thread, QStringLiteral("Decoder/3"));
 }
 
-TEST_F(IndicationManagerTest, TellsOfTheLastOwnerOfANameWhetherANamedThreadHasSetAValue)
+TEST_F(IndicationManagerTest, ReadsTheIndicationsOfTheLastOwnerOfAName)
 {
-    const auto isSet = [this](const char *owner, const char *name) {
-        return manager->isSetByNamedThread(QString::fromLatin1(owner), QString::fromLatin1(name));
+    const auto read = [this](const char *owner) {
+        std::vector<std::string> read;
+        const bool isThere = manager->readLast(
+            QString::fromLatin1(owner), [&read](const QString &name, const Indication::Reading &reading) {
+                read.push_back(name.toStdString() + '=' + std::to_string(reading.value) +
+                               (reading.setter == ThreadNames::nameless ? "" : " named"));
+            });
+        EXPECT_EQ(isThere, !read.empty());
+        return read;
     };
-    EXPECT_FALSE(isSet("camera", "DecoderCycle")) << "there is none";
+    EXPECT_THAT(read("camera"), IsEmpty()) << "there is none";
     const auto mode = create("DecoderMode", "camera");
-    const auto cycle = create("DecoderCycle", "camera");
-    const auto cycleOfOther = create("DecoderCycle", "another camera");
-    cycle->setValue(0, -1, Callback());
-    EXPECT_FALSE(isSet("camera", "DecoderCycle")) << "this thread has no name";
+    const auto cycle = create("DecoderCycle", "camera", black);
+    const auto cycleOfOther = create("DecoderCycle", "another camera", black);
+    mode->setValue(2, -1, Callback());
+    EXPECT_THAT(read("camera"), ElementsAre("DecoderMode=2", "DecoderCycle=3")) << "this thread has no name";
     setOnDecoderThread(cycle);
-    EXPECT_TRUE(isSet("camera", "DecoderCycle"));
-    EXPECT_FALSE(isSet("camera", "DecoderMode"));
-    EXPECT_FALSE(isSet("another camera", "DecoderCycle"));
+    EXPECT_THAT(read("camera"), ElementsAre("DecoderMode=2", testing::EndsWith(" named")));
+    EXPECT_THAT(read("another camera"), ElementsAre("DecoderCycle=3"));
 
-    const auto later = create("DecoderCycle", "camera");
-    EXPECT_FALSE(isSet("camera", "DecoderCycle")) << "the last owner's was never set";
-    setOnDecoderThread(later);
-    EXPECT_TRUE(isSet("camera", "DecoderCycle"));
+    const auto later = create("DecoderCycle", "camera", black);
+    EXPECT_THAT(read("camera"), ElementsAre("DecoderCycle=3")) << "the last owner's was never set";
     manager->removeIndication(later);
-    EXPECT_FALSE(isSet("camera", "DecoderCycle")) << "the last owner is gone";
+    EXPECT_THAT(read("camera"), IsEmpty()) << "the last owner is gone";
 }
 
 TEST_F(IndicationManagerTest, CallsBackOnAThreadOfItsOwnAndNotTooEarly)
