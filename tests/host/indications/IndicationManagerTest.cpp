@@ -134,7 +134,7 @@ TEST_F(IndicationManagerTest, TellsWhichThreadSetAValueLast)
 
 TEST_F(IndicationManagerTest, ReadsTheIndicationsOfTheLastOwnerOfAName)
 {
-    const auto read = [this](const char *owner) {
+    const auto readOf = [this](const char *owner) {
         std::vector<std::string> read;
         const bool isThere = manager->readLast(
             QString::fromLatin1(owner), [&read](const QString &name, const Indication::Reading &reading) {
@@ -144,20 +144,20 @@ TEST_F(IndicationManagerTest, ReadsTheIndicationsOfTheLastOwnerOfAName)
         EXPECT_EQ(isThere, !read.empty());
         return read;
     };
-    EXPECT_THAT(read("camera"), IsEmpty()) << "there is none";
+    EXPECT_THAT(readOf("camera"), IsEmpty()) << "there is none";
     const auto mode = create("DecoderMode", "camera");
     const auto cycle = create("DecoderCycle", "camera", black);
     const auto cycleOfOther = create("DecoderCycle", "another camera", black);
     mode->setValue(2, -1, Callback());
-    EXPECT_THAT(read("camera"), ElementsAre("DecoderMode=2", "DecoderCycle=3")) << "this thread has no name";
+    EXPECT_THAT(readOf("camera"), ElementsAre("DecoderMode=2", "DecoderCycle=3")) << "this thread has no name";
     setOnDecoderThread(cycle);
-    EXPECT_THAT(read("camera"), ElementsAre("DecoderMode=2", testing::EndsWith(" named")));
-    EXPECT_THAT(read("another camera"), ElementsAre("DecoderCycle=3"));
+    EXPECT_THAT(readOf("camera"), ElementsAre("DecoderMode=2", testing::EndsWith(" named")));
+    EXPECT_THAT(readOf("another camera"), ElementsAre("DecoderCycle=3"));
 
     const auto later = create("DecoderCycle", "camera", black);
-    EXPECT_THAT(read("camera"), ElementsAre("DecoderCycle=3")) << "the last owner's was never set";
+    EXPECT_THAT(readOf("camera"), ElementsAre("DecoderCycle=3")) << "the last owner's was never set";
     manager->removeIndication(later);
-    EXPECT_THAT(read("camera"), IsEmpty()) << "the last owner is gone";
+    EXPECT_THAT(readOf("camera"), IsEmpty()) << "the last owner is gone";
 }
 
 TEST_F(IndicationManagerTest, CallsBackOnAThreadOfItsOwnAndNotTooEarly)
