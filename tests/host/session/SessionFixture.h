@@ -1,8 +1,6 @@
 #ifndef TESTS_HOST_SESSION_SESSIONFIXTURE_H
 #define TESTS_HOST_SESSION_SESSIONFIXTURE_H
 
-#include <decoding/Session.h>
-
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -13,6 +11,7 @@
 #include "fakes/WaitUntil.h"
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
+#include <decoding/Session.h>
 #include <gmock/gmock.h>
 
 /// A session on the real component. At the end of each test nothing may be left of it.

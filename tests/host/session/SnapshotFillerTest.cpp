@@ -34,7 +34,8 @@ protected:
 TEST_F(SnapshotFillerTest, ShowsALiveInputThatHasNoStreams)
 {
     addUnreachable("door");
-    EXPECT_THAT(shown("door").state, testing::AnyOf(State::Connecting, State::Waiting)) << "it may have been refused by now";
+    EXPECT_THAT(shown("door").state, testing::AnyOf(State::Connecting, State::Waiting))
+        << "it may have been refused by now";
     EXPECT_TRUE(shown("door").live);
     EXPECT_THAT(shown("door").streams, IsEmpty());
     EXPECT_EQ(shown("door").latency, std::nullopt);
