@@ -55,7 +55,7 @@ private:
 void takeSnapshots(benchmark::State &state)
 {
     ManyStreams streams(static_cast<int>(state.range(0)));
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(streams.session().snapshot());
     state.counters["streams"] = static_cast<double>(streams.decoders());
 }
@@ -66,7 +66,7 @@ BENCHMARK(takeSnapshots)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrose
 void waitForDecoder(benchmark::State &state)
 {
     ManyStreams streams(100);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const auto live = streams.session().openLater("lavfi:testsrc2=size=320x240:rate=100");
         const auto end = std::chrono::steady_clock::now() + 5s;
         live->video().deliver([](const decoding::VideoFrame & /*frame*/) {});

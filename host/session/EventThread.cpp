@@ -3,8 +3,10 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QEventLoop>
+#include <QTextCodec>
 
 #include <algorithm>
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <future>
@@ -84,7 +86,12 @@ void EventThread::run()
     QtMessageHandler previous = nullptr;
     const bool ownsQt = !QCoreApplication::instance();
     if (ownsQt) {
+        // Qt would switch the whole program to the user's locale, in which numbers may have a comma.
+        const std::string locale = std::setlocale(LC_ALL, nullptr);
         application.emplace(argumentCount, arguments);
+        std::setlocale(LC_ALL, locale.c_str());
+        // And without that locale it would know no file names beyond ASCII.
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
         previous = qInstallMessageHandler(&EventThread::handleMessage);
     }
     {

@@ -47,7 +47,7 @@ struct SessionOptions {
 ///
 /// The library runs Qt's event loop on a thread of its own, one for all sessions of the process. Where there is no Qt
 /// application object, it makes one there, and takes Qt's messages as its own; so a program that uses Qt itself makes its
-/// application object before its first session.
+/// application object before its first session. It silences FFmpeg's log in the whole process. File names are UTF-8.
 class DECODING_EXPORT Session {
 public:
     /// Loads and starts the component.

@@ -1,4 +1,7 @@
+#include <clocale>
 #include <cstdlib>
+#include <filesystem>
+#include <unistd.h>
 
 #include "host/session/SessionFixture.h"
 #include <decoding/Session.h>
@@ -180,6 +183,28 @@ TEST_F(SessionTest, StandsBesideOthers)
     EXPECT_EQ(countFrames(there->video()), 24);
     other.end();
     EXPECT_EQ(countFrames(_session->open(sample("tree.avi"))->video()), 24);
+}
+
+TEST_F(SessionTest, LeavesTheProgramsLocaleAloneAndKnowsNamesBeyondAsciiAllTheSame)
+{
+    _session.reset();
+    setenv("LC_ALL", "C.UTF-8", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    begin({});
+    EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before);
+    const std::string name = "/tmp/decoding-" + std::to_string(getpid()) + "-K\xc3\xa4se.avi";
+    std::filesystem::copy_file(sample("tree.avi"), name);
+    std::string shown;
+    EXPECT_EQ(errorOf([&] { shown = _session->open(name)->name(); }), "");
+    EXPECT_THAT(shown, testing::EndsWith("K\xc3\xa4se.avi"));
+    std::filesystem::remove(name);
+}
+
+TEST_F(SessionTest, RunsTheComponentThatTheEnvironmentNames)
+{
+    setenv("DECODING_COMPONENT", "/nowhere/libOther.so", 1); // NOLINT(concurrency-mt-unsafe): nobody else looks
+    EXPECT_THAT(errorOf([] { decoding::Session session; }), HasSubstr("/nowhere/libOther.so"));
+    unsetenv("DECODING_COMPONENT"); // NOLINT(concurrency-mt-unsafe)
 }
 
 TEST_F(SessionTest, OpensAndClosesForEver)
