@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QEventLoop>
-#include <QTextCodec>
 
 #include <algorithm>
 #include <clocale>
@@ -90,8 +89,6 @@ void EventThread::run()
         const std::string locale = std::setlocale(LC_ALL, nullptr);
         application.emplace(argumentCount, arguments);
         std::setlocale(LC_ALL, locale.c_str());
-        // And without that locale it would know no file names beyond ASCII.
-        QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
         previous = qInstallMessageHandler(&EventThread::handleMessage);
     }
     {

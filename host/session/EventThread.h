@@ -13,8 +13,8 @@
 
 /// The thread that runs Qt's event loop for all sessions of the process: the component and its listeners live in it. Where
 /// there is no Qt application object when it begins, it makes one, and takes the messages of Qt's channels; both for as
-/// long as it runs. Then it also has Qt do without GLib's event loop, leave the program's locale as it is, and take file
-/// names for UTF-8. Thread-safe.
+/// long as it runs. Then it also has Qt do without GLib's event loop, and leave the program's locale as it is.
+/// Thread-safe.
 class EventThread final {
 public:
     using Job = std::function<void()>;
