@@ -10,7 +10,7 @@ std::atomic<bool> interruptRequested{false};
 
 void requestInterrupt(int number)
 {
-    // The end of the session is told to the program by the system, and once more by its shell: nobody grows impatient.
+    // SIGHUP may arrive twice on logout (kernel and shell); the second is not an impatient user.
     if (!interruptRequested.exchange(true) || number == SIGHUP)
         return;
     TerminalGuard::giveBack();

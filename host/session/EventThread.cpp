@@ -14,8 +14,10 @@
 
 namespace {
 
+// Held while the thread is begun and ended, so that no other begins before the application object of the last has gone.
 std::mutex sharedMutex;
-std::weak_ptr<EventThread> theShared; // guarded by sharedMutex
+EventThread *onlyThread = nullptr; // guarded by sharedMutex, as is the next one
+int userCount = 0;
 
 std::mutex messageMutex;
 EventThread *messageThread = nullptr; // that takes Qt's messages; guarded by messageMutex
@@ -45,12 +47,14 @@ private:
 std::shared_ptr<EventThread> EventThread::shared()
 {
     const std::lock_guard<std::mutex> lock(sharedMutex);
-    std::shared_ptr<EventThread> thread = theShared.lock();
-    if (!thread) {
-        thread = std::shared_ptr<EventThread>(new EventThread);
-        theShared = thread;
-    }
-    return thread;
+    if (!onlyThread)
+        onlyThread = new EventThread;
+    ++userCount;
+    return std::shared_ptr<EventThread>(onlyThread, [](EventThread * /*thread*/) {
+        const std::lock_guard<std::mutex> userLock(sharedMutex);
+        if (--userCount == 0)
+            delete std::exchange(onlyThread, nullptr);
+    });
 }
 
 EventThread::EventThread()
@@ -76,7 +80,7 @@ void EventThread::run()
 {
     // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's own.
     // A program with an application object has decided by itself.
-    if (!QCoreApplication::instance())
+    if (!QCoreApplication::instance() && !qEnvironmentVariableIsSet("QT_NO_GLIB"))
         qputenv("QT_NO_GLIB", "1");
     int argumentCount = 1;
     char name[] = "decoding";

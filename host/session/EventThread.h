@@ -19,12 +19,13 @@ class EventThread final {
 public:
     using Job = std::function<void()>;
 
-    /// @return the one there is, or a new one. @throws std::system_error when the system has no thread for it.
+    /// @return the one there is, or a new one. The last user's release ends it; not on the thread itself.
+    /// @throws std::system_error when the system has no thread for it.
     static std::shared_ptr<EventThread> shared();
 
     EventThread(const EventThread &) = delete;
     EventThread &operator=(const EventThread &) = delete;
-    /// Runs what was posted, and ends the thread. Not on the thread itself.
+    /// Runs what was posted, and ends the thread.
     ~EventThread();
 
     /// Has @p job, which must not throw, run on the thread, after those posted before. Never blocks.

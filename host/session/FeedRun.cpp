@@ -81,6 +81,12 @@ void FeedRun::cancel()
     _feed->cancel();
 }
 
+void FeedRun::leave()
+{
+    _isLeft = isRunning();
+    cancel();
+}
+
 void FeedRun::beginEnding()
 {
     auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });

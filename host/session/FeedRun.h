@@ -44,6 +44,10 @@ public:
     /// Has reading and decoding stop at once, with what is decoded so far. Does nothing unless it is running.
     void cancel();
 
+    /// As cancel, because nobody reads it any more, rather than for good.
+    void leave();
+    bool isLeft() const { return _isLeft; }
+
     const std::vector<std::unique_ptr<DecodedStream>> &streams() const { return _streams; }
     /// Whether its streams may get other outputs: from its beginning until it ends.
     bool isOpenForOutputs() const { return _phase == Phase::Running && !_cancelled; }
@@ -75,6 +79,7 @@ private:
     std::optional<std::chrono::steady_clock::time_point> _endedAt;
     Phase _phase = Phase::Running;
     bool _cancelled = false;
+    bool _isLeft = false;
     std::future<void> _ending; // valid while the outputs are being completed
 };
 

@@ -9,6 +9,9 @@
 
 namespace {
 
+// Longer ones would be beyond what the clock counts.
+constexpr std::chrono::milliseconds longestWait = std::chrono::hours(24 * 365);
+
 template <class Frame>
 constexpr StreamKind kindOfFrames = StreamKind::Video;
 template <>
@@ -103,11 +106,7 @@ std::unique_ptr<decoding::FrameReader<Frame>> decoding::Input::Core::makeReader(
         });
     };
     typename Source::Hooks hooks;
-    hooks.start = [weak, post] {
-        const std::shared_ptr<Core> core = weak.lock();
-        if (core && !core->_startRequested.exchange(true))
-            post([](InputRun &run) { run.start(); });
-    };
+    hooks.start = [post] { post([](InputRun &run) { run.start(kind); }); };
     hooks.leave = [weak, post, buffer] {
         if (const std::shared_ptr<Core> core = weak.lock()) {
             const std::lock_guard<std::mutex> lock(core->_mutex);
@@ -120,7 +119,7 @@ std::unique_ptr<decoding::FrameReader<Frame>> decoding::Input::Core::makeReader(
     hooks.fail = [post](const std::string &what) { post([what](InputRun &run) { run.fail(what); }); };
     {
         const std::lock_guard<std::mutex> lock(_mutex);
-        if (_closed)
+        if (_readersClosed)
             buffer->close();
         _buffers.emplace_back(buffer);
     }
@@ -164,6 +163,7 @@ void decoding::Input::Core::closeReaders()
     std::vector<ReaderBuffer> buffers;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
+        _readersClosed = true;
         buffers = _buffers;
     }
     for (const ReaderBuffer &buffer : buffers)
@@ -179,7 +179,7 @@ bool decoding::Input::Core::isFinished() const
 bool decoding::Input::Core::waitUntilFinished(std::chrono::milliseconds timeout) const
 {
     std::unique_lock<std::mutex> lock(_mutex);
-    return _changed.wait_for(lock, timeout, [this] { return _status.finished; });
+    return _changed.wait_for(lock, std::min(timeout, longestWait), [this] { return _status.finished; });
 }
 
 std::optional<std::string> decoding::Input::Core::waitUntilKnown() const

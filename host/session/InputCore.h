@@ -56,7 +56,7 @@ public:
         bool finished = false;
     };
     void setStatus(const Status &status);
-    /// Gives the readers nothing more, and wakes them.
+    /// Gives no reader anything more, neither those that are there nor later ones, and wakes them.
     void closeReaders();
     /// Whether its handle has gone.
     bool isAbandoned() const;
@@ -73,12 +73,12 @@ private:
     const bool _isLive;
     const std::shared_ptr<SessionJobs> _jobs;
     const std::array<std::shared_ptr<Gate>, streamKinds.size()> _gates;
-    std::atomic<bool> _startRequested{false};
 
     mutable std::mutex _mutex; // guards the rest, but for the readers themselves
     mutable std::condition_variable _changed;
     Status _status;
     bool _closed = false;
+    bool _readersClosed = false; // by its handle, or its end
     bool _abandoned = false;
     std::vector<ReaderBuffer> _buffers; // of all readers
     std::unique_ptr<VideoReader> _videoReader;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "interfaces/CreationFlags.h"
+#include "media/SafeText.h"
 #include "session/FileFeed.h"
 #include "session/LiveFeed.h"
 #include "session/OutputSpecs.h"
@@ -70,20 +71,33 @@ void InputRun::removeReader(StreamKind kind, const ReaderBuffer &buffer)
 {
     Kind &of = at(kind);
     of.readers.erase(std::remove(of.readers.begin(), of.readers.end(), buffer), of.readers.end());
-    if (!of.stream || !of.feed->isOpenForOutputs())
+    if (!of.feed || !of.feed->isOpenForOutputs())
         return;
-    of.stream->removeReader(buffer);
-    if (of.stream->hasOutputs())
-        return;
-    // Whoever comes next begins anew: with a live input where it is then, with a file at its beginning.
-    if (isLive()) {
-        of.feed->remove(*of.stream);
-    } else {
-        of.feed->cancel();
-        of.feed = nullptr;
-        of.known.reset();
+    if (of.stream)
+        of.stream->removeReader(buffer);
+    if (of.readers.empty() && !isWritten(kind))
+        leave(of);
+}
+
+/// Ends the decoding of a stream that nobody reads any more. Whoever comes next begins anew: with a live input where it is
+/// then, with a file at its beginning.
+void InputRun::leave(Kind &kind)
+{
+    kind.isStarted = false;
+    if (kind.stream) {
+        kind.description = kind.stream->description();
+        kind.frames += kind.stream->frames();
+        kind.damaged += kind.stream->damaged();
     }
-    of.stream = nullptr;
+    if (!isLive())
+        kind.feed->leave();
+    else if (kind.stream)
+        kind.feed->remove(*kind.stream);
+    if (!isLive()) {
+        kind.feed = nullptr;
+        kind.known.reset();
+    }
+    kind.stream = nullptr;
 }
 
 void InputRun::close()
@@ -97,7 +111,7 @@ void InputRun::close()
 void InputRun::fail(const std::string &what)
 {
     if (!_error)
-        _error = _name.shown + ": " + what;
+        _error = _name.shown + ": " + SafeText::utf8(what);
     close();
 }
 
@@ -105,14 +119,15 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
 {
     for (const auto &feed : _feeds) {
         // What is closed while it is being opened has not failed.
-        if (!_closed)
+        if (feed->isOpenForOutputs())
             takeStreams(*feed);
     }
     if (!_closed && _isKnown) {
         chooseFeeds();
         std::vector<StreamKind> ready;
         for (const StreamKind kind : streamKinds) {
-            if (isWanted(kind) && !at(kind).stream && at(kind).feed && at(kind).known)
+            const Kind &of = at(kind);
+            if (isWanted(kind) && !of.stream && of.feed && of.known && of.feed->isOpenForOutputs())
                 ready.push_back(kind);
         }
         decode(ready, inputFiles);
@@ -126,13 +141,19 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
 
 void InputRun::takeStreams(FeedRun &feed)
 {
-    for (const InputFeed::Stream &stream : feed.feed().takeStreams()) {
+    const std::vector<InputFeed::Stream> streams = feed.feed().takeStreams();
+    for (const InputFeed::Stream &stream : streams) {
         _isKnown = true;
         _present[indexOf(stream.kind())] = true;
         Kind &of = at(stream.kind());
         if (!of.feed || of.feed == &feed)
             of.known = stream;
     }
+    // A file that was opened again may have another content by now.
+    const bool lacksIts = std::any_of(_kinds.begin(), _kinds.end(),
+                                      [&feed](const Kind &kind) { return kind.feed == &feed && !kind.known; });
+    if (!streams.empty() && lacksIts)
+        fail("the file has changed since it was opened");
 }
 
 bool InputRun::isWritten(StreamKind kind) const
@@ -145,7 +166,8 @@ bool InputRun::isWritten(StreamKind kind) const
 bool InputRun::isWanted(StreamKind kind) const
 {
     const bool isOfInterest = kind == StreamKind::Video ? _options.video : _options.audio;
-    return isOfInterest && (isWritten(kind) || (_started && !_kinds[indexOf(kind)].readers.empty()));
+    const Kind &of = _kinds[indexOf(kind)];
+    return isOfInterest && (isWritten(kind) || (of.isStarted && !of.readers.empty()));
 }
 
 /// Gives each wanted stream the feed that it is to come from. The one that opened the input goes to all that is written, or
@@ -160,6 +182,8 @@ void InputRun::chooseFeeds()
     for (const StreamKind kind : streamKinds) {
         Kind &of = at(kind);
         if (of.feed || !isWanted(kind) || !_present[indexOf(kind)])
+            continue;
+        if (isLive() && !_feeds.front()->isOpenForOutputs())
             continue;
         if (isLive() || (isFirstFree && (isWritten(kind) || !firstIsTaken))) {
             of.feed = _feeds.front().get();
@@ -212,36 +236,60 @@ std::optional<std::string> InputRun::decode(StreamKind kind, const std::shared_p
 /// Tells the readers of streams that will not be decoded, or no more, that nothing will come.
 void InputRun::endReadersInVain()
 {
-    const bool hasFailed = _closed || _feeds.front()->isFinished();
+    const bool isOver = _closed || _error || (_feeds.front()->isFinished() && (isLive() || !_isKnown));
     for (const StreamKind kind : streamKinds) {
         const Kind &of = at(kind);
         const bool isMissing = _isKnown && !_present[indexOf(kind)] && !isLive();
-        const bool hasEnded = of.stream ? of.feed->isFinished() : (hasFailed && !of.feed) || isMissing;
-        if (!hasEnded)
+        if (of.feed ? !of.feed->isFinished() : !isOver && !isMissing)
             continue;
         for (const ReaderBuffer &reader : of.readers)
             std::visit([](const auto &buffer) { buffer->end(); }, reader);
     }
 }
 
-/// Forgets the feeds that nobody has read to the end, but for the first.
+/// Forgets the feeds that were left, but for the first, and keeps what they counted.
 void InputRun::dropLeftFeeds()
 {
-    const auto isLeft = [this](const std::unique_ptr<FeedRun> &feed) {
-        return feed->isFinished() && std::none_of(_kinds.begin(), _kinds.end(),
-                                                  [&feed](const Kind &kind) { return kind.feed == feed.get(); });
+    const auto isDropped = [this](const std::unique_ptr<FeedRun> &feed) {
+        if (!feed->isLeft() || !feed->isFinished())
+            return false;
+        const InputFeed::Status status = feed->status();
+        _packetsOfDropped += status.packets;
+        _bytesOfDropped += status.bytes;
+        return true;
     };
-    _feeds.erase(std::remove_if(_feeds.begin() + 1, _feeds.end(), isLeft), _feeds.end());
+    _feeds.erase(std::remove_if(_feeds.begin() + 1, _feeds.end(), isDropped), _feeds.end());
+}
+
+std::vector<InputRun::ShownStream> InputRun::streams() const
+{
+    std::vector<ShownStream> streams;
+    streams.reserve(streamKinds.size());
+    for (const Kind &kind : _kinds) {
+        if (kind.stream)
+            streams.push_back({kind.stream->description(), kind.stream, kind.feed->feed(), kind.frames, kind.damaged});
+        else if (kind.description)
+            streams.push_back({*kind.description, nullptr, _feeds.front()->feed(), kind.frames, kind.damaged});
+    }
+    return streams;
+}
+
+/// Whether all readers have left a file, so that more may be asked for.
+bool InputRun::areAllLeft() const
+{
+    return std::all_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isLeft(); });
 }
 
 bool InputRun::isRunning() const
 {
-    return std::any_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isRunning(); });
+    return (!_closed && areAllLeft()) ||
+           std::any_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isRunning(); });
 }
 
 bool InputRun::isFinished() const
 {
-    return std::all_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isFinished(); });
+    return (_closed || !areAllLeft()) &&
+           std::all_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isFinished(); });
 }
 
 std::vector<InputFeed::Status> InputRun::statuses() const
@@ -271,6 +319,8 @@ InputRun::Condition InputRun::condition(const std::vector<InputFeed::Status> &st
         condition.state = isDecoding || _closed ? State::Running : State::Ready;
     else if (hasState[static_cast<std::size_t>(InputFeed::State::Opening)])
         condition.state = State::Connecting;
+    else if (!_closed && areAllLeft())
+        condition.state = State::Ready;
     return condition;
 }
 

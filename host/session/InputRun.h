@@ -37,8 +37,8 @@ public:
 
     // What its handle asks for.
 
-    /// A reader wants frames: from now on the streams that have readers are decoded.
-    void start() { _started = true; }
+    /// A reader wants frames: from now on the stream of @p kind is decoded while it has readers.
+    void start(StreamKind kind) { at(kind).isStarted = true; }
     void addReader(StreamKind kind, const ReaderBuffer &buffer);
     void removeReader(StreamKind kind, const ReaderBuffer &buffer);
     /// Ends it, with what is decoded so far.
@@ -71,6 +71,20 @@ public:
     std::vector<InputFeed::Status> statuses() const;
     /// The first one opened the input.
     const std::vector<std::unique_ptr<FeedRun>> &feeds() const { return _feeds; }
+
+    /// A stream that is or was decoded.
+    struct ShownStream {
+        const MediaSource::Stream &description;
+        const DecodedStream *stream; // null while nobody reads it
+        const InputFeed &feed;
+        qint64 framesBefore; // what came until all readers had left it
+        qint64 damagedBefore;
+    };
+    /// Video first.
+    std::vector<ShownStream> streams() const;
+    /// Of feeds that are there no more.
+    qint64 packetsBefore() const { return _packetsOfDropped; }
+    qint64 bytesBefore() const { return _bytesOfDropped; }
     /// To be told to people since the last call, each in a line that names the input.
     std::vector<std::string> takeReports();
     /// Has the rates of its streams take in what has come.
@@ -79,10 +93,15 @@ public:
 private:
     /// One kind of stream.
     struct Kind {
+        bool isStarted = false; // a reader has asked for frames
         std::vector<ReaderBuffer> readers;
         FeedRun *feed = nullptr; // that gives its blocks; null before there is one
         std::optional<InputFeed::Stream> known;
         DecodedStream *stream = nullptr; // while it is, or was, decoded
+        // Of the streams that all readers have left.
+        std::optional<MediaSource::Stream> description;
+        qint64 frames = 0;
+        qint64 damaged = 0;
     };
 
     Kind &at(StreamKind kind) { return _kinds[indexOf(kind)]; }
@@ -94,7 +113,9 @@ private:
     void decode(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles);
     std::optional<std::string> decode(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
     void endReadersInVain();
+    void leave(Kind &kind);
     void dropLeftFeeds();
+    bool areAllLeft() const;
     void tellHandle();
 
     // Constant after construction.
@@ -109,7 +130,8 @@ private:
     std::array<Kind, streamKinds.size()> _kinds;
     std::array<bool, streamKinds.size()> _present = {}; // among the streams that are known
     bool _isKnown = false;                              // which streams there are
-    bool _started = false;
+    qint64 _packetsOfDropped = 0;                       // feeds, and the bytes
+    qint64 _bytesOfDropped = 0;
     bool _closed = false;
     std::optional<std::string> _error; // of the outputs, the component or a callback
 };

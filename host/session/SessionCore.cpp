@@ -101,7 +101,7 @@ void decoding::Session::Core::start()
         throw Error(*error);
     const ModkitPtr<ISettings> &chosen = std::get<ModkitPtr<ISettings>>(settings);
     if (chosen->getInt("THREADS", 1) == 0)
-        throw Error("the setting THREADS (--threads, DECODING_THREADS or settings file) is 0: no thread would decode");
+        throw Error("the setting THREADS (DECODING_THREADS or settings file) is 0: no thread would decode");
 
     registerServices();
     const std::set<int> threadsBefore = ProcessThreads::ids();
@@ -203,9 +203,15 @@ decoding::Snapshot decoding::Session::Core::snapshot() const
 void decoding::Session::Core::setMode(Mode mode)
 {
     _events->call([this, mode] {
-        if (!_tuning.isNull())
-            switchMode(mode);
+        throwIfEnded();
+        switchMode(mode);
     });
+}
+
+void decoding::Session::Core::throwIfEnded() const
+{
+    if (_tuning.isNull())
+        throw Error("the session has ended");
 }
 
 void decoding::Session::Core::switchMode(Mode mode)
@@ -234,8 +240,9 @@ void decoding::Session::Core::noteGovernor()
 void decoding::Session::Core::setGovernor(bool on)
 {
     _events->call([this, on] {
+        throwIfEnded();
         if (!_governor)
-            throw Error("there is no governor; start decoding-host with --governor LOW:HIGH");
+            throw Error("there is no governor: SessionOptions::governor gives it limits");
         _governor->setPaused(!on);
         noteGovernor();
     });

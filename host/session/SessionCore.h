@@ -52,14 +52,13 @@ private:
     void step();
     void sampleLoad();
     void noteLateBlocks();
+    void throwIfEnded() const;
     void switchMode(Mode mode);
     void noteGovernor();
     void addMessage(const std::string &text);
     Remains stop();
 
     void wake();
-    void stepUntilFinished();
-    Snapshot::Load load() const;
 
     // Constant after construction.
     const SessionOptions _options;
@@ -85,7 +84,7 @@ private:
 
     std::atomic<bool> _wakePosted{false};
 
-    mutable std::mutex _mutex; // guards the next seven; held for no longer than the component takes for one block
+    mutable std::mutex _mutex; // guards the next seven; held while the component adds and removes outputs
     std::condition_variable _finished;
     std::unique_ptr<SinkWorkers> _workers;
     std::unique_ptr<InputSet> _inputs; // between start and stop

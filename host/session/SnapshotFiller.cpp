@@ -120,40 +120,41 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
         shown.peakQueuedBlocks = std::max<std::int64_t>(shown.peakQueuedBlocks, status.peakQueuedBlocks);
         shown.peakQueuedBytes = std::max<std::int64_t>(shown.peakQueuedBytes, status.peakQueuedBytes);
         addFigures(run->feed().figures(), figures);
-        for (const auto &stream : run->streams())
-            shown.streams.push_back(snapshotOf(input, run->feed(), *stream));
     }
     shown.latency = latencyOf(figures);
-    if (input.feeds().size() > 1)
-        std::stable_sort(shown.streams.begin(), shown.streams.end(),
-                         [](const auto &left, const auto &right) { return left.kind > right.kind; }); // video first
+    shown.packets += input.packetsBefore();
+    shown.bytes += input.bytesBefore();
+    for (const InputRun::ShownStream &stream : input.streams())
+        shown.streams.push_back(snapshotOf(input, stream));
     if (shown.state == decoding::State::Ended && !shown.errors().empty())
         shown.state = decoding::State::Failed;
     return shown;
 }
 
-Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputFeed &feed,
-                                            const DecodedStream &stream) const
+Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputRun::ShownStream &of) const
 {
-    const MediaSource::Stream &description = stream.description();
-    const InputFeed::Figures figures = feed.figures(stream.kind());
+    const InputFeed::Figures figures = of.feed.figures(kindOf(of.description.streamId));
     Snapshot::Stream shown;
-    shown.name = stream.shownName();
-    shown.index = description.index;
-    shown.kind = description.kind;
-    shown.codec = description.codec;
-    shown.frames = stream.frames();
-    shown.damaged = stream.damaged();
+    shown.name = of.stream ? of.stream->shownName() : of.description.origin.toStdString();
+    shown.index = of.description.index;
+    shown.kind = of.description.kind;
+    shown.codec = of.description.codec;
+    shown.frames = of.framesBefore;
+    shown.damaged = of.damagedBefore;
     shown.lost = figures.lost;
     shown.late = figures.late;
-    shown.framesPerSecond = stream.rate().perSecond();
     shown.latency = latencyOf(figures);
     shown.tuned = !input.core().options().excludeFromTuning;
     if (shown.tuned)
         shown.mode = _mode;
+    if (!of.stream)
+        return shown;
+    shown.frames += of.stream->frames();
+    shown.damaged += of.stream->damaged();
+    shown.framesPerSecond = of.stream->rate().perSecond();
     if (_indications)
-        showLights(stream, shown);
-    shown.outputs = stream.outputs();
+        showLights(*of.stream, shown);
+    shown.outputs = of.stream->outputs();
     return shown;
 }
 

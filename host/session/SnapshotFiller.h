@@ -22,8 +22,7 @@ public:
 
 private:
     void showLights(const DecodedStream &stream, decoding::Snapshot::Stream &shown) const;
-    decoding::Snapshot::Stream snapshotOf(const InputRun &input, const InputFeed &feed,
-                                          const DecodedStream &stream) const;
+    decoding::Snapshot::Stream snapshotOf(const InputRun &input, const InputRun::ShownStream &of) const;
 
     const IndicationManager *const _indications;
     const decoding::Mode _mode;

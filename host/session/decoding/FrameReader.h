@@ -18,7 +18,7 @@ namespace decoding {
 /// oldest frame is dropped for the new one and counted. So a slow reader costs its own stream alone, and holds up no call.
 ///
 /// The input begins to decode a stream when one of its readers is first asked for a frame, a descriptor or delivery. A
-/// file's stream begins at its beginning; readers that are there by then see every frame, those that come later begin where
+/// file's stream begins at its beginning (where both streams of a file are read, it is opened once for each); readers that are there by then see every frame, those that come later begin where
 /// the stream is.
 ///
 /// Pull with `next`, wait for `descriptor` to be readable, or have frames pushed to a callback. Thread-safe; each frame
@@ -28,6 +28,7 @@ class DECODING_EXPORT FrameReader {
 public:
     /// Waits for a frame. @return nothing when no more will come: the stream has ended, has failed (Input::error() tells)
     ///         or was closed. Of a closed input, what is still queued is dropped.
+    /// @throws Error when frames are delivered to a callback, as do the other `next` and `descriptor`.
     std::optional<Frame> next();
 
     /// Waits for @p timeout at most; does not wait at all when it is not positive.
@@ -46,10 +47,10 @@ public:
     /// takes, it delays this stream only. When the stream has ended, @p ended is called once, behind the last frame. Once
     /// only, and instead of the calls above.
     ///
-    /// What a callback throws ends the input with an error. Close and destroy whatever you like from within a callback. A
-    /// callback that is running while the input is closed on another thread is not waited for; none begins afterwards, but
-    /// for @p ended. The session's destructor waits for it, unless it is called by one.
-    /// @throws Error when frames are delivered already, or the system has no thread left.
+    /// What a callback throws ends the input with an error. Close and destroy whatever you like from within a callback.
+    /// Closing the input, or destroying the reader, on another thread does not wait for a callback that is running or about
+    /// to; @p ended tells when no more will come. The session's destructor waits for that, unless a callback calls it.
+    /// @throws Error when frames are delivered already, without a callback, or when the system has no thread left.
     void deliver(std::function<void(const Frame &frame)> callback, std::function<void()> ended = {});
 
     /// @return frames that the decoder has made for this reader, and those of them that were dropped because it was slow.

@@ -35,7 +35,8 @@ struct InputOptions {
     std::chrono::milliseconds maxLatency{400};
     /// Frames that wait for each reader; at least 1.
     int queuedFrames = 8;
-    /// What the library writes by itself. With any, decoding begins at once, and video and audio of a file go on together.
+    /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together, and a
+    /// kind of stream that no output takes is left out.
     std::vector<Output> outputs;
 };
 

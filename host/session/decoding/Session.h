@@ -1,9 +1,7 @@
 #ifndef DECODING_SESSION_H
 #define DECODING_SESSION_H
 
-#include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -47,7 +45,8 @@ struct SessionOptions {
 ///
 /// The library runs Qt's event loop on a thread of its own, one for all sessions of the process. Where there is no Qt
 /// application object, it makes one there, and takes Qt's messages as its own; so a program that uses Qt itself makes its
-/// application object before its first session. It silences FFmpeg's log in the whole process. File names are UTF-8.
+/// application object before its first session, and keeps it
+/// longer than its last. Without one, the library also sets QT_NO_GLIB in the environment, unless it is set. It silences FFmpeg's log in the whole process. File names are UTF-8.
 class DECODING_EXPORT Session {
 public:
     /// Loads and starts the component.
@@ -83,7 +82,7 @@ public:
         std::vector<int> threads;           // ids
     };
 
-    /// Does what the destructor does; whatever is called on the session afterwards, but for the destructor, fails.
+    /// Does what the destructor does, once. Afterwards a snapshot shows no inputs, and every other call throws Error.
     Remains end();
 
 private:

@@ -91,7 +91,7 @@ struct Snapshot {
         std::optional<Latency> latency; // over its streams
         std::vector<Stream> streams;    // video first; those that are or were decoded
         bool decoded = false;           // nothing more will be decoded; outputs may still be written
-        bool finished = false;          // nothing of it changes any more
+        bool finished = false;          // nothing of it changes any more, unless a stream is read that was not yet
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a live
         ///         input may have without failing, and the errors of its outputs.

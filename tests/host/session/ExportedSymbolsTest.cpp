@@ -57,6 +57,7 @@ TEST(ExportedSymbols, AreNothingThatPublicHeadersDoNotDeclare)
     for (const std::string &symbol : exportedSymbols()) {
         EXPECT_EQ(symbol.find("::Source::"), std::string::npos) << symbol;
         EXPECT_EQ(symbol.find("::Memory::"), std::string::npos) << symbol;
+        EXPECT_EQ(symbol.find("::Core::"), std::string::npos) << symbol;
         EXPECT_EQ(symbol.find("makeFrame"), std::string::npos) << symbol;
     }
 }

@@ -1,5 +1,7 @@
 #include <atomic>
+#include <filesystem>
 #include <poll.h>
+#include <unistd.h>
 #include <set>
 #include <thread>
 
@@ -298,6 +300,76 @@ TEST_F(FrameReaderSessionTest, GivesNothingOnceItIsClosedAndWakesWhoWaits)
     ASSERT_TRUE(waitUntil([&] { return file->video().frames() >= 8; }));
     file->close();
     EXPECT_EQ(file->video().next(), std::nullopt) << "what was queued is dropped";
+}
+
+TEST_F(FrameReaderSessionTest, EndsReadersThatComeTooLate)
+{
+    const auto input = _session->open(sample("cup.mp4"));
+    InputOptions options;
+    options.outputs = {{decoding::Output::Kind::Y4m, "/proc/nowhere"}};
+    const auto failed = _session->open(sample("tree.avi"), options);
+    ASSERT_TRUE(waitUntil([&] { return failed->error().has_value(); }));
+    EXPECT_EQ(countFrames(failed->video()), 0) << *failed->error();
+    _session.reset();
+    EXPECT_EQ(countFrames(input->video()), 0);
+    EXPECT_EQ(countFrames(*input->addAudioReader()), 0);
+}
+
+TEST_F(FrameReaderSessionTest, EndsTheSecondStreamOfAFileThatHasGoneMeanwhile)
+{
+    const std::string path = "/tmp/decoding-" + std::to_string(getpid()) + "-gone.mp4";
+    std::filesystem::copy_file(sample("cup.mp4"), path);
+    const auto input = _session->open(path);
+    std::filesystem::remove(path);
+    EXPECT_EQ(countFrames(input->video()), 217);
+    EXPECT_EQ(countFrames(input->audio()), 0);
+    EXPECT_THAT(input->error().value_or(""), HasSubstr("no such file"));
+    EXPECT_TRUE(input->waitUntilFinished(30s));
+}
+
+TEST_F(FrameReaderSessionTest, BeginsAStreamOnlyWhenOneOfItsOwnReadersIsAsked)
+{
+    const auto input = _session->open(sample("cup.mp4"));
+    const auto first = input->addAudioReader();
+    ASSERT_TRUE(input->video().next());
+    ASSERT_TRUE(waitUntil([&] { return input->video().frames() >= 8; }));
+    const auto second = input->addAudioReader();
+    EXPECT_EQ(first->frames(), 0);
+    const auto ofSecond = second->next();
+    const auto ofFirst = first->next();
+    ASSERT_TRUE(ofFirst && ofSecond);
+    EXPECT_EQ(ofFirst->plane(0).data, ofSecond->plane(0).data) << "both see the first one";
+}
+
+TEST_F(FrameReaderSessionTest, FinishesThoughAReaderWasThereForAMomentOnly)
+{
+    for (int round = 0; round < 20; ++round) {
+        const auto input = _session->open(sample("tree.avi"));
+        const auto other = _session->open(sample("cup.mp4"));
+        static_cast<void>(other->addAudioReader()->next(0ms));
+        EXPECT_EQ(countFrames(other->video()), 217) << round;
+        ASSERT_TRUE(other->waitUntilFinished(30s)) << round;
+    }
+}
+
+TEST_F(FrameReaderSessionTest, IsReadyAgainWithItsCountersWhenAllReadersHaveLeft)
+{
+    const auto input = _session->open(sample("cup.mp4"));
+    auto reader = input->addVideoReader();
+    ASSERT_TRUE(waitUntil([&] { return reader->next(1s) && reader->frames() >= 10; }));
+    const std::int64_t before = shown(*input).frames;
+    reader.reset();
+    ASSERT_TRUE(waitUntil([&] { return _session->snapshot().inputs[0].state == decoding::State::Ready; }));
+    EXPECT_FALSE(input->isFinished());
+    EXPECT_GE(shown(*input).frames, before);
+    const std::int64_t packets = _session->snapshot().inputs[0].packets;
+    EXPECT_EQ(countFrames(*input->addVideoReader()), 217);
+    ASSERT_TRUE(waitUntil([&] { return _session->snapshot().inputs[0].streams.size() == 1; }));
+    EXPECT_GE(shown(*input).frames, before + 217);
+    EXPECT_GE(_session->snapshot().inputs[0].packets, packets);
+    EXPECT_FALSE(input->waitUntilFinished(0ms));
+    input->close();
+    EXPECT_TRUE(input->waitUntilFinished(std::chrono::milliseconds::max()));
 }
 
 TEST_F(FrameReaderSessionTest, GivesFramesThatOutliveEverything)

@@ -1,5 +1,6 @@
 #include <clocale>
 #include <cstdlib>
+#include <thread>
 
 #include "host/session/SessionFixture.h"
 #include <decoding/Session.h>
@@ -197,6 +198,20 @@ TEST_F(SessionTest, RunsTheComponentThatTheEnvironmentNames)
     setenv("DECODING_COMPONENT", "/nowhere/libOther.so", 1); // NOLINT(concurrency-mt-unsafe): nobody else looks
     EXPECT_THAT(errorOf([] { decoding::Session session; }), HasSubstr("/nowhere/libOther.so"));
     unsetenv("DECODING_COMPONENT"); // NOLINT(concurrency-mt-unsafe)
+}
+
+TEST_F(SessionTest, MayEndWhileAnotherBegins)
+{
+    _session.reset();
+    std::thread other([] {
+        for (int round = 0; round < 20; ++round)
+            decoding::Session session;
+    });
+    for (int round = 0; round < 20; ++round) {
+        decoding::Session session;
+        ASSERT_TRUE(session.open(sample("tree.avi"))->video().next()) << round;
+    }
+    other.join();
 }
 
 TEST_F(SessionTest, OpensAndClosesForEver)
