@@ -26,6 +26,7 @@ using decoding::VideoFrame;
 using decoding::VideoReader;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 VideoFrameHandle picture(qint64 pts)
 {
@@ -373,7 +374,25 @@ TEST_F(FrameReaderTest, TellsTheEndAlsoWhereItWasThereBefore)
     buffer->close();
     deliver(*reader);
     threads->waitForAll();
-    EXPECT_EQ(story->events().back(), "ended");
+    EXPECT_THAT(story->events(), UnorderedElementsAre("start", "ended"));
+}
+
+TEST_F(FrameReaderTest, MayBeDestroyedByItsEndBeforeDeliverHasReturned)
+{
+    std::weak_ptr<VideoReader::Source> observed;
+    bool isAlive = false;
+    VideoReader::Source::Hooks slow;
+    slow.start = [&] {
+        threads->waitForAll();
+        isAlive = !observed.expired();
+    };
+    auto source = std::make_shared<VideoReader::Source>(buffer, slow, threads);
+    observed = source;
+    auto *const own = new VideoReader(std::move(source));
+    buffer->close();
+    own->deliver([](const VideoFrame &) {}, [own] { delete own; });
+    EXPECT_TRUE(isAlive);
+    EXPECT_TRUE(observed.expired());
 }
 
 TEST_F(FrameReaderTest, MayBeDestroyedFromWithinItsCallback)
