@@ -148,8 +148,8 @@ VisibleRows rowsOf(PictureHeader *header, int plane)
             AV_CEIL_RSHIFT(header->height, shift)};
 }
 
-/// Clears what the block at @p header has around the visible rows, where nothing of earlier pictures is to be read, and a
-/// palette, whose rows have no size.
+/// Clears what the block at @p header has around the visible rows, where nothing of earlier pictures is to be read, and
+/// a palette, whose rows have no size.
 void clearPadding(PictureHeader *header)
 {
     auto *const begin = reinterpret_cast<quint8 *>(header);

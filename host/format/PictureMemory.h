@@ -30,9 +30,9 @@ void use(slab::BlockOwner &owner, AVCodecContext *codec);
 ///         under its first description. Null when there is no memory.
 VideoFrameHandle share(const AVCodecContext &codec, const AVFrame &frame, const PictureHeader &description);
 
-/// @return a new record for a picture that is described by @p description but for its size and planes, as long as nobody
-///         else has the record to be written to. What lies between the rows is 0. Null when there is no memory for such a
-///         picture, or no such picture.
+/// @return a new record for a picture that is described by @p description but for its size and planes, as long as
+///         nobody else has the record to be written to. What lies between the rows is 0. Null when there is no memory
+///         for such a picture, or no such picture.
 VideoFrameHandle create(const PictureHeader &description);
 
 } // namespace PictureMemory

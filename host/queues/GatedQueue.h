@@ -9,13 +9,14 @@
 #include "interfaces/IInputQueue.h"
 #include "queues/Gate.h"
 
-/// Another input queue as one stream decoder sees it: empty while the decoder's outputs have no room, so that the blocks
-/// stay where they are, and without the blocks that are not to be decoded. Made for one decoder, or for several one after
-/// the other. Shared by ModkitPtr; all operations are thread-safe.
+/// Another input queue as one stream decoder sees it: empty while the decoder's outputs have no room, so that the
+/// blocks stay where they are, and without the blocks that are not to be decoded. Made for one decoder, or for several
+/// one after the other. Shared by ModkitPtr; all operations are thread-safe.
 ///
-/// Cursors are those of the other queue. A decoder does not keep a cursor that a fruitless read has moved, so where such a
-/// read has passed over blocks, this queue remembers for the decoder's cursor how far it has come: the other queue can let
-/// go of what is passed, and no read begins anew with it. A decoder that comes with another cursor has moved on.
+/// Cursors are those of the other queue. A decoder does not keep a cursor that a fruitless read has moved, so where
+/// such a read has passed over blocks, this queue remembers for the decoder's cursor how far it has come: the other
+/// queue can let go of what is passed, and no read begins anew with it. A decoder that comes with another cursor has
+/// moved on.
 class GatedQueue final : public IInputQueue {
 public:
     /// @param queue never null. @param gate never null.
@@ -29,8 +30,8 @@ public:
                    QueueCursor *cursor, void *reserved1, void *reserved2, quint32 *lost,
                    qint64 *latency) noexcept override;
 
-    /// @return whether a call of readBlock has returned, whatever it found. A paced decoder releases blocks at once until
-    ///         it has found nothing for the first time, so its source is to begin after that.
+    /// @return whether a call of readBlock has returned, whatever it found. A paced decoder releases blocks at once
+    ///         until it has found nothing for the first time, so its source is to begin after that.
     [[nodiscard]] bool wasRead() const { return _wasRead.load(); }
 
 private:

@@ -132,9 +132,9 @@ AudioFrame AudioFrame::convertTo(const std::string &sampleFormat) const
         throw Error(failure + ": they are too many");
 
     auto &header = *reinterpret_cast<SamplesHeader *>(record->data);
-    std::vector<quint8 *> planes;
+    std::vector<quint8 *> planes(static_cast<std::size_t>(header.planeCount));
     for (int plane = 0; plane < header.planeCount; ++plane)
-        planes.push_back(const_cast<quint8 *>(header.plane(plane)));
+        planes[static_cast<std::size_t>(plane)] = const_cast<quint8 *>(header.plane(plane));
     if (format == formatOf(samples)) {
         for (int plane = 0; plane < header.planeCount; ++plane)
             std::memcpy(planes[static_cast<std::size_t>(plane)], samples.plane(plane),

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-/// The threads of a session that call back to the program. Each has a share in this object, and nothing in the session: a
-/// callback may destroy the session, and whatever else it likes. Made by std::make_shared; thread-safe.
+/// The threads of a session that call back to the program. Each has a share in this object, and nothing in the session:
+/// a callback may destroy the session, and whatever else it likes. Made by std::make_shared; thread-safe.
 class DeliveryThreads final : public std::enable_shared_from_this<DeliveryThreads> {
 public:
     DeliveryThreads() = default;
@@ -21,8 +21,8 @@ public:
     /// @return false when the system has no thread left.
     [[nodiscard]] bool add(std::function<void()> run);
 
-    /// Waits until all threads have ended, but for the calling one if it is one of them. Whoever calls this has seen to it
-    /// that they end.
+    /// Waits until all threads have ended, but for the calling one if it is one of them. Whoever calls this has seen to
+    /// it that they end.
     void waitForAll();
 
 private:

@@ -10,8 +10,8 @@
 
 namespace decoding {
 
-/// What the copies of a frame share: one reference to a record, which begins with a header of this host. Converted frames
-/// lie in records too, so that all frames are alike.
+/// What the copies of a frame share: one reference to a record, which begins with a header of this host. Converted
+/// frames lie in records too, so that all frames are alike.
 class __attribute__((visibility("hidden"))) VideoFrame::Memory {
 public:
     explicit Memory(const VideoFrameHandle &record)

@@ -167,7 +167,9 @@ int FrameReader<Frame>::descriptor() const
 template <class Frame>
 void FrameReader<Frame>::deliver(std::function<void(const Frame &frame)> callback, std::function<void()> ended)
 {
-    _source->deliver(std::move(callback), std::move(ended));
+    // A callback may destroy this reader while the call goes on.
+    const std::shared_ptr<Source> source = _source;
+    source->deliver(std::move(callback), std::move(ended));
 }
 
 template <class Frame>

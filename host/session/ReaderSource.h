@@ -14,8 +14,8 @@
 
 namespace decoding {
 
-/// What a reader shares with the thread that delivers its frames: the buffer that the session fills, and ways back to the
-/// session, which may be gone. Made by std::make_shared; thread-safe.
+/// What a reader shares with the thread that delivers its frames: the buffer that the session fills, and ways back to
+/// the session, which may be gone. Made by std::make_shared; thread-safe.
 template <class Frame>
 class __attribute__((visibility("hidden"))) FrameReader<Frame>::Source final
     : public std::enable_shared_from_this<FrameReader<Frame>::Source> {

@@ -23,10 +23,11 @@ enum class Overflow {
     DropOldest // it takes the place of the oldest one, which is counted
 };
 
-/// The frames of a stream that wait for one reader. Shared by the sink that fills it and whoever reads it. Thread-safe; each
-/// frame is given out once. Its lock is held for moments only, and never while a frame's memory is given back.
+/// The frames of a stream that wait for one reader. Shared by the sink that fills it and whoever reads it. Thread-safe;
+/// each frame is given out once. Its lock is held for moments only, and never while a frame's memory is given back.
 ///
-/// It lives in three steps: frames come and go; it has ended, and what is there can still be read; it is empty for good.
+/// It lives in three steps: frames come and go; it has ended, and what is there can still be read; it is empty for
+/// good.
 template <class Handle>
 class FrameBuffer final {
 public:
@@ -39,12 +40,12 @@ public:
     FrameBuffer(const FrameBuffer &) = delete;
     FrameBuffer &operator=(const FrameBuffer &) = delete;
 
-    /// Adds @p frame, which is not null, behind the others; does nothing once the buffer has ended. Never waits. Running
-    /// out of memory ends the process, because output queues must not throw.
+    /// Adds @p frame, which is not null, behind the others; does nothing once the buffer has ended. Never waits.
+    /// Running out of memory ends the process, because output queues must not throw.
     void push(const Handle &frame) noexcept;
 
-    /// Waits for a frame, no longer than @p until, if given. @return the oldest frame; nothing when none came in time or
-    /// none will come, which hasEnded() tells.
+    /// Waits for a frame, no longer than @p until, if given. @return the oldest frame; nothing when none came in time
+    /// or none will come, which hasEnded() tells.
     std::optional<Handle> take(std::optional<Instant> until = std::nullopt);
     /// Does not wait.
     std::optional<Handle> tryTake();
@@ -61,9 +62,9 @@ public:
     /// @return how many of them had to make room for others. Wait-free.
     [[nodiscard]] std::int64_t dropped() const { return _dropped.load(std::memory_order_relaxed); }
 
-    /// @return a file descriptor that is readable whenever take() would not wait, or one line that says why there is none.
-    ///         It belongs to the buffer, and is for waiting only. Made at the first call; a buffer that is never asked
-    ///         makes no system calls.
+    /// @return a file descriptor that is readable whenever take() would not wait, or one line that says why there is
+    ///         none. It belongs to the buffer, and is for waiting only. Made at the first call; a buffer that is never
+    ///         asked makes no system calls.
     [[nodiscard]] std::variant<int, std::string> descriptor();
 
 private:

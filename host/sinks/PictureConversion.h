@@ -4,8 +4,8 @@
 #include "format/PictureHeader.h"
 #include "media/AvPointers.h"
 
-/// Scales pictures and changes their pixel format, with libswscale. Colours keep the range and the matrix that the picture
-/// names, BT.601 where it names none. Thread-safe.
+/// Scales pictures and changes their pixel format, with libswscale. Colours keep the range and the matrix that the
+/// picture names, BT.601 where it names none. Thread-safe.
 ///
 /// Preparing a scaler takes as long as scaling a small picture, so each thread keeps those that it used last, until it
 /// ends.

@@ -14,11 +14,11 @@
 #include "sinks/FrameBuffer.h"
 #include "sinks/ISink.h"
 
-/// An output queue of the decoding manager that hands the frames of one stream on to one reader. A push takes a reference
-/// and no copy, and never waits.
+/// An output queue of the decoding manager that hands the frames of one stream on to one reader. A push takes a
+/// reference and no copy, and never waits.
 ///
-/// Shared by ModkitPtr between the host and the stream decoder. The reader has the buffer alone, so nothing that a program
-/// keeps holds this object. Whoever destroys it ends the buffer.
+/// Shared by ModkitPtr between the host and the stream decoder. The reader has the buffer alone, so nothing that a
+/// program keeps holds this object. Whoever destroys it ends the buffer.
 template <class Queue, class Handle, class Header>
 class ReaderSink final : public Queue, public ISink {
 public:

@@ -8,15 +8,15 @@ extern "C" {
 #include <libavutil/samplefmt.h>
 }
 
-/// Gives samples another format, by libswresample in its default way; rate and channels stay as they are. Keeps what it has
-/// prepared for the samples before. Reentrant.
+/// Gives samples another format, by libswresample in its default way; rate and channels stay as they are. Keeps what it
+/// has prepared for the samples before. Reentrant.
 class SampleConverter final {
 public:
     /// @return whether the header describes samples that are there.
     [[nodiscard]] static bool isSound(const SamplesHeader &samples);
 
-    /// @param samples that are sound. @param planes with room for as many samples in @p format: one for each channel when it
-    ///        is planar. @return whether that was possible.
+    /// @param samples that are sound. @param planes with room for as many samples in @p format: one for each channel
+    ///        when it is planar. @return whether that was possible.
     [[nodiscard]] bool convert(const SamplesHeader &samples, AVSampleFormat format, quint8 **planes);
 
 private:

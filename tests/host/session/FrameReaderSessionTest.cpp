@@ -344,11 +344,11 @@ TEST_F(FrameReaderSessionTest, BeginsAStreamOnlyWhenOneOfItsOwnReadersIsAsked)
 TEST_F(FrameReaderSessionTest, FinishesThoughAReaderWasThereForAMomentOnly)
 {
     for (int round = 0; round < 20; ++round) {
-        const auto input = _session->open(sample("tree.avi"));
-        const auto other = _session->open(sample("cup.mp4"));
-        static_cast<void>(other->addAudioReader()->next(0ms));
-        EXPECT_EQ(countFrames(other->video()), 217) << round;
-        ASSERT_TRUE(other->waitUntilFinished(30s)) << round;
+        const auto input = _session->open(sample("cup.mp4"));
+        ASSERT_TRUE(input->video().next()) << round;
+        static_cast<void>(input->addAudioReader()->next(0ms)); // begins to open the file once more
+        EXPECT_EQ(countFrames(input->video()), 216) << round;
+        ASSERT_TRUE(input->waitUntilFinished(30s)) << round;
     }
 }
 
