@@ -287,11 +287,13 @@ void DecodingManager::switchMode(bool performanceMode, const char *message)
     visitTunedDecoders([&](BaseSingleStreamDecoder &decoder) { decoder.setPerformanceMode(performanceMode); });
 }
 
-/// Calls @p visit for every decoder, video before audio, as they stand in a copy of the registries.
+/// Calls @p visit for every decoder, video before audio, as they stand in a copy of their registry. The copy of one is
+/// gone before the other is copied.
 template <class Visit>
 void DecodingManager::visitDecoders(Visit visit) const
 {
-    for (const DecoderRegistry &snapshot : {_videoDecoders, _audioDecoders}) {
+    for (const DecoderRegistry *registry : {&_videoDecoders, &_audioDecoders}) {
+        const DecoderRegistry snapshot = *registry;
         for (BaseSingleStreamDecoder *decoder : snapshot) {
             // Null where the construction of a decoder failed.
             if (decoder)
