@@ -150,14 +150,14 @@ double DecodingManager::maxLossRatio()
 
 qint64 DecodingManager::averageLatency()
 {
-    qint64 sumMs = 0;
+    quint64 sumMs = 0; // unsigned, because a queue may report anything
     quint32 count = 0;
     visitTunedDecoders([&](BaseSingleStreamDecoder &decoder) {
         const std::pair<qint64, quint32> totals = decoder.takeLatencyTotals();
-        sumMs += totals.first;
+        sumMs += static_cast<quint64>(totals.first);
         count += totals.second;
     });
-    return count == 0 ? 0 : sumMs / count;
+    return count == 0 ? 0 : static_cast<qint64>(sumMs) / count;
 }
 
 void DecodingManager::startThreads(quint32 count)
