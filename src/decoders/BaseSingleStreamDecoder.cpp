@@ -9,7 +9,7 @@
 #include <QTimerEvent>
 #include <QtEndian>
 
-#include "decoders/AddressName.h"
+#include "QtVersions.h"
 
 namespace {
 

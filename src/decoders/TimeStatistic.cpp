@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "QtVersions.h"
+
 namespace {
 
 constexpr qint64 minuteMs = 60000;
@@ -81,7 +83,7 @@ void TimeStatistic::restartPeriod(qint64 timeMs)
 
 void TimeStatistic::report() const
 {
-    const QByteArray name = _name.toLocal8Bit();
+    const QByteArray name = messageBytes(_name);
     if (_count <= 1) {
         qDebug("%s: %u - -", name.constData(), _count);
         return;

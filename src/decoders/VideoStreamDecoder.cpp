@@ -2,7 +2,7 @@
 
 #include <QDebug>
 
-#include "decoders/AddressName.h"
+#include "QtVersions.h"
 
 namespace {
 

@@ -150,14 +150,14 @@ double DecodingManager::maxLossRatio()
 
 qint64 DecodingManager::averageLatency()
 {
-    qint64 sumMs = 0;
+    quint64 sumMs = 0; // unsigned, because a queue may report anything
     quint32 count = 0;
     visitTunedDecoders([&](BaseSingleStreamDecoder &decoder) {
         const std::pair<qint64, quint32> totals = decoder.takeLatencyTotals();
-        sumMs += totals.first;
+        sumMs += static_cast<quint64>(totals.first);
         count += totals.second;
     });
-    return count == 0 ? 0 : sumMs / count;
+    return count == 0 ? 0 : static_cast<qint64>(sumMs) / count;
 }
 
 void DecodingManager::startThreads(quint32 count)
@@ -287,11 +287,13 @@ void DecodingManager::switchMode(bool performanceMode, const char *message)
     visitTunedDecoders([&](BaseSingleStreamDecoder &decoder) { decoder.setPerformanceMode(performanceMode); });
 }
 
-/// Calls @p visit for every decoder, video before audio, as they stand in a copy of the registries.
+/// Calls @p visit for every decoder, video before audio, as they stand in a copy of their registry. The copy of one is
+/// gone before the other is copied.
 template <class Visit>
 void DecodingManager::visitDecoders(Visit visit) const
 {
-    for (const DecoderRegistry &snapshot : {_videoDecoders, _audioDecoders}) {
+    for (const DecoderRegistry *registry : {&_videoDecoders, &_audioDecoders}) {
+        const DecoderRegistry snapshot = *registry;
         for (BaseSingleStreamDecoder *decoder : snapshot) {
             // Null where the construction of a decoder failed.
             if (decoder)

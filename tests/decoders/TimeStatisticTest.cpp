@@ -1,5 +1,7 @@
 #include "decoders/TimeStatistic.h"
 
+#include <QTextCodec>
+
 #include <initializer_list>
 #include <limits>
 #include <string>
@@ -12,6 +14,21 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+
+/// While it lives, texts of the system are in @p codecName.
+class LocalEncoding {
+public:
+    explicit LocalEncoding(const char *codecName)
+    {
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName(codecName));
+    }
+    ~LocalEncoding() { QTextCodec::setCodecForLocale(_previous); }
+    LocalEncoding(const LocalEncoding &) = delete;
+    LocalEncoding &operator=(const LocalEncoding &) = delete;
+
+private:
+    QTextCodec *const _previous = QTextCodec::codecForLocale();
+};
 
 const qint64 firstMs = 1234567890123;
 const qint64 largest = std::numeric_limits<qint64>::max();
@@ -240,6 +257,20 @@ TEST_F(TimeStatisticTest, NameIsNotAFormat)
     for (const qint64 time : {0, 1, 60000, 120000})
         named.addSample(firstMs + time);
     EXPECT_THAT(messages.take(), ElementsAre("debug: 100%s %n: 2 1 1 0 59999 59999", "debug: 100%s %n: 1 - -"));
+}
+
+TEST_F(TimeStatisticTest, NameIsReadAsItIsInEveryLocalEncoding)
+{
+    const std::string name = "K\u00fcche \u9580";
+    for (const char *encoding : {"UTF-8", "ISO-8859-1", "US-ASCII"}) {
+        const LocalEncoding local(encoding);
+        TimeStatistic named(QString::fromStdString(name));
+        for (const qint64 time : {0, 1, 60000, 120000})
+            named.addSample(firstMs + time);
+        EXPECT_THAT(messages.take(),
+                    ElementsAre("debug: " + name + ": 2 1 1 0 59999 59999", "debug: " + name + ": 1 - -"))
+            << encoding;
+    }
 }
 
 TEST_F(TimeStatisticTest, NegativeVarianceLineCarriesTheNameToo)

@@ -172,6 +172,23 @@ TEST_F(DecodingManagerFiguresTest, AverageLatencyAddsUpIn64Bits)
     EXPECT_EQ(manager().averageLatency(), 5000000000);
 }
 
+TEST_F(DecodingManagerFiguresTest, AverageLatencyOfASumBeyond64BitsWrapsAround)
+{
+    const qint64 largest = std::numeric_limits<qint64>::max();
+    const qint64 smallest = std::numeric_limits<qint64>::min();
+    VideoStreamDecoder *const video = placeVideoDecoder();
+    AudioStreamDecoder *const audio = placeAudioDecoder();
+    setLatencies(video, largest, 1);
+    setLatencies(audio, 1, 0);
+    EXPECT_EQ(manager().averageLatency(), smallest);
+    setLatencies(video, smallest, 1);
+    setLatencies(audio, -1, 0);
+    EXPECT_EQ(manager().averageLatency(), largest);
+    setLatencies(video, largest, 1);
+    setLatencies(audio, largest, 1);
+    EXPECT_EQ(manager().averageLatency(), -1);
+}
+
 TEST_F(DecodingManagerFiguresTest, WhatTakesTheLockWaitsForIt)
 {
     const RecordedMessages messages;

@@ -115,6 +115,23 @@ TEST_F(DecodingManagerTuningTest, ModeSwitchesSetTheModeWriteTheMessageAndSwitch
     EXPECT_EQ(lockState(), "unlocked");
 }
 
+TEST_F(DecodingManagerTuningTest, AWalkDropsItsCopyOfOneRegistryBeforeItCopiesTheOther)
+{
+    EXPECT_TRUE(init());
+    const auto copied = [this] {
+        return std::string(manager()._videoDecoders._byQueue.isDetached() ? "" : "video ") +
+               (manager()._audioDecoders._byQueue.isDetached() ? "" : "audio");
+    };
+    const auto noteCopies = [&](int /*value*/) { log.add("copied: " + copied()); };
+    placeVideoDecoder()->_modeIndication = ModkitPtr<IIndicationObject>(new WatchedIndication(noteCopies));
+    placeAudioDecoder()->_modeIndication = ModkitPtr<IIndicationObject>(new WatchedIndication(noteCopies));
+    const RecordedMessages messages;
+    log.take();
+    manager().useTimeSavingMode();
+    EXPECT_THAT(log.take(), ElementsAre("copied: video ", "copied: audio"));
+    EXPECT_EQ(copied(), "");
+}
+
 TEST_F(DecodingManagerTuningTest, ASwitchToTheModeThatIsSetRunsInFull)
 {
     EXPECT_TRUE(init());
