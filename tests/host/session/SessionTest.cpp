@@ -1,6 +1,7 @@
 #include <clocale>
 #include <cstdlib>
 
+#include "host/session/ProcessFigures.h"
 #include "host/session/SessionFixture.h"
 #include <decoding/Session.h>
 
@@ -216,7 +217,11 @@ TEST_F(SessionTest, OpensAndClosesForEver)
     // Further rounds are to be had with DECODING_ROUNDS.
     const char *const rounds = std::getenv("DECODING_ROUNDS"); // NOLINT(concurrency-mt-unsafe): nobody sets it
     const int count = rounds ? std::atoi(rounds) : 100;
+    const ProcessFigures before = ProcessFigures::now();
+    ProcessFigures early;
     for (int round = 0; round < count; ++round) {
+        if (round == count / 4)
+            early = ProcessFigures::now();
         const auto input = _session->open(sample("cup.mp4"));
         if (round % 3 != 0) {
             ASSERT_TRUE(input->video().next()) << round;
@@ -226,4 +231,10 @@ TEST_F(SessionTest, OpensAndClosesForEver)
         }
     }
     EXPECT_TRUE(waitUntil([&] { return _session->snapshot().decoders == 0; }));
+    EXPECT_TRUE(waitUntil([&] { return ProcessFigures::now().descriptors <= before.descriptors; }));
+    // Of those that open and end inputs, a session starts six at most, as they are needed.
+    EXPECT_TRUE(waitUntil([&] { return ProcessFigures::now().threads <= before.threads + 6; }));
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they keep what is freed
+    EXPECT_LT(ProcessFigures::now().residentMegabytes, early.residentMegabytes + 16);
+#endif
 }
