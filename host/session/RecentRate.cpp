@@ -2,7 +2,8 @@
 
 namespace {
 
-constexpr std::chrono::seconds shortestInterval(1);
+// Whoever looks once a second does so a little early at times, which is no reason to wait for the next time.
+constexpr std::chrono::milliseconds shortestInterval(900);
 
 } // namespace
 
@@ -15,7 +16,7 @@ void RecentRate::update(qint64 count, Instant now, std::chrono::milliseconds lon
     }
     const std::chrono::duration<double> interval = now - *_since;
     const bool isNews = count != _countSince;
-    if (interval < (isNews ? std::chrono::milliseconds(shortestInterval) : longestPause))
+    if (interval < (isNews ? shortestInterval : longestPause))
         return;
     _perSecond = static_cast<double>(count - _countSince) / interval.count();
     _since = now;

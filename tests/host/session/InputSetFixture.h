@@ -17,6 +17,12 @@
 class InputSetFixture : public testing::Test {
 protected:
     InputSetFixture() { _options.outputs.emplace_back(); }
+    ~InputSetFixture() override
+    {
+        _handles.clear();
+        // As the session does: what was posted last holds inputs, and these hold the jobs.
+        _jobs->end();
+    }
 
     static std::string sample(const char *fileName) { return std::string(SAMPLES_DIR "/") + fileName; }
 

@@ -24,8 +24,14 @@ protected:
 TEST_F(RecentRateTest, IsUnknownForTheFirstSecond)
 {
     EXPECT_EQ(after(0s, 7), std::nullopt);
-    EXPECT_EQ(after(999ms, 31), std::nullopt);
+    EXPECT_EQ(after(899ms, 31), std::nullopt);
     EXPECT_THAT(after(2s, 31), Optional(DoubleNear(12.0, 0.001)));
+}
+
+TEST_F(RecentRateTest, IsKnownAfterASecondThatWasALittleShort)
+{
+    after(0s, 0);
+    EXPECT_THAT(after(950ms, 19), Optional(DoubleNear(20.0, 0.001)));
 }
 
 TEST_F(RecentRateTest, StaysWhileNothingComesUntilThePauseIsTooLong)

@@ -65,25 +65,34 @@ std::string errorOf(const VideoFrame &frame, const std::string &pixelFormat, int
 
 TEST(VideoConversion, HasTheColoursOfASnapshot)
 {
+    constexpr int width = 33;
+    constexpr int height = 17;
     const QTemporaryDir directory;
-    int number = 0;
     SnapshotWriter writer({directory.filePath("clip").toStdString()}, std::chrono::seconds(1));
+    std::vector<QByteArray> converted;
+    std::vector<std::string> names;
     for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P10, AV_PIX_FMT_NV12, AV_PIX_FMT_RGB24,
                                        AV_PIX_FMT_GRAY8, AV_PIX_FMT_PAL8, AV_PIX_FMT_GBRP10}) {
         for (const AVColorRange range : {AVCOL_RANGE_UNSPECIFIED, AVCOL_RANGE_JPEG}) {
             for (const AVColorSpace space : {AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_BT709, AVCOL_SPC_RGB}) {
-                const VideoFrameHandle record = noise(format, 33, 17, 3, Records::Rows::BottomUp);
+                const VideoFrameHandle record = noise(format, width, height, 3, Records::Rows::BottomUp);
                 Records::headerOf(record).colorRange = range;
                 Records::headerOf(record).colorSpace = space;
                 writer.noteBreak();
                 ASSERT_GT(std::get<quint64>(writer.write(*PictureHeader::of(*record), 0)), 0U);
-                const QString file = QStringLiteral("clip-%1.png").arg(++number, 4, 10, QLatin1Char('0'));
-                EXPECT_EQ(bytesOf(decoding::makeFrame(record).convertTo("rgb24", 33, 17)),
-                          FfmpegTool::run("-i '" + directory.filePath(file).toStdString() + "' -f rawvideo -"))
-                    << av_get_pix_fmt_name(format) << " " << range << " " << space;
+                converted.push_back(bytesOf(decoding::makeFrame(record).convertTo("rgb24", width, height)));
+                names.push_back(std::string(av_get_pix_fmt_name(format)) + ", range " + std::to_string(range) +
+                                ", space " + std::to_string(space));
             }
         }
     }
+    // All at once, because the tool takes longer to start than to read them.
+    const QByteArray snapshots =
+        FfmpegTool::run("-i '" + directory.filePath("clip-%04d.png").toStdString() + "' -f rawvideo -");
+    constexpr int size = width * height * 3;
+    ASSERT_EQ(snapshots.size(), static_cast<int>(names.size()) * size);
+    for (std::size_t index = 0; index < names.size(); ++index)
+        EXPECT_EQ(converted[index], snapshots.mid(static_cast<int>(index) * size, size)) << names[index];
 }
 
 TEST(VideoConversion, KeepsToTheRangeAndTheMatrixOfThePicture)
