@@ -25,9 +25,9 @@ private:
 /// Waits until @p thread, which runs an event loop, has delivered the events that are posted to it now.
 void waitForPostedEvents(QThread *thread)
 {
-    // A timer comes after all posted events, and after their places in the queue were given up. Named slots, because the
-    // call of a functor would be freed by the other thread, and with it memory of the size that the measured code needs
-    // next.
+    // A timer comes after all posted events, and after their places in the queue were given up. Named slots, because
+    // the call of a functor would be freed by the other thread, and with it memory of the size that the measured code
+    // needs next.
     QSemaphore delivered;
     QTimer timer;
     QObject::connect(

@@ -13,7 +13,8 @@
 #include "NullServices.h"
 #include "StopFigures.h"
 
-/// Measures what it costs a client to place decoders and to join them, and how long many take to be stopped. The client is the main thread, which has an event dispatcher, as a client with a user interface.
+/// Measures what it costs a client to place decoders and to join them, and how long many take to be stopped. The client
+/// is the main thread, which has an event dispatcher, as a client with a user interface.
 namespace {
 
 /// A manager with so many idle decoders on one thread.

@@ -61,8 +61,8 @@ void takeSnapshots(benchmark::State &state)
 }
 BENCHMARK(takeSnapshots)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
-/// How long the blocks of a live stream wait for their decoder, among 100 others, while a thread takes snapshots one after the
-/// other (1), and while one is as busy with something else (0).
+/// How long the blocks of a live stream wait for their decoder, among 100 others, while a thread takes snapshots one
+/// after the other (1), and while one is as busy with something else (0).
 void waitForDecoder(benchmark::State &state)
 {
     ManyStreams streams(100);

@@ -52,8 +52,8 @@ private:
     bool _told = false;
 };
 
-/// Never has a block, and tells when it has been asked so often. It needs no gate: while the stream that was placed last is
-/// asked so often, all others are, too.
+/// Never has a block, and tells when it has been asked so often. It needs no gate: while the stream that was placed
+/// last is asked so often, all others are, too.
 class IdleQueue final : public EmptyQueue {
 public:
     IdleQueue(quint32 tickCount, const std::atomic<bool> & /*open*/, QSemaphore &done)
@@ -131,7 +131,8 @@ int measureTimers(int timerCount, int threadCount, int count)
     return 0;
 }
 
-/// Has @p streamCount streams read @p count blocks each, or be asked for one so often, and prints what each of these took.
+/// Has @p streamCount streams read @p count blocks each, or be asked for one so often, and prints what each of these
+/// took.
 template <class Queue>
 int measure(int streamCount, int threadCount, int count)
 {

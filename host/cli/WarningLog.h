@@ -7,8 +7,8 @@
 #include <vector>
 
 /// While it lives, takes the messages on Qt's channels, of all threads: keeps warnings and what is worse until they are
-/// taken, and drops the others. A fatal message, which ends the program, is written to the standard error output at once,
-/// behind the warnings that nobody will take any more. One at a time; thread-safe.
+/// taken, and drops the others. A fatal message, which ends the program, is written to the standard error output at
+/// once, behind the warnings that nobody will take any more. One at a time; thread-safe.
 class WarningLog final {
 public:
     WarningLog();

@@ -126,7 +126,8 @@ int run(const ControlOptions &options)
 // NOLINTNEXTLINE(bugprone-exception-escape): only running out of memory throws, and ends the program
 int main(int argc, char **argv)
 {
-    // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's own.
+    // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's
+    // own.
     if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
         qputenv("QT_NO_GLIB", "1");
     // Else the C library would keep free memory apart for up to 8 times as many threads.

@@ -23,7 +23,8 @@ struct Answer {
 };
 
 /// Sends one request and waits for its answer.
-/// @param path of the host's socket file. @param words the request's name and its arguments. @param timeout for all of it;
+/// @param path of the host's socket file. @param words the request's name and its arguments. @param timeout for all of
+///         it;
 ///        to open an input may take the host long.
 [[nodiscard]] Answer ask(const std::string &path, const std::vector<std::string> &words,
                          std::chrono::milliseconds timeout);

@@ -15,9 +15,9 @@
 /// One client of the control server: takes its requests one after the other, each once the one before is answered, and
 /// deletes itself when the client has left. Thread-bound; the thread must run an event loop.
 ///
-/// What is kept for a client is bounded: no more is read than the longest request, and no request is taken as long as many
-/// answers were not read. Between two requests the event loop goes on, so that a client that asks all the time keeps
-/// nobody waiting.
+/// What is kept for a client is bounded: no more is read than the longest request, and no request is taken as long as
+/// many answers were not read. Between two requests the event loop goes on, so that a client that asks all the time
+/// keeps nobody waiting.
 class ControlConnection final : public QObject {
 public:
     /// @param socket connected, and never blocking.

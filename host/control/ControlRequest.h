@@ -31,7 +31,8 @@ struct Help {};
 
 using Any = std::variant<Add, Remove, List, Status, Mode, Governor, Quit, Help>;
 
-/// @param words the request's name and its arguments, in UTF-8. @return the request, or one line that says what is wrong.
+/// @param words the request's name and its arguments, in UTF-8. @return the request, or one line that says what is
+///         wrong.
 [[nodiscard]] std::variant<Any, std::string> parse(const std::vector<std::string> &words);
 
 /// @return for each request a line with its form and what it does.

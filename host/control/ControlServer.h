@@ -14,7 +14,8 @@
 
 /// Lets programs and people of this machine control the host: takes the requests of any number of clients on a socket
 /// file, and performs them on its own thread. Whoever may write to the file, its owner, may do everything. Whatever a
-/// client sends or does not read, the host and the other clients go on. Thread-bound; the thread must run an event loop.
+/// client sends or does not read, the host and the other clients go on. Thread-bound; the thread must run an event
+/// loop.
 class ControlServer final : public QObject {
 public:
     /// The most clients at once; one more is told so.

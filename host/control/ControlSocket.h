@@ -8,12 +8,12 @@
 #include "control/Descriptor.h"
 #include <sys/types.h>
 
-/// A socket file that clients connect to, from its making to its removal. Its mode is 0600 from the first moment: who may
-/// not write to it cannot connect. Reentrant.
+/// A socket file that clients connect to, from its making to its removal. Its mode is 0600 from the first moment: who
+/// may not write to it cannot connect. Reentrant.
 ///
-/// Beside it, "PATH.lock" is locked as long as it lives, which ends with the process however that ends. Only who has the
-/// lock makes or removes the file, so that of two hosts that find a dead one's file, never one removes what the other has
-/// just made.
+/// Beside it, "PATH.lock" is locked as long as it lives, which ends with the process however that ends. Only who has
+/// the lock makes or removes the file, so that of two hosts that find a dead one's file, never one removes what the
+/// other has just made.
 class ControlSocket final {
 public:
     /// Makes the file at @p path, and listens. A socket that nobody listens on any more is replaced; nothing else is.

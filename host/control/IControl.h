@@ -15,14 +15,14 @@ public:
     /// Nothing on success, otherwise one line that names the culprit and says what is wrong.
     using Error = std::optional<std::string>;
 
-    /// What becomes of an operation that may take its time. To be called once, on the thread of the call, from within it
-    /// or later; harmless when whoever asked, or the server, is gone by then.
+    /// What becomes of an operation that may take its time. To be called once, on the thread of the call, from within
+    /// it or later; harmless when whoever asked, or the server, is gone by then.
     using Done = std::function<void(const Error &error)>;
     /// @param name that the new input was given; of no meaning with an error.
     using AddDone = std::function<void(const std::string &name, const Error &error)>;
 
-    /// Opens @p url and decodes it beside the other inputs. @param name nothing: the host makes one. A name that is taken
-    /// is an error.
+    /// Opens @p url and decodes it beside the other inputs. @param name nothing: the host makes one. A name that is
+    /// taken is an error.
     virtual void add(const std::string &url, const std::optional<std::string> &name, const AddDone &done) = 0;
 
     /// Ends the input of that name, and completes its outputs. The other inputs go on undisturbed.
@@ -37,8 +37,8 @@ public:
     /// Lets the governor switch modes, or pauses it. Fails when the host was started without one.
     virtual Error setGovernor(bool on) = 0;
 
-    /// Asks for the end of the host, with all outputs complete. Returns before it has come; the server may be destroyed only
-    /// afterwards.
+    /// Asks for the end of the host, with all outputs complete. Returns before it has come; the server may be destroyed
+    /// only afterwards.
     virtual void quit() = 0;
 
 protected:

@@ -8,8 +8,8 @@
 #include <map>
 #include <mutex>
 
-/// What codec decoders could not make sense of, counted by stream and kind, and reported on the warning channel the first
-/// time each. Thread-safe; shared by all codec decoders of a format manager.
+/// What codec decoders could not make sense of, counted by stream and kind, and reported on the warning channel the
+/// first time each. Thread-safe; shared by all codec decoders of a format manager.
 class DamageCounts {
 public:
     enum Kind {

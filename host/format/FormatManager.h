@@ -6,8 +6,8 @@
 #include "format/DamageCounts.h"
 #include "interfaces/IAVFormatManager.h"
 
-/// The reference host's format component: codec decoders for every fourcc (see Fourcc.h) that stands for what libavcodec can
-/// decode. Thread-safe. Its codec decoders may outlive it; they share @ref DamageCounts only.
+/// The reference host's format component: codec decoders for every fourcc (see Fourcc.h) that stands for what
+/// libavcodec can decode. Thread-safe. Its codec decoders may outlive it; they share @ref DamageCounts only.
 class FormatManager final : public IAVFormatManager {
 public:
     /// Silences the libav libraries' own messages in the whole process: what went wrong is counted in @p damage, and

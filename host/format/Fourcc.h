@@ -13,7 +13,8 @@ struct AVCodecParameters;
 
 /// @return the fourcc under which a stream of these parameters travels: its container's own tag where that names the
 ///         codec, otherwise the first one that libavformat's tables of RIFF and MOV tags give it, otherwise one made of
-///         libavcodec's number of the codec; nothing for what is neither video nor audio. Thread-safe, as is the next one.
+///         libavcodec's number of the codec; nothing for what is neither video nor audio. Thread-safe, as is the next
+///         one.
 std::optional<quint32> fourccOf(const AVCodecParameters &parameters);
 
 /// Whether @p fourcc stands for a codec of @p mediaType that libavcodec can decode. Some stand for several (all PCM

@@ -23,7 +23,8 @@ Indication::Indication(int initialValue, quint64 ownerNumber)
 {
 }
 
-/// @return whether it is shown. A busy indication has a time-out to end, or a callback that is overtaken: that takes the lock.
+/// @return whether it is shown. A busy indication has a time-out to end, or a callback that is overtaken: that takes
+///         the lock.
 inline bool Indication::showUnlessBusy(int value)
 {
     const quint64 wanted = wordOf(value, ThreadNames::current(), false);

@@ -14,8 +14,8 @@
 /// While it is shown, it holds a reference to itself, and its time-outs come through the manager's wheel. Before and
 /// afterwards it takes values, but keeps no callback and calls none.
 ///
-/// Aligned, and its fields in the order in which they are, because with a thousand decoders each cache line is a miss: a
-/// value without a time-out touches one, a blink two, and none of them holds fields of another indication.
+/// Aligned, and its fields in the order in which they are, because with a thousand decoders each cache line is a miss:
+/// a value without a time-out touches one, a blink two, and none of them holds fields of another indication.
 class alignas(64) Indication final : public IIndicationObject {
 public:
     struct Reading {
@@ -27,12 +27,14 @@ public:
     Indication(int initialValue, quint64 ownerNumber);
 
     /// As the interface says. Beyond it:
-    /// - A value without a time-out takes no lock, unless the value before it had one. The value that is shown already, set once
+    /// - A value without a time-out takes no lock, unless the value before it had one. The value that is shown already,
+    /// set once
     ///   more by the same thread, costs a few nanoseconds.
     /// - Any other set takes up to two locks for a few instructions, and neither is held over foreign code.
     /// - A time-out that is not positive is none, nor is one without a callback: the value stays.
     /// - A time-out is never early, and late by a tick of the wheel and whatever other callbacks take.
-    /// - @p onTimeout is called with the reason 0 on the manager's thread. It must not throw, and what it does delays all
+    /// - @p onTimeout is called with the reason 0 on the manager's thread. It must not throw, and what it does delays
+    /// all
     ///   time-outs after it. A value that it sets from within the call is not taken when another thread has set one
     ///   since the call began: that one is newer.
     /// - The previous callback may be destroyed within the call, with no lock held.
@@ -46,8 +48,9 @@ public:
     /// Begins the showing. @p wheel must outlive it. @param self holds this object.
     void show(TimeoutWheel &wheel, const ModkitPtr<IIndicationObject> &self) noexcept;
 
-    /// Ends the showing: no callback is called any more, but for one whose call has begun, which is not waited for. Drops
-    /// the callback, and its reference to itself: the caller holds another one. Does nothing when it is not shown.
+    /// Ends the showing: no callback is called any more, but for one whose call has begun, which is not waited for.
+    /// Drops the callback, and its reference to itself: the caller holds another one. Does nothing when it is not
+    /// shown.
     void hide() noexcept;
 
     Reading reading() const noexcept;
@@ -61,8 +64,8 @@ private:
     bool isBusyLocked() const;
     void endCall();
 
-    /// The value, its setter, and whether the indication is busy, in one word: a time-out is pending, or its callback in
-    /// progress. It stays marked as busy until the next value. While it is, it is written under _mutex only.
+    /// The value, its setter, and whether the indication is busy, in one word: a time-out is pending, or its callback
+    /// in progress. It stays marked as busy until the next value. While it is, it is written under _mutex only.
     std::atomic<quint64> _word;
 
     std::mutex _mutex;                             // guards all below but the constant; taken before the wheel's lock

@@ -17,11 +17,11 @@
 /// The host's indications, with a picture of all their values at any time. Shared by ModkitPtr; all operations are
 /// thread-safe. The contract's operations do not throw: where memory is short, createIndication gives an empty pointer.
 ///
-/// One thread, "Indications", calls the callbacks of all time-outs. It is started with the manager, sleeps while nothing
-/// is pending, and is waited for by the destructor, so the last reference must not be dropped by a callback.
+/// One thread, "Indications", calls the callbacks of all time-outs. It is started with the manager, sleeps while
+/// nothing is pending, and is waited for by the destructor, so the last reference must not be dropped by a callback.
 ///
-/// Indications may outlive the manager. They take values then, as those that were removed do, but their time-outs come to
-/// nothing.
+/// Indications may outlive the manager. They take values then, as those that were removed do, but their time-outs come
+/// to nothing.
 class IndicationManager final : public IIndicationManager {
 public:
     struct Value {
@@ -53,8 +53,8 @@ public:
 
     void reserved1() noexcept override;
 
-    /// As the interface says; nothing happens for an empty pointer, nor for an object that this manager does not show. A
-    /// pending time-out comes to nothing. A callback in progress is not waited for.
+    /// As the interface says; nothing happens for an empty pointer, nor for an object that this manager does not show.
+    /// A pending time-out comes to nothing. A callback in progress is not waited for.
     void removeIndication(const ModkitPtr<IIndicationObject> &indication) noexcept override;
 
     /// As the interface says.
@@ -65,9 +65,9 @@ public:
     ///         value is what it was at some moment of the call. Removals and creations wait.
     [[nodiscard]] std::vector<Owner> snapshot() const;
 
-    /// Calls @p take with the name and the Indication::Reading of each indication of the last owner called @p ownerName, in
-    /// the order of their creation, as snapshot reads them. Takes no longer where many are shown. @p take must not call the
-    /// manager. @return whether there is such an owner.
+    /// Calls @p take with the name and the Indication::Reading of each indication of the last owner called @p
+    /// ownerName, in the order of their creation, as snapshot reads them. Takes no longer where many are shown. @p take
+    /// must not call the manager. @return whether there is such an owner.
     template <class Take>
     bool readLast(const QString &ownerName, const Take &take) const
     {

@@ -7,8 +7,8 @@
 #include <vector>
 
 /// The names of threads as small numbers, which cost an indication no more than a comparison. A thread's name is the
-/// object name that its QThread has when its number is first asked for; other threads, and Qt's own without a name, have
-/// the empty one. Threads of the same name share a number, so there are few. All operations are thread-safe.
+/// object name that its QThread has when its number is first asked for; other threads, and Qt's own without a name,
+/// have the empty one. Threads of the same name share a number, so there are few. All operations are thread-safe.
 namespace ThreadNames {
 
 using Id = quint16;

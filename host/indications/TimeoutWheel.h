@@ -11,9 +11,9 @@
 
 #include "interfaces/IIndicationObject.h"
 
-/// When each of any number of entries has its time. Time is counted in ticks, so that what is due at about the same time
-/// costs one wake-up. Each entry is a link in the ring of the slot that its tick falls into: to enter one and to take it
-/// out again takes the same short time however many there are, and no memory.
+/// When each of any number of entries has its time. Time is counted in ticks, so that what is due at about the same
+/// time costs one wake-up. Each entry is a link in the ring of the slot that its tick falls into: to enter one and to
+/// take it out again takes the same short time however many there are, and no memory.
 ///
 /// Thread-safe. Takes its lock only for a few instructions, and calls no entry's `timeUp` under it.
 class TimeoutWheel final {
@@ -79,8 +79,8 @@ public:
     ///         these; `never` when the wheel is empty.
     Tick nextTick() const;
 
-    /// Calls `timeUp` of all entries whose tick is not after @p now, one after the other; in which order, among them, is
-    /// left open. Reentrant.
+    /// Calls `timeUp` of all entries whose tick is not after @p now, one after the other; in which order, among them,
+    /// is left open. Reentrant.
     void deliver(Instant now);
 
     /// Delivers what comes to be due until `stop` is called. Sleeps while the wheel is empty.

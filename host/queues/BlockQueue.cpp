@@ -109,7 +109,8 @@ bool BlockQueue::hasRoomLocked(const Block &block) const
            (static_cast<int>(_entries.size()) < _limits.blocks && _bytes + block.data.size() <= _limits.bytes);
 }
 
-/// @return the counted reader that holds @p ticket; null when nobody was given it, or when it came too late to be counted.
+/// @return the counted reader that holds @p ticket; null when nobody was given it, or when it came too late to be
+///         counted.
 BlockQueue::Reader *BlockQueue::readerLocked(quint32 ticket)
 {
     if (ticket == 0 || ticket > _ticketsIssued)

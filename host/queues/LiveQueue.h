@@ -19,14 +19,15 @@
 /// The queue is full while it holds as many blocks as it may, while the new block's bytes would be too many and others
 /// are there, or while the oldest block has waited too long, so that a slow reader does not fall further and further
 /// behind. Then everything before the next key block goes, group by group, until there is room. Where every block is a
-/// key block, as with sound, a group is one block. Where no key block follows, everything goes, and what comes is refused
-/// until a key block comes. So the first block after a gap that the queue has made is a key block, or an empty block with
-/// a key block behind it. A gap that the source knows of is told as well, but what follows it is passed on.
+/// key block, as with sound, a group is one block. Where no key block follows, everything goes, and what comes is
+/// refused until a key block comes. So the first block after a gap that the queue has made is a key block, or an empty
+/// block with a key block behind it. A gap that the source knows of is told as well, but what follows it is passed on.
 ///
-/// Each block has a number, in the order of their appending, and so has each lost one. A cursor's two words are the number
-/// that it stands before, low word first, and `lost` is the distance from there to the block that is read: it counts what
-/// was dropped, refused and lost before its arrival, to the block. The last block that was given out stays until its
-/// reader comes back for the next one, and does not count for the limits: a reader that declines it reads the same again.
+/// Each block has a number, in the order of their appending, and so has each lost one. A cursor's two words are the
+/// number that it stands before, low word first, and `lost` is the distance from there to the block that is read: it
+/// counts what was dropped, refused and lost before its arrival, to the block. The last block that was given out stays
+/// until its reader comes back for the next one, and does not count for the limits: a reader that declines it reads the
+/// same again.
 ///
 /// Empty blocks, which end the life of a codec decoder, take no room and are never dropped, except that of several with
 /// nothing left between them the last one does for all: a decoder is drained although the pictures before the break are
@@ -77,15 +78,16 @@ public:
     /// @param clock answers the present; thread-safe, and called under the queue's lock.
     explicit LiveQueue(Limits limits, Clock clock = std::chrono::steady_clock::now);
 
-    /// Never waits for the writer, but for the moment in which it holds the lock. Running out of memory ends the process,
-    /// because the interface allows no exception. A cursor that stands nowhere in the queue goes on at the next key block.
+    /// Never waits for the writer, but for the moment in which it holds the lock. Running out of memory ends the
+    /// process, because the interface allows no exception. A cursor that stands nowhere in the queue goes on at the
+    /// next key block.
     /// @param latency milliseconds since the block was appended.
     bool readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
                    QueueCursor *cursor, void *reserved1, void *reserved2, quint32 *lost,
                    qint64 *latency) noexcept override;
 
-    /// Adds @p block behind the others; never waits. An empty block where nothing came since another one changes nothing
-    /// and is not counted.
+    /// Adds @p block behind the others; never waits. An empty block where nothing came since another one changes
+    /// nothing and is not counted.
     /// @return whether it was added; otherwise it was refused and is lost, or the queue has ended or is closed.
     bool append(const Block &block);
 

@@ -32,7 +32,7 @@ QString ComponentHost::libraryFile(const ComponentOptions &options)
     const QDir place = QFileInfo(QFile::decodeName(self.dli_fname)).absoluteDir();
     for (const char *const path :
          {INSTALLED_BESIDE_LIBRARY COMPONENT_FILE_NAME, INSTALLED_BESIDE_PROGRAM COMPONENT_FILE_NAME}) {
-        const QString installed = place.filePath(QLatin1String(path));
+        QString installed = place.filePath(QLatin1String(path));
         if (QFile::exists(installed))
             return installed;
     }

@@ -20,8 +20,8 @@ public:
     ComponentHost(const ComponentHost &) = delete;
     ComponentHost &operator=(const ComponentHost &) = delete;
 
-    /// @return the library that @p options name, or else the environment variable DECODING_COMPONENT; by default the component
-    ///         that was built or installed with this code.
+    /// @return the library that @p options name, or else the environment variable DECODING_COMPONENT; by default the
+    ///         component that was built or installed with this code.
     static QString libraryFile(const ComponentOptions &options);
 
     /// Loads the library at @p path, and creates and initialises its component. To be called once.

@@ -24,8 +24,8 @@
 /// What waits for one reader.
 using ReaderBuffer = std::variant<std::shared_ptr<PictureBuffer>, std::shared_ptr<SamplesBuffer>>;
 
-/// One stream of an input: the component's handles of its decoder, and the outputs that the decoder pushes to. The decoder
-/// lives as long as it has outputs. Thread-bound but for what says otherwise.
+/// One stream of an input: the component's handles of its decoder, and the outputs that the decoder pushes to. The
+/// decoder lives as long as it has outputs. Thread-bound but for what says otherwise.
 class DecodedStream final {
 public:
     /// What the streams of a session share. Outlives them.
@@ -63,8 +63,8 @@ public:
     /// Completes the outputs; to be called once the decoder is dropped, likewise. Waits for the writing.
     void completeOutputs();
 
-    /// Whether the decoder has looked for a block by now. A paced decoder that finds blocks at once takes them for what was
-    /// missed, and gives no output what it makes of them.
+    /// Whether the decoder has looked for a block by now. A paced decoder that finds blocks at once takes them for what
+    /// was missed, and gives no output what it makes of them.
     bool isDecoderAwake() const { return _queue->wasRead(); }
 
     StreamKind kind() const { return _kind; }

@@ -78,8 +78,8 @@ EventThread::~EventThread()
 
 void EventThread::run()
 {
-    // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's own.
-    // A program with an application object has decided by itself.
+    // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's
+    // own. A program with an application object has decided by itself.
     if (!QCoreApplication::instance() && !qEnvironmentVariableIsSet("QT_NO_GLIB"))
         qputenv("QT_NO_GLIB", "1");
     int argumentCount = 1;
@@ -90,9 +90,9 @@ void EventThread::run()
     const bool ownsQt = !QCoreApplication::instance();
     if (ownsQt) {
         // Qt would switch the whole program to the user's locale, in which numbers may have a comma.
-        const std::string locale = std::setlocale(LC_ALL, nullptr);
+        const std::string locale = std::setlocale(LC_ALL, nullptr); // NOLINT(concurrency-mt-unsafe): as Qt does
         application.emplace(argumentCount, arguments);
-        std::setlocale(LC_ALL, locale.c_str());
+        std::setlocale(LC_ALL, locale.c_str()); // NOLINT(concurrency-mt-unsafe): as Qt does
         previous = qInstallMessageHandler(&EventThread::handleMessage);
     }
     {

@@ -11,9 +11,9 @@
 #include <thread>
 #include <vector>
 
-/// The thread that runs Qt's event loop for all sessions of the process: the component and its listeners live in it. Where
-/// there is no Qt application object when it begins, it makes one, and takes the messages of Qt's channels; both for as
-/// long as it runs. Then it also has Qt do without GLib's event loop, and leave the program's locale as it is.
+/// The thread that runs Qt's event loop for all sessions of the process: the component and its listeners live in it.
+/// Where there is no Qt application object when it begins, it makes one, and takes the messages of Qt's channels; both
+/// for as long as it runs. Then it also has Qt do without GLib's event loop, and leave the program's locale as it is.
 /// Thread-safe.
 class EventThread final {
 public:
@@ -33,8 +33,8 @@ public:
     /// Runs @p job there and waits for it; at once where this is that thread. What it throws is thrown here.
     void call(const Job &job);
 
-    /// Has each message of Qt's channels, in UTF-8, given to @p take, on the thread, until @p take is forgotten. Where a
-    /// program has an application object of its own, the messages are the program's, and none come here.
+    /// Has each message of Qt's channels, in UTF-8, given to @p take, on the thread, until @p take is forgotten. Where
+    /// a program has an application object of its own, the messages are the program's, and none come here.
     void addMessageTaker(const std::shared_ptr<std::function<void(const std::string &)>> &take);
 
 private:

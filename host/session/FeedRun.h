@@ -13,9 +13,9 @@
 #include "session/InputFeed.h"
 #include "session/JobThreads.h"
 
-/// One feed on its way through the component to the outputs of its streams, from its opening until everything is complete.
-/// Thread-bound; the feed, the decoders and the writers run on threads of their own, and nothing here waits for them but
-/// the destructor, and `poll` where the system has no thread left that could wait.
+/// One feed on its way through the component to the outputs of its streams, from its opening until everything is
+/// complete. Thread-bound; the feed, the decoders and the writers run on threads of their own, and nothing here waits
+/// for them but the destructor, and `poll` where the system has no thread left that could wait.
 class FeedRun final {
 public:
     /// What the feeds of a session share. Outlives them.

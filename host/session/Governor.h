@@ -23,7 +23,8 @@ class Governor final : private QObject {
 public:
     using Log = std::function<void(const std::string &line)>;
 
-    /// @param mode the one in force. When it is time-saving mode, somebody wanted it so, and it lasts for its dwell time.
+    /// @param mode the one in force. When it is time-saving mode, somebody wanted it so, and it lasts for its dwell
+    ///         time.
     /// @param log called on this thread after each switch, with one line without an end; must not destroy the governor.
     /// @param loadInterval that the component measures the load in: once for each, a load that stays the same counts as
     ///        one more sample.
@@ -40,8 +41,8 @@ public:
     /// its dwell time pauses the governor.
     void noteSwitch(decoding::Mode mode);
 
-    /// To be called when live inputs have lost blocks because their decoders were too slow; it says what the load does not
-    /// always say. Concerns the samples of the next interval and a half.
+    /// To be called when live inputs have lost blocks because their decoders were too slow; it says what the load does
+    /// not always say. Concerns the samples of the next interval and a half.
     void noteLateBlocks();
 
     decoding::Mode mode() const { return _policy.mode(); }

@@ -17,7 +17,8 @@
 #include "session/SessionJobs.h"
 #include <decoding/Input.h>
 
-/// What an input's handle and the session's thread share of it. Thread-safe; shared by both, so that either may go first.
+/// What an input's handle and the session's thread share of it. Thread-safe; shared by both, so that either may go
+/// first.
 class DECODING_INTERNAL decoding::Input::Core final : public std::enable_shared_from_this<Core> {
 public:
     /// @param jobs of the session, which do nothing once it has ended.

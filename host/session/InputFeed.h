@@ -41,8 +41,8 @@ public:
         StreamKind kind() const { return kindOf(description.streamId); }
     };
 
-    /// What one stream's decoder, or all that share a queue, met so far. Latency is the time from a block's arrival in its
-    /// queue to its reading.
+    /// What one stream's decoder, or all that share a queue, met so far. Latency is the time from a block's arrival in
+    /// its queue to its reading.
     struct Figures {
         qint64 lost = 0; // blocks that the decoder was told it has missed
         qint64 late = 0; // of them: because it was too slow
@@ -56,8 +56,8 @@ public:
 
     /// @return the streams that have become known since the last call.
     virtual std::vector<Stream> takeStreams() = 0;
-    /// A decoder will read the stream of @p kind, which is known. A file delivers those streams alone that are to be decoded:
-    /// ask for all of them before the first call of `queue`.
+    /// A decoder will read the stream of @p kind, which is known. A file delivers those streams alone that are to be
+    /// decoded: ask for all of them before the first call of `queue`.
     virtual void decode(StreamKind kind) = 0;
     /// Nobody reads the stream of @p kind any more.
     virtual void leave(StreamKind kind) = 0;

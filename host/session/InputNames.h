@@ -16,7 +16,7 @@ public:
     /// Made of the name that the user gave the input. Without one, a live source is known by its URL without the scheme
     /// and what may be secret in it: user name, password and query; any other one by the file that it names.
     /// @param name that the user gave; empty: none.
-    Name next(const std::string &url, const std::string &name);
+    Name next(const std::string &address, const std::string &name);
 
     /// The shown name may be given again; the stem never is, so that no later input overwrites the output files.
     void release(const Name &name);
@@ -28,8 +28,8 @@ private:
     bool wasGiven(const std::string &stem) const;
 
     std::set<std::string> _shown;
-    /// By each stem that was asked for, the highest number behind it that was given; 1 stands for none. So an input that
-    /// comes and goes for years takes no more room than the first time.
+    /// By each stem that was asked for, the highest number behind it that was given; 1 stands for none. So an input
+    /// that comes and goes for years takes no more room than the first time.
     std::map<std::string, int> _stems;
 };
 

@@ -79,8 +79,8 @@ void InputRun::removeReader(StreamKind kind, const ReaderBuffer &buffer)
         leave(of);
 }
 
-/// Ends the decoding of a stream that nobody reads any more. Whoever comes next begins anew: with a live input where it is
-/// then, with a file at its beginning.
+/// Ends the decoding of a stream that nobody reads any more. Whoever comes next begins anew: with a live input where it
+/// is then, with a file at its beginning.
 void InputRun::leave(Kind &kind)
 {
     kind.isStarted = false;
@@ -170,8 +170,8 @@ bool InputRun::isWanted(StreamKind kind) const
     return isOfInterest && (isWritten(kind) || (of.isStarted && !of.readers.empty()));
 }
 
-/// Gives each wanted stream the feed that it is to come from. The one that opened the input goes to all that is written, or
-/// else to the first stream that is read.
+/// Gives each wanted stream the feed that it is to come from. The one that opened the input goes to all that is
+/// written, or else to the first stream that is read.
 void InputRun::chooseFeeds()
 {
     const auto hasFeed = [this](const FeedRun *feed) {

@@ -15,9 +15,9 @@
 
 /// One input of a session, from its opening until all that came of it is complete.
 ///
-/// A live input has one feed. So has a file whose frames the library writes: its video and audio go on together. But where
-/// they go to readers, each stream of a file has a feed of its own, so that a stream that nobody reads on holds up no
-/// other, and each begins at its beginning whenever it is asked for. Thread-bound.
+/// A live input has one feed. So has a file whose frames the library writes: its video and audio go on together. But
+/// where they go to readers, each stream of a file has a feed of its own, so that a stream that nobody reads on holds
+/// up no other, and each begins at its beginning whenever it is asked for. Thread-bound.
 class InputRun final {
 public:
     /// What the inputs of a session share. Outlives them.

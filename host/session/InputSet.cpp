@@ -18,7 +18,7 @@ InputSet::~InputSet()
 }
 
 std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(const std::string &url,
-                                                                                const decoding::InputOptions &options)
+                                                                                decoding::InputOptions options)
 {
     if (_closed)
         return std::string("no input is taken any more: this host is ending");
@@ -28,7 +28,7 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
         return options.name + ": there is an input of this name";
     InputNames::Name name = _names.next(url, options.name);
     const bool isLive = LiveSource::isLive(QString::fromStdString(url));
-    const auto core = std::make_shared<decoding::Input::Core>(name.shown, options, isLive, _jobs);
+    const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs);
     _inputs.push_back(std::make_unique<InputRun>(url, std::move(name), core, _environment));
     _inputFiles.reset();
     return core;

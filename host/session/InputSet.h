@@ -23,13 +23,13 @@ public:
 
     /// Begins to open @p url. @return what its handle needs, or one line that says why it is refused.
     std::variant<std::shared_ptr<decoding::Input::Core>, std::string> add(const std::string &url,
-                                                                          const decoding::InputOptions &options);
+                                                                          decoding::InputOptions options);
 
     /// Has every input end, with what is decoded so far. No more can be added then.
     void close();
 
-    /// Takes the next step of each input, and forgets those that have ended and whose handles have gone. To be called often,
-    /// as long as hasWork.
+    /// Takes the next step of each input, and forgets those that have ended and whose handles have gone. To be called
+    /// often, as long as hasWork.
     void poll();
     /// Whether there is an input that may take a step.
     bool hasWork() const;

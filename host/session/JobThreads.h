@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-/// Threads for jobs that may take long, started as they are needed. When the system gives no more, the jobs wait for those
-/// that are there; none is lost. Owned by one thread; `post` is thread-safe.
+/// Threads for jobs that may take long, started as they are needed. When the system gives no more, the jobs wait for
+/// those that are there; none is lost. Owned by one thread; `post` is thread-safe.
 class JobThreads final {
 public:
     /// @param max threads, at least 1.

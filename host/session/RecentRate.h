@@ -6,8 +6,8 @@
 #include <chrono>
 #include <optional>
 
-/// How often something happens in a second: over the last second or so, or over the time since it happened last but one.
-/// Reentrant; time is passed in and never goes back.
+/// How often something happens in a second: over the last second or so, or over the time since it happened last but
+/// one. Reentrant; time is passed in and never goes back.
 class RecentRate final {
 public:
     using Instant = std::chrono::steady_clock::time_point;

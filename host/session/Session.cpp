@@ -15,7 +15,7 @@ Session::~Session() = default;
 
 std::shared_ptr<Input> Session::open(const std::string &url, InputOptions options)
 {
-    std::shared_ptr<Input::Core> core = _core->open(url, options);
+    std::shared_ptr<Input::Core> core = _core->open(url, std::move(options));
     auto input = std::make_shared<Input>(core);
     if (const auto error = core->waitUntilKnown())
         throw Error(*error);
@@ -24,7 +24,7 @@ std::shared_ptr<Input> Session::open(const std::string &url, InputOptions option
 
 std::shared_ptr<Input> Session::openLater(const std::string &url, InputOptions options)
 {
-    return std::make_shared<Input>(_core->open(url, options));
+    return std::make_shared<Input>(_core->open(url, std::move(options)));
 }
 
 Snapshot Session::snapshot() const

@@ -155,8 +155,7 @@ void decoding::Session::Core::start()
     _loadTimer->start(firstLoadMs);
 }
 
-std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url,
-                                                                     const InputOptions &options)
+std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options)
 {
     if (options.repeat < 1)
         throw Error(url + ": InputOptions::repeat is less than 1");
@@ -167,7 +166,7 @@ std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::
         const std::lock_guard<std::mutex> lock(_mutex);
         if (!_inputs)
             throw Error("the session has ended");
-        const auto added = _inputs->add(url, options);
+        const auto added = _inputs->add(url, std::move(options));
         if (const std::string *const error = std::get_if<std::string>(&added))
             throw Error(*error);
         input = std::get<std::shared_ptr<Input::Core>>(added);

@@ -25,8 +25,8 @@
 #include "sinks/SinkWorkers.h"
 #include <decoding/Session.h>
 
-/// A session from its beginning to its end: runs the component, and takes the inputs from step to step on the event thread.
-/// Thread-safe as the session is.
+/// A session from its beginning to its end: runs the component, and takes the inputs from step to step on the event
+/// thread. Thread-safe as the session is.
 class DECODING_INTERNAL decoding::Session::Core final {
 public:
     /// @throws Error when the component cannot be started, and then nothing that was made here lives any more.
@@ -36,7 +36,7 @@ public:
     /// Ends it.
     ~Core();
 
-    std::shared_ptr<Input::Core> open(const std::string &url, const InputOptions &options);
+    std::shared_ptr<Input::Core> open(const std::string &url, InputOptions options);
     Snapshot snapshot() const;
     void setMode(Mode mode);
     void setGovernor(bool on);

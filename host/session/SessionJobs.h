@@ -10,8 +10,8 @@
 
 class InputSet;
 
-/// What other threads want done to a session's inputs on the session's own thread. Shared by the session and all that may
-/// outlive it: once it has ended, jobs are dropped. Thread-safe.
+/// What other threads want done to a session's inputs on the session's own thread. Shared by the session and all that
+/// may outlive it: once it has ended, jobs are dropped. Thread-safe.
 class SessionJobs final {
 public:
     using Job = std::function<void(InputSet &inputs)>;

@@ -9,7 +9,8 @@ using decoding::Snapshot;
 
 namespace {
 
-// As the stream decoders name their indications, in the order of Snapshot::LightIndex, which is also that of their creation.
+// As the stream decoders name their indications, in the order of Snapshot::LightIndex, which is also that of their
+// creation.
 const std::array<QString, Snapshot::lightCount> &lightNames()
 {
     static const std::array<QString, Snapshot::lightCount> names = {

@@ -8,8 +8,8 @@
 #include "session/InputRun.h"
 #include <decoding/Snapshot.h>
 
-/// Fills snapshots with what is to be seen of inputs: the only place that does. Made anew for each snapshot, while nothing
-/// changes the inputs; holds up no decoder.
+/// Fills snapshots with what is to be seen of inputs: the only place that does. Made anew for each snapshot, while
+/// nothing changes the inputs; holds up no decoder.
 class SnapshotFiller final {
 public:
     /// @param indications null where decoders show no lights. @param mode of the session.

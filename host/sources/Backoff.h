@@ -4,8 +4,8 @@
 #include <chrono>
 #include <random>
 
-/// How long to wait before each further attempt: twice as long as before the one before, up to a limit, and each time by
-/// up to a third more or less, so that many who lost one server do not all come back at once. Reentrant.
+/// How long to wait before each further attempt: twice as long as before the one before, up to a limit, and each time
+/// by up to a third more or less, so that many who lost one server do not all come back at once. Reentrant.
 class Backoff final {
 public:
     /// @param first before the first attempt, and @p last, not less, at most; both before their variation.

@@ -75,7 +75,8 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
     });
     if (found != _streams.end() && _packet->size > 0) {
         result.delivery = delivery(static_cast<std::size_t>(found - _streams.begin()), times);
-        // How much is missing nobody knows, nor for certain of which stream: one block, of the stream that goes on first.
+        // How much is missing nobody knows, nor for certain of which stream: one block, of the stream that goes on
+        // first.
         const bool isDamaged = (_packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
         result.delivery->block.lostBefore = std::exchange(_gapNoticed, false) || isDamaged ? 1 : 0;
     }

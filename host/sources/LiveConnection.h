@@ -46,7 +46,8 @@ public:
     };
 
     /// Opens @p url; blocks for @p limit at most.
-    /// @param stopRequested ends this call and each read within a tenth of a second once it is set, but for the time that
+    /// @param stopRequested ends this call and each read within a tenth of a second once it is set, but for the time
+    ///         that
     ///        the system needs to look up a name; outlives the connection.
     /// @return the connection, or what went wrong, in words that go behind the url.
     [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, std::string>
@@ -58,8 +59,8 @@ public:
     qint64 startTimeUs() const { return _input->startTimeUs(); }
 
     /// Reads the next packet, and waits for it until @p deadline. @param times makes its block time.
-    /// @return neither delivery nor failure when the packet was of no use, or when the deadline was reached and all that
-    ///         had come before was delivered. After a deadline that was reached, no read waits any more.
+    /// @return neither delivery nor failure when the packet was of no use, or when the deadline was reached and all
+    ///         that had come before was delivered. After a deadline that was reached, no read waits any more.
     Result read(std::chrono::steady_clock::time_point deadline, BlockTimes &times);
 
 private:

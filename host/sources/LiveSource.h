@@ -24,12 +24,13 @@
 #include "strata/base/modkit/modkit"
 
 /// Reads a live source with libavformat on a thread of its own and fills one queue for its video and one for its audio,
-/// each as it arrives. It waits for nobody but the source. When the source ends, breaks off, or sends nothing for a while,
-/// it is connected again and again, after ever longer waits, until the source is stopped or its duration is over; one that
-/// merely listens for datagrams after short waits. At each break both streams get an empty block, and each goes on at its
-/// next key block; block times go on where they ended.
+/// each as it arrives. It waits for nobody but the source. When the source ends, breaks off, or sends nothing for a
+/// while, it is connected again and again, after ever longer waits, until the source is stopped or its duration is
+/// over; one that merely listens for datagrams after short waits. At each break both streams get an empty block, and
+/// each goes on at its next key block; block times go on where they ended.
 ///
-/// Thread-safe but for the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its queues.
+/// Thread-safe but for the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its
+/// queues.
 class LiveSource final {
 public:
     using Stream = MediaSource::Stream;
@@ -42,7 +43,8 @@ public:
         /// How long opening may take, and how long no packet may come.
         std::chrono::milliseconds openLimit{10'000};
         std::chrono::milliseconds stallLimit{5'000};
-        /// Between attempts to connect: see Backoff. It begins anew after a connection that delivered for `steadyAfter`.
+        /// Between attempts to connect: see Backoff. It begins anew after a connection that delivered for
+        /// `steadyAfter`.
         std::chrono::milliseconds firstRetryDelay{500};
         std::chrono::milliseconds lastRetryDelay{30'000};
         std::chrono::milliseconds steadyAfter{10'000};
@@ -87,8 +89,8 @@ public:
 
     [[nodiscard]] Status status() const;
 
-    /// @return what is to be told to people since the last call, in single lines that name the source: each trouble when it
-    ///         comes or gets another reason, not with each attempt that fails, and its mending.
+    /// @return what is to be told to people since the last call, in single lines that name the source: each trouble
+    ///         when it comes or gets another reason, not with each attempt that fails, and its mending.
     [[nodiscard]] std::vector<std::string> takeReports();
 
     /// Ends the source, whatever it is waiting for, within a fifth of a second; a name that is being looked up takes as

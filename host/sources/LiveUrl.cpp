@@ -26,8 +26,8 @@ QString schemeOf(const QString &url)
     return (match.captured(1) + match.captured(2)).toLower();
 }
 
-/// libavdevice brings window systems and sound servers with it, whose loading takes longer than decoding a short file. So
-/// it is loaded for the first device only. @return null where it cannot be loaded.
+/// libavdevice brings window systems and sound servers with it, whose loading takes longer than decoding a short file.
+/// So it is loaded for the first device only. @return null where it cannot be loaded.
 const AVInputFormat *deviceFormat(const char *name)
 {
     static const auto registerAll = reinterpret_cast<decltype(&avdevice_register_all)>(

@@ -17,10 +17,10 @@ public:
         const char *value;
     };
 
-    /// Whether @p url names something that never ends and cannot be made to wait: `rtsp`, `rtsps`, `rtp`, `srtp`, `udp`,
-    /// `srt`, `rtmp`, `rtmps` or `tcp` before "://", `lavfi:` and a graph of libavfilter, or `v4l2:` and a video device.
-    /// Files, pipes and what comes over `http` are not: they are read to the end, as fast as the decoders take them. A
-    /// file whose name begins so is given with its directory.
+    /// Whether @p url names something that never ends and cannot be made to wait: `rtsp`, `rtsps`, `rtp`, `srtp`,
+    /// `udp`, `srt`, `rtmp`, `rtmps` or `tcp` before "://", `lavfi:` and a graph of libavfilter, or `v4l2:` and a video
+    /// device. Files, pipes and what comes over `http` are not: they are read to the end, as fast as the decoders take
+    /// them. A file whose name begins so is given with its directory.
     static bool isLive(const QString &url);
 
     /// @param url for which isLive answers true.

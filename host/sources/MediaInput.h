@@ -19,8 +19,9 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-/// A media file opened with libavformat, as the ffmpeg tool opens it by default, or a live source. Reentrant. The FFmpeg libraries' own
-/// messages are switched off for the whole process, because what matters of them is told in errors.
+/// A media file opened with libavformat, as the ffmpeg tool opens it by default, or a live source. Reentrant. The
+/// FFmpeg libraries' own messages are switched off for the whole process, because what matters of them is told in
+/// errors.
 class MediaInput final {
 public:
     /// Opens @p url, a local file or something with "://" in it, and finds out about its streams. Blocks for 10 seconds
@@ -69,7 +70,8 @@ public:
     template <class Wanted>
     void select(Wanted wanted)
     {
-        // The ffmpeg tool asks for everything of the streams that it reads, where the library's default leaves some out.
+        // The ffmpeg tool asks for everything of the streams that it reads, where the library's default leaves some
+        // out.
         for (int index = 0; index < streamCount(); ++index)
             _context->streams[index]->discard = wanted(index) ? AVDISCARD_NONE : AVDISCARD_ALL;
     }
@@ -81,8 +83,8 @@ public:
     /// deadline was reached and libavformat holds no packet any more.
     [[nodiscard]] int read(AVPacket *packet);
 
-    /// @return whether a read was cut short by its deadline. From then on nothing is waited for: further reads give what
-    ///         libavformat still held.
+    /// @return whether a read was cut short by its deadline. From then on nothing is waited for: further reads give
+    ///         what libavformat still held.
     bool hasReachedDeadline() const { return _deadlinePassed; }
 
     /// @return whether, during the last call, libavformat noticed that datagrams are missing. It does not tell how many

@@ -22,10 +22,11 @@
 #include "sources/MediaInput.h"
 #include "sources/Pacing.h"
 
-/// Reads a media file with libavformat on a thread of its own and fills a block queue with its packets: those of at most
-/// one video and one audio stream, each as libavformat delivers it, in the file's order, or, when paced, in the order in
-/// which they are due. The first block of each kind is a key block; every audio block is one. An empty block for each kind ends each repetition of the file, also when the
-/// file could be read in part only, or when the source was stopped; then the queue is ended.
+/// Reads a media file with libavformat on a thread of its own and fills a block queue with its packets: those of at
+/// most one video and one audio stream, each as libavformat delivers it, in the file's order, or, when paced, in the
+/// order in which they are due. The first block of each kind is a key block; every audio block is one. An empty block
+/// for each kind ends each repetition of the file, also when the file could be read in part only, or when the source
+/// was stopped; then the queue is ended.
 ///
 /// Thread-safe but for `open`, `start` and `join`, which belong to one thread. Owned by whoever opened it.
 class MediaSource final {
@@ -36,7 +37,8 @@ public:
         /// Append each block when it is due, the first at once and the others by their block times. Where the file has
         /// one stream before the other, it is read ahead within the limits of the Interleaver.
         bool paced = false;
-        /// How often to read the file, which is opened anew each time: only so are the packets exactly the same. At least 1.
+        /// How often to read the file, which is opened anew each time: only so are the packets exactly the same. At
+        /// least 1.
         int repeat = 1;
         /// Leave out what comes so much later than the first block, over all repetitions.
         std::optional<std::chrono::milliseconds> duration;

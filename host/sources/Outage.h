@@ -6,8 +6,9 @@
 #include <set>
 #include <string>
 
-/// What is reported of a source's troubles: each once when it comes, once more for each other reason that it turns out to
-/// have, however these take turns, and once when it is mended. All reports are single lines that name the source. Reentrant.
+/// What is reported of a source's troubles: each once when it comes, once more for each other reason that it turns out
+/// to have, however these take turns, and once when it is mended. All reports are single lines that name the source.
+/// Reentrant.
 class Outage final {
 public:
     using Instant = std::chrono::steady_clock::time_point;

@@ -6,8 +6,8 @@
 #include <chrono>
 #include <optional>
 
-/// Says when the blocks of a source that plays in real time are due: the first at once, the others as much later as their
-/// block times are. A block time before the first is due at once. Reentrant.
+/// Says when the blocks of a source that plays in real time are due: the first at once, the others as much later as
+/// their block times are. A block time before the first is due at once. Reentrant.
 class Pacing final {
 public:
     using Instant = std::chrono::steady_clock::time_point;

@@ -16,8 +16,8 @@ public:
     /// left.
     TerminalGuard(int file, std::string leaveText);
     ~TerminalGuard();
-    /// Gives the terminal back at once, if there is a guard: for who ends the program by another signal. May be called in
-    /// a signal handler.
+    /// Gives the terminal back at once, if there is a guard: for who ends the program by another signal. May be called
+    /// in a signal handler.
     static void giveBack();
 
     TerminalGuard(const TerminalGuard &) = delete;

@@ -20,14 +20,14 @@ public:
     /// In Hz.
     int sampleRate() const;
     int channels() const;
-    /// @return which channels they are, a bit for each, as in WAV files (1: front left, 2: front right ...); 0 when it is
-    ///         not known.
+    /// @return which channels they are, a bit for each, as in WAV files (1: front left, 2: front right ...); 0 when it
+    ///         is not known.
     std::uint64_t channelMask() const;
     /// For each channel.
     int samples() const;
 
-    /// @return libavutil's name for the samples: "s16", "flt" and others with all channels in one plane, sample by sample;
-    ///         "s16p", "fltp" and others with a plane for each channel.
+    /// @return libavutil's name for the samples: "s16", "flt" and others with all channels in one plane, sample by
+    ///         sample; "s16p", "fltp" and others with a plane for each channel.
     std::string sampleFormat() const;
     int planeCount() const;
     /// @param index from 0 to planeCount() - 1. @return one row; of another index, a plane without data.

@@ -15,19 +15,20 @@ namespace decoding {
 
 /// Gives out the frames of one stream, in their order. Between the decoder and its reader stands a queue with room for
 /// InputOptions::queuedFrames. While it is full, a file's decoder is given nothing more to decode, and a live stream's
-/// oldest frame is dropped for the new one and counted. So a slow reader costs its own stream alone, and holds up no call.
+/// oldest frame is dropped for the new one and counted. So a slow reader costs its own stream alone, and holds up no
+/// call.
 ///
 /// The input begins to decode a stream when one of its readers is first asked for a frame, a descriptor or delivery. A
-/// file's stream begins at its beginning (where both streams of a file are read, it is opened once for each); readers that are there by then see every frame, those that come later begin where
-/// the stream is.
+/// file's stream begins at its beginning (where both streams of a file are read, it is opened once for each); readers
+/// that are there by then see every frame, those that come later begin where the stream is.
 ///
 /// Pull with `next`, wait for `descriptor` to be readable, or have frames pushed to a callback. Thread-safe; each frame
 /// goes to one caller.
 template <class Frame>
 class DECODING_EXPORT FrameReader {
 public:
-    /// Waits for a frame. @return nothing when no more will come: the stream has ended, has failed (Input::error() tells)
-    ///         or was closed. Of a closed input, what is still queued is dropped.
+    /// Waits for a frame. @return nothing when no more will come: the stream has ended, has failed (Input::error()
+    ///         tells) or was closed. Of a closed input, what is still queued is dropped.
     /// @throws Error when frames are delivered to a callback, as do the other `next` and `descriptor`.
     std::optional<Frame> next();
 
@@ -38,22 +39,24 @@ public:
     /// @return whether `next` will give nothing from now on.
     bool hasEnded() const;
 
-    /// @return a file descriptor that is readable whenever `next` would not wait: a frame is there, or none will come. For
-    ///         poll, select and event loops; it belongs to the reader, and nobody may read, write or close it.
+    /// @return a file descriptor that is readable whenever `next` would not wait: a frame is there, or none will come.
+    ///         For poll, select and event loops; it belongs to the reader, and nobody may read, write or close it.
     /// @throws Error when the system has no more descriptors.
     int descriptor() const;
 
-    /// Has every frame from now on given to @p callback, on a thread that serves this reader alone: however long a callback
-    /// takes, it delays this stream only. When the stream has ended, @p ended is called once, behind the last frame. Once
-    /// only, and instead of the calls above.
+    /// Has every frame from now on given to @p callback, on a thread that serves this reader alone: however long a
+    /// callback takes, it delays this stream only. When the stream has ended, @p ended is called once, behind the last
+    /// frame. Once only, and instead of the calls above.
     ///
     /// What a callback throws ends the input with an error. Close and destroy whatever you like from within a callback.
-    /// Closing the input, or destroying the reader, on another thread does not wait for a callback that is running or about
-    /// to; @p ended tells when no more will come. The session's destructor waits for that, unless a callback calls it.
+    /// Closing the input, or destroying the reader, on another thread does not wait for a callback that is running or
+    /// about to; @p ended tells when no more will come. The session's destructor waits for that, unless a callback
+    /// calls it.
     /// @throws Error when frames are delivered already, without a callback, or when the system has no thread left.
     void deliver(std::function<void(const Frame &frame)> callback, std::function<void()> ended = {});
 
-    /// @return frames that the decoder has made for this reader, and those of them that were dropped because it was slow.
+    /// @return frames that the decoder has made for this reader, and those of them that were dropped because it was
+    ///         slow.
     std::int64_t frames() const;
     std::int64_t dropped() const;
 

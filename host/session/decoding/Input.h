@@ -15,8 +15,8 @@ namespace decoding {
 
 /// How an input is to be decoded.
 struct InputOptions {
-    /// By which snapshots and errors call it; no two inputs of a session have the same. Empty: made of the file name, or of
-    /// the address without what is secret in it.
+    /// By which snapshots and errors call it; no two inputs of a session have the same. Empty: made of the file name,
+    /// or of the address without what is secret in it.
     std::string name;
     /// Which of its streams are of interest: at most one of each kind is decoded.
     bool video = true;
@@ -35,13 +35,13 @@ struct InputOptions {
     std::chrono::milliseconds maxLatency{400};
     /// Frames that wait for each reader; at least 1.
     int queuedFrames = 8;
-    /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together, and a
-    /// kind of stream that no output takes is left out.
+    /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together,
+    /// and a kind of stream that no output takes is left out.
     std::vector<Output> outputs;
 };
 
-/// One file or live source that a session decodes. Thread-safe. Destroying the last reference to it closes it; a reference
-/// may outlive the session, which has closed it then.
+/// One file or live source that a session decodes. Thread-safe. Destroying the last reference to it closes it; a
+/// reference may outlive the session, which has closed it then.
 class DECODING_EXPORT Input {
 public:
     const std::string &name() const;
@@ -61,11 +61,12 @@ public:
     std::unique_ptr<FrameReader<VideoFrame>> addVideoReader();
     std::unique_ptr<FrameReader<AudioFrame>> addAudioReader();
 
-    /// @return what is wrong with it, in one line that names it: what has ended it too early, or why a live input is waiting.
+    /// @return what is wrong with it, in one line that names it: what has ended it too early, or why a live input is
+    ///         waiting.
     std::optional<std::string> error() const;
 
-    /// Ends it: its readers get nothing more. Returns at once; what was written is completed meanwhile, and a second call
-    /// does nothing.
+    /// Ends it: its readers get nothing more. Returns at once; what was written is completed meanwhile, and a second
+    /// call does nothing.
     void close();
 
     /// @return whether it has ended, or was closed, and has let go of everything: its source is closed, and all that it

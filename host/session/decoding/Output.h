@@ -8,7 +8,8 @@
 
 namespace decoding {
 
-/// Where the library itself puts what it decodes. An input writes to its outputs whether or not anybody reads its frames.
+/// Where the library itself puts what it decodes. An input writes to its outputs whether or not anybody reads its
+/// frames.
 struct DECODING_EXPORT Output {
     enum class Kind {
         Null,     // counts the frames
@@ -23,7 +24,8 @@ struct DECODING_EXPORT Output {
     std::string directory = ".";                       // that the files are written to; made where it is missing
     std::chrono::milliseconds snapshotInterval{10000}; // of Png, at least 1
 
-    /// @param text `KIND[:DIR]`, as in "y4m", "framemd5:/tmp/sums" and "png@0.5:shots" for a snapshot every half second.
+    /// @param text `KIND[:DIR]`, as in "y4m", "framemd5:/tmp/sums" and "png@0.5:shots" for a snapshot every half
+    ///         second.
     /// @throws Error, which quotes @p text. Thread-safe.
     static Output parse(const std::string &text);
 

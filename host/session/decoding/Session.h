@@ -22,11 +22,11 @@ struct LoadLimits {
 };
 
 struct SessionOptions {
-    /// Decoder threads, up to 1024; 0: as the environment variable DECODING_THREADS or the file `settings` says, else one for
-    /// each processor core.
+    /// Decoder threads, up to 1024; 0: as the environment variable DECODING_THREADS or the file `settings` says, else
+    /// one for each processor core.
     int threads = 0;
-    /// The component's library. Empty: as the environment variable DECODING_COMPONENT says, else the one that was built or
-    /// installed with this library.
+    /// The component's library. Empty: as the environment variable DECODING_COMPONENT says, else the one that was built
+    /// or installed with this library.
     std::string component;
     /// An INI file with settings of the component. Empty: none.
     std::string settings;
@@ -35,18 +35,19 @@ struct SessionOptions {
     std::optional<LoadLimits> governor;
     /// Whether the decoders show their lights in snapshots, which costs some instructions for each block.
     bool lights = false;
-    /// Given each message for people: what goes wrong and gets better again, mode switches, warnings. Called on the session's
-    /// own thread; must neither wait nor call the session.
+    /// Given each message for people: what goes wrong and gets better again, mode switches, warnings. Called on the
+    /// session's own thread; must neither wait nor call the session.
     std::function<void(const Snapshot::Message &message)> onMessage;
 };
 
-/// Decodes any number of inputs on one pool of decoder threads. Thread-safe: every call from any thread at any time, but
-/// for the destructor, `end` and calls from SessionOptions::onMessage.
+/// Decodes any number of inputs on one pool of decoder threads. Thread-safe: every call from any thread at any time,
+/// but for the destructor, `end` and calls from SessionOptions::onMessage.
 ///
 /// The library runs Qt's event loop on a thread of its own, one for all sessions of the process. Where there is no Qt
-/// application object, it makes one there, and takes Qt's messages as its own; so a program that uses Qt itself makes its
-/// application object before its first session, and keeps it
-/// longer than its last. Without one, the library also sets QT_NO_GLIB in the environment, unless it is set. It silences FFmpeg's log in the whole process. File names are UTF-8.
+/// application object, it makes one there, and takes Qt's messages as its own; so a program that uses Qt itself makes
+/// its application object before its first session, and keeps it
+/// longer than its last. Without one, the library also sets QT_NO_GLIB in the environment, unless it is set. It
+/// silences FFmpeg's log in the whole process. File names are UTF-8.
 class DECODING_EXPORT Session {
 public:
     /// Loads and starts the component.
@@ -61,8 +62,8 @@ public:
     /// @throws Error when that cannot be: no such file, nothing to decode, no connection, a name that is taken ...
     std::shared_ptr<Input> open(const std::string &url, InputOptions options = {});
 
-    /// Begins to open @p url, and does not wait: for live inputs that may come at any time, and for many at once. What goes
-    /// wrong becomes the input's error.
+    /// Begins to open @p url, and does not wait: for live inputs that may come at any time, and for many at once. What
+    /// goes wrong becomes the input's error.
     /// @throws Error when the name is taken, or an option is out of its range.
     std::shared_ptr<Input> openLater(const std::string &url, InputOptions options = {});
 

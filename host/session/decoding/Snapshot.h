@@ -32,8 +32,8 @@ DECODING_EXPORT const char *toText(State state);
 /// How a light of a decoder looks.
 enum class Light { Black, Good, Warning, Bad };
 
-/// A session at one moment: whoever shows or tells something of it reads this. Plain values; texts are UTF-8, and may hold
-/// anything but what is secret. Counters only grow while an input lives, also when a live input connects again.
+/// A session at one moment: whoever shows or tells something of it reads this. Plain values; texts are UTF-8, and may
+/// hold anything but what is secret. Counters only grow while an input lives, also when a live input connects again.
 struct Snapshot {
     /// One place that the frames of a stream go to.
     struct Output {
@@ -93,8 +93,8 @@ struct Snapshot {
         bool decoded = false;           // nothing more will be decoded; outputs may still be written
         bool finished = false;          // nothing of it changes any more, unless a stream is read that was not yet
 
-        /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a live
-        ///         input may have without failing, and the errors of its outputs.
+        /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a
+        ///         live input may have without failing, and the errors of its outputs.
         DECODING_EXPORT std::vector<std::string> errors() const;
     };
 

@@ -11,10 +11,10 @@
 
 namespace decoding {
 
-/// A decoded picture. Copies share its memory, which is the decoder's own: nothing is copied, nothing may be changed, and
-/// it lives as long as any copy, also when its reader, input and session are gone. Frames that are kept keep their memory
-/// from being used again: a 1080p picture takes 3 MB. Thread-safe but for assignment and destruction of one and the same
-/// copy.
+/// A decoded picture. Copies share its memory, which is the decoder's own: nothing is copied, nothing may be changed,
+/// and it lives as long as any copy, also when its reader, input and session are gone. Frames that are kept keep their
+/// memory from being used again: a 1080p picture takes 3 MB. Thread-safe but for assignment and destruction of one and
+/// the same copy.
 class DECODING_EXPORT VideoFrame {
 public:
     static constexpr std::int64_t noTimestamp = std::numeric_limits<std::int64_t>::min();
@@ -29,8 +29,8 @@ public:
     /// @param index from 0 to planeCount() - 1. @return of another one, a plane without data.
     Plane plane(int index) const;
 
-    /// @return when it is to be shown, in seconds on the clock of its container, whose first picture need not be at 0; NaN
-    ///         when that is not known.
+    /// @return when it is to be shown, in seconds on the clock of its container, whose first picture need not be at 0;
+    ///         NaN when that is not known.
     double seconds() const;
     /// @return the same in units of the time base; noTimestamp when that is not known.
     std::int64_t timestamp() const;
@@ -46,9 +46,9 @@ public:
     /// Whether a part of it was missing and has been made up.
     bool isDamaged() const;
 
-    /// @return a copy in memory of its own, scaled to @p width by @p height pixels, in @p pixelFormat, one of libavutil's
-    ///         names: "rgb24", "bgr24", "rgba", "gray", "yuv420p" ... Colours keep the range and the matrix that the stream
-    ///         names, BT.601 where it names none.
+    /// @return a copy in memory of its own, scaled to @p width by @p height pixels, in @p pixelFormat, one of
+    ///         libavutil's names: "rgb24", "bgr24", "rgba", "gray", "yuv420p" ... Colours keep the range and the matrix
+    ///         that the stream names, BT.601 where it names none.
     /// @throws Error for a size that is not positive, and for a format that does not exist or cannot be converted to.
     VideoFrame convertTo(const std::string &pixelFormat, int width, int height) const;
 

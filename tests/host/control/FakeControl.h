@@ -8,8 +8,8 @@
 
 #include "control/IControl.h"
 
-/// A host that notes what it is asked for. Adding and removing are done at once, unless they are to be slow: then the test
-/// ends them.
+/// A host that notes what it is asked for. Adding and removing are done at once, unless they are to be slow: then the
+/// test ends them.
 class FakeControl final : public IControl {
 public:
     void add(const std::string &url, const std::optional<std::string> &name, const AddDone &done) override

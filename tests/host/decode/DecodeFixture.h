@@ -27,7 +27,8 @@ protected:
     QString path(const QString &name) const { return _folder.filePath(name); }
     /// Makes a file with this content. @return its path.
     QString write(const QString &name, const QByteArray &content) const;
-    /// Makes a clip with the ffmpeg tool. @param options separated by blanks. @return its path; fails the test on failure.
+    /// Makes a clip with the ffmpeg tool. @param options separated by blanks. @return its path; fails the test on
+    /// failure.
     QString generate(const QString &name, const char *options) const;
 
     static QByteArray read(const QString &path);

@@ -34,9 +34,9 @@ TEST_F(ManyStreams, OnTwoThreadsGiveAllFramesInBoundedMemory)
         decodedBytes += frames * 320.0 * 240 * 3;
     }
 
-    // A stream may hold what its queue does, the blocks read of the file included; of pictures, the codec's own, the one
-    // that is being made, and the one that the sink has been given; and half a megabyte for its demuxer, its codec and
-    // the stack of its source's thread.
+    // A stream may hold what its queue does, the blocks read of the file included; of pictures, the codec's own, the
+    // one that is being made, and the one that the sink has been given; and half a megabyte for its demuxer, its codec
+    // and the stack of its source's thread.
     const double picture = 320.0 * 240 * 3;
     const double bound =
         one.totals()["peakMemoryBytes"].toDouble() + queuedBytes + streams * (4 * picture + 512 * 1024);

@@ -39,8 +39,8 @@ inline void checkStack(const Clip &clip, std::size_t used)
     EXPECT_LT(used, stackForCodec) << codec;
 }
 
-/// Decodes the clip on the stack of a decoder thread, and compares every picture with what the ffmpeg command makes of the
-/// clip, when it arrives and after the decoder has gone.
+/// Decodes the clip on the stack of a decoder thread, and compares every picture with what the ffmpeg command makes of
+/// the clip, when it arrives and after the decoder has gone.
 inline void expectPicturesOfFfmpeg(const Clip &clip, const std::shared_ptr<DamageCounts> &damage)
 {
     FormatManager manager(damage);

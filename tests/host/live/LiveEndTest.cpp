@@ -32,7 +32,8 @@ protected:
         });
     }
 
-    /// @return what the host, which was asked to end, has left of itself. Fails the test when that takes longer than it may.
+    /// @return what the host, which was asked to end, has left of itself. Fails the test when that takes longer than it
+    ///         may.
     HostRun promptEnd(LiveHost &host)
     {
         const auto begin = LiveHost::Clock::now();

@@ -14,8 +14,8 @@
 #include "control/ControlClient.h"
 #include "host/decode/HostRun.h"
 
-/// A `decoding-host decode` that runs beside the test, takes requests and writes the board as lines. Belongs to one thread;
-/// what the host writes is read while that thread waits for something, and at its end.
+/// A `decoding-host decode` that runs beside the test, takes requests and writes the board as lines. Belongs to one
+/// thread; what the host writes is read while that thread waits for something, and at its end.
 class LiveHost final {
 public:
     using Clock = std::chrono::steady_clock;
@@ -64,7 +64,8 @@ public:
     {
         untilBefore(Clock::now() + duration, [] { return false; });
     }
-    /// Waits until the board has a new line that @p pattern, a regular expression, is found in. @return whether it does.
+    /// Waits until the board has a new line that @p pattern, a regular expression, is found in. @return whether it
+    /// does.
     bool shows(const char *pattern);
 
     /// What it said on its standard error output.

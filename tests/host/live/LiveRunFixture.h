@@ -10,8 +10,8 @@
 #include "host/decode/DecodeFixture.h"
 #include "host/format/FfmpegTool.h"
 
-/// Tests that run the host with live inputs. Beside the one that a test treats badly there can be neighbours, which must
-/// not notice: a paced file, an RTSP stream and a generated source.
+/// Tests that run the host with live inputs. Beside the one that a test treats badly there can be neighbours, which
+/// must not notice: a paced file, an RTSP stream and a generated source.
 class LiveRunFixture : public DecodeFixture {
 protected:
     /// Half a minute of pictures, 25 a second, a key picture each second.

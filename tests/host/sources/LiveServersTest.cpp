@@ -13,7 +13,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 
-/// Live sources that other programs serve: the pictures of a real clip, H.264 at 26.8 pictures a second, a key picture about every second.
+/// Live sources that other programs serve: the pictures of a real clip, H.264 at 26.8 pictures a second, a key picture
+/// about every second.
 class LiveServersTest : public LiveFixture {
 protected:
     static QString clip() { return QStringLiteral(SAMPLES_DIR "/cup.mp4"); }
@@ -173,7 +174,8 @@ TEST_P(DroppedDatagrams, ShowInTheNextBlock)
     ASSERT_TRUE(takeUntil([&] { return lost() > 0; }));
     ASSERT_TRUE(relay.hasDropped());
     EXPECT_THAT(breaksIn(videoBlocks), IsEmpty());
-    // Two datagrams touch two pictures at most, and libavformat may mark a whole one beside them; then all is well again.
+    // Two datagrams touch two pictures at most, and libavformat may mark a whole one beside them; then all is well
+    // again.
     const std::size_t count = videoBlocks.size();
     ASSERT_TRUE(takeVideo(count + 10));
     EXPECT_LE(lost(), 3);
