@@ -391,11 +391,15 @@ void BaseSingleStreamDecoder::endCycle(quint32 decodedBlocks)
     // than the rest of the cycle: what an idle cycle can leave alone, here and in endCatchUp, it does not touch. Nor
     // does it lock: 0 cannot raise the flag.
     if (decodedBlocks != 0) {
-        const QMutexLocker lock(&_decodedMutex);
-        _decodedFlag = qMax(_decodedFlag, decodedBlocks);
+        {
+            const QMutexLocker lock(&_decodedMutex);
+            if (_decodedFlag < decodedBlocks)
+                _decodedFlag = decodedBlocks;
+        }
+        show(_cycleIndication, Good);
+    } else if (!_indicationManager.isNull()) {
+        show(_cycleIndication, Black);
     }
-    if (!_indicationManager.isNull())
-        show(_cycleIndication, decodedBlocks != 0 ? Good : Black);
 }
 
 BaseSingleStreamDecoder::Next BaseSingleStreamDecoder::readOnUnlessDisposing() const
