@@ -10,6 +10,7 @@
 #include <QtEndian>
 
 #include "QtVersions.h"
+#include "decoders/NoCallback.h"
 
 namespace {
 
@@ -25,28 +26,26 @@ qint64 wallClockMs()
     return QDateTime::currentMSecsSinceEpoch();
 }
 
-const ModkitPtr<ISimpleIndicationObjectCallback> noCallback;
-
 /// Ends a blink: turns the indication black.
 class Blacken final : public ISimpleIndicationObjectCallback {
 public:
     void onTimeout(quint64 /*reason*/, const ModkitPtr<IIndicationObject> &indication) override
     {
-        indication->setValue(Black, noTimeout, noCallback);
+        indication->setValue(Black, noTimeout, NoCallback());
     }
 };
 
 inline void show(const ModkitPtr<IIndicationObject> &indication, int value)
 {
     if (!indication.isNull())
-        indication->setValue(value, noTimeout, noCallback);
+        indication->setValue(value, noTimeout, NoCallback());
 }
 
 template <class Figure>
 inline void showLevel(const ModkitPtr<IIndicationObject> &indication, Figure figure, Figure warningFrom, Figure badFrom)
 {
     if (!indication.isNull())
-        indication->setValue(figure >= badFrom ? Bad : figure >= warningFrom ? Warning : Good, noTimeout, noCallback);
+        indication->setValue(figure >= badFrom ? Bad : figure >= warningFrom ? Warning : Good, noTimeout, NoCallback());
 }
 
 inline void blink(const ModkitPtr<IIndicationObject> &indication, int value)
