@@ -183,6 +183,21 @@ TEST_F(ProcessingCycleFigures, ExtremeLatenciesWrapAround)
     EXPECT_EQ(decoder->takeMaxLatency(), largest);
 }
 
+TEST_F(ProcessingCycleFigures, CountsAtTheirLimitsWrapAround)
+{
+    decoder->_latencyCount = 0xffffffff;
+    decoder->_latencySum = 7;
+    decoder->_lostBlocks = 0xfffffffe;
+    decoder->_expectedBlocks = 0xfffffffc;
+    FakeInputQueue::Block lossyKeyBlock = keyBlock("H264", 3);
+    lossyKeyBlock.lost = 4;
+    cycle(lossyKeyBlock);
+    EXPECT_THAT(decoder->takeLatencyTotals(), Pair(10, 0u));
+    EXPECT_EQ(decoder->_lostBlocks, 2u);
+    EXPECT_EQ(decoder->_expectedBlocks, 1u);
+    EXPECT_EQ(decoder->takeLossRatio(), 2.0);
+}
+
 TEST_F(ProcessingCycleFigures, MaxLatencyIndicationIsSetUnderTheLatencyMutexAndTheOthersUnderNone)
 {
     std::map<std::string, std::string> lockedDuring;
