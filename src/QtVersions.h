@@ -2,6 +2,7 @@
 #define QTVERSIONS_H
 
 #include <QByteArray>
+#include <QObject>
 #include <QString>
 
 /// What Qt 4.8 and Qt 5 do differently, and the component needs alike on both. The moc of 4.8 misreads conditions with
@@ -26,6 +27,17 @@ inline QByteArray messageBytes(const QString &text)
     return text.toUtf8();
 #else
     return text.toLocal8Bit();
+#endif
+}
+
+/// Starts a timer of @p object that is not put off to coincide with others. @return its id.
+inline int startPreciseTimer(QObject &object, int intervalMs)
+{
+    // Qt 4 has no other timers.
+#if QT_VERSION >= 0x050000
+    return object.startTimer(intervalMs, Qt::PreciseTimer);
+#else
+    return object.startTimer(intervalMs);
 #endif
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "QtVersions.h"
 #include "cpuload/QEvent_CpuLoad.h"
 #include "manager/DecodingManager.h"
 
@@ -27,7 +28,7 @@ CpuLoadCalculator::CpuLoadCalculator(DecodingManager *manager, int intervalMs, q
     , _loadScale(scaleForThreads(threadCount))
 {
     _elapsed.start();
-    _timerId = startTimer(intervalMs);
+    _timerId = startPreciseTimer(*this, intervalMs);
 }
 
 double CpuLoadCalculator::currentLoad(QObject *listener)

@@ -10,6 +10,7 @@
 #include <QtEndian>
 
 #include "QtVersions.h"
+#include "decoders/NoCallback.h"
 
 namespace {
 
@@ -25,28 +26,26 @@ qint64 wallClockMs()
     return QDateTime::currentMSecsSinceEpoch();
 }
 
-const ModkitPtr<ISimpleIndicationObjectCallback> noCallback;
-
 /// Ends a blink: turns the indication black.
 class Blacken final : public ISimpleIndicationObjectCallback {
 public:
     void onTimeout(quint64 /*reason*/, const ModkitPtr<IIndicationObject> &indication) override
     {
-        indication->setValue(Black, noTimeout, noCallback);
+        indication->setValue(Black, noTimeout, NoCallback());
     }
 };
 
 inline void show(const ModkitPtr<IIndicationObject> &indication, int value)
 {
     if (!indication.isNull())
-        indication->setValue(value, noTimeout, noCallback);
+        indication->setValue(value, noTimeout, NoCallback());
 }
 
 template <class Figure>
 inline void showLevel(const ModkitPtr<IIndicationObject> &indication, Figure figure, Figure warningFrom, Figure badFrom)
 {
     if (!indication.isNull())
-        indication->setValue(figure >= badFrom ? Bad : figure >= warningFrom ? Warning : Good, noTimeout, noCallback);
+        indication->setValue(figure >= badFrom ? Bad : figure >= warningFrom ? Warning : Good, noTimeout, NoCallback());
 }
 
 inline void blink(const ModkitPtr<IIndicationObject> &indication, int value)
@@ -391,11 +390,15 @@ void BaseSingleStreamDecoder::endCycle(quint32 decodedBlocks)
     // than the rest of the cycle: what an idle cycle can leave alone, here and in endCatchUp, it does not touch. Nor
     // does it lock: 0 cannot raise the flag.
     if (decodedBlocks != 0) {
-        const QMutexLocker lock(&_decodedMutex);
-        _decodedFlag = qMax(_decodedFlag, decodedBlocks);
+        {
+            const QMutexLocker lock(&_decodedMutex);
+            if (_decodedFlag < decodedBlocks)
+                _decodedFlag = decodedBlocks;
+        }
+        show(_cycleIndication, Good);
+    } else if (!_indicationManager.isNull()) {
+        show(_cycleIndication, Black);
     }
-    if (!_indicationManager.isNull())
-        show(_cycleIndication, decodedBlocks != 0 ? Good : Black);
 }
 
 BaseSingleStreamDecoder::Next BaseSingleStreamDecoder::readOnUnlessDisposing() const

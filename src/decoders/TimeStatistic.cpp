@@ -60,8 +60,11 @@ void TimeStatistic::addSample(qint64 nowMs)
 
 void TimeStatistic::noteExtremes(qint64 intervalMs)
 {
-    _max = qMax(_max, intervalMs);
-    _min = qMin(_min, intervalMs);
+    // New extremes are rare: most intervals are not worth a write.
+    if (_max < intervalMs)
+        _max = intervalMs;
+    if (_min > intervalMs)
+        _min = intervalMs;
 }
 
 void TimeStatistic::accumulate(qint64 intervalMs)

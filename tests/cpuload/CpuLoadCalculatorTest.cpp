@@ -63,12 +63,13 @@ TEST_F(CpuLoadCalculatorTest, BeginsWithoutLoadAndListeners)
     EXPECT_EQ(newCalculator(4)->parent(), nullptr);
 }
 
-TEST_F(CpuLoadCalculatorTest, RunsOneTimerOfTheGivenInterval)
+TEST_F(CpuLoadCalculatorTest, RunsOnePreciseTimerOfTheGivenInterval)
 {
     CpuLoadCalculator calculator(&manager, 1234, 4, nullptr);
     const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(&calculator);
     ASSERT_EQ(timers.size(), 1);
     EXPECT_EQ(timers[0].interval, 1234);
+    EXPECT_EQ(timers[0].timerType, Qt::PreciseTimer);
     EXPECT_EQ(timers[0].timerId, calculator._timerId);
     EXPECT_EQ(calculator.thread(), QThread::currentThread());
 }

@@ -2,6 +2,10 @@
 #include <QCoreApplication>
 #include <QTimerEvent>
 
+#include <functional>
+#include <new>
+#include <type_traits>
+
 #include "CycleFixture.h"
 #include "fakes/RecordedMessages.h"
 #include "fakes/RecordedTrace.h"
@@ -11,6 +15,65 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
+
+/// Calls back within each creation of an indication.
+class ProbingIndicationManager : public FakeIndicationManager {
+public:
+    std::function<void(const QString &name)> duringCreate;
+
+    ModkitPtr<IIndicationObject> createIndication(void *reserved, const QString &name, const QString &ownerName,
+                                                  int initialValue) override
+    {
+        duringCreate(name);
+        return FakeIndicationManager::createIndication(reserved, name, ownerName, initialValue);
+    }
+};
+
+/// Logs its destruction as "queue gone".
+class MortalQueue : public FakeInputQueue {
+public:
+    explicit MortalQueue(CallLog &log)
+        : _log(log)
+    {
+    }
+    ~MortalQueue() override { _log.add("queue gone"); }
+
+private:
+    CallLog &_log;
+};
+
+/// Hands out indications that it does not keep, and that log their destruction as "DecoderMode gone"; logs its own as
+/// "manager gone".
+class MortalIndicationManager : public FakeIndicationManager {
+public:
+    explicit MortalIndicationManager(CallLog &log)
+        : _log(log)
+    {
+    }
+    ~MortalIndicationManager() override { _log.add("manager gone"); }
+
+    ModkitPtr<IIndicationObject> createIndication(void * /*reserved*/, const QString &name,
+                                                  const QString & /*ownerName*/, int /*initialValue*/) override
+    {
+        return ModkitPtr<IIndicationObject>(new MortalIndication(name.toStdString(), _log));
+    }
+
+private:
+    class MortalIndication : public FakeIndication {
+    public:
+        MortalIndication(const std::string &name, CallLog &log)
+            : FakeIndication(name, nullptr)
+            , _log(log)
+        {
+        }
+        ~MortalIndication() override { _log.add(name() + " gone"); }
+
+    private:
+        CallLog &_log;
+    };
+
+    CallLog &_log;
+};
 
 class BaseSingleStreamDecoderTest : public CycleFixture {
 protected:
@@ -97,6 +160,15 @@ TEST_F(BaseSingleStreamDecoderTest, NameIsTheObjectNameAndTheStatisticsName)
     EXPECT_EQ(made->_arrivalStatistic._name, QString::fromLatin1("camera 1"));
 }
 
+TEST_F(BaseSingleStreamDecoderTest, NameMayBeBeyondAscii)
+{
+    const std::string name = "K\u00fcche \u9580 \U0001f3a5";
+    const LoggingDecoder made(log, indicationManager, inputQueue, 0, true, QString::fromStdString(name));
+    EXPECT_EQ(made.objectName().toStdString(), name);
+    EXPECT_EQ(made._arrivalStatistic._name.toStdString(), name);
+    EXPECT_EQ(log.take().front(), "create DecoderMode of " + name + " = 0");
+}
+
 TEST_F(BaseSingleStreamDecoderTest, StatisticOfANamelessDecoderIsNamedByItsAddress)
 {
     const auto made = make(true, "");
@@ -113,6 +185,31 @@ TEST_F(BaseSingleStreamDecoderTest, StartsAOneMillisecondTimer)
     ASSERT_EQ(timers.size(), 1);
     EXPECT_EQ(timers.front().timerId, made->_timer.timerId());
     EXPECT_EQ(timers.front().interval, 1);
+}
+
+TEST_F(BaseSingleStreamDecoderTest, EverythingElseIsThereBeforeTheIndicationsAndTheTimerStartsAfterThem)
+{
+    std::aligned_storage_t<sizeof(LoggingDecoder), alignof(LoggingDecoder)> place;
+    const auto *const made = reinterpret_cast<LoggingDecoder *>(&place); // while it is being constructed
+    auto *const probing = new ProbingIndicationManager;
+    const ModkitPtr<IIndicationManager> probingManager(probing);
+    std::vector<std::string> names;
+    probing->duringCreate = [&](const QString &name) {
+        names.push_back(name.toStdString());
+        FakeWallClock::advance(100);
+        EXPECT_EQ(made->objectName(), QString::fromLatin1("camera 1"));
+        EXPECT_EQ(made->_arrivalStatistic._name, QString::fromLatin1("camera 1"));
+        EXPECT_EQ(made->_indicationManager, probingManager);
+        EXPECT_EQ(made->inputQueue(), inputQueue);
+        EXPECT_TRUE(made->_catchingUp);
+        EXPECT_EQ(made->_catchUpDeadline, startMs + 500);
+        EXPECT_FALSE(made->_timer.isActive());
+    };
+    const LoggingDecoder *const complete =
+        new (&place) LoggingDecoder(log, probingManager, inputQueue, CreationFlags::Paced, true);
+    EXPECT_EQ(names.size(), 7u);
+    EXPECT_TRUE(complete->_timer.isActive());
+    complete->~LoggingDecoder();
 }
 
 TEST_F(BaseSingleStreamDecoderTest, CreatesNoIndicationsWithoutAManager)
@@ -179,6 +276,17 @@ TEST_F(BaseSingleStreamDecoderTest, DestructionReleasesEverythingItHolds)
     for (const char *name : {"DecoderMode", "DecoderLost", "DecoderCycle", "DecoderMaxLatency",
                              "DecoderKeyBlockReceived", "DecoderNullBlockReceived", "DecoderDataPushed"})
         EXPECT_EQ(indications->indication(name)._counter->strongCount, 2) << name;
+}
+
+TEST_F(BaseSingleStreamDecoderTest, DestructionReleasesTheQueueThenTheIndicationsThenTheManager)
+{
+    auto made = std::make_unique<LoggingDecoder>(log, ModkitPtr<IIndicationManager>(new MortalIndicationManager(log)),
+                                                 ModkitPtr<IInputQueue>(new MortalQueue(log)), 0, true);
+    EXPECT_THAT(log.take(), IsEmpty());
+    made.reset();
+    EXPECT_THAT(log.take(), ElementsAre("queue gone", "DecoderDataPushed gone", "DecoderNullBlockReceived gone",
+                                        "DecoderKeyBlockReceived gone", "DecoderMaxLatency gone", "DecoderCycle gone",
+                                        "DecoderLost gone", "DecoderMode gone", "manager gone"));
 }
 
 TEST_F(BaseSingleStreamDecoderTest, CreationAndDestructionAreSilent)

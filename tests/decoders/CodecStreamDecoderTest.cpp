@@ -226,6 +226,25 @@ TYPED_TEST(CodecStreamDecoderTest, EmptyBlockIsNotForwardedWhileCatchingUp)
     EXPECT_THAT(this->decode("", false, true), IsEmpty());
 }
 
+TYPED_TEST(CodecStreamDecoderTest, WhatTheCodecWasGivenIsGoneBeforeNullBlocksArePushed)
+{
+    QByteArray data;
+    data.reserve(16); // an empty block that has bytes of its own
+    std::vector<std::string> sharers;
+    const auto note = [&](const char *when) {
+        sharers.push_back(std::string(when) + ": block " + std::to_string(data.data_ptr()->ref.atomic.loadRelaxed()) +
+                          ", outputs " + std::to_string(this->decoder->_outputs.d->ref.atomic.loadRelaxed()));
+    };
+    TypeParam::duringDecode(*this->formats) = [&](const QByteArray &, const auto *, int) { note("decode"); };
+    this->decoder->createCodecDecoder(this->h264);
+    this->decoder->addOutput(
+        1, ModkitPtr<typename TypeParam::OutputQueue>(new ProbingOutput<TypeParam>([&] { note("push"); })));
+    this->decoder->decodeBlock(data, false, 0, 0, false);
+    note("end");
+    EXPECT_THAT(sharers,
+                ElementsAre("decode: block 2, outputs 1", "push: block 1, outputs 2", "end: block 1, outputs 1"));
+}
+
 TYPED_TEST(CodecStreamDecoderTest, NullBlocksGoToASnapshotOfTheOutputs)
 {
     int pushes = 0;

@@ -278,6 +278,22 @@ TEST_F(ProcessingCycleCodec, DecodingTimeLeavesTheReadingOutAndTheWallClockToo)
     EXPECT_EQ(decoder->takeDecodingTime(), 0);
 }
 
+TEST_F(ProcessingCycleCodec, DecodingTimeBeginsAfterTheArrivalSampleAndItsReport)
+{
+    const auto previous = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext &, const QString &) { FakeElapsedTime::advance(1000); });
+    FakeWallClock::set(startMs);
+    cycle(block("x"));
+    FakeWallClock::set(startMs + 10);
+    cycle(block("y"));
+    EXPECT_EQ(decoder->takeDecodingTime(), 0);
+    FakeWallClock::set(startMs + 60000);
+    cycle(block("z"));
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(decoder->_arrivalStatistic._count, 1u) << "the report was written";
+    EXPECT_EQ(decoder->takeDecodingTime(), 0);
+}
+
 TEST_F(ProcessingCycleCodec, HugeDecodingTimesWrapAround)
 {
     decoder->during = [](const std::string & /*call*/) {

@@ -33,6 +33,35 @@ public:
     }
 };
 
+/// An indication that keeps an object of its own in the callback that it is given. Logs what it is set to, and what it
+/// finds there.
+class WritingIndication : public IIndicationObject {
+public:
+    WritingIndication(const char *name, CallLog &log)
+        : _name(name)
+        , _log(log)
+    {
+    }
+
+    void setValue(int value, int timeoutMs, const ModkitPtr<ISimpleIndicationObjectCallback> &onTimeout) override
+    {
+        _log.add(_name + "=" + std::to_string(value) + (onTimeout.isNull() ? " empty" : " callback"));
+        if (timeoutMs == -1)
+            const_cast<ModkitPtr<ISimpleIndicationObjectCallback> &>(onTimeout) = _written;
+    }
+
+    int references() const { return _written._counter->strongCount; }
+
+private:
+    class Written : public ISimpleIndicationObjectCallback {
+        void onTimeout(quint64 /*reason*/, const ModkitPtr<IIndicationObject> & /*indication*/) override {}
+    };
+
+    const std::string _name;
+    CallLog &_log;
+    const ModkitPtr<ISimpleIndicationObjectCallback> _written{new Written};
+};
+
 class ProcessingCycleFigures : public CycleFixture {
 protected:
     ProcessingCycleFigures() { makeDecoder(0, true); }
@@ -152,6 +181,21 @@ TEST_F(ProcessingCycleFigures, ExtremeLatenciesWrapAround)
         cycle(keyBlock("H264", latency));
     EXPECT_THAT(decoder->takeLatencyTotals(), Pair(-3, 5u));
     EXPECT_EQ(decoder->takeMaxLatency(), largest);
+}
+
+TEST_F(ProcessingCycleFigures, CountsAtTheirLimitsWrapAround)
+{
+    decoder->_latencyCount = 0xffffffff;
+    decoder->_latencySum = 7;
+    decoder->_lostBlocks = 0xfffffffe;
+    decoder->_expectedBlocks = 0xfffffffc;
+    FakeInputQueue::Block lossyKeyBlock = keyBlock("H264", 3);
+    lossyKeyBlock.lost = 4;
+    cycle(lossyKeyBlock);
+    EXPECT_THAT(decoder->takeLatencyTotals(), Pair(10, 0u));
+    EXPECT_EQ(decoder->_lostBlocks, 2u);
+    EXPECT_EQ(decoder->_expectedBlocks, 1u);
+    EXPECT_EQ(decoder->takeLossRatio(), 2.0);
 }
 
 TEST_F(ProcessingCycleFigures, MaxLatencyIndicationIsSetUnderTheLatencyMutexAndTheOthersUnderNone)
@@ -276,6 +320,32 @@ TEST_F(ProcessingCycleFigures, EndOfABlinkTurnsTheGivenIndicationBlackForGood)
         callback->onTimeout(reason, decoder->_keyBlockIndication);
         EXPECT_THAT(log.take(), ElementsAre("DecoderKeyBlockReceived=3"));
     }
+}
+
+TEST_F(ProcessingCycleFigures, IndicationMayWriteToTheCallbackThatItIsGiven)
+{
+    const ModkitPtr<WritingIndication> mode(new WritingIndication("mode", log));
+    const ModkitPtr<WritingIndication> lost(new WritingIndication("lost", log));
+    const ModkitPtr<WritingIndication> latency(new WritingIndication("latency", log));
+    const ModkitPtr<WritingIndication> ofCycle(new WritingIndication("cycle", log));
+    decoder->_modeIndication = mode;
+    decoder->_lostIndication = lost;
+    decoder->_maxLatencyIndication = latency;
+    decoder->_cycleIndication = ofCycle;
+    for (int round = 0; round < 2; ++round) {
+        decoder->setPerformanceMode(true);
+        EXPECT_THAT(log.take(), ElementsAre("mode=0 empty"));
+        EXPECT_THAT(cycle(keyBlock("x")),
+                    ElementsAre("read " + std::to_string(round), "DecoderKeyBlockReceived=0 for 500", "latency=0 empty",
+                                "lost=0 empty", "DecoderDataPushed=0 for 500", "decode KEY 'x' at 0, 0",
+                                "cycle=0 empty"));
+        EXPECT_THAT(cycle(), ElementsAre("read none", "cycle=3 empty"));
+        callbackOf(decoder->_keyBlockIndication)->onTimeout(0, mode);
+        EXPECT_THAT(log.take(), ElementsAre("mode=3 empty"));
+    }
+    for (const auto &indication : {mode, lost, latency, ofCycle})
+        EXPECT_EQ(indication->references(), 1) << "what was written is released";
+    decoder->_indicationManager.reset(); // which knows its own indications only
 }
 
 TEST_F(ProcessingCycleFigures, BlinkMayEndAfterTheDecoder)

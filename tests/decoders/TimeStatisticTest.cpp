@@ -290,3 +290,25 @@ TEST_F(TimeStatisticTest, ExtremeTimesWrapAround)
     EXPECT_EQ(statistic._last, -largest);
     EXPECT_THAT(messages.take(), SizeIs(3));
 }
+
+TEST_F(TimeStatisticTest, SumsAtTheirLimitsWrapAround)
+{
+    addAt({0, 1});
+    statistic._sum = largest;
+    statistic._sumSquares = largest;
+    addAt({3});
+    EXPECT_EQ(statistic._sum, smallest + 1);
+    EXPECT_EQ(statistic._sumSquares, smallest + 3);
+    addAt({60000});
+    EXPECT_THAT(messages.take(), SizeIs(1));
+}
+
+TEST_F(TimeStatisticTest, CountThatWrapsToZeroBeginsAPeriodAnew)
+{
+    addAt({0, 1});
+    statistic._count = 0xffffffff;
+    addAt({2});
+    EXPECT_EQ(statistic._count, 0u);
+    addAt({3});
+    expectFreshPeriodAt(3);
+}

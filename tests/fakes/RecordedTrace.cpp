@@ -8,21 +8,34 @@ namespace {
 std::mutex mutex;
 std::vector<RecordedTrace::Call> calls;
 std::map<const ModkitCounter *, std::string> live;
+std::function<void(const RecordedTrace::Call &)> watcher;
+
+void note(const RecordedTrace::Call &call)
+{
+    std::function<void(const RecordedTrace::Call &)> watching;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        calls.push_back(call);
+        watching = watcher;
+    }
+    if (watching)
+        watching(call);
+}
 
 } // namespace
 
 void ModkitObjectTrace_Add(ModkitCounter *counter, const char *typeName, std::int32_t flag)
 {
+    note({RecordedTrace::Call::Add, counter, typeName, flag});
     const std::lock_guard<std::mutex> lock(mutex);
-    calls.push_back({RecordedTrace::Call::Add, counter, typeName, flag});
     if (flag == 0)
         live[counter] = typeName;
 }
 
 void ModkitObjectTrace_Remove(ModkitCounter *counter)
 {
+    note({RecordedTrace::Call::Remove, counter, std::string(), 0});
     const std::lock_guard<std::mutex> lock(mutex);
-    calls.push_back({RecordedTrace::Call::Remove, counter, std::string(), 0});
     live.erase(counter);
 }
 
@@ -30,6 +43,12 @@ std::vector<RecordedTrace::Call> RecordedTrace::take()
 {
     const std::lock_guard<std::mutex> lock(mutex);
     return std::exchange(calls, {});
+}
+
+void RecordedTrace::watch(const std::function<void(const Call &)> &duringCall)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    watcher = duringCall;
 }
 
 std::map<std::string, int> RecordedTrace::liveByTypeName()

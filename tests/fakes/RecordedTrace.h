@@ -2,6 +2,7 @@
 #define FAKES_RECORDEDTRACE_H
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <ostream>
 #include <string>
@@ -34,6 +35,9 @@ inline std::ostream &operator<<(std::ostream &stream, const Call &call)
 
 /// The calls since the last take, on all threads.
 std::vector<Call> take();
+
+/// Hands every later call to @p duringCall, within the call; null: no more.
+void watch(const std::function<void(const Call &)> &duringCall);
 
 /// Number of blocks that were added with flag 0 and not removed, by type name, since the program began.
 std::map<std::string, int> liveByTypeName();

@@ -129,6 +129,8 @@ TEST(DecoderRegistry, TakesEntriesOneByOneAndReleasesTheirQueues)
     EXPECT_EQ(registry.count(), 0);
     EXPECT_EQ(registry.takeFirst(), nullptr);
     EXPECT_EQ(registry._byId.size(), 2) << "the ids stay";
+    for (const auto *decoder : {first.get(), second.get()})
+        EXPECT_EQ(decoder->_inputQueue._counter->strongCount, 1) << "the decoder's own";
 }
 
 TEST(DecoderRegistry, ClearEmptiesBothTablesAndKeepsTheNextId)
@@ -140,6 +142,21 @@ TEST(DecoderRegistry, ClearEmptiesBothTablesAndKeepsTheNextId)
     EXPECT_EQ(registry.count(), 0);
     EXPECT_TRUE(registry._byId.isEmpty());
     EXPECT_EQ(addOutput(registry, *decoder), 1);
+}
+
+TEST(DecoderRegistry, ClearReleasesTheQueues)
+{
+    DecoderRegistry registry;
+    const ModkitPtr<IInputQueue> queue = newQueue();
+    const ModkitPtr<IInputQueue> reserved = newQueue();
+    const auto decoder = newDecoder(queue);
+    addOutput(registry, *decoder);
+    registry.findOrReserve(reserved);
+    EXPECT_EQ(queue._counter->strongCount, 3) << "the test's, the decoder's and the registry's";
+    EXPECT_EQ(reserved._counter->strongCount, 2) << "the test's and the registry's";
+    registry.clear();
+    EXPECT_EQ(queue._counter->strongCount, 2);
+    EXPECT_EQ(reserved._counter->strongCount, 1);
 }
 
 TEST(DecoderRegistry, ACopyIsWalkedUndisturbedByLaterChanges)

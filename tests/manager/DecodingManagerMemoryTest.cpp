@@ -4,10 +4,12 @@
 #include <map>
 #include <new>
 #include <optional>
+#include <stdexcept>
 
 #include "DecodingManagerFixture.h"
 #include "fakes/FailingAllocation.h"
 #include "fakes/HangGuard.h"
+#include "fakes/LimitedThreadStarts.h"
 #include "fakes/WaitUntil.h"
 
 // Requests that run out of memory, at each of their allocations in turn.
@@ -162,4 +164,15 @@ TYPED_TEST(DecodingManagerMemoryTest, ARunningDecoderGoesOnWithItsOldOutputs)
         EXPECT_EQ(this->counts(), (QVector<int>{0, 0}));
         return true;
     });
+}
+
+TEST_F(DecodingManagerTest, ANegativeThreadsSettingIsAVeryLargeCount)
+{
+    setThreads(-1);
+    {
+        const LimitedThreadStarts enough(3);
+        EXPECT_THROW(init(), std::runtime_error);
+    }
+    EXPECT_EQ(manager()._threads.size(), 3) << "and more, had they been let";
+    manager().endThreads();
 }

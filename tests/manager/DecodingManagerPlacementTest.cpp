@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "DecodingManagerFixture.h"
+#include "fakes/ContendedMutex.h"
 #include "fakes/RecordedMessages.h"
 #include "fakes/WaitUntil.h"
 
@@ -172,6 +173,36 @@ TYPED_TEST(DecodingManagerPlacementTest, AHandleIsTracedAsOneNewObject)
     handle.reset();
     EXPECT_THAT(RecordedTrace::take(),
                 ElementsAre(RecordedTrace::Call{RecordedTrace::Call::Remove, counter, std::string(), 0}));
+}
+
+TYPED_TEST(DecodingManagerPlacementTest, AHandleIsTracedUnderTheLock)
+{
+    EXPECT_TRUE(this->init());
+    this->log.take();
+    RecordedTrace::watch([this](const RecordedTrace::Call &call) {
+        if (call.typeName == "N15DecodingManager14DecoderHandlerE")
+            this->log.add("traced, " + this->lockState());
+    });
+    const ModkitPtr<IDecoder> handle = this->create(this->newQueue());
+    RecordedTrace::watch(nullptr);
+    EXPECT_THAT(this->log.take(), ElementsAre("traced, locked"));
+    EXPECT_EQ(this->lockState(), "unlocked");
+}
+
+TYPED_TEST(DecodingManagerPlacementTest, AnOutputIsAddedUnderTheLock)
+{
+    EXPECT_TRUE(this->init());
+    const ModkitPtr<IInputQueue> queue = this->newQueue();
+    const ModkitPtr<IDecoder> first = this->create(queue);
+    std::future<ModkitPtr<IDecoder>> second;
+    {
+        const ContendedMutex outputs(this->decoderOf(first)->_outputsMutex);
+        second = std::async(std::launch::async, [&] { return this->create(queue); });
+        EXPECT_TRUE(outputs.waitForContention());
+        EXPECT_EQ(this->lockState(), "locked");
+    }
+    EXPECT_FALSE(second.get().isNull());
+    EXPECT_EQ(this->lockState(), "unlocked");
 }
 
 TYPED_TEST(DecodingManagerPlacementTest, CreationAndReleaseWriteNoMessage)

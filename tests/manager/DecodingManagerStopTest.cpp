@@ -1,11 +1,14 @@
+#include <QCoreApplication>
 #include <QPointer>
 #include <QThread>
 
 #include <algorithm>
+#include <future>
 #include <string>
 #include <vector>
 
 #include "DecodingManagerFixture.h"
+#include "fakes/WaitUntil.h"
 
 using testing::ElementsAre;
 
@@ -71,6 +74,40 @@ TEST_F(DecodingManagerTest, StopEndsEveryThreadBeforeItReturns)
         EXPECT_TRUE(thread.isNull());
     EXPECT_EQ(manager()._threads.size(), 3) << "kept, stale";
     EXPECT_EQ(manager()._decodersPerThread.size(), 3);
+}
+
+TEST_F(DecodingManagerTest, StopQuitsWaitsForAndDeletesEachThreadBeforeItQuitsTheNext)
+{
+    struct Visitor : QObject {
+        std::promise<void> visited;
+        void customEvent(QEvent * /*event*/) override { visited.set_value(); }
+    };
+    constexpr int count = 3;
+    setThreads(count);
+    EXPECT_TRUE(init());
+    const QVector<QThread *> threads = manager()._threads;
+    Visitor visitors[count];
+    for (int index = 0; index < count; ++index) {
+        const std::string name = std::to_string(index);
+        visitors[index].moveToThread(threads[index]);
+        QObject::connect(threads[index], &QThread::finished, [this, name] { log.add(name + " has finished"); });
+        QObject::connect(threads[index], &QObject::destroyed, [this, name, index, &visitors] {
+            log.add(name + " is deleted, " + lockState());
+            if (index + 1 == count)
+                return;
+            Visitor &next = visitors[index + 1];
+            QCoreApplication::postEvent(&next, new QEvent(QEvent::User));
+            if (next.visited.get_future().wait_for(deadline) == std::future_status::ready)
+                log.add("the next runs");
+        });
+    }
+    log.take();
+    registry.duringSet = [this] { log.take(); };
+    stop();
+    registry.duringSet = nullptr;
+    EXPECT_THAT(log.take(),
+                ElementsAre("0 has finished", "0 is deleted, unlocked", "the next runs", "1 has finished",
+                            "1 is deleted, unlocked", "the next runs", "2 has finished", "2 is deleted, unlocked"));
 }
 
 TEST_F(DecodingManagerTest, StopDisposesOfAllDecodersAndWaitsForTheirEndWithoutTheLock)

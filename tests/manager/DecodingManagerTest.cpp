@@ -100,6 +100,18 @@ TEST_F(DecodingManagerTest, InitAcceptsAMissingIndicationManagerSilently)
     EXPECT_THAT(messages.take(), IsEmpty());
 }
 
+TEST_F(DecodingManagerTest, InitTakesAnotherObjectInPlaceOfTheIndicationManagerForNone)
+{
+    const ModkitPtr<IPolymorph> other(new NoService);
+    registry.objects[indicationManagerId] = other;
+    RecordedMessages messages;
+    EXPECT_TRUE(init());
+    EXPECT_TRUE(manager()._indicationManager.isNull());
+    EXPECT_EQ(other._counter->strongCount, 2) << "the test's and the registry's";
+    EXPECT_THAT(messages.take(), IsEmpty());
+    EXPECT_TRUE(placeVideoDecoder()->_modeIndication.isNull());
+}
+
 TEST_F(DecodingManagerTest, InitTracesEachConversionOfAServiceAndOfItselfOnce)
 {
     const ModkitPtr<IIndicationManager> indications(new FakeIndicationManager);
