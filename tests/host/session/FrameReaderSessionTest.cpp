@@ -71,13 +71,14 @@ TEST_F(FrameReaderSessionTest, LetsNoStreamWaitForOneThatIsNotRead)
 TEST_F(FrameReaderSessionTest, DecodesAStreamOnceForAllItsReaders)
 {
     const auto input = _session->open(sample("cup.mp4"));
+    decoding::VideoReader &first = input->video();
     const auto second = input->addVideoReader();
     const auto third = input->addVideoReader();
     std::atomic<int> ofSecond{0};
     std::atomic<int> ofThird{0};
     std::thread secondThread([&] { ofSecond = countFrames(*second); });
     std::thread thirdThread([&] { ofThird = countFrames(*third); });
-    EXPECT_EQ(countFrames(input->video()), 217);
+    EXPECT_EQ(countFrames(first), 217);
     secondThread.join();
     thirdThread.join();
     EXPECT_EQ(ofSecond, 217);
