@@ -1,5 +1,5 @@
-// Prints "video SIZE MD5" for each picture and "audio SIZE MD5" for each run of samples of a file, by the rules of framemd5:
-// the rows of a picture without what pads them, and samples as interleaved 16-bit ones.
+// Prints "video SIZE MD5" for each picture and "audio SIZE MD5" for each run of samples of a file, by the rules of
+// framemd5: the rows of a picture without what pads them, and samples as interleaved 16-bit ones.
 #include <cstdio>
 #include <string>
 

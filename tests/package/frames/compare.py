@@ -1,4 +1,5 @@
-"""Compares the frames that programs get from the library with the checksums that decoding-host writes of the same files.
+"""Compares the frames that programs get from the library with the checksums that decoding-host writes of the same
+files.
 
 usage: compare.py PICTURES CHECKSUMS DECODING_HOST CLIPS, a folder
 """
