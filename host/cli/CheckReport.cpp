@@ -5,12 +5,9 @@
 #include <QJsonObject>
 #include <QStringList>
 
-namespace {
+#include "cli/ReportText.h"
 
-QString line(const char *title, const QString &text)
-{
-    return QStringLiteral("%1%2\n").arg(QString::fromLatin1(title), -11).arg(text);
-}
+namespace {
 
 QString listed(const std::vector<std::string> &texts, const QString &whenEmpty)
 {
@@ -29,37 +26,24 @@ QString counted(const std::vector<int> &threads)
                          : QStringLiteral("%1 (%2)").arg(ids.size()).arg(ids.join(QStringLiteral(", ")));
 }
 
-QJsonArray toArray(const std::vector<std::string> &texts)
-{
-    QJsonArray array;
-    for (const std::string &text : texts)
-        array.append(QString::fromStdString(text));
-    return array;
-}
-
-QJsonArray toArray(const std::vector<int> &numbers)
-{
-    QJsonArray array;
-    for (const int number : numbers)
-        array.append(number);
-    return array;
-}
-
 } // namespace
 
 std::string CheckReport::toText() const
 {
-    QString text = line("component", QString::fromStdString(componentName + ", from " + componentPath));
+    QString text = ReportText::line("component", QString::fromStdString(componentName + ", from " + componentPath));
     for (const Publication &publication : published)
-        text += line("published", QStringLiteral("%1: %2").arg(QString::fromStdString(publication.identifier),
-                                                               listed(publication.interfaces, QStringLiteral("?"))));
-    text += line("threads", QStringLiteral("%1 started").arg(counted(threads)));
-    text += line("stopped", QStringLiteral("still published: %1; threads left: %2")
-                                .arg(listed(stillPublished, QStringLiteral("nothing")), counted(threadsLeft)));
+        text += ReportText::line("published",
+                                 QStringLiteral("%1: %2").arg(QString::fromStdString(publication.identifier),
+                                                              listed(publication.interfaces, QStringLiteral("?"))));
+    text += ReportText::line("threads", QStringLiteral("%1 started").arg(counted(threads)));
+    text +=
+        ReportText::line("stopped", QStringLiteral("still published: %1; threads left: %2")
+                                        .arg(listed(stillPublished, QStringLiteral("nothing")), counted(threadsLeft)));
     if (objectsLeft.empty())
-        text += line("objects", QStringLiteral("none alive"));
+        text += ReportText::line("objects", QStringLiteral("none alive"));
     for (const auto &[type, count] : objectsLeft)
-        text += line("objects", QStringLiteral("%1 of %2 still alive").arg(count).arg(QString::fromStdString(type)));
+        text += ReportText::line("objects",
+                                 QStringLiteral("%1 of %2 still alive").arg(count).arg(QString::fromStdString(type)));
     return text.toStdString();
 }
 
@@ -68,7 +52,7 @@ std::string CheckReport::toJson() const
     QJsonArray publications;
     for (const Publication &publication : published)
         publications.append(QJsonObject{{QStringLiteral("identifier"), QString::fromStdString(publication.identifier)},
-                                        {QStringLiteral("interfaces"), toArray(publication.interfaces)}});
+                                        {QStringLiteral("interfaces"), ReportText::array(publication.interfaces)}});
     QJsonObject objects;
     for (const auto &[type, count] : objectsLeft)
         objects.insert(QString::fromStdString(type), static_cast<qint64>(count));
@@ -76,9 +60,9 @@ std::string CheckReport::toJson() const
         {QStringLiteral("component"), QJsonObject{{QStringLiteral("name"), QString::fromStdString(componentName)},
                                                   {QStringLiteral("path"), QString::fromStdString(componentPath)}}},
         {QStringLiteral("published"), publications},
-        {QStringLiteral("threads"), toArray(threads)},
-        {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), toArray(stillPublished)},
-                                                  {QStringLiteral("threads"), toArray(threadsLeft)},
+        {QStringLiteral("threads"), ReportText::array(threads)},
+        {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), ReportText::array(stillPublished)},
+                                                  {QStringLiteral("threads"), ReportText::array(threadsLeft)},
                                                   {QStringLiteral("liveObjects"), objects}}},
     };
     return QJsonDocument(report).toJson().toStdString();

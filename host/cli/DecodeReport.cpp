@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "cli/ExitCode.h"
+#include "cli/ReportText.h"
 #include "terminal/DisplayText.h"
 
 using decoding::Snapshot;
@@ -77,11 +78,6 @@ QString seconds(qint64 timeMs)
     return grouped(static_cast<double>(timeMs) / 1000, 2) + QStringLiteral(" s");
 }
 
-QString line(const char *title, const QString &text)
-{
-    return QStringLiteral("%1%2\n").arg(QString::fromLatin1(title), -11).arg(text);
-}
-
 QString joined(const std::vector<std::string> &texts)
 {
     QStringList list;
@@ -93,14 +89,6 @@ QString joined(const std::vector<std::string> &texts)
 QJsonValue orNull(const std::optional<std::string> &text)
 {
     return text ? QJsonValue(QString::fromStdString(*text)) : QJsonValue();
-}
-
-QJsonArray toArray(const std::vector<std::string> &texts)
-{
-    QJsonArray array;
-    for (const std::string &text : texts)
-        array.append(QString::fromStdString(text));
-    return array;
 }
 
 QJsonObject toObject(const Snapshot::Output &output)
@@ -198,23 +186,25 @@ int DecodeReport::exitCode() const
 std::string DecodeReport::toText(int width) const
 {
     QString text = QString::fromStdString(table(width));
-    text += line("total", QStringLiteral("%1, %2, %3 in %4%5")
-                              .arg(counted(static_cast<qint64>(snapshot.inputs.size()), QStringLiteral("input")),
-                                   counted(streamCount(), QStringLiteral("stream")),
-                                   counted(frameCount(), QStringLiteral("frame")), seconds(wallTimeMs),
-                                   interrupted ? QStringLiteral(", interrupted") : QString()));
-    text +=
-        line("processor", QStringLiteral("%1 of CPU time, %2 of %3")
-                              .arg(seconds(cpuTimeMs), percent(cpuShare()), counted(cores, QStringLiteral("core"))));
+    text += ReportText::line("total",
+                             QStringLiteral("%1, %2, %3 in %4%5")
+                                 .arg(counted(static_cast<qint64>(snapshot.inputs.size()), QStringLiteral("input")),
+                                      counted(streamCount(), QStringLiteral("stream")),
+                                      counted(frameCount(), QStringLiteral("frame")), seconds(wallTimeMs),
+                                      interrupted ? QStringLiteral(", interrupted") : QString()));
+    text += ReportText::line("processor",
+                             QStringLiteral("%1 of CPU time, %2 of %3")
+                                 .arg(seconds(cpuTimeMs), percent(cpuShare()), counted(cores, QStringLiteral("core"))));
     if (snapshot.load.samples > 0)
-        text += line("load", QStringLiteral("%1 by the component's count, at most %2")
-                                 .arg(percent(snapshot.load.average), percent(snapshot.load.maximum)));
-    text += line("memory", grouped(static_cast<double>(peakMemoryBytes) / 1e6, 1) + QStringLiteral(" MB at most"));
+        text += ReportText::line("load", QStringLiteral("%1 by the component's count, at most %2")
+                                             .arg(percent(snapshot.load.average), percent(snapshot.load.maximum)));
+    text += ReportText::line("memory",
+                             grouped(static_cast<double>(peakMemoryBytes) / 1e6, 1) + QStringLiteral(" MB at most"));
 
     const QStringList left = leftBehind();
-    text += line("left", left.isEmpty() ? QStringLiteral("nothing") : left.join(QStringLiteral("; ")));
+    text += ReportText::line("left", left.isEmpty() ? QStringLiteral("nothing") : left.join(QStringLiteral("; ")));
     for (const std::string &error : allErrors())
-        text += line("error", DisplayText::printable(error));
+        text += ReportText::line("error", DisplayText::printable(error));
     return text.toStdString();
 }
 
@@ -291,7 +281,7 @@ std::string DecodeReport::toJson() const
         {QStringLiteral("exitCode"), exitCode()},
         {QStringLiteral("interrupted"), interrupted},
         {QStringLiteral("inputs"), inputArray},
-        {QStringLiteral("errors"), toArray(allErrors())},
+        {QStringLiteral("errors"), ReportText::array(allErrors())},
         {QStringLiteral("totals"), QJsonObject{{QStringLiteral("inputs"), static_cast<qint64>(snapshot.inputs.size())},
                                                {QStringLiteral("streams"), streamCount()},
                                                {QStringLiteral("frames"), frameCount()},
@@ -301,7 +291,7 @@ std::string DecodeReport::toJson() const
                                                {QStringLiteral("cores"), cores},
                                                {QStringLiteral("peakMemoryBytes"), peakMemoryBytes},
                                                {QStringLiteral("componentCpuLoad"), load}}},
-        {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), toArray(remains.published)},
+        {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), ReportText::array(remains.published)},
                                                   {QStringLiteral("threads"), threads},
                                                   {QStringLiteral("liveObjects"), objects},
                                                   {QStringLiteral("bigBlocks"), slabBlocksLeft}}},

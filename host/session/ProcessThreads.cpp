@@ -58,13 +58,13 @@ std::vector<int> ProcessThreads::leftSince(const std::set<int> &before)
 
 std::vector<int> ProcessThreads::leftOf(const std::vector<int> &threads)
 {
-    const QDeadlineTimer deadline(2000);
+    const QDeadlineTimer giveUpAt(2000);
     std::vector<int> left = threads;
     while (true) {
         const std::set<int> now = ids();
         left.erase(std::remove_if(left.begin(), left.end(), [&now](int thread) { return now.count(thread) == 0; }),
                    left.end());
-        if (left.empty() || deadline.hasExpired())
+        if (left.empty() || giveUpAt.hasExpired())
             return left;
         QThread::msleep(1);
     }

@@ -15,7 +15,7 @@ using DisplayText::grouped;
 
 namespace {
 
-constexpr std::chrono::milliseconds redrawInterval(200);
+constexpr std::chrono::milliseconds lineInterval(200);
 constexpr int minBarWidth = 10; // with its brackets and the gap after it
 constexpr int maxBarWidth = 40;
 
@@ -139,7 +139,7 @@ ProgressDisplay::~ProgressDisplay()
 
 void ProgressDisplay::update(const decoding::Snapshot &snapshot, std::chrono::steady_clock::time_point now)
 {
-    if (_file < 0 || (_drawnAt && now - *_drawnAt < redrawInterval))
+    if (_file < 0 || (_drawnAt && now - *_drawnAt < lineInterval))
         return;
     _drawnAt = now;
 

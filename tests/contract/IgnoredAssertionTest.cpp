@@ -12,7 +12,7 @@ namespace {
 
 using testing::ExitedWithCode;
 
-class Thing : public IPolymorph {};
+class Plain : public IPolymorph {};
 
 /// Ends the process with 0 when @p holds.
 void exitIf(bool holds)
@@ -22,22 +22,22 @@ void exitIf(bool holds)
 
 void goOnAfterTheReport()
 {
-    IgnoredAssertions assertions;
+    IgnoredAssertions ignored;
     ModkitReportToRuntime("expression", "file", 7);
-    exitIf(assertions.take() == std::vector<std::string>{"file:7: expression"});
+    exitIf(ignored.take() == std::vector<std::string>{"file:7: expression"});
 }
 
 void goOnAfterABrokenInvariant()
 {
-    IgnoredAssertions assertions;
-    Thing thing;
+    IgnoredAssertions ignored;
+    Plain thing;
     void *const words[] = {nullptr, &thing};
-    ModkitPtr<Thing> broken;
+    ModkitPtr<Plain> broken;
     std::memcpy(static_cast<void *>(&broken), words, sizeof words);
     RecordedTrace::take();
     const ModkitPtr<IPolymorph> converted = broken;
-    const std::vector<RecordedTrace::Call> expected{{RecordedTrace::Call::Add, nullptr, typeid(Thing).name(), 1}};
-    exitIf(assertions.take().size() == 1 && converted.data() == &thing && RecordedTrace::take() == expected);
+    const std::vector<RecordedTrace::Call> expected{{RecordedTrace::Call::Add, nullptr, typeid(Plain).name(), 1}};
+    exitIf(ignored.take().size() == 1 && converted.data() == &thing && RecordedTrace::take() == expected);
 }
 
 } // namespace

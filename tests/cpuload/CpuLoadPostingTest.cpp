@@ -13,7 +13,7 @@ using CpuLoadPostingTest = CpuLoadFixture;
 
 namespace {
 
-const double infinite = std::numeric_limits<double>::infinity();
+const double infiniteLoad = std::numeric_limits<double>::infinity();
 
 } // namespace
 
@@ -91,9 +91,9 @@ TEST_F(CpuLoadPostingTest, NoElapsedTimeIsAnInfiniteLoadThatCountsAsOneChange)
     const auto calculator = newCalculator(4);
     LoadListener listener;
     calculator->currentLoad(&listener);
-    EXPECT_EQ(sample(*calculator, 1, 0), infinite);
-    EXPECT_EQ(sample(*calculator, 2, 0), infinite);
-    EXPECT_THAT(listener.take(), ElementsAre(infinite));
+    EXPECT_EQ(sample(*calculator, 1, 0), infiniteLoad);
+    EXPECT_EQ(sample(*calculator, 2, 0), infiniteLoad);
+    EXPECT_THAT(listener.take(), ElementsAre(infiniteLoad));
 }
 
 TEST_F(CpuLoadPostingTest, NeitherElapsedNorDecodingTimeIsNoNumberAndCountsAsAChangeEachTime)

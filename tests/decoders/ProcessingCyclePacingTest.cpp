@@ -9,8 +9,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const qint64 largest = std::numeric_limits<qint64>::max();
-const qint64 smallest = std::numeric_limits<qint64>::min();
+const qint64 latest = std::numeric_limits<qint64>::max();
+const qint64 earliest = std::numeric_limits<qint64>::min();
 
 class ProcessingCyclePacing : public CycleFixture {
 protected:
@@ -31,7 +31,7 @@ TEST_F(ProcessingCyclePacing, CatchUpBeginsExactlyWithThePacedFlag)
 TEST_F(ProcessingCyclePacing, OtherFlagsDoNotPace)
 {
     makeDecoder(CreationFlags::ExcludeFromTuning, true);
-    EXPECT_TRUE(decodes(cycle(block("x", largest / 2))));
+    EXPECT_TRUE(decodes(cycle(block("x", latest / 2))));
 }
 
 TEST_F(ProcessingCyclePacing, PacesWhenOtherFlagsAreSetToo)
@@ -219,19 +219,19 @@ TEST_F(ProcessingCyclePacing, DisposalEndsAnEndlessRunOfPassedOverBlocks)
 TEST_F(ProcessingCyclePacing, BlockTimesOfAnyValueDoNotTrap)
 {
     makeDecoder(CreationFlags::Paced, true);
-    for (const qint64 blockTime : {largest, smallest, Q_INT64_C(0)})
+    for (const qint64 blockTime : {latest, earliest, Q_INT64_C(0)})
         EXPECT_TRUE(decodes(cycle(keyBlock("H264", 0, blockTime))));
     cycle();
-    queue->append(keyBlock("H264", 0, smallest));
-    queue->append(block("x", largest)); // wraps around to 1 ms before the reference
+    queue->append(keyBlock("H264", 0, earliest));
+    queue->append(block("x", latest)); // wraps around to 1 ms before the reference
     EXPECT_TRUE(decodes(cycle()));
     EXPECT_TRUE(decodes(cycle()));
     queue->append(keyBlock("H264", 0, 0));
-    queue->append(block("x", largest)); // due at a time that wraps around to long ago
+    queue->append(block("x", latest)); // due at a time that wraps around to long ago
     EXPECT_TRUE(decodes(cycle()));
     EXPECT_TRUE(decodes(cycle()));
-    queue->append(keyBlock("H264", 0, largest));
-    queue->append(block("x", smallest)); // wraps around to 1 ms behind the reference
+    queue->append(keyBlock("H264", 0, latest));
+    queue->append(block("x", earliest)); // wraps around to 1 ms behind the reference
     EXPECT_TRUE(decodes(cycle()));
     EXPECT_FALSE(decodes(cycle()));
     FakeWallClock::advance(1);

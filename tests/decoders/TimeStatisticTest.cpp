@@ -31,8 +31,8 @@ private:
 };
 
 const qint64 firstMs = 1234567890123;
-const qint64 largest = std::numeric_limits<qint64>::max();
-const qint64 smallest = std::numeric_limits<qint64>::min();
+const qint64 maximum = std::numeric_limits<qint64>::max();
+const qint64 minimum = std::numeric_limits<qint64>::min();
 
 class TimeStatisticTest : public testing::Test {
 protected:
@@ -56,7 +56,7 @@ protected:
         EXPECT_EQ(statistic._sum, 0);
         EXPECT_EQ(statistic._sumSquares, 0);
         EXPECT_EQ(statistic._max, -1);
-        EXPECT_EQ(statistic._min, largest);
+        EXPECT_EQ(statistic._min, maximum);
     }
 
     RecordedMessages messages;
@@ -71,7 +71,7 @@ TEST_F(TimeStatisticTest, IsEmptyAtFirst)
     EXPECT_EQ(statistic._origin, 0);
     EXPECT_EQ(statistic._last, 0);
     EXPECT_EQ(statistic._max, -1);
-    EXPECT_EQ(statistic._min, largest);
+    EXPECT_EQ(statistic._min, maximum);
     EXPECT_EQ(statistic._sum, 0);
     EXPECT_EQ(statistic._sumSquares, 0);
     EXPECT_EQ(statistic._count, 0u);
@@ -117,7 +117,7 @@ TEST_F(TimeStatisticTest, IntervalAfterASampleAtTheOriginIsLeftOutOfMinimumAndMa
 {
     addAt({0, 100});
     EXPECT_EQ(statistic._max, -1);
-    EXPECT_EQ(statistic._min, largest);
+    EXPECT_EQ(statistic._min, maximum);
     EXPECT_EQ(statistic._count, 2u);
     EXPECT_EQ(statistic._sum, 100);
     EXPECT_EQ(statistic._sumSquares, 10000);
@@ -284,21 +284,21 @@ TEST_F(TimeStatisticTest, NegativeVarianceLineCarriesTheNameToo)
 TEST_F(TimeStatisticTest, ExtremeTimesWrapAround)
 {
     for (const qint64 extreme :
-         {largest, smallest, Q_INT64_C(1), smallest, largest, Q_INT64_C(-1), largest, Q_INT64_C(0)})
+         {maximum, minimum, Q_INT64_C(1), minimum, maximum, Q_INT64_C(-1), maximum, Q_INT64_C(0)})
         statistic.addSample(extreme);
-    EXPECT_EQ(statistic._origin, largest);
-    EXPECT_EQ(statistic._last, -largest);
+    EXPECT_EQ(statistic._origin, maximum);
+    EXPECT_EQ(statistic._last, -maximum);
     EXPECT_THAT(messages.take(), SizeIs(3));
 }
 
 TEST_F(TimeStatisticTest, SumsAtTheirLimitsWrapAround)
 {
     addAt({0, 1});
-    statistic._sum = largest;
-    statistic._sumSquares = largest;
+    statistic._sum = maximum;
+    statistic._sumSquares = maximum;
     addAt({3});
-    EXPECT_EQ(statistic._sum, smallest + 1);
-    EXPECT_EQ(statistic._sumSquares, smallest + 3);
+    EXPECT_EQ(statistic._sum, minimum + 1);
+    EXPECT_EQ(statistic._sumSquares, minimum + 3);
     addAt({60000});
     EXPECT_THAT(messages.take(), SizeIs(1));
 }

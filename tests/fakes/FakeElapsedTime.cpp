@@ -8,13 +8,13 @@
 
 namespace {
 
-std::atomic<qint64> currentMs{5000};
+std::atomic<qint64> elapsedMs{5000};
 
 } // namespace
 
 void FakeElapsedTime::advance(qint64 byMs)
 {
-    currentMs += byMs;
+    elapsedMs += byMs;
 }
 
 // The program's own definitions go before those in QtCore.
@@ -24,17 +24,17 @@ IN_PLACE_OF_QT(_ZNK13QElapsedTimer7elapsedEv);
 
 void QElapsedTimer::start() noexcept
 {
-    t1 = currentMs;
+    t1 = elapsedMs;
 }
 
 qint64 QElapsedTimer::restart() noexcept
 {
     const qint64 startedMs = t1;
-    t1 = currentMs;
+    t1 = elapsedMs;
     return t1 - startedMs;
 }
 
 qint64 QElapsedTimer::elapsed() const noexcept
 {
-    return currentMs - t1;
+    return elapsedMs - t1;
 }

@@ -61,7 +61,7 @@ ClassLayout objectRegistry()
              LAYOUT_OPERATION(IObjectRegistry, getObject, 1, ModkitPtr<IPolymorph>(const std::string &))}};
 }
 
-ClassLayout decodingManager()
+ClassLayout managerInterface()
 {
     return {"IDecodingManager",
             8,
@@ -292,7 +292,7 @@ ClassLayout cpuLoadEvent()
 
 std::vector<ClassLayout> contractLayouts()
 {
-    return {polymorph(),         component(),         settings(),         objectRegistry(),     decodingManager(),
+    return {polymorph(),         component(),         settings(),         objectRegistry(),     managerInterface(),
             decoder(),           tuneDecoding(),      cpuLoadEvent(),     formatFactory(),      formatManager(),
             videoCodecDecoder(), audioCodecDecoder(), inputQueue(),       queueCursor(),        videoOutputQueue(),
             audioOutputQueue(),  indicationManager(), indicationObject(), indicationCallback(), pointer(),

@@ -33,7 +33,7 @@ public:
     int check() override { return 1; }
 };
 
-const int largestId = std::numeric_limits<int>::max();
+const int lastId = std::numeric_limits<int>::max();
 
 } // namespace
 
@@ -164,10 +164,10 @@ TYPED_TEST(DecodingManagerHandleTest, AQueueThatComesBackGetsANewDecoderAndANewI
 
 TYPED_TEST(DecodingManagerHandleTest, TheLargestIdIsHandedOutAndFollowedByZero)
 {
-    this->decoders()._nextId = largestId;
+    this->decoders()._nextId = lastId;
     ModkitPtr<IDecoder> largest = this->create(this->queue);
     ModkitPtr<IDecoder> next = this->create(this->queue);
-    EXPECT_EQ(this->idOf(largest), largestId);
+    EXPECT_EQ(this->idOf(largest), lastId);
     EXPECT_EQ(this->idOf(next), 0);
     largest.reset();
     EXPECT_THAT(this->decoderOf(next)->_outputIds, ElementsAre(0U));

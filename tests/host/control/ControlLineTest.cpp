@@ -15,7 +15,7 @@ Words wordsOf(const std::string &request)
     return words ? *words : Words{"error: " + std::get<std::string>(result)};
 }
 
-std::string errorOf(const std::string &request)
+std::string lineErrorOf(const std::string &request)
 {
     const auto result = ControlLine::split(request);
     const std::string *const error = std::get_if<std::string>(&result);
@@ -49,16 +49,16 @@ TEST(ControlLine, RefusesQuotationMarksThatDoNotEndAWord)
 {
     for (const char *const request :
          {R"(")", R"(add ")", R"(add "a)", R"(add "a\")", R"(add "a\)", R"(add "a"b)", R"("""")"})
-        EXPECT_THAT(errorOf(request), HasSubstr("quotation mark")) << request;
+        EXPECT_THAT(lineErrorOf(request), HasSubstr("quotation mark")) << request;
 }
 
 TEST(ControlLine, RefusesWhatIsNoText)
 {
     for (const char *const request : {"\xff", "add \xc3", "\xc0\xaf", "\xed\xa0\x80", "\xf5\x80\x80\x80"})
-        EXPECT_EQ(errorOf(request), "the request is not UTF-8") << request;
+        EXPECT_EQ(lineErrorOf(request), "the request is not UTF-8") << request;
     for (const std::string &request : {std::string("li\0st", 5), std::string("a\tb"), std::string("a\x1b[2J"),
                                        std::string("a\x7f"), std::string("a\xc2\x85")})
-        EXPECT_EQ(errorOf(request), "the request holds control characters") << request;
+        EXPECT_EQ(lineErrorOf(request), "the request holds control characters") << request;
 }
 
 TEST(ControlLine, IsSplitIntoTheWordsThatItWasJoinedFrom)

@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const char *const origin = "clip audio";
+const char *const audioOrigin = "clip audio";
 
 class AudioCodecDecoding : public testing::Test {
 protected:
@@ -26,7 +26,7 @@ protected:
     Clip made(const char *encoding, const char *fileName)
     {
         files.push_back(std::make_unique<GeneratedClip>(GeneratedClip::tone, encoding, fileName));
-        auto clip = Clip::read(files.back()->path(), AVMEDIA_TYPE_AUDIO, origin);
+        auto clip = Clip::read(files.back()->path(), AVMEDIA_TYPE_AUDIO, audioOrigin);
         EXPECT_TRUE(clip);
         return clip ? std::move(*clip) : Clip();
     }
@@ -154,7 +154,7 @@ TEST_F(AudioCodecDecoding, OtherParametersOpenTheCodecAnew)
     ASSERT_FALSE(records->entries.empty());
     EXPECT_EQ(SamplesHeader::of(*records->entries.front().samples)->sampleRate, 48000);
     EXPECT_EQ(SamplesHeader::of(*records->entries.back().samples)->sampleRate, 8000);
-    EXPECT_EQ(damage->of(origin), DamageCounts::Counts{});
+    EXPECT_EQ(damage->of(audioOrigin), DamageCounts::Counts{});
 }
 
 TEST_F(AudioCodecDecoding, RefusedBlocksAreCountedAndReportedOnce)
@@ -174,7 +174,7 @@ TEST_F(AudioCodecDecoding, RefusedBlocksAreCountedAndReportedOnce)
     decode({"foreign", true});
     drain();
     EXPECT_EQ(records->entries.size(), count - 2);
-    EXPECT_EQ(damage->of(origin), (DamageCounts::Counts{2, 0, 1, 0}));
+    EXPECT_EQ(damage->of(audioOrigin), (DamageCounts::Counts{2, 0, 1, 0}));
     EXPECT_THAT(messages.take(), ElementsAre(HasSubstr("clip audio: undecodable block: Invalid data"),
                                              HasSubstr("clip audio: not a block of this host")));
 }
@@ -186,13 +186,13 @@ TEST_F(AudioCodecDecoding, VideoParametersAreUnusable)
     clip.parameters->codec_id = AV_CODEC_ID_H264;
     AVPacket *packet = av_packet_alloc();
     av_new_packet(packet, 10);
-    const QByteArray packed = MediaBlock::packParameters({origin, 1, 25, 25, 1}, *clip.parameters);
+    const QByteArray packed = MediaBlock::packParameters({audioOrigin, 1, 25, 25, 1}, *clip.parameters);
     const SamplesRecords *const records = addOutput();
     const RecordedMessages messages;
     decode({MediaBlock::packKeyBlock(1, packed, *packet), true});
     av_packet_free(&packet);
     EXPECT_TRUE(records->entries.empty());
-    EXPECT_GT(damage->of(origin)[DamageCounts::UnusableStream], 0U);
+    EXPECT_GT(damage->of(audioOrigin)[DamageCounts::UnusableStream], 0U);
 }
 
 } // namespace

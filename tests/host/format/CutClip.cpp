@@ -7,10 +7,10 @@
 
 namespace {
 
-struct Free {
+struct FreePacket {
     void operator()(AVPacket *packet) const { av_packet_free(&packet); }
 };
-using Packet = std::unique_ptr<AVPacket, Free>;
+using Packet = std::unique_ptr<AVPacket, FreePacket>;
 
 } // namespace
 

@@ -18,11 +18,11 @@ extern "C" {
 
 namespace {
 
-struct Free {
+struct FreeCodec {
     void operator()(AVCodecContext *context) const { avcodec_free_context(&context); }
     void operator()(AVFrame *frame) const { av_frame_free(&frame); }
 };
-using Frame = std::unique_ptr<AVFrame, Free>;
+using Frame = std::unique_ptr<AVFrame, FreeCodec>;
 
 class PictureMemoryTest : public testing::Test {
 protected:
@@ -68,7 +68,8 @@ protected:
     }
 
     slab::BlockOwner owner;
-    const std::unique_ptr<AVCodecContext, Free> codec{avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_MPEG4))};
+    const std::unique_ptr<AVCodecContext, FreeCodec> codec{
+        avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_MPEG4))};
 };
 
 PictureHeader sizedDescription(int width, int height, AVPixelFormat format)

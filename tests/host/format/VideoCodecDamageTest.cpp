@@ -120,7 +120,7 @@ TEST_F(VideoCodecDecoding, BlocksWithoutBytesAreIgnored)
     }
     drain();
     EXPECT_EQ(records->hashes(), FfmpegTool::pictureHashes(clip.path, clip.streamIndex));
-    EXPECT_EQ(damage->of(origin), DamageCounts::Counts{});
+    EXPECT_EQ(damage->of(videoOrigin), DamageCounts::Counts{});
 }
 
 TEST_F(VideoCodecDecoding, UnusableStreamIsCountedUntilAnotherComes)
@@ -133,7 +133,7 @@ TEST_F(VideoCodecDecoding, UnusableStreamIsCountedUntilAnotherComes)
         AVCodecParameters *parameters = avcodec_parameters_alloc();
         avcodec_parameters_copy(parameters, clip.parameters.get());
         change(*parameters);
-        const QByteArray packed = MediaBlock::packParameters({origin, 1, timeBaseDenominator, 25, 1}, *parameters);
+        const QByteArray packed = MediaBlock::packParameters({videoOrigin, 1, timeBaseDenominator, 25, 1}, *parameters);
         avcodec_parameters_free(&parameters);
         return Clip::Block{MediaBlock::packKeyBlock(fourccOf(*clip.parameters).value(), packed, *packet), true};
     };

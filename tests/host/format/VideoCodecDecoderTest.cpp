@@ -148,7 +148,7 @@ TEST_F(VideoCodecDecoding, SizeChangesWithinOneStream)
     joined.write(bytes);
     joined.close();
 
-    const auto clip = Clip::read(joined.fileName(), AVMEDIA_TYPE_VIDEO, origin);
+    const auto clip = Clip::read(joined.fileName(), AVMEDIA_TYPE_VIDEO, videoOrigin);
     ASSERT_TRUE(clip);
     const PictureRecords *const records = addOutput();
     decodeAll(*clip);
@@ -201,7 +201,7 @@ TEST_F(VideoCodecDecoding, StreamThatBeginsAmidPicturesGivesWhatTheFfmpegCommand
     ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
     cut.write(bytes.mid(188 * (bytes.size() / 188 / 4)));
     cut.close();
-    const auto clip = Clip::read(cut.fileName(), AVMEDIA_TYPE_VIDEO, origin);
+    const auto clip = Clip::read(cut.fileName(), AVMEDIA_TYPE_VIDEO, videoOrigin);
     ASSERT_TRUE(clip);
     const PictureRecords *const records = addOutput();
     const RecordedMessages messages;

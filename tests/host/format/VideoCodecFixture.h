@@ -11,7 +11,7 @@
 #include "format/VideoCodecDecoder.h"
 #include <gmock/gmock.h>
 
-const char *const origin = "clip video";
+const char *const videoOrigin = "clip video";
 
 /// Decodes clips that the ffmpeg command makes, and checks that no picture's memory is left.
 class VideoCodecDecoding : public testing::Test {
@@ -31,7 +31,7 @@ protected:
     Clip made(const char *encoding, const char *fileName, const char *source = GeneratedClip::pictures)
     {
         files.push_back(std::make_unique<GeneratedClip>(source, encoding, fileName));
-        auto clip = Clip::read(files.back()->path(), AVMEDIA_TYPE_VIDEO, origin);
+        auto clip = Clip::read(files.back()->path(), AVMEDIA_TYPE_VIDEO, videoOrigin);
         EXPECT_TRUE(clip);
         return clip ? std::move(*clip) : Clip();
     }
@@ -53,7 +53,7 @@ protected:
             decode(block);
     }
     void drain() { decode({QByteArray(), false}); }
-    quint64 damageOf(DamageCounts::Kind kind) const { return damage->of(origin)[kind]; }
+    quint64 damageOf(DamageCounts::Kind kind) const { return damage->of(videoOrigin)[kind]; }
 
     std::vector<std::unique_ptr<GeneratedClip>> files;
     std::shared_ptr<DamageCounts> damage = std::make_shared<DamageCounts>();

@@ -18,7 +18,7 @@ namespace {
 constexpr int decoderCount = 8;
 constexpr int stepCount = 3000;
 constexpr int mostSteps = 200 * stepCount; // where the timer thread gets no processor
-constexpr int black = 3;
+constexpr int lastColour = 3;
 
 /// What a decoder thread does, with short blinks and lives, until some blinks have ended.
 void decode(const ModkitPtr<IIndicationManager> &manager, CallbackCounts &counts, const QString &name,
@@ -67,7 +67,7 @@ TEST(IndicationManagerThreads, DecodersOfOneNameComeAndGoWhileTheyBlinkAndAreLoo
                 EXPECT_FALSE(owner.values.empty());
                 for (const IndicationManager::Value &value : owner.values) {
                     EXPECT_GE(value.value, 0);
-                    EXPECT_LE(value.value, black);
+                    EXPECT_LE(value.value, lastColour);
                 }
             }
         for (std::thread &thread : threads)
@@ -81,7 +81,7 @@ TEST(IndicationManagerThreads, DecodersOfOneNameComeAndGoWhileTheyBlinkAndAreLoo
 TEST(IndicationManagerThreads, AValueThatStaysIsNeverOverwrittenByAnEndingBlink)
 {
     const ModkitPtr<IndicationManager> manager(new IndicationManager);
-    const auto pushed = manager->createIndication(nullptr, QStringLiteral("DecoderDataPushed"), QString(), black);
+    const auto pushed = manager->createIndication(nullptr, QStringLiteral("DecoderDataPushed"), QString(), lastColour);
     CallbackCounts counts;
     std::mt19937_64 random(testSeed());
     constexpr int roundCount = 200;

@@ -21,7 +21,7 @@ std::vector<std::string> fieldsOf(const std::string &line)
     return fields;
 }
 
-std::optional<int> milliseconds(const std::string &field)
+std::optional<int> fieldInMs(const std::string &field)
 {
     return field == "-" ? std::nullopt : std::optional<int>(std::stoi(field));
 }
@@ -63,7 +63,7 @@ std::vector<LiveHost::Row> LiveHost::list() const
         EXPECT_GE(fields.size(), 9u) << line;
         if (fields.size() >= 9)
             rows.push_back({fields[0], fields[1], fields[2], std::stoll(fields[3]), std::stoll(fields[5]),
-                            milliseconds(fields[6]), milliseconds(fields[7]), fields[8]});
+                            fieldInMs(fields[6]), fieldInMs(fields[7]), fields[8]});
     }
     return rows;
 }

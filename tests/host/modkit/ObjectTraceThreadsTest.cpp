@@ -20,7 +20,7 @@ class Sound final : public IPolymorph {};
 
 namespace {
 
-constexpr int threadCount = 16;
+constexpr int tracedThreads = 16;
 
 } // namespace
 
@@ -28,15 +28,15 @@ TEST(ObjectTraceThreads, ObjectsOfAllThreadsAreCountedExactlyWhileTheTraceIsRead
 {
     constexpr int roundsPerThread = 5000;
     constexpr std::size_t keptPerThread = 10;
-    std::vector<std::vector<ModkitPtr<IPolymorph>>> kept(threadCount);
+    std::vector<std::vector<ModkitPtr<IPolymorph>>> kept(tracedThreads);
     std::atomic<bool> isDone{false};
     std::thread reader([&isDone] {
         // At most one picture and one sound of each thread are alive beside the kept pictures.
         while (!isDone)
-            ASSERT_LE(ObjectTrace::liveCount(), threadCount * (keptPerThread + 2));
+            ASSERT_LE(ObjectTrace::liveCount(), tracedThreads * (keptPerThread + 2));
     });
     std::vector<std::thread> threads;
-    threads.reserve(threadCount);
+    threads.reserve(tracedThreads);
     for (auto &keptOfThread : kept) {
         threads.emplace_back([&keptOfThread] {
             for (int i = 0; i < roundsPerThread; ++i) {
@@ -53,8 +53,8 @@ TEST(ObjectTraceThreads, ObjectsOfAllThreadsAreCountedExactlyWhileTheTraceIsRead
     isDone = true;
     reader.join();
 
-    EXPECT_EQ(ObjectTrace::liveCount(), threadCount * keptPerThread);
-    EXPECT_THAT(ObjectTrace::liveCountByType(), ElementsAre(Pair("traced::Picture", threadCount * keptPerThread)));
+    EXPECT_EQ(ObjectTrace::liveCount(), tracedThreads * keptPerThread);
+    EXPECT_THAT(ObjectTrace::liveCountByType(), ElementsAre(Pair("traced::Picture", tracedThreads * keptPerThread)));
     kept.clear();
     EXPECT_THAT(ObjectTrace::liveCountByType(), IsEmpty());
 }
@@ -67,8 +67,8 @@ TEST(ObjectTraceThreads, ObjectIsUnlistedByWhicheverThreadDropsItLast)
     for (int i = 0; i < objectCount; ++i)
         objects.emplace_back(new traced::Picture);
     std::vector<std::thread> threads;
-    threads.reserve(threadCount);
-    for (int thread = 0; thread < threadCount; ++thread) {
+    threads.reserve(tracedThreads);
+    for (int thread = 0; thread < tracedThreads; ++thread) {
         threads.emplace_back([own = objects]() mutable {
             for (ModkitPtr<IPolymorph> &object : own)
                 object.reset();

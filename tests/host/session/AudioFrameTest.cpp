@@ -16,10 +16,9 @@ extern "C" {
 namespace {
 
 using decoding::AudioFrame;
-using decoding::Plane;
 
 template <class Sample>
-std::vector<Sample> samplesIn(const Plane &plane)
+std::vector<Sample> samplesIn(const decoding::Plane &plane)
 {
     std::vector<Sample> samples(static_cast<std::size_t>(plane.width) / sizeof(Sample));
     std::memcpy(samples.data(), plane.data, static_cast<std::size_t>(plane.width));

@@ -15,13 +15,9 @@
 
 namespace {
 
+using Records::picture;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-VideoFrameHandle picture(qint64 pts)
-{
-    return Records::picture(AV_PIX_FMT_GRAY8, 4, 4, QByteArray(16, 'x'), pts);
-}
 
 qint64 stampOf(const std::optional<VideoFrameHandle> &frame)
 {

@@ -9,12 +9,8 @@
 
 namespace {
 
+using Records::picture;
 using testing::Optional;
-
-VideoFrameHandle picture(qint64 pts)
-{
-    return Records::picture(AV_PIX_FMT_GRAY8, 4, 4, QByteArray(16, 'x'), pts);
-}
 
 class ReaderSinkTest : public testing::Test {
 protected:

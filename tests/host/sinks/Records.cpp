@@ -96,6 +96,11 @@ VideoFrameHandle Records::picture(AVPixelFormat format, int width, int height, c
     return record;
 }
 
+VideoFrameHandle Records::picture(qint64 pts)
+{
+    return picture(AV_PIX_FMT_GRAY8, 4, 4, QByteArray(16, 'x'), pts);
+}
+
 QByteArray Records::packedBytes(AVPixelFormat format, int width, int height, int seed)
 {
     QByteArray bytes(av_image_get_buffer_size(format, width, height, 1), '\0');

@@ -25,6 +25,9 @@ enum class Rows { TopDown, BottomUp };
 VideoFrameHandle picture(AVPixelFormat format, int width, int height, const QByteArray &packed, qint64 pts,
                          Rows rows = Rows::TopDown);
 
+/// @return a small grey one, where it matters only that it is a picture.
+VideoFrameHandle picture(qint64 pts);
+
 /// @return the packed bytes of a picture that differ with @p seed.
 QByteArray packedBytes(AVPixelFormat format, int width, int height, int seed);
 

@@ -14,6 +14,7 @@
 
 namespace {
 
+using Records::picture;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Optional;
@@ -51,11 +52,6 @@ public:
 private:
     WriterLog &_log;
 };
-
-VideoFrameHandle picture(qint64 pts)
-{
-    return Records::picture(AV_PIX_FMT_GRAY8, 4, 4, QByteArray(16, 'x'), pts);
-}
 
 template <class Condition>
 bool waitFor(Condition condition)

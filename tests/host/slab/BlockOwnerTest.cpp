@@ -15,11 +15,11 @@ namespace {
 
 using slab::BlockOwner;
 
-constexpr quint32 frameBytes = 1280 * 720 * 3 / 2;
+constexpr quint32 pictureBytes = 1280 * 720 * 3 / 2;
 // Of the same size class.
-constexpr quint32 longerBytes = frameBytes + 4096;
+constexpr quint32 longerBytes = pictureBytes + 4096;
 
-char *allocate(BlockOwner &owner, quint32 size = frameBytes)
+char *allocate(BlockOwner &owner, quint32 size = pictureBytes)
 {
     return static_cast<char *>(owner.allocate(size));
 }
@@ -63,10 +63,10 @@ TEST_F(BlockOwnerTest, FindsZerosWhereNobodyOrAnotherOwnerHasWritten)
     std::vector<char *> blocks;
     for (int index = 0; index < 6; ++index) {
         blocks.push_back(allocate(owner));
-        EXPECT_TRUE(holdsOnly(blocks.back(), frameBytes, 0));
+        EXPECT_TRUE(holdsOnly(blocks.back(), pictureBytes, 0));
     }
     for (char *const block : blocks)
-        slab::bigBlockDeallocate(block, frameBytes);
+        slab::bigBlockDeallocate(block, pictureBytes);
 }
 
 TEST_F(BlockOwnerTest, FindsNothingOfOthersInALongerBlockOfTheClassLater)
@@ -74,13 +74,13 @@ TEST_F(BlockOwnerTest, FindsNothingOfOthersInALongerBlockOfTheClassLater)
     leaveBehind('a', longerBytes, 1);
     BlockOwner owner;
     char *block = allocate(owner);
-    std::memset(block, 'o', frameBytes);
-    slab::bigBlockDeallocate(block, frameBytes);
+    std::memset(block, 'o', pictureBytes);
+    slab::bigBlockDeallocate(block, pictureBytes);
     block = allocate(owner, longerBytes);
     // All of it is zeros where the block is another one, as under AddressSanitizer.
-    EXPECT_TRUE(holdsOnly(block, frameBytes, block[0]));
+    EXPECT_TRUE(holdsOnly(block, pictureBytes, block[0]));
     EXPECT_TRUE(block[0] == 'o' || block[0] == 0);
-    EXPECT_TRUE(holdsOnly(block + frameBytes, longerBytes - frameBytes, 0));
+    EXPECT_TRUE(holdsOnly(block + pictureBytes, longerBytes - pictureBytes, 0));
     slab::bigBlockDeallocate(block, longerBytes);
 }
 
@@ -91,7 +91,7 @@ TEST_F(BlockOwnerTest, FindsNothingOfALongerBlockThatWasAShorterOneSince)
         char *const longer = allocate(other, longerBytes);
         std::memset(longer, 'b', longerBytes);
         slab::bigBlockDeallocate(longer, longerBytes);
-        slab::bigBlockDeallocate(allocate(other), frameBytes);
+        slab::bigBlockDeallocate(allocate(other), pictureBytes);
     }
     BlockOwner owner;
     char *const block = allocate(owner, longerBytes);
@@ -104,18 +104,18 @@ TEST_F(BlockOwnerTest, IsGivenNoIdleBlockOfALivingOwner)
     BlockOwner first;
     BlockOwner second;
     char *const ofFirst = allocate(first);
-    slab::bigBlockDeallocate(ofFirst, frameBytes);
+    slab::bigBlockDeallocate(ofFirst, pictureBytes);
     char *const ofSecond = allocate(second);
-    void *const ofNobody = slab::bigBlockAllocate(frameBytes);
+    void *const ofNobody = slab::bigBlockAllocate(pictureBytes);
 #ifndef __SANITIZE_ADDRESS__ // which keeps nothing idle, and may give the same address again
     EXPECT_NE(ofSecond, ofFirst);
     EXPECT_NE(ofNobody, ofFirst);
     char *const again = allocate(first);
     EXPECT_EQ(again, ofFirst);
-    slab::bigBlockDeallocate(again, frameBytes);
+    slab::bigBlockDeallocate(again, pictureBytes);
 #endif
-    slab::bigBlockDeallocate(ofSecond, frameBytes);
-    slab::bigBlockDeallocate(ofNobody, frameBytes);
+    slab::bigBlockDeallocate(ofSecond, pictureBytes);
+    slab::bigBlockDeallocate(ofNobody, pictureBytes);
 }
 
 #ifndef __SANITIZE_ADDRESS__
@@ -124,12 +124,12 @@ TEST_F(BlockOwnerTest, GetsItsOwnBlockBackAsItIs)
 {
     BlockOwner owner;
     char *block = allocate(owner);
-    std::memset(block, 'o', frameBytes);
-    slab::bigBlockDeallocate(block, frameBytes);
-    leaveBehind('a', frameBytes, 2);
+    std::memset(block, 'o', pictureBytes);
+    slab::bigBlockDeallocate(block, pictureBytes);
+    leaveBehind('a', pictureBytes, 2);
     block = allocate(owner);
-    EXPECT_TRUE(holdsOnly(block, frameBytes, 'o'));
-    slab::bigBlockDeallocate(block, frameBytes);
+    EXPECT_TRUE(holdsOnly(block, pictureBytes, 'o'));
+    slab::bigBlockDeallocate(block, pictureBytes);
 }
 
 TEST_F(BlockOwnerTest, LeavesItsBlocksToOthersThatFindThemCleared)
@@ -137,22 +137,22 @@ TEST_F(BlockOwnerTest, LeavesItsBlocksToOthersThatFindThemCleared)
     auto first = std::make_unique<BlockOwner>();
     char *const idle = allocate(*first);
     char *const late = allocate(*first);
-    std::memset(idle, 'i', frameBytes);
-    std::memset(late, 'l', frameBytes);
-    slab::bigBlockDeallocate(idle, frameBytes);
+    std::memset(idle, 'i', pictureBytes);
+    std::memset(late, 'l', pictureBytes);
+    slab::bigBlockDeallocate(idle, pictureBytes);
     first.reset();
 
     BlockOwner second;
     char *const inherited = allocate(second);
     EXPECT_EQ(inherited, idle);
-    EXPECT_TRUE(holdsOnly(inherited, frameBytes, 0));
-    EXPECT_TRUE(holdsOnly(late, frameBytes, 'l'));
-    slab::bigBlockDeallocate(late, frameBytes);
+    EXPECT_TRUE(holdsOnly(inherited, pictureBytes, 0));
+    EXPECT_TRUE(holdsOnly(late, pictureBytes, 'l'));
+    slab::bigBlockDeallocate(late, pictureBytes);
     char *const inheritedLate = allocate(second);
     EXPECT_EQ(inheritedLate, late);
-    EXPECT_TRUE(holdsOnly(inheritedLate, frameBytes, 0));
-    slab::bigBlockDeallocate(inherited, frameBytes);
-    slab::bigBlockDeallocate(inheritedLate, frameBytes);
+    EXPECT_TRUE(holdsOnly(inheritedLate, pictureBytes, 0));
+    slab::bigBlockDeallocate(inherited, pictureBytes);
+    slab::bigBlockDeallocate(inheritedLate, pictureBytes);
 }
 
 #endif
@@ -161,15 +161,15 @@ TEST_F(BlockOwnerTest, IsOutlivedByItsBlocks)
 {
     auto owner = std::make_unique<BlockOwner>();
     char *const block = allocate(*owner);
-    std::memset(block, 'o', frameBytes);
+    std::memset(block, 'o', pictureBytes);
     slab::bigBlockRetain(block);
-    slab::bigBlockDeallocate(block, frameBytes);
+    slab::bigBlockDeallocate(block, pictureBytes);
     owner.reset();
     EXPECT_EQ(slab::liveBlockCount(), 1U);
-    EXPECT_EQ(slab::liveByteCount(), quint64(frameBytes));
-    leaveBehind('a', frameBytes, 1);
-    EXPECT_TRUE(holdsOnly(block, frameBytes, 'o'));
-    slab::bigBlockDeallocate(block, frameBytes);
+    EXPECT_EQ(slab::liveByteCount(), quint64(pictureBytes));
+    leaveBehind('a', pictureBytes, 1);
+    EXPECT_TRUE(holdsOnly(block, pictureBytes, 'o'));
+    slab::bigBlockDeallocate(block, pictureBytes);
 }
 
 TEST_F(BlockOwnerTest, SeesNoOtherOnesBytesWhileOwnersComeAndGoOnSeveralThreads)

@@ -1,0 +1,37 @@
+#ifndef HOST_CLI_REPORTTEXT_H
+#define HOST_CLI_REPORTTEXT_H
+
+#include <QJsonArray>
+#include <QString>
+
+#include <string>
+#include <vector>
+
+/// What the reports of all commands share. Thread-safe.
+namespace ReportText {
+
+/// @return a line of a report for people: @p text beside its @p title.
+inline QString line(const char *title, const QString &text)
+{
+    return QStringLiteral("%1%2\n").arg(QString::fromLatin1(title), -11).arg(text);
+}
+
+/// @return @p texts, or @p numbers, for a report in JSON.
+inline QJsonArray array(const std::vector<std::string> &texts)
+{
+    QJsonArray array;
+    for (const std::string &text : texts)
+        array.append(QString::fromStdString(text));
+    return array;
+}
+inline QJsonArray array(const std::vector<int> &numbers)
+{
+    QJsonArray array;
+    for (const int number : numbers)
+        array.append(number);
+    return array;
+}
+
+} // namespace ReportText
+
+#endif
