@@ -104,11 +104,10 @@ void decoding::Session::Core::start()
         throw Error("the setting THREADS (DECODING_THREADS or settings file) is 0: no thread would decode");
 
     registerServices();
-    const std::set<int> threadsBefore = ProcessThreads::ids();
     _component = std::make_unique<ComponentHost>(chosen, _registry);
     if (const auto error = _component->start(ComponentHost::libraryFile(options)))
         throw Error(*error);
-    _componentThreads = ProcessThreads::startedSince(threadsBefore);
+    _componentThreads = _component->threads();
     _manager = published<IDecodingManager>(_registry, InterfaceIdentifiers::decodingManager);
     _tuning = published<ITuneDecoding>(_registry, InterfaceIdentifiers::tuneDecoding);
     if (_manager.isNull() || _tuning.isNull())

@@ -23,7 +23,7 @@ struct LoadLimits {
 
 struct SessionOptions {
     /// Decoder threads, up to 1024; 0: as the environment variable DECODING_THREADS or the file `settings` says, else
-    /// one for each processor core.
+    /// one for each processor core. Where the system refuses one of them, there is no session.
     int threads = 0;
     /// The component's library. Empty: as the environment variable DECODING_COMPONENT says, else the one that was built
     /// or installed with this library.

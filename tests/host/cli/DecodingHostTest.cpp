@@ -1,3 +1,4 @@
+#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -175,6 +176,32 @@ TEST(DecodingHost, DoesNotDecodeWithoutThreads)
                                 QStringLiteral(SAMPLES_DIR "/cup.mp4")});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("THREADS")));
+}
+
+TEST(DecodingHost, SaysHowManyThreadsStartedWhereTheSystemRefusesSome)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(REFUSED_THREADS));
+    // It wants to be the first itself.
+    environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                       environment.value(QStringLiteral("ASAN_OPTIONS")) + QStringLiteral(":verify_asan_link_order=0"));
+    environment.insert(QStringLiteral("THREADS_TO_START"), QStringLiteral("10"));
+    const Outcome check =
+        run({QStringLiteral("check"), QStringLiteral("--threads"), QStringLiteral("64")}, environment);
+    EXPECT_EQ(check.exitCode, 1);
+    EXPECT_EQ(check.output, "");
+    EXPECT_THAT(check.errors, AllOf(isOneLine(), HasSubstr(" 10 of 64 decoder threads started: ")));
+
+    environment.insert(QStringLiteral("THREADS_TO_START"), QStringLiteral("11")); // one is the session's
+    QTemporaryDir folder;
+    const Outcome decode =
+        run({QStringLiteral("decode"), QStringLiteral("--threads"), QStringLiteral("64"), QStringLiteral("--output"),
+             QStringLiteral("framemd5:") + folder.path(), QStringLiteral(SAMPLES_DIR "/cup.mp4")},
+            environment);
+    EXPECT_EQ(decode.exitCode, 1);
+    EXPECT_EQ(decode.output, "");
+    EXPECT_THAT(decode.errors, AllOf(isOneLine(), HasSubstr(" 10 of 64 decoder threads started: ")));
+    EXPECT_TRUE(QDir(folder.path()).isEmpty()) << "something was decoded";
 }
 
 TEST(DecodingHost, DoesNotWriteItsReportOverAnInput)
