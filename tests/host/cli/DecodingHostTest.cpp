@@ -9,6 +9,7 @@
 #include <iterator>
 #include <string>
 
+#include "fakes/WaitUntil.h"
 #include <gmock/gmock.h>
 
 namespace {
@@ -143,6 +144,32 @@ TEST(DecodingHost, SaysThatItsOutputCannotBeWritten)
     EXPECT_EQ(host.exitCode(), 1);
     EXPECT_THAT(host.readAllStandardError().toStdString(),
                 AllOf(isOneLine(), HasSubstr("cannot write to the standard output")));
+}
+
+TEST(DecodingHost, HasNothingElseInThePlaceOfStandardDescriptorsItWasStartedWithout)
+{
+    QProcess host; // once the shell has become it
+    host.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("exec '" HOST_FILE "' decode " //
+                                                                           "lavfi:testsrc2=rate=25 <&- >&- 2>&-")});
+    ASSERT_TRUE(host.waitForStarted());
+    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(host.processId()));
+    const auto isNull = [&descriptors](const char *number) {
+        return QFile::symLinkTarget(descriptors.filePath(QLatin1String(number))) == QLatin1String("/dev/null");
+    };
+    // The fourth is opened after the first three: none of these is in use by then.
+    EXPECT_TRUE(waitUntil([&] { return descriptors.exists(QStringLiteral("3")) && isNull("0"); }));
+    EXPECT_TRUE(isNull("1"));
+    EXPECT_TRUE(isNull("2"));
+    host.kill();
+    EXPECT_TRUE(host.waitForFinished(60000));
+}
+
+TEST(DecodingHost, KeepsStandardDescriptorsThatAreOpen)
+{
+    QProcess host;
+    host.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("exec '" HOST_FILE "' --version <&- 2>&-")});
+    ASSERT_TRUE(host.waitForFinished(60000));
+    EXPECT_EQ(host.readAllStandardOutput(), "decoding-host " PROJECT_VERSION "\n");
 }
 
 TEST(DecodingHost, PrintsItsReportThoughTheOtherOneCannotBeWritten)
