@@ -15,7 +15,7 @@
 
 namespace decoding {
 
-/// The CPU loads between which the governor leaves everything as it is; 1.0 is every usable core busy.
+/// The measured CPU loads between which the governor leaves everything as it is; 1.0 is every usable core busy.
 struct LoadLimits {
     double low = 0.6;  // below it there is room to decode every block; above 0
     double high = 0.9; // above it there is too much to do; greater than low
