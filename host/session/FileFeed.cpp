@@ -9,7 +9,7 @@ constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
 
 } // namespace
 
-FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers,
+FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers,
                    std::function<void()> opened)
 {
     auto open = std::make_shared<std::packaged_task<Opened()>>([this, url, options] {

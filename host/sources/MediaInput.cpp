@@ -1,17 +1,20 @@
 #include "sources/MediaInput.h"
 
-#include <QFile>
-#include <QFileInfo>
-
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <optional>
+#include <system_error>
+#include <unistd.h>
 
 #include "format/Fourcc.h"
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include <sys/stat.h>
 
 namespace {
 
@@ -23,30 +26,45 @@ constexpr const char *missingDatagrams = "RTP: missed ";
 /// The input that this thread is reading.
 thread_local MediaInput *reader = nullptr;
 
-bool isLocal(const QString &url)
+bool isLocal(const std::string &url)
 {
-    return !url.contains(QLatin1String("://"));
+    return url.find("://") == std::string::npos;
 }
 
-std::string message(const QString &url, const std::string &what)
+/// @return what libavformat knows @p url by: a scheme in small letters, and a file by its bytes.
+std::string nameOf(const std::string &url)
 {
-    return ShownUrl::withoutSecrets(url).toStdString() + ": " + what;
+    // Without the prefix, a file name with a colon in it would name a protocol.
+    if (isLocal(url))
+        return "file:" + url;
+    std::string name = url;
+    std::transform(
+        name.begin(), name.begin() + static_cast<std::ptrdiff_t>(name.find("://")), name.begin(),
+        [](char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter; });
+    return name;
+}
+
+std::string message(const std::string &url, const std::string &what)
+{
+    return ShownUrl::withoutSecrets(url) + ": " + what;
 }
 
 /// What libavformat would say less clearly, or, of a pipe that nobody writes to, not at all.
-std::optional<std::string> obviousObstacle(const QString &fileName)
+std::optional<std::string> obviousObstacle(const std::string &fileName)
 {
-    const QFileInfo info(fileName);
-    if (!info.exists())
+    // Qt would not know a file whose name is not UTF-8.
+    struct stat file = {};
+    if (stat(fileName.c_str(), &file) != 0 && (errno == ENOENT || errno == ENOTDIR))
         return "there is no such file";
-    if (info.isDir())
+    if (S_ISDIR(file.st_mode))
         return "this is a directory; name a media file in it";
-    if (!info.isFile())
+    if (file.st_mode != 0 && !S_ISREG(file.st_mode))
         return "this is not a regular file";
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        return "the file cannot be read: " + file.errorString().toStdString();
-    if (info.size() == 0)
+    const int descriptor = ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return "the file cannot be read: " + std::generic_category().message(errno);
+    close(descriptor);
+    if (file.st_size == 0)
         return "the file is empty";
     return std::nullopt;
 }
@@ -81,7 +99,7 @@ MediaInput::~MediaInput()
 }
 
 std::variant<std::unique_ptr<MediaInput>, std::string>
-MediaInput::open(const QString &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned)
+MediaInput::open(const std::string &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned)
 {
     if (isLocal(url)) {
         if (const std::optional<std::string> obstacle = obviousObstacle(url))
@@ -146,21 +164,19 @@ int MediaInput::openLiveContext(const LiveUrl &url)
     AVDictionary *options = nullptr;
     for (const LiveUrl::Option &option : url.options())
         av_dict_set(&options, option.name, option.value, 0);
-    const int result = avformat_open_input(&_context, url.name().constData(), url.format(), &options);
+    const int result = avformat_open_input(&_context, url.name().c_str(), url.format(), &options);
     av_dict_free(&options);
     return result < 0 || url.isDevice() ? result : avformat_find_stream_info(_context, nullptr);
 }
 
-int MediaInput::openContext(const QString &url)
+int MediaInput::openContext(const std::string &url)
 {
     if (!makeContext())
         return AVERROR(ENOMEM);
     // As the ffmpeg tool does: it decides which streams of a broadcast recording there are.
     AVDictionary *options = nullptr;
     av_dict_set(&options, "scan_all_pmts", "1", 0);
-    // Without the prefix, a file name with a colon in it would name a protocol.
-    const QByteArray name = (isLocal(url) ? QByteArray("file:") : QByteArray()) + QFile::encodeName(url);
-    const int result = avformat_open_input(&_context, name.constData(), nullptr, &options);
+    const int result = avformat_open_input(&_context, nameOf(url).c_str(), nullptr, &options);
     av_dict_free(&options);
     return result < 0 ? result : avformat_find_stream_info(_context, nullptr);
 }
@@ -177,7 +193,7 @@ void MediaInput::takeMessage(void *sender, int level, const char *format, va_lis
         return;
     std::array<char, 256> text = {};
     std::vsnprintf(text.data(), text.size(), format, arguments);
-    reader->_complaint = QByteArray(text.data()).simplified().toStdString();
+    reader->_complaint = ShownUrl::inSentence(QByteArray(text.data()).simplified().toStdString());
 }
 
 /// Called by libavformat, before it reads from the file.

@@ -18,9 +18,9 @@ constexpr std::chrono::milliseconds retryInterval{10};
 
 } // namespace
 
-MediaSource::MediaSource(const QString &url, const Options &options)
+MediaSource::MediaSource(const std::string &url, const Options &options)
     : _url(url)
-    , _shown(ShownUrl::withoutSecrets(url).toStdString())
+    , _shown(ShownUrl::withoutSecrets(url))
     , _options(options)
 {
 }
@@ -31,14 +31,15 @@ MediaSource::~MediaSource()
     join();
 }
 
-std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const QString &url, const Options &options)
+std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const std::string &url,
+                                                                          const Options &options)
 {
     const std::atomic<bool> neverAbandoned(false);
     return open(url, options, neverAbandoned);
 }
 
-std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const QString &url, const Options &options,
-                                                                          const std::atomic<bool> &abandoned)
+std::variant<std::unique_ptr<MediaSource>, std::string>
+MediaSource::open(const std::string &url, const Options &options, const std::atomic<bool> &abandoned)
 {
     std::unique_ptr<MediaSource> source(new MediaSource(url, options));
     if (const std::optional<std::string> error = source->openInput(&abandoned))
@@ -118,7 +119,8 @@ std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *aband
 
 void MediaSource::addStream(int index, StreamKind kind)
 {
-    const QString label = _options.label.isEmpty() ? QFileInfo(_url).fileName() : _options.label;
+    const QString label =
+        _options.label.isEmpty() ? QFileInfo(QString::fromStdString(ShownUrl::place(_url))).fileName() : _options.label;
     _streams.push_back({_input->describe(index), streamIdOf(kind), label.toUtf8() + ' ' + nameOf(kind)});
     _states.emplace_back();
     _states.back().parameters = packedParameters(_streams.size() - 1);
