@@ -20,10 +20,23 @@ namespace {
 
 constexpr std::chrono::seconds fileOpenLimit{10};
 
-/// How a message begins, before its arguments are filled in.
-constexpr const char *missingDatagrams = "RTP: missed ";
+// How messages begin, before their arguments are filled in, that nothing else tells of.
+constexpr std::array<const char *, 1> missingDatagrams = {"RTP: missed "};
+constexpr std::array<const char *, 4> missingParts = {
+    "Failed to open segment ", "Failed to reload playlist ",
+    "skipping %",              // segments that have left the list before they were read
+    "Stream ends prematurely", // said by the connection that a segment comes over
+};
 
-/// The input that this thread is reading.
+template <std::size_t Count>
+bool isOneOf(const std::array<const char *, Count> &beginnings, const char *message)
+{
+    return std::any_of(beginnings.begin(), beginnings.end(), [message](const char *beginning) {
+        return std::strncmp(message, beginning, std::strlen(beginning)) == 0;
+    });
+}
+
+/// The input that this thread is opening or reading.
 thread_local MediaInput *reader = nullptr;
 
 bool isLocal(const std::string &url)
@@ -176,24 +189,35 @@ int MediaInput::openContext(const std::string &url)
     // As the ffmpeg tool does: it decides which streams of a broadcast recording there are.
     AVDictionary *options = nullptr;
     av_dict_set(&options, "scan_all_pmts", "1", 0);
-    const int result = avformat_open_input(&_context, nameOf(url).c_str(), nullptr, &options);
+    // What is found out about the streams may be all of a short playlist.
+    reader = this;
+    int result = avformat_open_input(&_context, nameOf(url).c_str(), nullptr, &options);
     av_dict_free(&options);
-    return result < 0 ? result : avformat_find_stream_info(_context, nullptr);
+    if (result >= 0)
+        result = avformat_find_stream_info(_context, nullptr);
+    reader = nullptr;
+    return result;
 }
 
 /// Called by the FFmpeg libraries, on any thread, with each message of theirs. A demuxer that comes upon the end of the
-/// file too early tells so in a message only, and so does one that misses datagrams.
+/// file too early tells so in a message only, and so does one that misses datagrams or parts of a playlist.
 void MediaInput::takeMessage(void *sender, int level, const char *format, va_list arguments)
 {
-    if (!reader || sender != reader->_context)
+    if (!reader || level > AV_LOG_WARNING)
         return;
-    if (level == AV_LOG_WARNING && std::strncmp(format, missingDatagrams, std::strlen(missingDatagrams)) == 0)
+    if (isOneOf(missingDatagrams, format))
         reader->_noticedGap = true;
-    if (level > AV_LOG_ERROR)
+    const bool isPart = reader->_missingPart.empty() && isOneOf(missingParts, format);
+    const bool isComplaint = level <= AV_LOG_ERROR && sender == reader->_context;
+    if (!isPart && !isComplaint)
         return;
     std::array<char, 256> text = {};
     std::vsnprintf(text.data(), text.size(), format, arguments);
-    reader->_complaint = ShownUrl::inSentence(QByteArray(text.data()).simplified().toStdString());
+    const std::string message = ShownUrl::inSentence(QByteArray(text.data()).simplified().toStdString());
+    if (isPart)
+        reader->_missingPart = message;
+    if (isComplaint)
+        reader->_complaint = message;
 }
 
 /// Called by libavformat, before it reads from the file.

@@ -91,6 +91,10 @@ public:
     ///         packets that damaged, nor of which stream.
     bool hasNoticedGap() const { return _noticedGap; }
 
+    /// @return what libavformat said when it first passed over a part of a playlist, or lost the server that continues
+    ///         it, since the beginning of the opening; empty when it did not.
+    const std::string &missingPart() const { return _missingPart; }
+
     /// @return what libavformat found wrong with the file during the last call; empty when it was content.
     const std::string &complaint() const { return _complaint; }
 
@@ -121,6 +125,7 @@ private:
     bool _noticedGap = false;
     AVFormatContext *_context = nullptr; // owned; null until opened
     std::string _complaint;
+    std::string _missingPart;
 };
 
 #endif

@@ -192,10 +192,13 @@ bool MediaSource::deliverFile(int repetition)
         if (!delivered || isComplete())
             return false;
         noteProgress(repetition);
+        noteMissingPart();
     }
     for (std::size_t position = 0; position < _streams.size(); ++position)
         _interleaver.end(position);
     if (isStopRequested() || !appendInterleaved())
+        return false;
+    if (noteMissingPart())
         return false;
     const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
     if (result != AVERROR_EOF)
@@ -285,6 +288,15 @@ bool MediaSource::waitUntil(Clock::time_point due)
 bool MediaSource::isComplete() const
 {
     return std::all_of(_states.begin(), _states.end(), [](const State &state) { return state.complete; });
+}
+
+/// What follows a part that is missing is delivered all the same. @return whether one is.
+bool MediaSource::noteMissingPart()
+{
+    if (_input->missingPart().empty())
+        return false;
+    noteError(_shown + ": a part of it is missing: " + _input->missingPart());
+    return true;
 }
 
 void MediaSource::noteError(const std::string &what)

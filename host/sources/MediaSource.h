@@ -124,6 +124,7 @@ private:
     bool waitUntil(std::chrono::steady_clock::time_point due);
     bool isStopRequested() const { return _stopRequested.load(std::memory_order_relaxed); }
     bool isComplete() const;
+    bool noteMissingPart();
     void noteError(const std::string &what);
     void noteProgress(int repetition);
 
