@@ -11,7 +11,7 @@ constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
 
 } // namespace
 
-FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers,
+FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers,
                    std::function<void()> opened)
     : _isPaced(options.paced)
 {

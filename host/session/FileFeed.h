@@ -19,7 +19,7 @@ class FileFeed final : public InputFeed {
 public:
     /// Opens the file on a thread of @p openers, which outlives the feed.
     /// @param opened called on that thread when it is open or could not be opened; must not throw.
-    FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers,
+    FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers,
              std::function<void()> opened);
     FileFeed(const FileFeed &) = delete;
     FileFeed &operator=(const FileFeed &) = delete;

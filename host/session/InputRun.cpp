@@ -5,6 +5,7 @@
 
 #include "interfaces/CreationFlags.h"
 #include "media/SafeText.h"
+#include "media/ShownUrl.h"
 #include "session/FileFeed.h"
 #include "session/LiveFeed.h"
 #include "session/OutputSpecs.h"
@@ -33,7 +34,6 @@ InputRun::~InputRun()
 
 std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
 {
-    const QString address = QString::fromStdString(_url);
     const QString label = QString::fromStdString(_name.shown);
     std::unique_ptr<InputFeed> feed;
     if (isLive()) {
@@ -42,7 +42,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         live.audio = audio;
         live.duration = _options.duration;
         live.label = label;
-        feed = std::make_unique<LiveFeed>(address, live, _options.maxLatency);
+        feed = std::make_unique<LiveFeed>(_url, live, _options.maxLatency);
     } else {
         MediaSource::Options file;
         file.video = video;
@@ -51,7 +51,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         file.repeat = _options.repeat;
         file.duration = _options.duration;
         file.label = label;
-        feed = std::make_unique<FileFeed>(address, file, _environment.openers, _environment.feeds.wake);
+        feed = std::make_unique<FileFeed>(_url, file, _environment.openers, _environment.feeds.wake);
     }
     return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);
 }
@@ -111,7 +111,7 @@ void InputRun::close()
 void InputRun::fail(const std::string &what)
 {
     if (!_error)
-        _error = _name.shown + ": " + SafeText::utf8(what);
+        _error = _name.shown + ": " + ShownUrl::inSentence(SafeText::utf8(what));
     close();
 }
 

@@ -10,8 +10,8 @@
 #include "session/DecodedStream.h"
 #include "session/FeedRun.h"
 #include "session/InputCore.h"
-#include "session/InputNames.h"
 #include "session/JobThreads.h"
+#include "sources/InputNames.h"
 
 /// One input of a session, from its opening until all that came of it is complete.
 ///

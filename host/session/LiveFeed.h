@@ -1,8 +1,6 @@
 #ifndef HOST_SESSION_LIVEFEED_H
 #define HOST_SESSION_LIVEFEED_H
 
-#include <QString>
-
 #include <array>
 #include <chrono>
 #include <set>
@@ -18,7 +16,7 @@
 class LiveFeed final : public InputFeed {
 public:
     /// Begins to connect. @param options with a label. @param maxLatency of a block in its queue.
-    LiveFeed(const QString &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
+    LiveFeed(const std::string &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
 
     std::vector<Stream> takeStreams() override;
     void decode(StreamKind kind) override { _decoded.insert(kind); }

@@ -108,6 +108,11 @@ std::optional<std::string> MediaFile::unlessGood(int code, const std::string &wh
     return what + " " + _path + ": " + ffmpegErrorText(code);
 }
 
+bool MediaFile::isFullFor(qint64 size) const
+{
+    return _format.maxBytes > 0 && avio_tell(_context->pb) + size > _format.maxBytes;
+}
+
 int MediaFile::close()
 {
     if (!_context)

@@ -13,7 +13,7 @@ constexpr std::chrono::milliseconds idleInterval{5};
 
 } // namespace
 
-LiveSource::LiveSource(const QString &url, const Options &options, const ModkitPtr<LiveQueue> &video,
+LiveSource::LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                        const ModkitPtr<LiveQueue> &audio)
     : _url(url)
     , _options(options)

@@ -70,12 +70,12 @@ public:
     };
 
     /// Whether @p url is one for this class: see LiveUrl.
-    static bool isLive(const QString &url) { return LiveUrl::isLive(url); }
+    static bool isLive(const std::string &url) { return LiveUrl::isLive(url); }
 
     /// Begins to connect; never blocks. When there is no thread to be had, the source has ended, and reports so.
     /// @param url for which isLive answers true.
     /// @param video receives the video, @p audio the audio; empty where it is not wanted.
-    LiveSource(const QString &url, const Options &options, const ModkitPtr<LiveQueue> &video,
+    LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                const ModkitPtr<LiveQueue> &audio);
 
     LiveSource(const LiveSource &) = delete;
