@@ -7,25 +7,21 @@
 #include "media/FfmpegError.h"
 #include "sources/Outage.h"
 
-namespace {
-
-} // namespace
-
 LiveConnection::LiveConnection(std::unique_ptr<MediaInput> input)
     : _input(std::move(input))
     , _packet(av_packet_alloc())
 {
 }
 
-std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(const LiveUrl &url,
-                                                                                const Wanted &wanted,
-                                                                                std::chrono::milliseconds limit,
-                                                                                const std::atomic<bool> &stopRequested)
+std::variant<std::unique_ptr<LiveConnection>, LiveConnection::Failure>
+LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
+                     const std::atomic<bool> &stopRequested)
 {
     auto opened = MediaInput::openLive(url, limit, stopRequested);
     if (const int *const error = std::get_if<int>(&opened)) {
-        return *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
-                                            : "cannot be opened: " + ffmpegErrorText(*error);
+        const std::string what = *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
+                                                              : "cannot be opened: " + ffmpegErrorText(*error);
+        return Failure{what, *error};
     }
     std::unique_ptr<LiveConnection> connection(
         new LiveConnection(std::move(std::get<std::unique_ptr<MediaInput>>(opened))));
@@ -37,7 +33,7 @@ std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(
     if (wanted.audio && audio >= 0)
         connection->addStream(audio, StreamKind::Audio, wanted, url);
     if (connection->_streams.empty())
-        return input.whyNothingCanBeDecoded(wanted.video, wanted.audio);
+        return Failure{input.whyNothingCanBeDecoded(wanted.video, wanted.audio)};
     input.select([&](int index) {
         const auto &streams = connection->_streams;
         return std::any_of(streams.begin(), streams.end(),

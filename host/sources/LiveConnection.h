@@ -45,12 +45,17 @@ public:
         bool timedOut = false; // the deadline was reached; what is delivered all the same had come long before
     };
 
+    /// Why there is no connection.
+    struct Failure {
+        std::string what; // in words that go behind the url
+        int error = 0;    // libavformat's; 0 when it opened the source, but nothing in it can be decoded
+    };
+
     /// Opens @p url; blocks for @p limit at most.
     /// @param stopRequested ends this call and each read within a tenth of a second once it is set, but for the time
     ///         that
     ///        the system needs to look up a name; outlives the connection.
-    /// @return the connection, or what went wrong, in words that go behind the url.
-    [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, std::string>
+    [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, Failure>
     open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
          const std::atomic<bool> &stopRequested);
 

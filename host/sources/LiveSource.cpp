@@ -73,29 +73,32 @@ void LiveSource::join()
 /// The source's thread.
 void LiveSource::run()
 {
-    std::string trouble;
+    Break last;
     while (!isOver()) {
-        trouble = connectAndDeliver();
+        last = connectAndDeliver();
         if (isOver())
             break;
-        noteTrouble(trouble);
+        if (last.isFinal) {
+            noteFailure(last.trouble);
+            break;
+        }
+        noteTrouble(last.trouble);
         noteState(State::Waiting);
         waitUntil(notAfterEnd(Clock::now() + _backoff.next()));
     }
-    noteEnd(trouble);
+    noteEnd(last.trouble);
     endQueues();
 }
 
-/// @return why it does not go on.
-std::string LiveSource::connectAndDeliver()
+LiveSource::Break LiveSource::connectAndDeliver()
 {
     noteState(State::Connecting);
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
     const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
                                            _options.audio && !_queues[1].isNull(), _options.label};
     const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _stopRequested);
-    if (const auto *const trouble = std::get_if<std::string>(&opened))
-        return *trouble;
+    if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened))
+        return {failure->what, _url.isHopeless(failure->error, status().connections > 0)};
     LiveConnection &connection = *std::get<std::unique_ptr<LiveConnection>>(opened);
     noteConnection(connection);
     _times.beginConnection();
@@ -104,10 +107,10 @@ std::string LiveSource::connectAndDeliver()
     if (_lastPacket - begin >= _options.steadyAfter)
         _backoff.reset();
     endStreams();
-    return trouble;
+    return {trouble};
 }
 
-/// Delivers what comes until nothing more does. @return as connectAndDeliver.
+/// Delivers what comes until nothing more does. @return why it does not go on.
 std::string LiveSource::deliver(LiveConnection &connection)
 {
     Pacing pacing;
@@ -204,6 +207,13 @@ void LiveSource::noteTrouble(const std::string &reason)
     const std::lock_guard<std::mutex> lock(_mutex);
     if (const auto report = _outage.begin(reason, Clock::now()))
         _reports.push_back(*report);
+}
+
+/// The source ends with a trouble, which whoever sees it end reports.
+void LiveSource::noteFailure(const std::string &reason)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _outage.begin(reason, Clock::now());
 }
 
 /// A source that is over in its first attempt has its trouble, too, but no report, which would say that it tries again.

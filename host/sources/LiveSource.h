@@ -26,7 +26,8 @@
 /// Reads a live source with libavformat on a thread of its own and fills one queue for its video and one for its audio,
 /// each as it arrives. It waits for nobody but the source. When the source ends, breaks off, or sends nothing for a
 /// while, it is connected again and again, after ever longer waits, until the source is stopped or its duration is
-/// over; one that merely listens for datagrams after short waits. At each break both streams get an empty block, and
+/// over; one that merely listens for datagrams after short waits. What no further attempt would mend, such as a wrong
+/// password, ends it: see LiveUrl::isHopeless. At each break both streams get an empty block, and
 /// each goes on at its next key block; block times go on where they ended.
 ///
 /// Thread-safe but for the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its
@@ -56,7 +57,7 @@ public:
         Connecting,
         Delivering,
         Waiting, // to connect again
-        Ended,   // by request, or because its duration is over
+        Ended,   // by request, because its duration is over, or with a trouble that no further attempt would mend
     };
 
     struct Status {
@@ -90,7 +91,8 @@ public:
     [[nodiscard]] Status status() const;
 
     /// @return what is to be told to people since the last call, in single lines that name the source: each trouble
-    ///         when it comes or gets another reason, not with each attempt that fails, and its mending.
+    ///         when it comes or gets another reason, not with each attempt that fails, and its mending. A trouble that
+    ///         ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();
 
     /// Ends the source, whatever it is waiting for, within a fifth of a second; a name that is being looked up takes as
@@ -104,7 +106,12 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void run();
-    std::string connectAndDeliver();
+    /// Why it does not go on.
+    struct Break {
+        std::string trouble;
+        bool isFinal = false; // no further attempt would mend it
+    };
+    Break connectAndDeliver();
     std::string deliver(LiveConnection &connection);
     void append(const LiveConnection::Delivery &delivery);
     void endStreams();
@@ -115,6 +122,7 @@ private:
     void noteConnection(const LiveConnection &connection);
     void noteState(State state);
     void noteTrouble(const std::string &reason);
+    void noteFailure(const std::string &reason);
     void noteEnd(const std::string &trouble);
     void notePacket(qint64 bytes);
 

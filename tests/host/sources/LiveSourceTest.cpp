@@ -200,6 +200,33 @@ TEST_F(LiveSourceTest, AServerThatComesLateIsFound)
     EXPECT_THAT(reports[1], testing::MatchesRegex(name + ": delivers after [0-9.]+ s, [0-9]+ attempts?"));
 }
 
+TEST_F(LiveSourceTest, WhatNoFurtherAttemptWouldMendEndsIt)
+{
+    for (const char *const url :
+         {"lavfi:testsrx", "lavfi:testsrc=size=wide", "lavfi:testsrc=nosuch=1", "tcp://127.0.0.1", "srt://127.0.0.1"}) {
+        SCOPED_TRACE(url);
+        start(QLatin1String(url));
+        ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
+        EXPECT_THAT(source->status().trouble, testing::StartsWith("cannot be opened: "));
+        EXPECT_THAT(reports, IsEmpty());
+        EXPECT_TRUE(source->streams().empty());
+    }
+}
+
+TEST_F(LiveSourceTest, APathThatIsUnknownEndsItUnlessItWasThereBefore)
+{
+    const QByteArray refusal = "RTSP/1.0 404 Not Found\r\nCSeq: 1\r\n\r\n";
+    const ByteServer never({{refusal, true}});
+    start(QString(never.url()).replace("tcp:", "rtsp:"));
+    ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
+    EXPECT_EQ(source->status().trouble, "cannot be opened: Server returned 404 Not Found");
+    EXPECT_EQ(never.clients(), 1);
+
+    const LiveUrl url(QStringLiteral("rtsp://127.0.0.1/live"));
+    EXPECT_FALSE(url.isHopeless(AVERROR_HTTP_NOT_FOUND, true));
+    EXPECT_TRUE(url.isHopeless(AVERROR_HTTP_UNAUTHORIZED, true));
+}
+
 TEST_F(LiveSourceTest, WhatCannotBeDecodedIsToldAsSuch)
 {
     LiveSource::Options options = impatient();
