@@ -95,6 +95,10 @@ public:
     ///         ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();
 
+    /// Has it connect again, at once, because what comes cannot be decoded as it was described. Thread-safe; never
+    /// waits. Nothing happens unless it delivers.
+    void describeAnew() { _describeAnew = true; }
+
     /// Ends the source, whatever it is waiting for, within a fifth of a second; a name that is being looked up takes as
     /// long as the system lets it. The streams get an empty block, and the queues are ended.
     void requestStop();
@@ -110,16 +114,19 @@ private:
     struct Break {
         std::string trouble;
         bool isFinal = false; // no further attempt would mend it
+        bool isWaited = true; // for a while, before the next attempt
     };
     Break connectAndDeliver();
-    std::string deliver(LiveConnection &connection);
+    Break deliver(LiveConnection &connection);
     void append(const LiveConnection::Delivery &delivery);
+    void endStream(std::size_t kind);
     void endStreams();
     void endQueues();
     void waitUntil(Clock::time_point instant);
     bool isOver() const;
     Clock::time_point notAfterEnd(Clock::time_point instant) const { return std::min(instant, _end); }
     void noteConnection(const LiveConnection &connection);
+    void noteStreams(const LiveConnection &connection);
     void noteState(State state);
     void noteTrouble(const std::string &reason);
     void noteFailure(const std::string &reason);
@@ -139,6 +146,8 @@ private:
     std::array<qint64, BlockTimes::kindCount> _lastTimeMs = {}; // block times of the latest blocks
 
     std::atomic<bool> _stopRequested{false}; // written under _mutex
+
+    std::atomic<bool> _describeAnew{false};
 
     mutable std::mutex _mutex; // guards the next four
     Status _status;
