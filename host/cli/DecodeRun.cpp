@@ -98,7 +98,7 @@ private:
         if (_interruptSignals.isInterruptRequested() || _quitRequested)
             end();
         _inputs.poll();
-        _control.poll();
+        _control.poll(Clock::now());
         for (const std::string &warning : _warnings.take())
             _messages.add(warning);
         tellMessages();

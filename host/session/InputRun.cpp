@@ -134,6 +134,7 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
     }
     for (const auto &feed : _feeds)
         feed->poll();
+    followChanges();
     endReadersInVain();
     dropLeftFeeds();
     tellHandle();
@@ -146,14 +147,31 @@ void InputRun::takeStreams(FeedRun &feed)
         _isKnown = true;
         _present[indexOf(stream.kind())] = true;
         Kind &of = at(stream.kind());
-        if (!of.feed || of.feed == &feed)
+        if (!of.feed || of.feed == &feed) {
             of.known = stream;
+            if (of.stream)
+                of.stream->setDescription(stream.description);
+        }
     }
     // A file that was opened again may have another content by now.
     const bool lacksIts = std::any_of(_kinds.begin(), _kinds.end(),
                                       [&feed](const Kind &kind) { return kind.feed == &feed && !kind.known; });
     if (!streams.empty() && lacksIts)
         fail("the file has changed since it was opened");
+}
+
+/// Has a live source described anew whose blocks come, but do not fit what is known of their stream.
+void InputRun::followChanges()
+{
+    for (const StreamKind kind : streamKinds) {
+        Kind &of = at(kind);
+        if (!isLive() || !of.stream || !of.feed->isOpenForOutputs())
+            continue;
+        InputFeed &feed = of.feed->feed();
+        if (of.decoding.isFutile(of.stream->frames(), of.stream->damaged(), feed.figures(kind).lost,
+                                 std::chrono::steady_clock::now()))
+            feed.describeAnew();
+    }
 }
 
 bool InputRun::isWritten(StreamKind kind) const

@@ -9,6 +9,7 @@
 
 #include "session/DecodedStream.h"
 #include "session/FeedRun.h"
+#include "session/FutileDecoding.h"
 #include "session/InputCore.h"
 #include "session/JobThreads.h"
 #include "sources/InputNames.h"
@@ -97,6 +98,7 @@ private:
         std::vector<ReaderBuffer> readers;
         FeedRun *feed = nullptr; // that gives its blocks; null before there is one
         std::optional<InputFeed::Stream> known;
+        FutileDecoding decoding;
         DecodedStream *stream = nullptr; // while it is, or was, decoded
         // Of the streams that all readers have left.
         std::optional<MediaSource::Stream> description;
@@ -112,6 +114,7 @@ private:
     void chooseFeeds();
     void decode(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles);
     std::optional<std::string> decode(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
+    void followChanges();
     void endReadersInVain();
     void leave(Kind &kind);
     void dropLeftFeeds();
