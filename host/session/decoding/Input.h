@@ -38,7 +38,13 @@ struct InputOptions {
     int queuedFrames = 8;
     /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together,
     /// and a kind of stream that no output takes is left out.
+    ///
+    /// What an output cannot take at once, a file waits for, and nobody else does; with a live input, that output drops
+    /// it. An output that cannot be written any more only counts, and has an error.
     std::vector<Output> outputs;
+    /// Replace the files that a live input was written to before, rather than take the next free names. Those of other
+    /// inputs, which can be made again, are replaced in any case.
+    bool overwrite = false;
 };
 
 /// One file or live source that a session decodes. Thread-safe. Destroying the last reference to it closes it; a

@@ -39,10 +39,10 @@ struct Snapshot {
     struct Output {
         std::string kind;            // as Output::kindName; "reader" for a FrameReader
         std::int64_t frames = 0;     // for audio, runs of samples
-        std::int64_t dropped = 0;    // of them, because it was slow
+        std::int64_t dropped = 0;    // of them, because it was slow, or could not be written any more
         std::int64_t nullBlocks = 0; // breaks in the stream
         std::int64_t bytes = 0;      // written to files
-        std::int64_t waitedMs = 0;   // by the decoder, for it to have room
+        std::int64_t waitedMs = 0;   // that the decoder was given nothing until it had room
         std::optional<std::string> error;
     };
 
