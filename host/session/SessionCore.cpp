@@ -9,6 +9,7 @@
 
 #include "format/FormatManager.h"
 #include "interfaces/InterfaceIdentifiers.h"
+#include "media/ShownUrl.h"
 #include "session/HostSettings.h"
 #include "session/InputCore.h"
 #include "session/ProcessThreads.h"
@@ -176,9 +177,9 @@ void decoding::Session::Core::start()
 std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options)
 {
     if (options.repeat < 1)
-        throw Error(url + ": InputOptions::repeat is less than 1");
+        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::repeat is less than 1");
     if (options.queuedFrames < 1)
-        throw Error(url + ": InputOptions::queuedFrames is less than 1");
+        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::queuedFrames is less than 1");
     std::shared_ptr<Input::Core> input;
     {
         const std::lock_guard<std::mutex> lock(_mutex);

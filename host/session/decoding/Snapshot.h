@@ -39,10 +39,10 @@ struct Snapshot {
     struct Output {
         std::string kind;            // as Output::kindName; "reader" for a FrameReader
         std::int64_t frames = 0;     // for audio, runs of samples
-        std::int64_t dropped = 0;    // of them, because it was slow
+        std::int64_t dropped = 0;    // of them, because it was slow, or could not be written any more
         std::int64_t nullBlocks = 0; // breaks in the stream
         std::int64_t bytes = 0;      // written to files
-        std::int64_t waitedMs = 0;   // by the decoder, for it to have room
+        std::int64_t waitedMs = 0;   // that the decoder was given nothing until it had room
         std::optional<std::string> error;
     };
 
@@ -94,7 +94,8 @@ struct Snapshot {
         bool finished = false;          // nothing of it changes any more, unless a stream is read that was not yet
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a
-        ///         live input may have without failing, and the errors of its outputs.
+        ///         live input may have without failing, that a live video has ended without a picture, and the errors of
+        ///         its outputs.
         DECODING_EXPORT std::vector<std::string> errors() const;
     };
 
