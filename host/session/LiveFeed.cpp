@@ -44,8 +44,10 @@ std::vector<InputFeed::Stream> LiveFeed::takeStreams()
     const qint64 startTimeUs = _source.status().startTimeUs;
     std::vector<Stream> streams;
     for (const MediaSource::Stream &stream : known) {
-        if (_taken.insert(kindOf(stream.streamId)).second)
+        const auto [place, isNew] = _taken.insert({kindOf(stream.streamId), stream});
+        if (isNew || place->second != stream)
             streams.push_back({stream, startTimeUs});
+        place->second = stream;
     }
     return streams;
 }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <chrono>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -23,6 +24,7 @@ public:
     void leave(StreamKind kind) override { _decoded.erase(kind); }
     ModkitPtr<IInputQueue> queue(StreamKind kind) const override { return _queues[indexOf(kind)]; }
     void start() override {} // What comes before there is a decoder waits in the queues, as long as it may.
+    void describeAnew() override { _source.describeAnew(); }
     void cancel() override;
     void wait() override { _source.join(); }
     bool isDrained() const override;
@@ -39,8 +41,8 @@ private:
     const std::string _name;
     const std::array<ModkitPtr<LiveQueue>, streamKinds.size()> _queues; // by kind
     LiveSource _source;
-    std::set<StreamKind> _taken;   // kinds of the streams that are known
-    std::set<StreamKind> _decoded; // of those that somebody reads
+    std::map<StreamKind, StreamDescription> _taken; // the streams that are known
+    std::set<StreamKind> _decoded;                  // kinds of those that somebody reads
 };
 
 #endif

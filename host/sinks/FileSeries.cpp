@@ -1,7 +1,11 @@
 #include "sinks/FileSeries.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <memory>
 #include <utility>
+
+#include "media/FfmpegError.h"
 
 extern "C" {
 #include <libavcodec/packet.h>
@@ -24,14 +28,26 @@ FileSeries::FileSeries(OutputPlace place, const FileFormat &format)
 
 std::optional<std::string> FileSeries::create()
 {
-    ++_fileCount;
-    // Not "-2", which tells inputs of one stem apart.
-    const std::string part = _fileCount == 1 ? "" : ".part" + std::to_string(_fileCount);
-    const std::string path = _place.base + part + _format.suffix;
-    if (auto refusal = _place.refusal(path))
-        return refusal;
-    _file.emplace(path, _format);
-    return _file->create();
+    if (auto error = _place.createDirectory())
+        return error;
+    std::string name = this->name();
+    if (_place.isStandardOutput && _fileCount > 0)
+        return "cannot write to " + name + " any more: another form of the stream would need a second file";
+    auto file = std::make_unique<OutputFile>(_place.watch);
+    int error = EEXIST;
+    while (error == EEXIST) {
+        ++_fileCount;
+        // Not "-2", which tells inputs of one stem apart.
+        const std::string part = _fileCount == 1 ? "" : ".part" + std::to_string(_fileCount);
+        name = _place.name(part + _format.suffix);
+        if (auto refusal = _place.refusal(name))
+            return refusal;
+        error = _place.isStandardOutput ? file->openStandardOutput() : file->create(name, _place.existing);
+    }
+    if (error != 0)
+        return "cannot create " + name + ": " + ffmpegErrorText(AVERROR(error));
+    _file.emplace(name, _format, std::move(file));
+    return _file->open();
 }
 
 std::optional<std::string> FileSeries::write(const MediaForm &form, AVPacket *packet, qint64 duration)
@@ -94,5 +110,5 @@ qint64 FileSeries::timestampOf(const AVPacket &packet, qint64 duration)
 
 std::optional<std::string> FileSeries::finish()
 {
-    return _file->finish();
+    return _file ? _file->finish() : std::nullopt;
 }

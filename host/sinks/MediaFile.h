@@ -8,8 +8,10 @@
 #include <string>
 
 #include "sinks/MediaForm.h"
+#include "sinks/OutputFile.h"
 
 struct AVFormatContext;
+struct AVIOContext;
 struct AVPacket;
 struct AVRational;
 
@@ -29,14 +31,15 @@ constexpr qint64 maxRiffBytes = (qint64(1) << 32) - (1 << 16);
 /// Reentrant.
 class MediaFile final {
 public:
-    MediaFile(std::string path, const FileFormat &format);
+    /// @param name that errors call it by. @param file that is open.
+    MediaFile(std::string name, const FileFormat &format, std::unique_ptr<OutputFile> file);
     /// Closes the file as it is.
     ~MediaFile();
     MediaFile(const MediaFile &) = delete;
     MediaFile &operator=(const MediaFile &) = delete;
 
-    /// Creates the file, or empties the one that is there.
-    [[nodiscard]] std::optional<std::string> create();
+    /// Prepares the muxer.
+    [[nodiscard]] std::optional<std::string> open();
     /// Writes the header. Pictures get the frame duration as time base, samples their period, unless the muxer wants
     /// another.
     [[nodiscard]] std::optional<std::string> begin(const MediaForm &form);
@@ -56,10 +59,12 @@ public:
 
 private:
     std::optional<std::string> unlessGood(int code, const std::string &what = "cannot write") const;
+    AVIOContext *makeBuffer();
     int close();
 
-    const std::string _path;
+    const std::string _name;
     const FileFormat &_format;
+    const std::unique_ptr<OutputFile> _file;
     AVFormatContext *_context = nullptr;
     bool _begun = false;
 };

@@ -79,6 +79,26 @@ std::vector<LiveUrl::Option> LiveUrl::options() const
     return options;
 }
 
+bool LiveUrl::isHopeless(int error, bool hasConnected) const
+{
+    switch (error) {
+    case AVERROR_PROTOCOL_NOT_FOUND:
+    case AVERROR_DEMUXER_NOT_FOUND:
+    case AVERROR_FILTER_NOT_FOUND:
+    case AVERROR_OPTION_NOT_FOUND:
+    case AVERROR_HTTP_UNAUTHORIZED:
+    case AVERROR_HTTP_FORBIDDEN:
+        return true;
+    case AVERROR_HTTP_NOT_FOUND:
+        return !hasConnected;
+    case AVERROR(EINVAL):
+        // A graph that does not parse, or an address without a port. Elsewhere a server's answer may be meant.
+        return isGenerated() || _scheme == "tcp" || _scheme == "srt";
+    default:
+        return false;
+    }
+}
+
 bool LiveUrl::isListening() const
 {
     return _scheme == "udp" || _scheme == "rtp" || _scheme == "srtp";

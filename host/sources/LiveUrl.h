@@ -41,6 +41,11 @@ public:
     /// It waits for whoever sends, so that opening it again troubles nobody.
     bool isListening() const;
 
+    /// Whether an attempt to open it that failed with libavformat's @p error would fail each time: there is no such
+    /// protocol, format or graph, or the server refuses. A camera may lock the account after some wrong passwords.
+    /// @param hasConnected it was open before: then what the server does not know now may come back to it.
+    bool isHopeless(int error, bool hasConnected) const;
+
 private:
     std::string _scheme; // in small letters
     std::string _query;  // behind the question mark

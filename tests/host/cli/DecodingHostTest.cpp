@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "fakes/WaitUntil.h"
 #include <gmock/gmock.h>
 
 namespace {
@@ -247,6 +248,32 @@ TEST(DecodingHost, SaysThatItsOutputCannotBeWritten)
                 AllOf(isOneLine(), HasSubstr("cannot write to the standard output")));
 }
 
+TEST(DecodingHost, HasNothingElseInThePlaceOfStandardDescriptorsItWasStartedWithout)
+{
+    QProcess host; // once the shell has become it
+    host.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("exec '" HOST_FILE "' decode " //
+                                                                           "lavfi:testsrc2=rate=25 <&- >&- 2>&-")});
+    ASSERT_TRUE(host.waitForStarted());
+    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(host.processId()));
+    const auto isNull = [&descriptors](const char *number) {
+        return QFile::symLinkTarget(descriptors.filePath(QLatin1String(number))) == QLatin1String("/dev/null");
+    };
+    // The fourth is opened after the first three: none of these is in use by then.
+    EXPECT_TRUE(waitUntil([&] { return descriptors.exists(QStringLiteral("3")) && isNull("0"); }));
+    EXPECT_TRUE(isNull("1"));
+    EXPECT_TRUE(isNull("2"));
+    host.kill();
+    EXPECT_TRUE(host.waitForFinished(60000));
+}
+
+TEST(DecodingHost, KeepsStandardDescriptorsThatAreOpen)
+{
+    QProcess host;
+    host.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("exec '" HOST_FILE "' --version <&- 2>&-")});
+    ASSERT_TRUE(host.waitForFinished(60000));
+    EXPECT_EQ(host.readAllStandardOutput(), "decoding-host " PROJECT_VERSION "\n");
+}
+
 TEST(DecodingHost, PrintsItsReportThoughTheOtherOneCannotBeWritten)
 {
     const Outcome result = run({QStringLiteral("decode"), QStringLiteral("--json"), QStringLiteral("/dev/full"),
@@ -278,6 +305,32 @@ TEST(DecodingHost, DoesNotDecodeWithoutThreads)
                                 QStringLiteral(SAMPLES_DIR "/cup.mp4")});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("THREADS")));
+}
+
+TEST(DecodingHost, SaysHowManyThreadsStartedWhereTheSystemRefusesSome)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(REFUSED_THREADS));
+    // It wants to be the first itself.
+    environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                       environment.value(QStringLiteral("ASAN_OPTIONS")) + QStringLiteral(":verify_asan_link_order=0"));
+    environment.insert(QStringLiteral("THREADS_TO_START"), QStringLiteral("10"));
+    const Outcome check =
+        run({QStringLiteral("check"), QStringLiteral("--threads"), QStringLiteral("64")}, environment);
+    EXPECT_EQ(check.exitCode, 1);
+    EXPECT_EQ(check.output, "");
+    EXPECT_THAT(check.errors, AllOf(isOneLine(), HasSubstr(" 10 of 64 decoder threads started: ")));
+
+    environment.insert(QStringLiteral("THREADS_TO_START"), QStringLiteral("11")); // one is the session's
+    QTemporaryDir folder;
+    const Outcome decode =
+        run({QStringLiteral("decode"), QStringLiteral("--threads"), QStringLiteral("64"), QStringLiteral("--output"),
+             QStringLiteral("framemd5:") + folder.path(), QStringLiteral(SAMPLES_DIR "/cup.mp4")},
+            environment);
+    EXPECT_EQ(decode.exitCode, 1);
+    EXPECT_EQ(decode.output, "");
+    EXPECT_THAT(decode.errors, AllOf(isOneLine(), HasSubstr(" 10 of 64 decoder threads started: ")));
+    EXPECT_TRUE(QDir(folder.path()).isEmpty()) << "something was decoded";
 }
 
 TEST(DecodingHost, DoesNotWriteItsReportOverAnInput)

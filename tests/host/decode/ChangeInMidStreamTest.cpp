@@ -99,7 +99,7 @@ protected:
         OutputSpec spec;
         spec.kind = OutputSpec::FrameMd5;
         spec.directory = path("out");
-        const auto sink = std::get<0>(Media::createSink(spec, {"joined", 0}, workers));
+        const auto sink = std::get<0>(Media::createSink(spec, {"joined", 0, {}, std::make_shared<Gate>()}, workers));
         const ModkitPtr<NullBlocks<typename Media::Queue, typename Media::Handle>> nullBlocks(
             new NullBlocks<typename Media::Queue, typename Media::Handle>);
         {

@@ -64,7 +64,8 @@ protected:
         spec.kind = kind;
         spec.directory = _directory.path();
         SinkWorkers workers(1);
-        auto created = SinkFactory::createVideoSink(spec, {QStringLiteral("clip"), startTimeUs}, workers);
+        auto created = SinkFactory::createVideoSink(
+            spec, {QStringLiteral("clip"), startTimeUs, {}, std::make_shared<Gate>()}, workers);
         const ModkitPtr<VideoSink> sink = std::get<ModkitPtr<VideoSink>>(created);
         for (const VideoFrameHandle &picture : pictures)
             sink->push(picture, 0, 0);

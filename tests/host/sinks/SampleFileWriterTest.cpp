@@ -29,7 +29,8 @@ protected:
         spec.kind = kind;
         spec.directory = _directory.path();
         SinkWorkers workers(1);
-        auto created = SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), startTimeUs}, workers);
+        auto created = SinkFactory::createAudioSink(
+            spec, {QStringLiteral("clip"), startTimeUs, {}, std::make_shared<Gate>()}, workers);
         const ModkitPtr<AudioSink> sink = std::get<ModkitPtr<AudioSink>>(created);
         for (const AudioSampleHandle &run : samples)
             sink->push(run, 0, 0);
