@@ -1,7 +1,5 @@
 #include "cli/CommandLine.h"
 
-#include <QDir>
-
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -10,6 +8,7 @@
 #include "cli/ExitCode.h"
 #include "cli/InputSpec.h"
 #include "cli/LoadLimitsText.h"
+#include "cli/OutputFiles.h"
 #include "media/ShownUrl.h"
 #include "sources/InputNames.h"
 #include <CLI/CLI.hpp>
@@ -25,14 +24,6 @@ constexpr int maxLatencyMs = 3600000;
 std::string notEmpty(const std::string &text)
 {
     return text.empty() ? "must not be empty" : std::string();
-}
-
-/// @return one text for all ways to name a directory. In one that is yet to be made, links are not followed.
-QString placeOf(const std::string &directory)
-{
-    const QDir place(QString::fromStdString(directory));
-    const QString canonical = place.canonicalPath();
-    return canonical.isEmpty() ? QDir::cleanPath(place.absolutePath()) : canonical;
 }
 
 /// @throw CLI::ValidationError when @p text is no output.
@@ -52,7 +43,8 @@ std::vector<decoding::Output> parseOutputs(const std::vector<std::string> &texts
     for (const std::string &text : texts) {
         const decoding::Output output = parseOutput(text);
         for (const decoding::Output &other : outputs) {
-            if (output.kind == other.kind && placeOf(output.directory) == placeOf(other.directory))
+            if (output.kind == other.kind &&
+                OutputFiles::placeOf(output.directory) == OutputFiles::placeOf(other.directory))
                 throw CLI::ValidationError("--output", "\"" + text + "\" is the same output as another");
         }
         outputs.push_back(output);
@@ -68,6 +60,16 @@ void checkOutputsHaveStreams(const decoding::InputOptions &options)
             throw CLI::ValidationError("--output", std::string(output.kindName()) + " takes no " +
                                                        (options.video ? "video" : "audio") +
                                                        ", and --streams asks for nothing else");
+    }
+}
+
+/// @throw CLI::ValidationError when the report would go where an output may write.
+void checkReportIsNoOutput(const DecodeOptions &options)
+{
+    for (const decoding::Output &output : options.input.outputs) {
+        if (options.jsonFile && OutputFiles::mayInclude(output, *options.jsonFile))
+            throw CLI::ValidationError("--json", "\"" + *options.jsonFile + "\" may be a file that the output " +
+                                                     output.kindName() + " writes; name another");
     }
 }
 
@@ -235,6 +237,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
         if (input.outputs.empty())
             input.outputs.emplace_back();
         checkOutputsHaveStreams(input);
+        checkReportIsNoOutput(options);
         // Nobody would read a stream that no output takes.
         input.video = input.video && takesAny(input.outputs, &decoding::Output::takesVideo);
         input.audio = input.audio && takesAny(input.outputs, &decoding::Output::takesAudio);

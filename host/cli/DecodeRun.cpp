@@ -14,6 +14,7 @@
 #include "cli/InputSpec.h"
 #include "cli/InterruptSignals.h"
 #include "cli/ProcessFigures.h"
+#include "cli/ReportFile.h"
 #include "cli/RunControl.h"
 #include "cli/RunInputs.h"
 #include "cli/RunMessages.h"
@@ -177,7 +178,7 @@ std::optional<std::string> obstacle(const DecodeOptions &options)
         inputFiles.add(input);
     if (options.jsonFile && inputFiles.contains(*options.jsonFile))
         return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
-    return std::nullopt;
+    return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.input.outputs) : std::nullopt;
 }
 
 /// @return nothing on success, and then nothing that was made here lives any more; otherwise what went wrong.

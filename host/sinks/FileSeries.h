@@ -16,9 +16,9 @@
 /// first one alone. Reentrant.
 ///
 /// Time stamps in a file never go back: one that does is raised to the one before it. Where the stream breaks and its
-/// time stamps begin anew, the rest is shifted behind what is written already, and so it is where they jump back without
-/// a break, as in files that were put together: by more than half a second, or so that the next one is behind as well.
-/// A missing one follows the one before it.
+/// time stamps begin anew, the rest is shifted behind what is written already, and so it is where they jump back
+/// without a break, as in files that were put together: by more than half a second, or so that the next one is behind
+/// as well. A missing one follows the one before it.
 class FileSeries final {
 public:
     FileSeries(OutputPlace place, const FileFormat &format);

@@ -31,7 +31,9 @@ LiveSource::LiveSource(const std::string &url, const Options &options, const Mod
     try {
         _thread = std::thread(&LiveSource::run, this);
     } catch (const std::system_error &error) {
-        noteTrouble(std::string("there is no thread to read it: ") + error.what());
+        // No report, which would say that it tries again.
+        _outage.begin(std::string("there is no thread to read it; decode fewer inputs at a time: ") + error.what(),
+                      Clock::now());
         endQueues();
     }
 }

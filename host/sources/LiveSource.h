@@ -73,7 +73,7 @@ public:
     /// Whether @p url is one for this class: see LiveUrl.
     static bool isLive(const std::string &url) { return LiveUrl::isLive(url); }
 
-    /// Begins to connect; never blocks. When there is no thread to be had, the source has ended, and reports so.
+    /// Begins to connect; never blocks. When there is no thread to be had, the source has ended with that trouble.
     /// @param url for which isLive answers true.
     /// @param video receives the video, @p audio the audio; empty where it is not wanted.
     LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,

@@ -94,8 +94,8 @@ struct Snapshot {
         bool finished = false;          // nothing of it changes any more, unless a stream is read that was not yet
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a
-        ///         live input may have without failing, that a live video has ended without a picture, and the errors of
-        ///         its outputs.
+        ///         live input may have without failing, that a live video has ended without a picture, and the errors
+        ///         of its outputs.
         DECODING_EXPORT std::vector<std::string> errors() const;
     };
 

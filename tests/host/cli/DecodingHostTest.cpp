@@ -148,6 +148,23 @@ TEST(DecodingHost, DecodesAFileWhoseNameIsNotUtf8AndShowsItAsText)
     EXPECT_EQ(QDir(folder.filePath(QStringLiteral("out"))).entryList(QDir::Files).size(), 2);
 }
 
+TEST(DecodingHost, RefusesAReportThatCannotBeWrittenOrWouldReplaceAnOutputBeforeItBegins)
+{
+    QTemporaryDir folder;
+    const QString output = QStringLiteral("wav:") + folder.filePath(QStringLiteral("out"));
+    const QStringList decode{QStringLiteral("decode"), QStringLiteral(SAMPLES_DIR "/cup.mp4"),
+                             QStringLiteral("--output"), output, QStringLiteral("--json")};
+    const Outcome onOutput = run(decode + QStringList{folder.filePath(QStringLiteral("out/cup.wav"))});
+    EXPECT_EQ(onOutput.exitCode, 2);
+    EXPECT_THAT(onOutput.errors,
+                AllOf(isOneLine(), HasSubstr("out/cup.wav\" may be a file that the output wav writes")));
+    const Outcome nowhere = run(decode + QStringList{folder.filePath(QStringLiteral("none/report.json"))});
+    EXPECT_EQ(nowhere.exitCode, 1);
+    EXPECT_THAT(nowhere.errors, AllOf(isOneLine(), HasSubstr("none/report.json: No such file or directory")));
+    EXPECT_FALSE(QDir(folder.path()).exists(QStringLiteral("out")));
+    EXPECT_EQ(run(decode + QStringList{folder.filePath(QStringLiteral("out/report.json"))}).exitCode, 0);
+}
+
 TEST(DecodingHost, ReportsTheSameAsJson)
 {
     const Outcome result =
