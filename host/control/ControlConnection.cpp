@@ -28,6 +28,14 @@ std::string milliseconds(const std::optional<decoding::Snapshot::Latency> &laten
     return latency ? std::to_string((*latency).*figureMs) : unknown;
 }
 
+std::int64_t droppedBy(const std::vector<decoding::Snapshot::Output> &outputs)
+{
+    std::int64_t dropped = 0;
+    for (const decoding::Snapshot::Output &output : outputs)
+        dropped += output.dropped;
+    return dropped;
+}
+
 std::string lineOf(const decoding::Snapshot::Input &input, const decoding::Snapshot::Stream &stream)
 {
     using ControlLine::field;
@@ -35,7 +43,8 @@ std::string lineOf(const decoding::Snapshot::Input &input, const decoding::Snaps
     return field(input.name) + '\t' + field(stream.kind) + '\t' + toText(input.state) + '\t' +
            std::to_string(stream.frames) + '\t' + decimal(stream.framesPerSecond.value_or(0), 1) + '\t' +
            std::to_string(stream.lost) + '\t' + milliseconds(stream.latency, &Latency::lastMs) + '\t' +
-           milliseconds(stream.latency, &Latency::maximumMs) + '\t' + toText(stream.mode);
+           milliseconds(stream.latency, &Latency::maximumMs) + '\t' + toText(stream.mode) + '\t' +
+           std::to_string(droppedBy(stream.outputs));
 }
 
 /// @return a line for each stream, and for each input that has none.
@@ -60,6 +69,7 @@ std::vector<std::string> statusOf(const decoding::Snapshot &snapshot)
             "inputs=" + std::to_string(snapshot.inputs.size()),
             "streams=" + std::to_string(streams),
             "cpuLoad=" + decimal(snapshot.load.now, 3),
+            "measuredCpuLoad=" + decimal(snapshot.measuredLoad.now, 3),
             std::string("mode=") + toText(snapshot.mode),
             "governor=" + (snapshot.governor.empty() ? unknown : ControlLine::field(snapshot.governor))};
 }

@@ -17,6 +17,10 @@ public:
 
     virtual ~IRecordWriter() = default;
 
+    /// @return what it writes to, for errors. Thread-safe.
+    [[nodiscard]] virtual std::string target() const = 0;
+    /// Creates the first file. Called once, before the others. @return what is wrong, as above.
+    [[nodiscard]] virtual std::optional<std::string> create() = 0;
     /// @param record followed by its bytes in memory. @param blockTimeMs of the block that it was decoded from.
     [[nodiscard]] virtual Result write(const Header &record, qint64 blockTimeMs) = 0;
     /// The stream breaks here: time stamps may begin anew.

@@ -131,7 +131,7 @@ TEST_F(ControlServerAbuse, AnswersThatNobodyReadsStopTheRequestsNotTheServer)
 
     for (int i = 0; i < 1000; ++i)
         ASSERT_EQ(client.answer().size(),
-                  10 * (10000 + std::string(" \t\tconnecting\t0\t0.0\t0\t-\t-\tperformance\n").size()) + 3U)
+                  10 * (10000 + std::string(" \t\tconnecting\t0\t0.0\t0\t-\t-\tperformance\t0\n").size()) + 3U)
             << i;
     EXPECT_EQ(_control.snapshots, 1000);
 }

@@ -66,6 +66,9 @@ TEST_F(ControlServerTest, ListsEachStreamOnALineAndEachInputThatHasNone)
     video.lost = 7;
     video.latency = decoding::Snapshot::Latency{12.5, 40, 480};
     video.mode = decoding::Mode::TimeSaving;
+    video.outputs.resize(2);
+    video.outputs[0].dropped = 2;
+    video.outputs[1].dropped = 3;
     decoding::Snapshot::Stream audio;
     audio.kind = "audio";
     decoding::Snapshot::Input front;
@@ -77,9 +80,9 @@ TEST_F(ControlServerTest, ListsEachStreamOnALineAndEachInputThatHasNone)
     ok.state = decoding::State::Waiting;
     _control.state.inputs = {front, ok};
     RawClient client(path());
-    EXPECT_EQ(client.ask("list"), " front?door?\tvideo\trunning\t12345678901\t25.0\t7\t40\t480\ttime-saving\n"
-                                  " front?door?\taudio\trunning\t0\t0.0\t0\t-\t-\tperformance\n"
-                                  " ok\t\twaiting\t0\t0.0\t0\t-\t-\tperformance\n"
+    EXPECT_EQ(client.ask("list"), " front?door?\tvideo\trunning\t12345678901\t25.0\t7\t40\t480\ttime-saving\t5\n"
+                                  " front?door?\taudio\trunning\t0\t0.0\t0\t-\t-\tperformance\t0\n"
+                                  " ok\t\twaiting\t0\t0.0\t0\t-\t-\tperformance\t0\n"
                                   "ok\n");
     _control.state.inputs.clear();
     EXPECT_EQ(client.ask("list"), "ok\n");
@@ -96,7 +99,7 @@ TEST_F(ControlServerTest, ListsNoTextThatCommandsATerminalOrTurnsTheDirectionOfW
     _control.state.governor = "off\x1b[0m\u202e";
     RawClient client(path());
     EXPECT_EQ(client.ask("list"),
-              " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\nok\n");
+              " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\t0\nok\n");
     EXPECT_EQ(client.ask("remove x"), "error no ?[31mroute?\n");
     EXPECT_THAT(client.ask("status"), HasSubstr(" governor=off?[0m?\n"));
     EXPECT_THAT(client.ask("re\u202emove"), HasSubstr("there is no request \"re?move\""));
@@ -109,15 +112,18 @@ TEST_F(ControlServerTest, TellsTheStatusOfTheHost)
     _control.state.inputs[0].streams.resize(2);
     _control.state.inputs[2].streams.resize(3);
     _control.state.load.now = 0.8765;
+    _control.state.measuredLoad.now = 0.9312;
     _control.state.mode = decoding::Mode::TimeSaving;
     _control.state.governor = "0.60:0.90, time-saving";
     RawClient client(path());
-    EXPECT_EQ(client.ask("status"), " runningMs=61234\n inputs=3\n streams=5\n cpuLoad=0.876\n mode=time-saving\n"
-                                    " governor=0.60:0.90, time-saving\nok\n");
+    EXPECT_EQ(client.ask("status"),
+              " runningMs=61234\n inputs=3\n streams=5\n cpuLoad=0.876\n measuredCpuLoad=0.931\n mode=time-saving\n"
+              " governor=0.60:0.90, time-saving\nok\n");
     _control.state = decoding::Snapshot();
     _control.state.load.now = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(client.ask("status"),
-              " runningMs=0\n inputs=0\n streams=0\n cpuLoad=-\n mode=performance\n governor=-\nok\n");
+    EXPECT_EQ(
+        client.ask("status"),
+        " runningMs=0\n inputs=0\n streams=0\n cpuLoad=-\n measuredCpuLoad=-\n mode=performance\n governor=-\nok\n");
 }
 
 TEST_F(ControlServerTest, SwitchesModeAndGovernor)
