@@ -29,6 +29,13 @@ std::optional<std::string> FileSeries::create()
 
 std::optional<std::string> FileSeries::write(const MediaForm &form, AVPacket *packet, qint64 duration)
 {
+    auto error = tryToWrite(form, packet, duration);
+    _lacksRoom = error && _file->lacksRoom();
+    return error;
+}
+
+std::optional<std::string> FileSeries::tryToWrite(const MediaForm &form, AVPacket *packet, qint64 duration)
+{
     if (auto error = prepare(form))
         return error;
     packet->pts = packet->dts = timestampOf(*packet, duration);
@@ -50,8 +57,19 @@ std::optional<std::string> FileSeries::prepare(const MediaForm &form)
         _last.reset();
         _next = _shift = 0;
     }
-    _form = form;
-    return _file->begin(form);
+    return begin(form);
+}
+
+/// Begins the file that was created. @return as prepare: without room for the header, the file is created anew, so that
+/// the next packet may try again.
+std::optional<std::string> FileSeries::begin(const MediaForm &form)
+{
+    auto error = _file->begin(form);
+    if (!error)
+        _form = form;
+    else if (_file->lacksRoom())
+        _file->recreate();
+    return error;
 }
 
 /// @return the time stamp that @p packet gets in the file.

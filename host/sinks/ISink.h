@@ -19,7 +19,10 @@ public:
         quint64 bytesWritten = 0;
         quint64 waits = 0; // times that a decoder had to wait for the writing
         double waitedMs = 0;
-        /// The first thing that went wrong: one line that names the file. Once writing has failed, a sink only counts.
+        quint64 failed = 0;   // records that were to be written and could not be
+        bool failing = false; // the latest of them was one of these
+        /// The first thing that went wrong: one line that names the file. Once writing has failed for good, a sink only
+        /// counts.
         std::optional<std::string> error;
     };
 

@@ -1,6 +1,8 @@
 #include "sinks/MediaFile.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <unistd.h>
 #include <utility>
 
 #include "media/FfmpegError.h"
@@ -39,6 +41,11 @@ void describe(const MediaForm &form, const FileFormat &format, AVStream *stream)
     stream->time_base = {1, form.sampleRate};
 }
 
+bool isWantOfRoom(int code)
+{
+    return code == AVERROR(ENOSPC) || code == AVERROR(EDQUOT);
+}
+
 } // namespace
 
 MediaFile::MediaFile(std::string path, const FileFormat &format)
@@ -71,23 +78,56 @@ std::optional<std::string> MediaFile::begin(const MediaForm &form)
     // definition.
     _context->flags |= AVFMT_FLAG_BITEXACT;
     _context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
-    const int code = avformat_write_header(_context, nullptr);
+    const int code = flush(avformat_write_header(_context, nullptr));
     _begun = code >= 0;
+    _lacksRoom = isWantOfRoom(code);
     // What the muxer of y4m says of pictures that its files cannot hold. Nothing was written yet that could fail.
     if (code == AVERROR(EIO) && _context->pb->error == 0)
         return "cannot write " + form.text() + " to " + _path + ": such a file cannot hold that";
-    return unlessGood(code, "cannot write " + form.text() + " to");
+    return _lacksRoom ? unlessGood(code) : unlessGood(code, "cannot write " + form.text() + " to");
 }
 
 std::optional<std::string> MediaFile::write(AVPacket *packet)
 {
-    return unlessGood(av_write_frame(_context, packet));
+    const qint64 size = avio_tell(_context->pb);
+    const int code = flush(av_write_frame(_context, packet));
+    _lacksRoom = isWantOfRoom(code);
+    if (_lacksRoom)
+        takeBack(size);
+    return unlessGood(code);
+}
+
+/// @return @p code, or what kept the bytes from the system.
+int MediaFile::flush(int code)
+{
+    if (code < 0)
+        return code;
+    avio_flush(_context->pb);
+    return _context->pb->error;
+}
+
+/// Leaves in the file only its first @p size bytes.
+void MediaFile::takeBack(qint64 size)
+{
+    // In this order: with the error, what is left in the buffer is dropped.
+    avio_seek(_context->pb, size, SEEK_SET);
+    _context->pb->error = 0;
+    // Where that is not possible, the next packet is written over it.
+    static_cast<void>(truncate(_path.c_str(), size));
+}
+
+void MediaFile::recreate()
+{
+    close();
+    // It was there a moment ago; where it cannot be, writing fails for good.
+    _lacksRoom = !create();
 }
 
 std::optional<std::string> MediaFile::finish()
 {
     const int trailerCode = _begun ? av_write_trailer(_context) : 0;
     const int closeCode = close();
+    _lacksRoom = false;
     return unlessGood(trailerCode < 0 ? trailerCode : closeCode);
 }
 

@@ -19,8 +19,8 @@ struct FileFormat {
     bool anyForm;       // whether the form of packets may change within a file
 };
 
-/// One file with one stream in it, written by one of libavformat's muxers. Failures are one line that names the file.
-/// Reentrant.
+/// One file with one stream in it, written by one of libavformat's muxers. Each packet goes to the system at once, so
+/// that a failure is that of the packet alone. Failures are one line that names the file. Reentrant.
 class MediaFile final {
 public:
     MediaFile(std::string path, const FileFormat &format);
@@ -35,10 +35,16 @@ public:
     /// another.
     [[nodiscard]] std::optional<std::string> begin(const MediaForm &form);
     bool hasBegun() const { return _begun; }
-    /// Writes @p packet, whose time stamps are in units of timeBase().
+    /// Writes @p packet, whose time stamps are in units of timeBase(). Without room for it, nothing of it stays in the
+    /// file, and another one may be written.
     [[nodiscard]] std::optional<std::string> write(AVPacket *packet);
     /// Writes the trailer if the file has begun, and closes it.
     [[nodiscard]] std::optional<std::string> finish();
+
+    /// Whether the latest `begin` or `write` failed for want of room, which may pass.
+    bool lacksRoom() const { return _lacksRoom; }
+    /// After a `begin` that lacked room: makes the file as it was before that.
+    void recreate();
 
     // Once the file has begun.
 
@@ -48,12 +54,15 @@ public:
 
 private:
     std::optional<std::string> unlessGood(int code, const std::string &what = "cannot write") const;
+    int flush(int code);
+    void takeBack(qint64 size);
     int close();
 
     const std::string _path;
     const FileFormat &_format;
     AVFormatContext *_context = nullptr;
     bool _begun = false;
+    bool _lacksRoom = false;
 };
 
 #endif

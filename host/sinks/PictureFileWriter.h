@@ -16,6 +16,7 @@ public:
     [[nodiscard]] std::optional<std::string> create() { return _files.create(); }
 
     Result write(const PictureHeader &picture, qint64 blockTimeMs) override;
+    bool mayGoOn() const override { return _files.lacksRoom(); }
     void noteBreak() override { _files.noteBreak(); }
     std::optional<std::string> finish() override { return _files.finish(); }
 

@@ -19,6 +19,7 @@ public:
     [[nodiscard]] std::optional<std::string> create() { return _files.create(); }
 
     Result write(const SamplesHeader &samples, qint64 blockTimeMs) override;
+    bool mayGoOn() const override { return _files.lacksRoom(); }
     void noteBreak() override;
     std::optional<std::string> finish() override { return _files.finish(); }
 

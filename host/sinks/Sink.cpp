@@ -49,6 +49,8 @@ bool Sink<Queue, Handle, Header>::count(const Handle &record, const Header *head
         if (header->flags & Header::Damaged)
             ++_status.damaged;
     }
+    if (_failed && !record.isNull())
+        ++_status.failed;
     return _writer && !_failed;
 }
 
@@ -95,8 +97,11 @@ void Sink<Queue, Handle, Header>::write(const Handle &record, qint64 blockTimeMs
 {
     {
         const std::lock_guard<std::mutex> lock(_mutex);
-        if (_failed || _ended)
+        if (_failed || _ended) {
+            if (!record.isNull())
+                ++_status.failed;
             return;
+        }
     }
     if (record.isNull()) {
         _writer->noteBreak();
@@ -106,8 +111,11 @@ void Sink<Queue, Handle, Header>::write(const Handle &record, qint64 blockTimeMs
     const std::lock_guard<std::mutex> lock(_mutex);
     if (const quint64 *const bytes = std::get_if<quint64>(&result)) {
         _status.bytesWritten += *bytes;
+        _status.failing = false;
     } else {
-        _failed = true;
+        ++_status.failed;
+        _status.failing = true;
+        _failed = !_writer->mayGoOn();
         noteErrorLocked(std::get<std::string>(result));
     }
 }

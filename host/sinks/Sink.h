@@ -64,7 +64,7 @@ private:
     Status _status;
     int _pendingRecords = 0;
     quint64 _pendingBytes = 0;
-    bool _failed = false;      // writing has
+    bool _failed = false;      // writing has, for good
     bool _waitsNoMore = false; // waitNoMore() was called
     bool _finishing = false;   // finish() was called
     bool _ended = false;       // the files are closed

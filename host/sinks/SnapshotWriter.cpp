@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <cerrno>
 #include <utility>
 
 #include "sinks/PictureConversion.h"
@@ -42,6 +43,17 @@ AvPointer<AVPacket> toPng(const AVFrame &frame)
     return packet;
 }
 
+/// A full disk may take a part, and only the rest is an error.
+bool writeWhole(const char *bytes, qint64 size, QFile &file)
+{
+    qint64 written = 0;
+    while (size > 0 && (written = file.write(bytes, size)) > 0) {
+        bytes += written;
+        size -= written;
+    }
+    return size == 0;
+}
+
 } // namespace
 
 SnapshotWriter::SnapshotWriter(OutputPlace place, std::chrono::milliseconds interval)
@@ -52,6 +64,7 @@ SnapshotWriter::SnapshotWriter(OutputPlace place, std::chrono::milliseconds inte
 
 SnapshotWriter::Result SnapshotWriter::write(const PictureHeader &picture, qint64 blockTimeMs)
 {
+    _lacksRoom = false;
     if (!isDue(blockTimeMs))
         return quint64(0);
     const QString path =
@@ -66,9 +79,21 @@ SnapshotWriter::Result SnapshotWriter::write(const PictureHeader &picture, qint6
 
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
-        file.write(reinterpret_cast<const char *>(png->data), png->size) != png->size)
-        return failure + file.errorString().toStdString();
+        !writeWhole(reinterpret_cast<const char *>(png->data), png->size, file))
+        return failureToWrite(failure, file);
     return static_cast<quint64>(png->size);
+}
+
+/// Takes back what is there of the picture.
+std::string SnapshotWriter::failureToWrite(const std::string &failure, QFile &file)
+{
+    _lacksRoom = errno == ENOSPC || errno == EDQUOT;
+    const std::string text = failure + file.errorString().toStdString();
+    if (_lacksRoom) {
+        file.remove();
+        --_fileCount;
+    }
+    return text;
 }
 
 bool SnapshotWriter::isDue(qint64 blockTimeMs)
