@@ -178,6 +178,7 @@ std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::
 decoding::Snapshot decoding::Session::Core::snapshot() const
 {
     Snapshot snapshot;
+    snapshot.at = std::chrono::system_clock::now();
     {
         const std::lock_guard<std::mutex> lock(_mutex);
         snapshot.mode = _mode;
@@ -258,7 +259,7 @@ void decoding::Session::Core::wake()
 
 void decoding::Session::Core::step()
 {
-    std::vector<std::string> messages;
+    std::vector<Report> messages;
     bool hasWork = false;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
@@ -271,8 +272,8 @@ void decoding::Session::Core::step()
         if (_inputs->isFinished())
             _finished.notify_all();
     }
-    for (const std::string &message : messages)
-        addMessage(message);
+    for (const Report &message : messages)
+        addMessage(message.text, message.isError);
     if (hasWork && !_stepTimer->isActive())
         _stepTimer->start();
     else if (!hasWork)
@@ -311,12 +312,12 @@ void decoding::Session::Core::noteLateBlocks()
         _governor->noteLateBlocks();
 }
 
-void decoding::Session::Core::addMessage(const std::string &text)
+void decoding::Session::Core::addMessage(const std::string &text, bool isError)
 {
     Snapshot::Message message;
     {
         const std::lock_guard<std::mutex> lock(_messagesMutex);
-        message = {++_messageCount, std::chrono::system_clock::now(), text};
+        message = {++_messageCount, std::chrono::system_clock::now(), text, isError};
         if (_messages.size() == maxMessages)
             _messages.pop_front();
         _messages.push_back(message);

@@ -9,6 +9,11 @@
 
 namespace {
 
+QByteArray labelOf(const LiveConnection::Wanted &wanted, const LiveUrl &url)
+{
+    return wanted.label.isEmpty() ? QByteArray::fromStdString(url.shown()) : wanted.label.toUtf8();
+}
+
 } // namespace
 
 LiveConnection::LiveConnection(std::unique_ptr<MediaInput> input)
@@ -17,15 +22,15 @@ LiveConnection::LiveConnection(std::unique_ptr<MediaInput> input)
 {
 }
 
-std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(const LiveUrl &url,
-                                                                                const Wanted &wanted,
-                                                                                std::chrono::milliseconds limit,
-                                                                                const std::atomic<bool> &stopRequested)
+std::variant<std::unique_ptr<LiveConnection>, LiveConnection::Failure>
+LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
+                     const std::atomic<bool> &stopRequested)
 {
     auto opened = MediaInput::openLive(url, limit, stopRequested);
     if (const int *const error = std::get_if<int>(&opened)) {
-        return *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
-                                            : "cannot be opened: " + ffmpegErrorText(*error);
+        return Failure{*error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
+                                                    : "cannot be opened: " + ffmpegErrorText(*error),
+                       {}};
     }
     std::unique_ptr<LiveConnection> connection(
         new LiveConnection(std::move(std::get<std::unique_ptr<MediaInput>>(opened))));
@@ -36,8 +41,9 @@ std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(
         connection->addStream(video, StreamKind::Video, wanted, url);
     if (wanted.audio && audio >= 0)
         connection->addStream(audio, StreamKind::Audio, wanted, url);
+    connection->_undecodable = MediaSource::undecodableOf(input, wanted.video, wanted.audio, labelOf(wanted, url));
     if (connection->_streams.empty())
-        return input.whyNothingCanBeDecoded(wanted.video, wanted.audio);
+        return Failure{input.whyNothingCanBeDecoded(wanted.video, wanted.audio), connection->_undecodable};
     input.select([&](int index) {
         const auto &streams = connection->_streams;
         return std::any_of(streams.begin(), streams.end(),
@@ -48,8 +54,7 @@ std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(
 
 void LiveConnection::addStream(int index, StreamKind kind, const Wanted &wanted, const LiveUrl &url)
 {
-    const QByteArray label = wanted.label.isEmpty() ? QByteArray::fromStdString(url.shown()) : wanted.label.toUtf8();
-    _streams.push_back({_input->describe(index), streamIdOf(kind), label + ' ' + nameOf(kind)});
+    _streams.push_back({_input->describe(index), streamIdOf(kind), labelOf(wanted, url) + ' ' + nameOf(kind)});
     _parameters.push_back(_input->packedParameters(index, _streams.back().origin));
 }
 

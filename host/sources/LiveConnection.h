@@ -45,17 +45,25 @@ public:
         bool timedOut = false; // the deadline was reached; what is delivered all the same had come long before
     };
 
+    /// What kept it from being opened.
+    struct Failure {
+        std::string text;                             // in words that go behind the url
+        std::vector<MediaSource::Stream> undecodable; // for want of decoders, where that is why
+    };
+
     /// Opens @p url; blocks for @p limit at most.
     /// @param stopRequested ends this call and each read within a tenth of a second once it is set, but for the time
     ///         that
     ///        the system needs to look up a name; outlives the connection.
-    /// @return the connection, or what went wrong, in words that go behind the url.
-    [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, std::string>
+    /// @return the connection, or what went wrong.
+    [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, Failure>
     open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
          const std::atomic<bool> &stopRequested);
 
     /// One stream or two, video first.
     const std::vector<MediaSource::Stream> &streams() const { return _streams; }
+    /// As MediaSource::undecodable.
+    const std::vector<MediaSource::Stream> &undecodable() const { return _undecodable; }
     qint64 startTimeUs() const { return _input->startTimeUs(); }
 
     /// Reads the next packet, and waits for it until @p deadline. @param times makes its block time.
@@ -71,6 +79,7 @@ private:
 
     const std::unique_ptr<MediaInput> _input;
     std::vector<MediaSource::Stream> _streams;
+    std::vector<MediaSource::Stream> _undecodable;
     std::vector<QByteArray> _parameters; // of the streams, as they travel in key blocks
     const AvPointer<AVPacket> _packet;
     bool _gapNoticed = false; // and not told with a block yet

@@ -87,10 +87,14 @@ public:
     /// Empty before the first connection; a later one may add the kind that was not there.
     [[nodiscard]] std::vector<Stream> streams() const;
 
+    /// What its latest connection had no decoder for, as MediaSource::undecodable, though nothing could be decoded.
+    [[nodiscard]] std::vector<Stream> undecodable() const;
+
     [[nodiscard]] Status status() const;
 
     /// @return what is to be told to people since the last call, in single lines that name the source: each trouble
-    ///         when it comes or gets another reason, not with each attempt that fails, and its mending.
+    ///         when it comes or gets another reason, not with each attempt that fails, now and then while it lasts, and
+    ///         its mending.
     [[nodiscard]] std::vector<std::string> takeReports();
 
     /// Ends the source, whatever it is waiting for, within a fifth of a second; a name that is being looked up takes as
@@ -113,6 +117,7 @@ private:
     bool isOver() const;
     Clock::time_point notAfterEnd(Clock::time_point instant) const { return std::min(instant, _end); }
     void noteConnection(const LiveConnection &connection);
+    void noteUndecodable(const std::vector<Stream> &streams);
     void noteState(State state);
     void noteTrouble(const std::string &reason);
     void noteEnd(const std::string &trouble);
@@ -132,10 +137,11 @@ private:
 
     std::atomic<bool> _stopRequested{false}; // written under _mutex
 
-    mutable std::mutex _mutex; // guards the next four
+    mutable std::mutex _mutex; // guards the next five
     Status _status;
     Outage _outage;
     std::vector<Stream> _streams;
+    std::vector<Stream> _undecodable;
     std::vector<std::string> _reports;
 
     std::condition_variable _stopped;

@@ -17,7 +17,8 @@ struct StreamDescription {
     int frameRateDenominator = 1;
     int sampleRate = 0; // Hz; 0 when not of audio
     int channels = 0;
-    std::string obstacle; // why it cannot be decoded; empty when it can
+    std::string obstacle;     // why it cannot be decoded; empty when it can
+    std::string missingCodec; // the codec that there is no decoder for, where that is why
 };
 
 #endif
