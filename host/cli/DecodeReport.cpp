@@ -24,7 +24,7 @@ constexpr int gap = 2; // characters between two columns
 constexpr int minNameWidth = 12;
 constexpr int textColumns = 3; // the first ones; the others hold numbers, which stand at the right
 
-using Row = std::array<QString, 9>;
+using Row = std::array<QString, 10>;
 
 /// Qt takes its own type for numbers of this size only, and which that is differs with the system.
 qint64 asQint64(std::int64_t number)
@@ -39,13 +39,22 @@ double framesPerSecond(const Snapshot::Input &input, const Snapshot::Stream &str
     return timeMs > 0 ? static_cast<double>(stream.frames) * 1000 / static_cast<double>(timeMs) : 0;
 }
 
-/// By the decoder, for any of its outputs to have room.
+/// That the decoder was given nothing until any of its outputs had room.
 qint64 waitedMs(const Snapshot::Stream &stream)
 {
     qint64 sumMs = 0;
     for (const Snapshot::Output &output : stream.outputs)
         sumMs += asQint64(output.waitedMs);
     return sumMs;
+}
+
+/// Frames, by its outputs.
+qint64 dropped(const Snapshot::Stream &stream)
+{
+    qint64 sum = 0;
+    for (const Snapshot::Output &output : stream.outputs)
+        sum += asQint64(output.dropped);
+    return sum;
 }
 
 QString latencyOf(const Snapshot::Input &input)
@@ -66,7 +75,8 @@ Row rowOf(const Snapshot::Input &input, const Snapshot::Stream &stream)
             grouped(asQint64(stream.lost)),
             grouped(framesPerSecond(input, stream), 1),
             isFirst ? latencyOf(input) : QString(), // measured for the whole input
-            grouped(waitedMs(stream))};
+            grouped(waitedMs(stream)),
+            grouped(dropped(stream))};
 }
 
 QString percent(double share)
@@ -104,6 +114,7 @@ QJsonObject toObject(const Snapshot::Output &output)
 {
     return {{QStringLiteral("kind"), QString::fromStdString(output.kind)},
             {QStringLiteral("frames"), asQint64(output.frames)},
+            {QStringLiteral("dropped"), asQint64(output.dropped)},
             {QStringLiteral("nullBlocks"), asQint64(output.nullBlocks)},
             {QStringLiteral("bytes"), asQint64(output.bytes)},
             {QStringLiteral("notWritten"), asQint64(output.failed)},
@@ -154,6 +165,14 @@ QJsonObject toObject(const Snapshot::Input &input)
             {QStringLiteral("error"), orNull(input.error)},
             {QStringLiteral("lastError"), toValue(input.lastError)},
             {QStringLiteral("streams"), streams}};
+}
+
+/// @return null when the run was too short for a sample.
+QJsonValue toValue(const Snapshot::Load &load)
+{
+    if (load.samples == 0)
+        return QJsonValue();
+    return QJsonObject{{QStringLiteral("average"), load.average}, {QStringLiteral("maximum"), load.maximum}};
 }
 
 } // namespace
@@ -212,6 +231,10 @@ std::string DecodeReport::toText(int width) const
     text += ReportText::line("processor",
                              QStringLiteral("%1 of CPU time, %2 of %3")
                                  .arg(seconds(cpuTimeMs), percent(cpuShare()), counted(cores, QStringLiteral("core"))));
+    if (snapshot.measuredLoad.samples > 0)
+        text += ReportText::line(
+            "load", QStringLiteral("%1 measured, at most %2")
+                        .arg(percent(snapshot.measuredLoad.average), percent(snapshot.measuredLoad.maximum)));
     if (snapshot.load.samples > 0)
         text += ReportText::line("load", QStringLiteral("%1 by the component's count, at most %2")
                                              .arg(percent(snapshot.load.average), percent(snapshot.load.maximum)));
@@ -229,7 +252,8 @@ std::string DecodeReport::table(int width) const
 {
     std::vector<Row> rows{{QStringLiteral("input"), QStringLiteral("stream"), QStringLiteral("codec"),
                            QStringLiteral("frames"), QStringLiteral("damaged"), QStringLiteral("lost"),
-                           QStringLiteral("fps"), QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
+                           QStringLiteral("fps"), QStringLiteral("latency ms"), QStringLiteral("waited ms"),
+                           QStringLiteral("dropped")}};
     for (const Snapshot::Input &input : snapshot.inputs) {
         for (const Snapshot::Stream &stream : input.streams)
             rows.push_back(rowOf(input, stream));
@@ -290,10 +314,6 @@ std::string DecodeReport::toJson() const
     QJsonArray threads;
     for (const int thread : remains.threads)
         threads.append(thread);
-    QJsonValue load;
-    if (snapshot.load.samples > 0)
-        load = QJsonObject{{QStringLiteral("average"), snapshot.load.average},
-                           {QStringLiteral("maximum"), snapshot.load.maximum}};
     const QJsonObject report{
         {QStringLiteral("exitCode"), exitCode()},
         {QStringLiteral("interrupted"), interrupted},
@@ -307,7 +327,8 @@ std::string DecodeReport::toJson() const
                                                {QStringLiteral("cpuShare"), cpuShare()},
                                                {QStringLiteral("cores"), cores},
                                                {QStringLiteral("peakMemoryBytes"), peakMemoryBytes},
-                                               {QStringLiteral("componentCpuLoad"), load}}},
+                                               {QStringLiteral("componentCpuLoad"), toValue(snapshot.load)},
+                                               {QStringLiteral("measuredCpuLoad"), toValue(snapshot.measuredLoad)}}},
         {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), ReportText::array(remains.published)},
                                                   {QStringLiteral("threads"), threads},
                                                   {QStringLiteral("liveObjects"), objects},

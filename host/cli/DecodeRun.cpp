@@ -25,7 +25,7 @@
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
 #include "terminal/DisplayText.h"
-#include "terminal/RunDisplay.h"
+#include "terminal/DisplayThread.h"
 
 namespace {
 
@@ -56,9 +56,10 @@ bool showsBoard(const DecodeOptions &options)
 /// What goes on between the start of the session and its end.
 class Run final {
 public:
-    Run(const DecodeOptions &options, decoding::Session &session, RunMessages &messages, WarningLog &warnings,
-        DecodeReport &report)
+    Run(const DecodeOptions &options, const InterruptSignals &interruptSignals, decoding::Session &session,
+        RunMessages &messages, WarningLog &warnings, DecodeReport &report)
         : _options(options)
+        , _interruptSignals(interruptSignals)
         , _session(session)
         , _messages(messages)
         , _inputs(_session, messages, options.input)
@@ -100,10 +101,10 @@ public:
 private:
     void poll()
     {
-        if (InterruptSignals::isInterruptRequested() || _quitRequested)
+        if (_interruptSignals.isInterruptRequested() || _quitRequested)
             end();
         _inputs.poll();
-        _control.poll();
+        _control.poll(Clock::now());
         for (const std::string &warning : _warnings.take())
             _messages.add(warning);
         tellMessages();
@@ -117,7 +118,7 @@ private:
         const std::vector<decoding::Snapshot::Input> inputs = _inputs.snapshot().inputs;
         // Who quits expects live inputs to end, but hardly files.
         _report.interrupted =
-            InterruptSignals::isInterruptRequested() ||
+            _interruptSignals.isInterruptRequested() ||
             std::any_of(inputs.begin(), inputs.end(), [](const auto &input) { return !input.live && !input.decoded; });
         _inputs.close();
     }
@@ -130,10 +131,15 @@ private:
 
     void show()
     {
-        const Clock::time_point now = Clock::now();
-        if (!_display.wantsUpdate(now))
-            return;
-        switch (_display.update(_inputs.snapshot(), now)) {
+        if (_display.wantsSnapshot())
+            _display.show(_inputs.snapshot());
+        for (const BoardAction action : _display.takeActions())
+            perform(action);
+    }
+
+    void perform(BoardAction action)
+    {
+        switch (action) {
         case BoardAction::PerformanceMode:
             _control.setMode(decoding::Mode::Performance);
             break;
@@ -155,11 +161,12 @@ private:
     }
 
     const DecodeOptions &_options;
+    const InterruptSignals &_interruptSignals;
     RunSession _session;
     RunMessages &_messages;
     RunInputs _inputs;
     RunControl _control;
-    RunDisplay _display;
+    DisplayThread _display;
     WarningLog &_warnings;
     DecodeReport &_report;
     bool _quitRequested = false;
@@ -186,12 +193,14 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
     decoding::SessionOptions sessionOptions = options.session;
     sessionOptions.lights = showsBoard(options);
     sessionOptions.onMessage = [&messages](const RunMessages::Message &message) { messages.add(message); };
+    std::optional<InterruptSignals> interruptSignals(std::in_place); // before there are other threads
     try {
         decoding::Session session(std::move(sessionOptions));
         const Clock::time_point startedAt = Clock::now();
         const qint64 cpuBeforeMs = ProcessFigures::cpuTimeMs();
-        if (auto error = Run(options, session, messages, warnings, report).decode())
+        if (auto error = Run(options, *interruptSignals, session, messages, warnings, report).decode())
             return error;
+        interruptSignals.reset();
         report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
         report.cpuTimeMs = ProcessFigures::cpuTimeMs() - cpuBeforeMs;
         report.cores = ProcessFigures::cores();
@@ -206,7 +215,6 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
 
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
-    const InterruptSignals interruptSignals;
     ProcessFigures::allowManyOpenFiles();
     // An output that has reached the limit of a file's size fails like one on a full disk, and ends nothing else.
     std::signal(SIGXFSZ, SIG_IGN);

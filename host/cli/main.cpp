@@ -16,6 +16,7 @@
 #include "cli/DecodeRun.h"
 #include "cli/ExitCode.h"
 #include "cli/ProbeRun.h"
+#include "cli/StandardDescriptors.h"
 #include "control/ControlClient.h"
 #include "media/SafeText.h"
 
@@ -126,6 +127,7 @@ int run(const ControlOptions &options)
 // NOLINTNEXTLINE(bugprone-exception-escape): only running out of memory throws, and ends the program
 int main(int argc, char **argv)
 {
+    StandardDescriptors::openClosedOnes();
     // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's
     // own.
     if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))

@@ -38,6 +38,20 @@ std::optional<std::string> DecodedStream::addOutput(const OutputSpec &spec, cons
                                       : addCreated(SinkFactory::createAudioSink(spec, input, _environment.workers));
 }
 
+bool DecodedStream::haveOutputsBegun() const
+{
+    return std::all_of(_outputs.begin(), _outputs.end(), [](const Output &output) { return output.sink->hasBegun(); });
+}
+
+std::optional<std::string> DecodedStream::outputError() const
+{
+    for (const Output &output : _outputs) {
+        if (auto error = output.sink->status().error)
+            return error;
+    }
+    return std::nullopt;
+}
+
 void DecodedStream::addReader(const ReaderBuffer &buffer)
 {
     if (_kind == StreamKind::Video)
@@ -85,14 +99,31 @@ void DecodedStream::removeReader(const ReaderBuffer &buffer)
 
 void DecodedStream::dropDecoder()
 {
-    // The manager is locked while it waits for the block in progress: a disk that hangs would hold up everybody else.
-    for (Output &output : _outputs)
-        output.sink->waitNoMore();
     for (Output &output : _outputs)
         output.handle.reset();
 }
 
-void DecodedStream::completeOutputs()
+void DecodedStream::endOutputs()
+{
+    for (Output &output : _outputs)
+        output.sink->end();
+}
+
+void DecodedStream::hurryOutputs()
+{
+    for (Output &output : _outputs)
+        output.sink->hurry();
+}
+
+bool DecodedStream::areOutputsComplete(std::chrono::steady_clock::time_point now) const
+{
+    bool areComplete = true;
+    for (const Output &output : _outputs)
+        areComplete = output.sink->isComplete(now) && areComplete;
+    return areComplete;
+}
+
+void DecodedStream::finishOutputs()
 {
     for (Output &output : _outputs)
         output.sink->finish();

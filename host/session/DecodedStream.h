@@ -1,6 +1,7 @@
 #ifndef HOST_SESSION_DECODEDSTREAM_H
 #define HOST_SESSION_DECODEDSTREAM_H
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -31,7 +32,7 @@ public:
     /// What the streams of a session share. Outlives them.
     struct Environment {
         IDecodingManager &manager;
-        SinkWorkers &workers;
+        const SinkWorkers &workers;
         DamageCounts &damage;
     };
     struct Settings {
@@ -46,8 +47,13 @@ public:
     DecodedStream &operator=(const DecodedStream &) = delete;
     ~DecodedStream();
 
-    /// Makes an output that writes. @return one line that names the input and says what is wrong.
+    /// Makes an output that writes, and has its file created. @return one line that names the input and says what is
+    /// wrong.
     [[nodiscard]] std::optional<std::string> addOutput(const OutputSpec &spec, const SinkFactory::Input &input);
+    /// Whether the files of all outputs were created, or could not be.
+    bool haveOutputsBegun() const;
+    /// What is wrong with one of them, if anything.
+    std::optional<std::string> outputError() const;
     /// Makes one for a reader, whose buffer is ended with the stream.
     void addReader(const ReaderBuffer &buffer);
     /// Has the component decode into the outputs that were added since the last call. The decoder is given nothing to
@@ -60,8 +66,13 @@ public:
     /// Drops the decoder, so that nothing reaches the outputs any more. To be called once, when the input is decoded or
     /// cancelled, on any thread, while nobody changes the outputs.
     void dropDecoder();
-    /// Completes the outputs; to be called once the decoder is dropped, likewise. Waits for the writing.
-    void completeOutputs();
+    /// Completes the outputs; to be called once the decoder is dropped. The writing goes on. The next three are as
+    /// ISink has them.
+    void endOutputs();
+    void hurryOutputs();
+    bool areOutputsComplete(std::chrono::steady_clock::time_point now) const;
+    /// As endOutputs, and waits for the writing.
+    void finishOutputs();
 
     /// Whether the decoder has looked for a block by now. A paced decoder that finds blocks at once takes them for what
     /// was missed, and gives no output what it makes of them.
@@ -73,6 +84,8 @@ public:
     /// The same in UTF-8.
     const std::string &shownName() const { return _shownName; }
     const MediaSource::Stream &description() const { return _description; }
+    /// It has become another one under way; what was asked for stays.
+    void setDescription(const MediaSource::Stream &description) { _description = description; }
     /// That have come while anybody took them.
     qint64 frames() const;
     /// @return how often something of @p counts could not be decoded, or not whole.
@@ -102,8 +115,8 @@ private:
     template <class Sink>
     void add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader);
 
-    // Constant after construction.
-    const MediaSource::Stream _description;
+    // Constant after construction, but for the first.
+    MediaSource::Stream _description;
     const StreamKind _kind;
     const QString _name;
     const std::string _shownName;

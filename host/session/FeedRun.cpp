@@ -25,8 +25,12 @@ FeedRun::~FeedRun()
     cancel();
     if (_phase == Phase::Running)
         end();
-    else
+    else if (_phase == Phase::Ending)
         _ending.wait();
+    for (const auto &stream : _streams)
+        stream->hurryOutputs();
+    for (const auto &stream : _streams)
+        stream->finishOutputs();
 }
 
 DecodedStream &FeedRun::add(std::unique_ptr<DecodedStream> stream)
@@ -52,9 +56,27 @@ void FeedRun::poll()
         if (_cancelled || _feed->isDrained())
             beginEnding();
     } else if (_phase == Phase::Ending && _ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
-        _endedAt = Clock::now();
-        _phase = Phase::Finished;
+        for (const auto &stream : _streams)
+            stream->endOutputs();
+        _phase = Phase::Completing;
     }
+    if (_phase == Phase::Completing)
+        completeOutputs();
+}
+
+void FeedRun::completeOutputs()
+{
+    const Clock::time_point now = Clock::now();
+    bool areComplete = true;
+    for (const auto &stream : _streams) {
+        if (_hurries || _feed->isLive())
+            stream->hurryOutputs();
+        areComplete = stream->areOutputsComplete(now) && areComplete;
+    }
+    if (!areComplete)
+        return;
+    _endedAt = now;
+    _phase = Phase::Finished;
 }
 
 void FeedRun::startOnceDecodersAreAwake()
@@ -75,6 +97,7 @@ void FeedRun::startOnceDecodersAreAwake()
 
 void FeedRun::cancel()
 {
+    _hurries = true;
     if (!isRunning())
         return;
     _cancelled = true;
@@ -106,8 +129,6 @@ void FeedRun::end()
     _feed->wait();
     for (const auto &stream : _streams)
         stream->dropDecoder();
-    for (const auto &stream : _streams)
-        stream->completeOutputs();
 }
 
 InputFeed::Status FeedRun::status() const

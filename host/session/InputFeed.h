@@ -54,7 +54,7 @@ public:
 
     virtual ~InputFeed() = default;
 
-    /// @return the streams that have become known since the last call.
+    /// @return the streams that have become known, or others than they were, since the last call.
     virtual std::vector<Stream> takeStreams() = 0;
     /// @return what it cannot deliver for want of decoders: at most one stream of each kind, video first.
     [[nodiscard]] virtual std::vector<MediaSource::Stream> undecodable() const = 0;
@@ -67,6 +67,8 @@ public:
     [[nodiscard]] virtual ModkitPtr<IInputQueue> queue(StreamKind kind) const = 0;
     /// The decoders of all the streams that a file is to deliver are there: reads on.
     virtual void start() = 0;
+    /// What comes cannot be decoded as it was described: a live source finds out anew.
+    virtual void describeAnew() {}
     /// Has everything stop at once, and the queues give out no more blocks. Does not wait.
     virtual void cancel() = 0;
     /// Waits until nothing reads any more. Thread-safe; call it once the feed has ended or was cancelled.

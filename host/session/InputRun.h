@@ -2,6 +2,7 @@
 #define HOST_SESSION_INPUTRUN_H
 
 #include <array>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <set>
@@ -10,11 +11,12 @@
 
 #include "session/DecodedStream.h"
 #include "session/FeedRun.h"
+#include "session/FutileDecoding.h"
 #include "session/InputCore.h"
-#include "session/InputNames.h"
 #include "session/JobThreads.h"
 #include "session/Report.h"
 #include "session/TroubleWatch.h"
+#include "sources/InputNames.h"
 
 /// One input of a session, from its opening until all that came of it is complete.
 ///
@@ -108,6 +110,8 @@ private:
         std::vector<ReaderBuffer> readers;
         FeedRun *feed = nullptr; // that gives its blocks; null before there is one
         std::optional<InputFeed::Stream> known;
+        FutileDecoding decoding;
+        std::unique_ptr<DecodedStream> opening;         // until its outputs are open
         DecodedStream *stream = nullptr;                // while it is, or was, decoded
         std::optional<MediaSource::Stream> undecodable; // that there is no decoder for at present
         TroubleWatch troubles;
@@ -123,8 +127,13 @@ private:
     bool isWanted(StreamKind kind) const;
     bool isWritten(StreamKind kind) const;
     void chooseFeeds();
-    void decode(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles);
-    std::optional<std::string> decode(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
+    void openOutputs(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles);
+    std::optional<std::string> openOutputs(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
+    bool areOutputsOpening() const;
+    void decodeOnceOutputsAreOpen(std::chrono::steady_clock::time_point now);
+    std::optional<std::string> decode(Kind &kind);
+    void giveUp(const std::string &error);
+    void followChanges();
     void endReadersInVain();
     void leave(Kind &kind);
     void dropLeftFeeds();
@@ -149,6 +158,7 @@ private:
     bool _isKnown = false;                              // which streams there are
     qint64 _packetsOfDropped = 0;                       // feeds, and the bytes
     qint64 _bytesOfDropped = 0;
+    std::chrono::steady_clock::time_point _openingSince; // while outputs are opening
     bool _closed = false;
     std::optional<std::string> _error; // of the outputs, the component or a callback
     std::vector<Report> _reports;

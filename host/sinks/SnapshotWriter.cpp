@@ -1,8 +1,10 @@
 #include "sinks/SnapshotWriter.h"
 
-#include <QFile>
+#include <QString>
 
 #include <cerrno>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "sinks/PictureConversion.h"
@@ -43,17 +45,6 @@ AvPointer<AVPacket> toPng(const AVFrame &frame)
     return packet;
 }
 
-/// A full disk may take a part, and only the rest is an error.
-bool writeWhole(const char *bytes, qint64 size, QFile &file)
-{
-    qint64 written = 0;
-    while (size > 0 && (written = file.write(bytes, size)) > 0) {
-        bytes += written;
-        size -= written;
-    }
-    return size == 0;
-}
-
 } // namespace
 
 SnapshotWriter::SnapshotWriter(OutputPlace place, std::chrono::milliseconds interval)
@@ -67,33 +58,40 @@ SnapshotWriter::Result SnapshotWriter::write(const PictureHeader &picture, qint6
     _lacksRoom = false;
     if (!isDue(blockTimeMs))
         return quint64(0);
-    const QString path =
-        QStringLiteral("%1-%2.png").arg(QString::fromStdString(_place.base)).arg(++_fileCount, 4, 10, QLatin1Char('0'));
-    if (auto refusal = _place.refusal(path.toStdString()))
-        return *refusal;
-    const std::string failure = "cannot write " + path.toStdString() + ": ";
     const AvPointer<AVFrame> frame = toRgb(picture);
     const AvPointer<AVPacket> png = frame ? toPng(*frame) : nullptr;
     if (!png)
-        return failure + "the picture cannot be converted to PNG";
-
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
-        !writeWhole(reinterpret_cast<const char *>(png->data), png->size, file))
-        return failureToWrite(failure, file);
+        return "cannot write " + target() + ": the picture cannot be converted to PNG";
+    if (auto error = save(png->data, png->size))
+        return *error;
     return static_cast<quint64>(png->size);
 }
 
-/// Takes back what is there of the picture.
-std::string SnapshotWriter::failureToWrite(const std::string &failure, QFile &file)
+/// Writes the next file.
+std::optional<std::string> SnapshotWriter::save(const quint8 *data, int size)
 {
-    _lacksRoom = errno == ENOSPC || errno == EDQUOT;
-    const std::string text = failure + file.errorString().toStdString();
+    OutputFile file(_place.watch);
+    std::string path;
+    int error = EEXIST;
+    while (error == EEXIST) {
+        path = _place.name(QStringLiteral("-%1.png").arg(++_fileCount, 4, 10, QLatin1Char('0')).toStdString());
+        if (auto refusal = _place.refusal(path))
+            return refusal;
+        error = file.create(path, _place.existing);
+    }
+    if (error == 0)
+        error = file.write(data, size);
+    const int closeError = file.close();
+    if (error == 0)
+        error = closeError;
+    _lacksRoom = error == ENOSPC || error == EDQUOT;
     if (_lacksRoom) {
-        file.remove();
+        ::unlink(path.c_str());
         --_fileCount;
     }
-    return text;
+    if (error != 0)
+        return "cannot write " + path + ": " + std::generic_category().message(error);
+    return std::nullopt;
 }
 
 bool SnapshotWriter::isDue(qint64 blockTimeMs)

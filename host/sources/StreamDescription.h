@@ -4,6 +4,7 @@
 #include <QtGlobal>
 
 #include <string>
+#include <tuple>
 
 /// One stream of a media file, as far as it is told to people and reports.
 struct StreamDescription {
@@ -19,6 +20,14 @@ struct StreamDescription {
     int channels = 0;
     std::string obstacle;     // why it cannot be decoded; empty when it can
     std::string missingCodec; // the codec that there is no decoder for, where that is why
+
+    auto members() const
+    {
+        return std::tie(index, kind, codec, fourcc, width, height, frameRateNumerator, frameRateDenominator, sampleRate,
+                        channels, obstacle, missingCodec);
+    }
+    bool operator==(const StreamDescription &other) const { return members() == other.members(); }
+    bool operator!=(const StreamDescription &other) const { return members() != other.members(); }
 };
 
 #endif

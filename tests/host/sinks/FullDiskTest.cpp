@@ -14,6 +14,8 @@
 namespace {
 
 constexpr qint64 plenty = 1 << 30;
+// Longer than what is written stays in a buffer.
+constexpr std::chrono::milliseconds bufferTime(250);
 
 template <class Condition>
 bool comesTrue(Condition condition)
@@ -54,7 +56,9 @@ protected:
             const bool isLeftOut = number == 2 || number == 3;
             if (!isFull && isLeftOut)
                 continue;
-            // Some room, but for no whole record.
+            // Some room, but for no whole record; and none of those before still in a buffer.
+            if (isFull && (number == 1 || number == 2))
+                std::this_thread::sleep_for(bufferTime);
             if (isFull)
                 LimitedDisk::setRoom(number == 2 ? 20 : number == 3 ? 0 : plenty);
             const quint64 before = sink.status().bytesWritten;
