@@ -93,7 +93,7 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
         return !hasConnected;
     case AVERROR(EINVAL):
         // A graph that does not parse, or an address without a port. Elsewhere a server's answer may be meant.
-        return isGenerated() || _scheme == QLatin1String("tcp") || _scheme == QLatin1String("srt");
+        return isGenerated() || _scheme == "tcp" || _scheme == "srt";
     default:
         return false;
     }
