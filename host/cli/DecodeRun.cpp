@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <optional>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -24,6 +24,7 @@
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
 #include "terminal/DisplayText.h"
+#include "terminal/LineOutput.h"
 #include "terminal/RunDisplay.h"
 
 namespace {
@@ -32,10 +33,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int pollIntervalMs = 20;
 
-/// Writes one line for people.
+/// Writes one line for people, unless nobody reads them.
 void tell(const std::string &message)
 {
-    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+    LineOutput output(STDERR_FILENO);
+    output.write("decoding-host: " + DisplayText::printable(message).toStdString() + '\n');
 }
 
 bool showsBoard(const DecodeOptions &options)
@@ -57,7 +59,7 @@ public:
         , _messages(messages)
         , _inputs(_session, messages, options.input)
         , _control(_session, _inputs, [this] { _quitRequested = true; })
-        , _display({showsBoard(options), options.quiet})
+        , _display({showsBoard(options), options.quiet, options.isStandardOutputTaken()})
         , _warnings(warnings)
         , _report(report)
     {
@@ -108,6 +110,7 @@ private:
     {
         if (std::exchange(_isEnding, true))
             return;
+        _report.isAwaited = true;
         const std::vector<decoding::Snapshot::Input> inputs = _inputs.snapshot().inputs;
         // Who quits expects live inputs to end, but hardly files.
         _report.interrupted =

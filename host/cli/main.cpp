@@ -4,10 +4,13 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <malloc.h>
+#include <optional>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 #include <variant>
 #include <vector>
 
@@ -18,11 +21,14 @@
 #include "cli/ProbeRun.h"
 #include "control/ControlClient.h"
 #include "media/SafeText.h"
+#include "terminal/LineOutput.h"
 
 namespace {
 
 // An input may take ten seconds to open, and its outputs some time to be written to their end.
 constexpr std::chrono::seconds controlTimeout(60);
+// Of who has told the host to end.
+constexpr std::chrono::milliseconds reportPatience(300);
 
 int fail(int exitCode, const std::string &message)
 {
@@ -32,17 +38,26 @@ int fail(int exitCode, const std::string &message)
     return exitCode;
 }
 
-/// @return the exit code.
-int print(const std::string &text)
+/// @param patience for which the text may find no room, if it may not wait for ever. @return the exit code.
+int print(const std::string &text, int descriptor = STDOUT_FILENO,
+          std::optional<std::chrono::milliseconds> patience = std::nullopt)
 {
-    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+    LineOutput output(descriptor);
+    output.write(text);
+    if (const int error = output.finish(patience))
         return fail(ExitCode::failure,
-                    "cannot write to the standard output: " + std::generic_category().message(errno));
+                    "cannot write to the standard output: " + std::generic_category().message(error));
     return ExitCode::success;
 }
 
 bool writeFile(const std::string &path, const std::string &text)
 {
+    if (path == "-") {
+        LineOutput output(STDOUT_FILENO);
+        output.write(text);
+        errno = output.finish(std::nullopt);
+        return errno == 0;
+    }
     std::FILE *const file = std::fopen(path.c_str(), "wb");
     if (!file)
         return false;
@@ -73,6 +88,8 @@ int run(const CheckOptions &options)
 
 int run(const DecodeOptions &options)
 {
+    // Who reads an output no more costs that output, which tells it, rather than the run.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const auto result = DecodeRun::run(options);
     if (const std::string *const error = std::get_if<std::string>(&result))
         return fail(ExitCode::failure, *error);
@@ -80,7 +97,10 @@ int run(const DecodeOptions &options)
     std::string error;
     if (options.jsonFile && !writeFile(*options.jsonFile, report.toJson()))
         error = "cannot write " + *options.jsonFile + ": " + std::generic_category().message(errno);
-    int exitCode = options.quiet ? ExitCode::success : print(report.toText());
+    int exitCode = options.quiet
+                       ? ExitCode::success
+                       : print(report.toText(), options.isStandardOutputTaken() ? STDERR_FILENO : STDOUT_FILENO,
+                               report.isAwaited ? std::optional(reportPatience) : std::nullopt);
     if (!error.empty())
         exitCode = fail(ExitCode::failure, error);
     // That a report is missing is told; how the run ended would not be.

@@ -1,6 +1,5 @@
 #include "terminal/RunDisplay.h"
 
-#include <cstdio>
 #include <unistd.h>
 
 #include "terminal/DisplayText.h"
@@ -9,21 +8,19 @@ namespace {
 
 constexpr std::chrono::milliseconds redrawInterval(250);
 constexpr std::size_t maxHidden = 1000;
-
-void write(const std::string &message)
-{
-    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
-}
+constexpr std::chrono::milliseconds endPatience(100);
 
 } // namespace
 
 RunDisplay::RunDisplay(Options options)
     : _showsProgress(!options.quiet && !options.showsBoard && isatty(STDERR_FILENO) == 1)
     , _progress(STDERR_FILENO, !_showsProgress)
+    , _messageOutput(STDERR_FILENO)
+    , _lineOutput(options.isStandardOutputTaken ? STDERR_FILENO : STDOUT_FILENO)
 {
     if (options.quiet || !options.showsBoard)
         return;
-    if (isatty(STDOUT_FILENO) == 1) {
+    if (!options.isStandardOutputTaken && isatty(STDOUT_FILENO) == 1) {
         auto opened = Board::open();
         if (const std::string *const error = std::get_if<std::string>(&opened))
             write(*error);
@@ -37,6 +34,14 @@ RunDisplay::RunDisplay(Options options)
 RunDisplay::~RunDisplay()
 {
     closeBoard();
+    // Who reads nothing misses it.
+    static_cast<void>(_lineOutput.finish(endPatience));
+    static_cast<void>(_messageOutput.finish(endPatience));
+}
+
+void RunDisplay::write(const std::string &message)
+{
+    _messageOutput.write("decoding-host: " + DisplayText::printable(message).toStdString() + '\n');
 }
 
 void RunDisplay::tell(const std::string &message)
@@ -80,11 +85,11 @@ BoardAction RunDisplay::update(const decoding::Snapshot &snapshot, Instant now)
 
 void RunDisplay::updateLines(const decoding::Snapshot &snapshot, Instant now)
 {
-    const std::optional<std::string> lines = _lines->update(snapshot, now);
-    if (!lines)
+    // Those that come late would be no news.
+    if (!_lineOutput.writeOn())
         return;
-    std::fputs(lines->c_str(), stdout);
-    std::fflush(stdout);
+    if (const std::optional<std::string> lines = _lines->update(snapshot, now))
+        _lineOutput.write(*lines);
 }
 
 BoardAction RunDisplay::updateBoard(const decoding::Snapshot &snapshot, Instant now)

@@ -10,19 +10,21 @@
 #include "terminal/Board.h"
 #include "terminal/BoardLines.h"
 #include "terminal/BoardView.h"
+#include "terminal/LineOutput.h"
 #include "terminal/ProgressDisplay.h"
 #include <decoding/Snapshot.h>
 
 /// What a run shows while it lasts: the board, as a full screen where the standard output is a terminal, else as lines
-/// on it; or the progress, where the standard error output is a terminal; and messages there, in any case.
-/// Thread-bound.
+/// there; or the progress, where the standard error output is a terminal; and messages there, in any case.
+/// Lines and messages never wait for who reads them. Thread-bound.
 class RunDisplay final {
 public:
     using Instant = std::chrono::steady_clock::time_point;
 
     struct Options {
-        bool showsBoard = false; // rather than the progress
-        bool quiet = false;      // shows messages only
+        bool showsBoard = false;            // rather than the progress
+        bool quiet = false;                 // shows messages only
+        bool isStandardOutputTaken = false; // by others, so that the board is lines on the standard error output
     };
 
     explicit RunDisplay(Options options);
@@ -45,11 +47,14 @@ private:
     [[nodiscard]] bool isDue(Instant now) const;
     void updateLines(const decoding::Snapshot &snapshot, Instant now);
     BoardAction updateBoard(const decoding::Snapshot &snapshot, Instant now);
+    void write(const std::string &message);
     void closeBoard();
 
     const bool _showsProgress;
     ProgressDisplay _progress;
-    std::unique_ptr<Board> _board;    // while it has the screen
+    std::unique_ptr<Board> _board; // while it has the screen
+    LineOutput _messageOutput;
+    LineOutput _lineOutput;
     std::optional<BoardLines> _lines; // where there is no terminal for the board
     std::vector<std::string> _hidden; // messages behind the board
     std::optional<Instant> _updatedAt;
