@@ -186,6 +186,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
             "Decode the inputs' video, audio or both (the default)")
         ->option_text("KIND")
         ->check(CLI::IsMember({"video", "audio", "both"}));
+    command.add_flag("--overwrite", options.input.overwrite, "Replace files that live inputs were written to before");
     command.add_flag("--paced", options.input.paced, "Feed blocks when they are due, not as fast as possible");
     command.add_flag_callback(
         "--time-saving", [&options] { options.session.mode = decoding::Mode::TimeSaving; }, "Decode key blocks only");

@@ -258,3 +258,9 @@ TEST(CommandLine, TakesTheStandardOutputForOneStreamOfOneInputOrForTheReport)
     }
     EXPECT_THAT(wrong({"decode", "a", "--output", "png:-"}), HasSubstr("png writes files of their own"));
 }
+
+TEST(CommandLine, KeepsFilesOfLiveInputsUnlessToldOtherwise)
+{
+    EXPECT_FALSE(parsed<DecodeOptions>({"decode", "a"}).input.overwrite);
+    EXPECT_TRUE(parsed<DecodeOptions>({"decode", "a", "--overwrite"}).input.overwrite);
+}

@@ -190,6 +190,31 @@ TEST_F(StuckOutputs, AStandardOutputThatIsReadNoFurtherHoldsUpNothing)
     EXPECT_FALSE(QFileInfo::exists(socket));
 }
 
+TEST_F(StuckOutputs, AHostThatStartsAgainKeepsWhatItRecorded)
+{
+    const auto record = [this](const QStringList &more) {
+        const HostRun run = HostRun::decode(QStringList{"--duration", "0.5", "--output", "framemd5:" + path("out"),
+                                                        fast("camera"), sample("tree.avi")} +
+                                            more);
+        run.expectSuccess();
+        return run.stream("camera", "video")["frames"].toInt();
+    };
+    const auto framesIn = [this](const char *name) {
+        return static_cast<int>(ToolFrames::hashes(read(output(name))).size());
+    };
+    const int first = record({});
+    EXPECT_EQ(framesIn("camera"), first);
+    const int second = record({});
+    EXPECT_EQ(framesIn("camera"), first);
+    EXPECT_EQ(framesIn("camera.part2"), second);
+    const int third = record({"--overwrite"});
+    EXPECT_EQ(framesIn("camera"), third);
+    EXPECT_EQ(framesIn("camera.part2"), second);
+    // A file's can be made again.
+    EXPECT_GT(framesIn("tree"), 0);
+    EXPECT_FALSE(QFileInfo::exists(output("tree.part2")));
+}
+
 TEST_F(StuckOutputs, ADurationEndsThemInTime)
 {
     makePipe("unread");
