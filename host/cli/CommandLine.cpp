@@ -8,7 +8,10 @@
 #include <map>
 
 #include "cli/ExitCode.h"
+#include "cli/InputSpec.h"
 #include "cli/LoadLimitsText.h"
+#include "media/ShownUrl.h"
+#include "sources/InputNames.h"
 #include <CLI/CLI.hpp>
 
 namespace {
@@ -117,9 +120,31 @@ void addComponentOptions(CLI::App &command, const Take<int> &takeThreads, const 
         ->check(notEmpty);
 }
 
+std::string isInput(const std::string &text)
+{
+    try {
+        InputSpec::parse(text);
+    } catch (const decoding::Error &error) {
+        return error.what();
+    }
+    return notEmpty(text);
+}
+
 CLI::Option &addInputs(CLI::App &command, std::vector<std::string> &inputs)
 {
-    return *command.add_option("INPUT", inputs, "Files or URLs to read")->option_text("...")->check(notEmpty);
+    return *command.add_option("INPUT", inputs, "Files or URLs to read")->option_text("...")->check(isInput);
+}
+
+/// @throw CLI::ValidationError when an input is given a name that one before it has, be that given or made.
+void checkNamesDiffer(const std::vector<std::string> &inputs)
+{
+    InputNames names;
+    for (const std::string &input : inputs) {
+        const InputSpec spec = InputSpec::parse(input);
+        if (spec.name && names.isTaken(*spec.name))
+            throw CLI::ValidationError("INPUT", "\"" + *spec.name + "\" is the name of another input, too");
+        static_cast<void>(names.next(spec.url, spec.name.value_or(std::string())));
+    }
 }
 
 /// Those of runs that go on for as long as the operator likes.
@@ -227,6 +252,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
     command.callback([&options] {
         if (options.inputs.empty() && !options.controlSocket)
             throw CLI::RequiredError("INPUT");
+        checkNamesDiffer(options.inputs);
         decoding::InputOptions &input = options.input;
         if (input.outputs.empty())
             input.outputs.emplace_back();
@@ -266,6 +292,21 @@ void addControl(CLI::App &app, ControlOptions &options)
     command.add_option("REQUEST", options.request, "What to ask, such as: list; help tells more")
         ->option_text("...")
         ->required();
+}
+
+/// @return @p text with the arguments that it quotes as they may be shown.
+std::string withoutSecrets(std::string text, int argc, const char *const *argv)
+{
+    for (int index = 1; index < argc; ++index) {
+        const std::string argument = argv[index];
+        // An option's value may stand behind its name.
+        for (const std::string &part : {argument, argument.substr(argument.find('=') + 1)}) {
+            const std::string shown = ShownUrl::withoutSecrets(part);
+            for (std::size_t at = 0; shown != part && (at = text.find(part, at)) != std::string::npos;)
+                text.replace(at, part.size(), shown), at += shown.size();
+        }
+    }
+    return text;
 }
 
 /// @return what is wrong, and where to find help.
@@ -308,7 +349,7 @@ CommandLine::parse(int argc, const char *const *argv)
     } catch (const CLI::CallForVersion &version) {
         return Exit{ExitCode::success, version.what() + std::string("\n")};
     } catch (const CLI::Error &error) {
-        return Exit{ExitCode::wrongUsage, describe(error, app)};
+        return Exit{ExitCode::wrongUsage, withoutSecrets(describe(error, app), argc, argv)};
     }
 
     if (app.got_subcommand("probe"))

@@ -150,6 +150,14 @@ QJsonObject toObject(const Snapshot::Input &input)
             {QStringLiteral("streams"), streams}};
 }
 
+/// @return null when the run was too short for a sample.
+QJsonValue toValue(const Snapshot::Load &load)
+{
+    if (load.samples == 0)
+        return QJsonValue();
+    return QJsonObject{{QStringLiteral("average"), load.average}, {QStringLiteral("maximum"), load.maximum}};
+}
+
 } // namespace
 
 std::vector<std::string> DecodeReport::allErrors() const
@@ -206,6 +214,10 @@ std::string DecodeReport::toText(int width) const
     text += ReportText::line("processor",
                              QStringLiteral("%1 of CPU time, %2 of %3")
                                  .arg(seconds(cpuTimeMs), percent(cpuShare()), counted(cores, QStringLiteral("core"))));
+    if (snapshot.measuredLoad.samples > 0)
+        text += ReportText::line(
+            "load", QStringLiteral("%1 measured, at most %2")
+                        .arg(percent(snapshot.measuredLoad.average), percent(snapshot.measuredLoad.maximum)));
     if (snapshot.load.samples > 0)
         text += ReportText::line("load", QStringLiteral("%1 by the component's count, at most %2")
                                              .arg(percent(snapshot.load.average), percent(snapshot.load.maximum)));
@@ -285,10 +297,6 @@ std::string DecodeReport::toJson() const
     QJsonArray threads;
     for (const int thread : remains.threads)
         threads.append(thread);
-    QJsonValue load;
-    if (snapshot.load.samples > 0)
-        load = QJsonObject{{QStringLiteral("average"), snapshot.load.average},
-                           {QStringLiteral("maximum"), snapshot.load.maximum}};
     const QJsonObject report{
         {QStringLiteral("exitCode"), exitCode()},
         {QStringLiteral("interrupted"), interrupted},
@@ -302,7 +310,8 @@ std::string DecodeReport::toJson() const
                                                {QStringLiteral("cpuShare"), cpuShare()},
                                                {QStringLiteral("cores"), cores},
                                                {QStringLiteral("peakMemoryBytes"), peakMemoryBytes},
-                                               {QStringLiteral("componentCpuLoad"), load}}},
+                                               {QStringLiteral("componentCpuLoad"), toValue(snapshot.load)},
+                                               {QStringLiteral("measuredCpuLoad"), toValue(snapshot.measuredLoad)}}},
         {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), ReportText::array(remains.published)},
                                                   {QStringLiteral("threads"), threads},
                                                   {QStringLiteral("liveObjects"), objects},

@@ -24,20 +24,23 @@
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
 #include "terminal/DisplayText.h"
+#include "terminal/DisplayThread.h"
 #include "terminal/LineOutput.h"
-#include "terminal/RunDisplay.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int pollIntervalMs = 20;
+constexpr std::chrono::milliseconds messagePatience(100);
 
-/// Writes one line for people, unless nobody reads them.
-void tell(const std::string &message)
+/// Writes lines for people, one for each message. Where somebody waits for the end, nobody need read them.
+void tell(const std::vector<std::string> &messages, bool isAwaited)
 {
     LineOutput output(STDERR_FILENO);
-    output.write("decoding-host: " + DisplayText::printable(message).toStdString() + '\n');
+    for (const std::string &message : messages)
+        output.write("decoding-host: " + DisplayText::printable(message).toStdString() + '\n');
+    static_cast<void>(output.finish(isAwaited ? std::optional(messagePatience) : std::nullopt));
 }
 
 bool showsBoard(const DecodeOptions &options)
@@ -52,9 +55,10 @@ bool showsBoard(const DecodeOptions &options)
 /// What goes on between the start of the session and its end.
 class Run final {
 public:
-    Run(const DecodeOptions &options, decoding::Session &session, RunMessages &messages, WarningLog &warnings,
-        DecodeReport &report)
+    Run(const DecodeOptions &options, const InterruptSignals &interruptSignals, decoding::Session &session,
+        RunMessages &messages, WarningLog &warnings, DecodeReport &report)
         : _options(options)
+        , _interruptSignals(interruptSignals)
         , _session(session)
         , _messages(messages)
         , _inputs(_session, messages, options.input)
@@ -96,10 +100,10 @@ public:
 private:
     void poll()
     {
-        if (InterruptSignals::isInterruptRequested() || _quitRequested)
+        if (_interruptSignals.isInterruptRequested() || _quitRequested)
             end();
         _inputs.poll();
-        _control.poll();
+        _control.poll(Clock::now());
         for (const std::string &warning : _warnings.take())
             _messages.add(warning);
         tellMessages();
@@ -114,7 +118,7 @@ private:
         const std::vector<decoding::Snapshot::Input> inputs = _inputs.snapshot().inputs;
         // Who quits expects live inputs to end, but hardly files.
         _report.interrupted =
-            InterruptSignals::isInterruptRequested() ||
+            _interruptSignals.isInterruptRequested() ||
             std::any_of(inputs.begin(), inputs.end(), [](const auto &input) { return !input.live && !input.decoded; });
         _inputs.close();
     }
@@ -127,10 +131,15 @@ private:
 
     void show()
     {
-        const Clock::time_point now = Clock::now();
-        if (!_display.wantsUpdate(now))
-            return;
-        switch (_display.update(_inputs.snapshot(), now)) {
+        if (_display.wantsSnapshot())
+            _display.show(_inputs.snapshot());
+        for (const BoardAction action : _display.takeActions())
+            perform(action);
+    }
+
+    void perform(BoardAction action)
+    {
+        switch (action) {
         case BoardAction::PerformanceMode:
             _control.setMode(decoding::Mode::Performance);
             break;
@@ -152,11 +161,12 @@ private:
     }
 
     const DecodeOptions &_options;
+    const InterruptSignals &_interruptSignals;
     RunSession _session;
     RunMessages &_messages;
     RunInputs _inputs;
     RunControl _control;
-    RunDisplay _display;
+    DisplayThread _display;
     WarningLog &_warnings;
     DecodeReport &_report;
     bool _quitRequested = false;
@@ -183,12 +193,14 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
     decoding::SessionOptions sessionOptions = options.session;
     sessionOptions.lights = showsBoard(options);
     sessionOptions.onMessage = [&messages](const RunMessages::Message &message) { messages.add(message); };
+    std::optional<InterruptSignals> interruptSignals(std::in_place); // before there are other threads
     try {
         decoding::Session session(std::move(sessionOptions));
         const Clock::time_point startedAt = Clock::now();
         const qint64 cpuBeforeMs = ProcessFigures::cpuTimeMs();
-        if (auto error = Run(options, session, messages, warnings, report).decode())
+        if (auto error = Run(options, *interruptSignals, session, messages, warnings, report).decode())
             return error;
+        interruptSignals.reset();
         report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
         report.cpuTimeMs = ProcessFigures::cpuTimeMs() - cpuBeforeMs;
         report.cores = ProcessFigures::cores();
@@ -203,7 +215,6 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
 
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
-    const InterruptSignals interruptSignals;
     ProcessFigures::allowManyOpenFiles();
     if (const auto error = obstacle(options))
         return *error;
@@ -215,15 +226,16 @@ std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &opti
         // Decoders outlive their inputs, and warn until the component is stopped.
         for (const std::string &warning : warnings.take())
             messages.add(warning);
-        for (const std::string &message : messages.take())
-            tell(message);
+        tell(messages.take(), report.isAwaited);
         if (error)
             return *error;
     }
     report.peakMemoryBytes = ProcessFigures::peakMemoryBytes();
     report.objectsLeft = ObjectTrace::liveCountByType();
     report.slabBlocksLeft = static_cast<qint64>(slab::liveBlockCount());
-    for (const QString &left : report.leftBehind())
-        tell("the component left " + left.toStdString());
+    std::vector<std::string> left;
+    for (const QString &each : report.leftBehind())
+        left.push_back("the component left " + each.toStdString());
+    tell(left, report.isAwaited);
     return report;
 }

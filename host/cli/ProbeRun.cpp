@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "cli/InputSpec.h"
 #include "media/ShownUrl.h"
 #include "sources/MediaProbe.h"
 #include "terminal/DisplayText.h"
@@ -57,8 +58,7 @@ QString lineOf(const MediaProbe &probe, const StreamDescription &stream)
 
 QString textOf(const QString &shown, const MediaProbe &probe)
 {
-    QString text = QStringLiteral("%1: %2").arg(DisplayText::printable(shown.toStdString()),
-                                                DisplayText::printable(probe.container));
+    QString text = QStringLiteral("%1: %2").arg(shown, DisplayText::printable(probe.container));
     if (probe.duration.count() >= 0)
         text += QStringLiteral(", %1 s").arg(static_cast<double>(probe.duration.count()) / 1000, 0, 'f', 2);
     text += QLatin1Char('\n');
@@ -110,8 +110,8 @@ ProbeRun::Result ProbeRun::run(const ProbeOptions &options)
     QString text;
     QJsonArray inputs;
     for (const std::string &input : options.inputs) {
-        const QString address = QString::fromStdString(input);
-        const QString shown = ShownUrl::withoutSecrets(address);
+        const std::string address = InputSpec::parse(input).url;
+        const QString shown = DisplayText::printable(ShownUrl::withoutSecrets(address));
         const auto probed = MediaProbe::of(address);
         if (const std::string *const error = std::get_if<std::string>(&probed)) {
             result.errors.push_back(*error);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "media/ShownUrl.h"
+
 RunControl::RunControl(IRunSession &session, RunInputs &inputs, std::function<void()> quit)
     : _session(session)
     , _inputs(inputs)
@@ -10,14 +12,15 @@ RunControl::RunControl(IRunSession &session, RunInputs &inputs, std::function<vo
 {
 }
 
-void RunControl::poll()
+void RunControl::poll(Instant now)
 {
     // An answer may bring the next request.
     if (!_adding.empty()) {
         const decoding::Snapshot snapshot = _inputs.snapshot();
-        for (const Adding &adding : std::exchange(_adding, {})) {
-            if (!answer(adding, snapshot))
-                _adding.push_back(adding);
+        for (Adding &adding : std::exchange(_adding, {})) {
+            adding.since = adding.since.value_or(now);
+            if (!answer(adding, snapshot, now))
+                _adding.push_back(std::move(adding));
         }
     }
     for (const Removing &removing : std::exchange(_removing, {})) {
@@ -31,14 +34,15 @@ void RunControl::poll()
 void RunControl::add(const std::string &url, const std::optional<std::string> &name, const AddDone &done)
 {
     try {
-        _adding.push_back({_inputs.add(name ? InputSpec{url, name} : InputSpec::parse(url)), done});
+        _adding.push_back({_inputs.add(name ? InputSpec{url, name} : InputSpec::parse(url)), done, std::nullopt});
     } catch (const decoding::Error &error) {
         done(std::string(), error.what());
     }
 }
 
-/// @return false as long as it is not known what becomes of the input.
-bool RunControl::answer(const Adding &adding, const decoding::Snapshot &snapshot)
+/// @return false as long as it is not known what becomes of the input. A live one that does not come at once is tried
+///         on and on: nothing more need be known of it.
+bool RunControl::answer(const Adding &adding, const decoding::Snapshot &snapshot, Instant now)
 {
     if (!_inputs.contains(adding.name)) {
         adding.done(adding.name, adding.name + ": removed before it was open");
@@ -46,16 +50,22 @@ bool RunControl::answer(const Adding &adding, const decoding::Snapshot &snapshot
     }
     const auto input = std::find_if(snapshot.inputs.begin(), snapshot.inputs.end(),
                                     [&adding](const auto &candidate) { return candidate.name == adding.name; });
-    const bool isOpen = input != snapshot.inputs.end() && RunInputs::isOpen(*input);
-    if (!isOpen && (input == snapshot.inputs.end() || !input->finished))
+    if (input == snapshot.inputs.end())
         return false;
-    IControl::Error error;
-    if (!isOpen) {
-        const std::vector<std::string> errors = input->errors();
-        error = errors.empty() ? adding.name + ": not opened" : errors.front();
-        _inputs.remove(adding.name);
+    const bool mayComeLater = input->live && input->state != decoding::State::Failed &&
+                              (input->state == decoding::State::Waiting || now - *adding.since >= liveAnswerLimit);
+    const bool isOpen = !input->streams.empty() || (mayComeLater && !input->finished);
+    if (!isOpen && !input->finished)
+        return false;
+    if (isOpen) {
+        adding.done(adding.name, std::nullopt);
+        return true;
     }
-    adding.done(adding.name, error);
+    const std::vector<std::string> errors = input->errors();
+    const std::string error = errors.empty() ? adding.name + ": not opened" : errors.front();
+    _inputs.remove(adding.name);
+    // Its name is to be free by then.
+    _removing.push_back({adding.name, [adding, error](const Error & /*none*/) { adding.done(adding.name, error); }});
     return true;
 }
 
@@ -64,7 +74,7 @@ void RunControl::remove(const std::string &name, const Done &done)
     if (_inputs.remove(name))
         _removing.push_back({name, done});
     else
-        done(name + ": there is no input of this name");
+        done(ShownUrl::withoutSecrets(name) + ": there is no input of this name");
 }
 
 IControl::Error RunControl::setGovernor(bool on)

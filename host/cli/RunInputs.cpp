@@ -110,7 +110,7 @@ Snapshot RunInputs::snapshot() const
 
 bool RunInputs::isOpen(const Snapshot::Input &input)
 {
-    return input.live || !input.streams.empty();
+    return (input.live && input.state != decoding::State::Failed) || !input.streams.empty();
 }
 
 /// Begins the copies of each input that was opened, and drops those of each that could not be.

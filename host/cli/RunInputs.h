@@ -39,7 +39,8 @@ public:
     ///         for those that were removed; and with all messages of the run.
     decoding::Snapshot snapshot() const;
 
-    /// Whether something of the input is or was decoded, or may be at any time: a live one is tried on and on.
+    /// Whether something of the input is or was decoded, or may be at any time: a live one is tried on and on, unless
+    /// that makes no sense.
     static bool isOpen(const decoding::Snapshot::Input &input);
 
 private:

@@ -19,6 +19,7 @@
 #include "cli/DecodeRun.h"
 #include "cli/ExitCode.h"
 #include "cli/ProbeRun.h"
+#include "cli/StandardDescriptors.h"
 #include "control/ControlClient.h"
 #include "media/SafeText.h"
 #include "terminal/LineOutput.h"
@@ -28,13 +29,16 @@ namespace {
 // An input may take ten seconds to open, and its outputs some time to be written to their end.
 constexpr std::chrono::seconds controlTimeout(60);
 // Of who has told the host to end.
-constexpr std::chrono::milliseconds reportPatience(300);
+constexpr std::chrono::milliseconds reportPatience(200);
+constexpr std::chrono::milliseconds messagePatience(200);
 
 int fail(int exitCode, const std::string &message)
 {
     // One line, whatever texts of others the message quotes.
     const std::string line = SafeText::utf8(QString::fromStdString(message).simplified().toStdString());
-    std::fprintf(stderr, "decoding-host: %s\n", line.c_str());
+    LineOutput output(STDERR_FILENO);
+    output.write("decoding-host: " + line + '\n');
+    static_cast<void>(output.finish(messagePatience)); // Who reads nothing misses it.
     return exitCode;
 }
 
@@ -146,6 +150,7 @@ int run(const ControlOptions &options)
 // NOLINTNEXTLINE(bugprone-exception-escape): only running out of memory throws, and ends the program
 int main(int argc, char **argv)
 {
+    StandardDescriptors::openClosedOnes();
     // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's
     // own.
     if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))

@@ -69,6 +69,7 @@ std::vector<std::string> statusOf(const decoding::Snapshot &snapshot)
             "inputs=" + std::to_string(snapshot.inputs.size()),
             "streams=" + std::to_string(streams),
             "cpuLoad=" + decimal(snapshot.load.now, 3),
+            "measuredCpuLoad=" + decimal(snapshot.measuredLoad.now, 3),
             std::string("mode=") + toText(snapshot.mode),
             "governor=" + (snapshot.governor.empty() ? unknown : ControlLine::field(snapshot.governor))};
 }

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "control/ControlLine.h"
+#include "media/ShownUrl.h"
 
 namespace {
 
@@ -78,7 +79,7 @@ std::variant<Any, std::string> ControlRequest::parse(const Words &words)
     const auto *const form =
         std::find_if(forms.begin(), forms.end(), [&words](const Form &known) { return words[0] == known.name; });
     if (form == forms.end())
-        return "there is no request \"" + ControlLine::field(words[0]) + "\"; try help";
+        return "there is no request \"" + ControlLine::field(ShownUrl::withoutSecrets(words[0])) + "\"; try help";
     const std::size_t arguments = words.size() - 1;
     std::optional<Any> request;
     if (arguments >= form->minArguments && arguments <= form->maxArguments)

@@ -84,6 +84,8 @@ public:
     /// The same in UTF-8.
     const std::string &shownName() const { return _shownName; }
     const MediaSource::Stream &description() const { return _description; }
+    /// It has become another one under way; what was asked for stays.
+    void setDescription(const MediaSource::Stream &description) { _description = description; }
     /// That have come while anybody took them.
     qint64 frames() const;
     /// What could not be decoded, or not whole.
@@ -106,8 +108,8 @@ private:
     template <class Sink>
     void add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader);
 
-    // Constant after construction.
-    const MediaSource::Stream _description;
+    // Constant after construction, but for the first.
+    MediaSource::Stream _description;
     const StreamKind _kind;
     const QString _name;
     const std::string _shownName;

@@ -54,7 +54,7 @@ public:
 
     virtual ~InputFeed() = default;
 
-    /// @return the streams that have become known since the last call.
+    /// @return the streams that have become known, or others than they were, since the last call.
     virtual std::vector<Stream> takeStreams() = 0;
     /// A decoder will read the stream of @p kind, which is known. A file delivers those streams alone that are to be
     /// decoded: ask for all of them before the first call of `queue`.
@@ -65,6 +65,8 @@ public:
     [[nodiscard]] virtual ModkitPtr<IInputQueue> queue(StreamKind kind) const = 0;
     /// The decoders of all the streams that a file is to deliver are there: reads on.
     virtual void start() = 0;
+    /// What comes cannot be decoded as it was described: a live source finds out anew.
+    virtual void describeAnew() {}
     /// Has everything stop at once, and the queues give out no more blocks. Does not wait.
     virtual void cancel() = 0;
     /// Waits until nothing reads any more. Thread-safe; call it once the feed has ended or was cancelled.

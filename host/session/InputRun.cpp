@@ -5,6 +5,7 @@
 
 #include "interfaces/CreationFlags.h"
 #include "media/SafeText.h"
+#include "media/ShownUrl.h"
 #include "session/FileFeed.h"
 #include "session/LiveFeed.h"
 #include "session/OutputSpecs.h"
@@ -40,7 +41,6 @@ InputRun::~InputRun()
 
 std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
 {
-    const QString address = QString::fromStdString(_url);
     const QString label = QString::fromStdString(_name.shown);
     std::unique_ptr<InputFeed> feed;
     if (isLive()) {
@@ -49,7 +49,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         live.audio = audio;
         live.duration = _options.duration;
         live.label = label;
-        feed = std::make_unique<LiveFeed>(address, live, _options.maxLatency);
+        feed = std::make_unique<LiveFeed>(_url, live, _options.maxLatency);
     } else {
         MediaSource::Options file;
         file.video = video;
@@ -58,7 +58,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         file.repeat = _options.repeat;
         file.duration = _options.duration;
         file.label = label;
-        feed = std::make_unique<FileFeed>(address, file, _environment.openers, _environment.feeds.wake);
+        feed = std::make_unique<FileFeed>(_url, file, _environment.openers, _environment.feeds.wake);
     }
     return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);
 }
@@ -122,7 +122,7 @@ void InputRun::close()
 void InputRun::fail(const std::string &what)
 {
     if (!_error)
-        _error = _name.shown + ": " + SafeText::utf8(what);
+        _error = _name.shown + ": " + ShownUrl::inSentence(SafeText::utf8(what));
     close();
 }
 
@@ -147,6 +147,7 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
         decodeOnceOutputsAreOpen(std::chrono::steady_clock::now());
     for (const auto &feed : _feeds)
         feed->poll();
+    followChanges();
     endReadersInVain();
     dropLeftFeeds();
     tellHandle();
@@ -159,14 +160,31 @@ void InputRun::takeStreams(FeedRun &feed)
         _isKnown = true;
         _present[indexOf(stream.kind())] = true;
         Kind &of = at(stream.kind());
-        if (!of.feed || of.feed == &feed)
+        if (!of.feed || of.feed == &feed) {
             of.known = stream;
+            if (of.stream)
+                of.stream->setDescription(stream.description);
+        }
     }
     // A file that was opened again may have another content by now.
     const bool lacksIts = std::any_of(_kinds.begin(), _kinds.end(),
                                       [&feed](const Kind &kind) { return kind.feed == &feed && !kind.known; });
     if (!streams.empty() && lacksIts)
         fail("the file has changed since it was opened");
+}
+
+/// Has a live source described anew whose blocks come, but do not fit what is known of their stream.
+void InputRun::followChanges()
+{
+    for (const StreamKind kind : streamKinds) {
+        Kind &of = at(kind);
+        if (!isLive() || !of.stream || !of.feed->isOpenForOutputs())
+            continue;
+        InputFeed &feed = of.feed->feed();
+        if (of.decoding.isFutile(of.stream->frames(), of.stream->damaged(), feed.figures(kind).lost,
+                                 std::chrono::steady_clock::now()))
+            feed.describeAnew();
+    }
 }
 
 bool InputRun::isWritten(StreamKind kind) const

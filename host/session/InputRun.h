@@ -10,9 +10,10 @@
 
 #include "session/DecodedStream.h"
 #include "session/FeedRun.h"
+#include "session/FutileDecoding.h"
 #include "session/InputCore.h"
-#include "session/InputNames.h"
 #include "session/JobThreads.h"
+#include "sources/InputNames.h"
 
 /// One input of a session, from its opening until all that came of it is complete.
 ///
@@ -98,6 +99,7 @@ private:
         std::vector<ReaderBuffer> readers;
         FeedRun *feed = nullptr; // that gives its blocks; null before there is one
         std::optional<InputFeed::Stream> known;
+        FutileDecoding decoding;
         std::unique_ptr<DecodedStream> opening; // until its outputs are open
         DecodedStream *stream = nullptr;        // while it is, or was, decoded
         // Of the streams that all readers have left.
@@ -118,6 +120,7 @@ private:
     void decodeOnceOutputsAreOpen(std::chrono::steady_clock::time_point now);
     std::optional<std::string> decode(Kind &kind);
     void giveUp(const std::string &error);
+    void followChanges();
     void endReadersInVain();
     void leave(Kind &kind);
     void dropLeftFeeds();

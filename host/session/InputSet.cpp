@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "media/ShownUrl.h"
 #include "session/SnapshotFiller.h"
-#include "sources/LiveSource.h"
+#include "sources/LiveUrl.h"
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs)
     : _environment{environment, {_enders, [jobs] { jobs->wake(); }}, _openers}
@@ -24,10 +25,10 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
         return std::string("no input is taken any more: this host is ending");
     // Who has let go of a finished input may use its name at once.
     forgetLeft();
-    if (!options.name.empty() && _names.isShown(options.name))
-        return options.name + ": there is an input of this name";
+    if (!options.name.empty() && _names.isTaken(options.name))
+        return ShownUrl::withoutSecrets(options.name) + ": there is an input of this name";
     InputNames::Name name = _names.next(url, options.name);
-    const bool isLive = LiveSource::isLive(QString::fromStdString(url));
+    const bool isLive = LiveUrl::isLive(url);
     const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs);
     _inputs.push_back(std::make_unique<InputRun>(url, std::move(name), core, _environment));
     _inputFiles.reset();

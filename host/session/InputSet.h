@@ -6,10 +6,10 @@
 #include <variant>
 #include <vector>
 
-#include "session/InputNames.h"
 #include "session/InputRun.h"
 #include "session/JobThreads.h"
 #include "session/SessionJobs.h"
+#include "sources/InputNames.h"
 
 /// The inputs of a session, which come and go while it lasts. Thread-bound; waits for nothing but in its destructor.
 class InputSet final {

@@ -29,7 +29,7 @@ InputFeed::Figures figuresOf(const LiveQueue &queue)
 
 } // namespace
 
-LiveFeed::LiveFeed(const QString &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
+LiveFeed::LiveFeed(const std::string &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
     : _name(options.label.toStdString())
     , _queues{ModkitPtr<LiveQueue>(new LiveQueue(queueLimits(maxLatency))),
               ModkitPtr<LiveQueue>(new LiveQueue(queueLimits(maxLatency)))}
@@ -44,8 +44,10 @@ std::vector<InputFeed::Stream> LiveFeed::takeStreams()
     const qint64 startTimeUs = _source.status().startTimeUs;
     std::vector<Stream> streams;
     for (const MediaSource::Stream &stream : known) {
-        if (_taken.insert(kindOf(stream.streamId)).second)
+        const auto [place, isNew] = _taken.insert({kindOf(stream.streamId), stream});
+        if (isNew || place->second != stream)
             streams.push_back({stream, startTimeUs});
+        place->second = stream;
     }
     return streams;
 }

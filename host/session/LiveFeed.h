@@ -1,10 +1,9 @@
 #ifndef HOST_SESSION_LIVEFEED_H
 #define HOST_SESSION_LIVEFEED_H
 
-#include <QString>
-
 #include <array>
 #include <chrono>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,13 +17,14 @@
 class LiveFeed final : public InputFeed {
 public:
     /// Begins to connect. @param options with a label. @param maxLatency of a block in its queue.
-    LiveFeed(const QString &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
+    LiveFeed(const std::string &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
 
     std::vector<Stream> takeStreams() override;
     void decode(StreamKind kind) override { _decoded.insert(kind); }
     void leave(StreamKind kind) override { _decoded.erase(kind); }
     ModkitPtr<IInputQueue> queue(StreamKind kind) const override { return _queues[indexOf(kind)]; }
     void start() override {} // What comes before there is a decoder waits in the queues, as long as it may.
+    void describeAnew() override { _source.describeAnew(); }
     void cancel() override;
     void wait() override { _source.join(); }
     bool isDrained() const override;
@@ -41,8 +41,8 @@ private:
     const std::string _name;
     const std::array<ModkitPtr<LiveQueue>, streamKinds.size()> _queues; // by kind
     LiveSource _source;
-    std::set<StreamKind> _taken;   // kinds of the streams that are known
-    std::set<StreamKind> _decoded; // of those that somebody reads
+    std::map<StreamKind, StreamDescription> _taken; // the streams that are known
+    std::set<StreamKind> _decoded;                  // kinds of those that somebody reads
 };
 
 #endif

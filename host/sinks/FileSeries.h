@@ -11,11 +11,14 @@
 #include "sinks/OutputPlace.h"
 
 /// The files that a stream is written to, one after the other: `<stem><suffix>`, and where the format cannot go on
-/// because the form of the packets has changed, `<stem>.part2<suffix>` and so on. Existing files are overwritten, or
-/// kept and their names passed over, as the place says. The standard output holds the first one alone. Reentrant.
+/// because the form of the packets has changed or the file has all that it may hold, `<stem>.part2<suffix>` and so on.
+/// Existing files are overwritten, or kept and their names passed over, as the place says. The standard output holds the
+/// first one alone. Reentrant.
 ///
 /// Time stamps in a file never go back: one that does is raised to the one before it. Where the stream breaks and its
-/// time stamps begin anew, the rest is shifted behind what is written already. A missing one follows the one before it.
+/// time stamps begin anew, the rest is shifted behind what is written already, and so it is where they jump back without
+/// a break, as in files that were put together: by more than half a second, or so that the next one is behind as well.
+/// A missing one follows the one before it.
 class FileSeries final {
 public:
     FileSeries(OutputPlace place, const FileFormat &format);
@@ -30,7 +33,8 @@ public:
     [[nodiscard]] std::optional<std::string> finish();
 
 private:
-    std::optional<std::string> prepare(const MediaForm &form);
+    std::optional<std::string> prepare(const MediaForm &form, qint64 size);
+    bool beginsAnew(qint64 timestamp);
     qint64 timestampOf(const AVPacket &packet, qint64 duration);
 
     const OutputPlace _place;
@@ -44,6 +48,7 @@ private:
     qint64 _next = 0;            // where the packet after it is to follow
     qint64 _shift = 0;
     bool _broken = false; // since the packet before
+    bool _raised = false; // the time stamp of the packet before
 };
 
 #endif

@@ -145,6 +145,11 @@ std::optional<std::string> MediaFile::unlessGood(int code, const std::string &wh
     return what + " " + _name + ": " + (code == AVERROR(EPIPE) ? "its reader has closed it" : ffmpegErrorText(code));
 }
 
+bool MediaFile::isFullFor(qint64 size) const
+{
+    return _format.maxBytes > 0 && avio_tell(_context->pb) + size > _format.maxBytes;
+}
+
 int MediaFile::close()
 {
     int code = 0;

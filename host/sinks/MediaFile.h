@@ -1,6 +1,8 @@
 #ifndef HOST_SINKS_MEDIAFILE_H
 #define HOST_SINKS_MEDIAFILE_H
 
+#include <QtGlobal>
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,11 +17,15 @@ struct AVRational;
 
 /// One way to write a stream's packets into a file.
 struct FileFormat {
-    const char *muxer;  // libavformat's name
-    const char *suffix; // of the file name
-    int codec;          // AVCodecID of the packets
-    bool anyForm;       // whether the form of packets may change within a file
+    const char *muxer;   // libavformat's name
+    const char *suffix;  // of the file name
+    int codec;           // AVCodecID of the packets
+    bool anyForm;        // whether the form of packets may change within a file
+    qint64 maxBytes = 0; // that a file may have; 0: no limit
 };
+
+/// Of formats whose chunks tell their size in 32 bits, with room for headers and trailers.
+constexpr qint64 maxRiffBytes = (qint64(1) << 32) - (1 << 16);
 
 /// One file with one stream in it, written by one of libavformat's muxers. Failures are one line that names the file.
 /// Reentrant.
@@ -48,6 +54,8 @@ public:
     AVRational timeBase() const;
     /// The least time stamp that may follow the time stamp @p last.
     qint64 leastAfter(qint64 last) const;
+    /// Whether @p size more bytes are beyond what such a file may have.
+    bool isFullFor(qint64 size) const;
 
 private:
     std::optional<std::string> unlessGood(int code, const std::string &what = "cannot write") const;

@@ -22,7 +22,7 @@ const std::map<OutputSpec::Kind, FileFormat> pictureFormats = {
 const std::map<OutputSpec::Kind, FileFormat> sampleFormats = {
     {OutputSpec::FrameMd5, {"framemd5", ".audio.framemd5", AV_CODEC_ID_PCM_S16LE, true}},
     {OutputSpec::Raw, {"s16le", ".audio.raw", AV_CODEC_ID_PCM_S16LE, true}},
-    {OutputSpec::Wav, {"wav", ".wav", AV_CODEC_ID_PCM_S16LE, false}},
+    {OutputSpec::Wav, {"wav", ".wav", AV_CODEC_ID_PCM_S16LE, false, maxRiffBytes}},
 };
 
 OutputPlace placeOf(const OutputSpec &spec, const SinkFactory::Input &input)

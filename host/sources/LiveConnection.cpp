@@ -1,6 +1,7 @@
 #include "sources/LiveConnection.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "format/MediaBlock.h"
@@ -9,35 +10,53 @@
 
 namespace {
 
+/// A stream that has been silent for so long, or whose time is so far from that of another one of its kind, has given
+/// way to it. Streams that go on side by side are nearer to each other.
+constexpr std::chrono::milliseconds longestSilence{700};
+constexpr qint64 greatestDistanceMs = 1000;
+
+std::optional<StreamKind> kindOfMedia(AVMediaType type)
+{
+    switch (type) {
+    case AVMEDIA_TYPE_VIDEO:
+        return StreamKind::Video;
+    case AVMEDIA_TYPE_AUDIO:
+        return StreamKind::Audio;
+    default:
+        return std::nullopt;
+    }
+}
+
 } // namespace
 
-LiveConnection::LiveConnection(std::unique_ptr<MediaInput> input)
+LiveConnection::LiveConnection(std::unique_ptr<MediaInput> input, const Wanted &wanted)
     : _input(std::move(input))
+    , _wanted(wanted)
     , _packet(av_packet_alloc())
 {
 }
 
-std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(const LiveUrl &url,
-                                                                                const Wanted &wanted,
-                                                                                std::chrono::milliseconds limit,
-                                                                                const std::atomic<bool> &stopRequested)
+std::variant<std::unique_ptr<LiveConnection>, LiveConnection::Failure>
+LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
+                     const std::atomic<bool> &stopRequested)
 {
     auto opened = MediaInput::openLive(url, limit, stopRequested);
     if (const int *const error = std::get_if<int>(&opened)) {
-        return *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
-                                            : "cannot be opened: " + ffmpegErrorText(*error);
+        const std::string what = *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
+                                                              : "cannot be opened: " + ffmpegErrorText(*error);
+        return Failure{what, *error};
     }
     std::unique_ptr<LiveConnection> connection(
-        new LiveConnection(std::move(std::get<std::unique_ptr<MediaInput>>(opened))));
+        new LiveConnection(std::move(std::get<std::unique_ptr<MediaInput>>(opened)), wanted));
     MediaInput &input = *connection->_input;
     const int video = input.bestStream(AVMEDIA_TYPE_VIDEO, -1);
     const int audio = input.bestStream(AVMEDIA_TYPE_AUDIO, video);
     if (wanted.video && video >= 0)
-        connection->addStream(video, StreamKind::Video, wanted, url);
+        connection->addStream(video, StreamKind::Video);
     if (wanted.audio && audio >= 0)
-        connection->addStream(audio, StreamKind::Audio, wanted, url);
+        connection->addStream(audio, StreamKind::Audio);
     if (connection->_streams.empty())
-        return input.whyNothingCanBeDecoded(wanted.video, wanted.audio);
+        return Failure{input.whyNothingCanBeDecoded(wanted.video, wanted.audio)};
     input.select([&](int index) {
         const auto &streams = connection->_streams;
         return std::any_of(streams.begin(), streams.end(),
@@ -46,11 +65,24 @@ std::variant<std::unique_ptr<LiveConnection>, std::string> LiveConnection::open(
     return connection;
 }
 
-void LiveConnection::addStream(int index, StreamKind kind, const Wanted &wanted, const LiveUrl &url)
+void LiveConnection::addStream(int index, StreamKind kind)
 {
-    const QByteArray label = wanted.label.isEmpty() ? QByteArray::fromStdString(url.shown()) : wanted.label.toUtf8();
-    _streams.push_back({_input->describe(index), streamIdOf(kind), label + ' ' + nameOf(kind)});
-    _parameters.push_back(_input->packedParameters(index, _streams.back().origin));
+    // Video first.
+    const std::size_t position = kind == StreamKind::Video ? 0 : _streams.size();
+    _streams.insert(_streams.begin() + static_cast<std::ptrdiff_t>(position), MediaSource::Stream());
+    _tracks.insert(_tracks.begin() + static_cast<std::ptrdiff_t>(position), Track());
+    _streams[position].streamId = streamIdOf(kind);
+    _streams[position].origin = _wanted.label + ' ' + nameOf(kind);
+    describe(position, index);
+}
+
+void LiveConnection::describe(std::size_t position, int index)
+{
+    MediaSource::Stream &stream = _streams[position];
+    static_cast<StreamDescription &>(stream) = _input->describe(index);
+    Track &track = _tracks[position];
+    track.parameters = _input->packedParameters(index, stream.origin);
+    track.codec = _input->stream(index).codecpar->codec_id;
 }
 
 LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_point deadline, BlockTimes &times)
@@ -70,6 +102,8 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
     if (error != 0)
         return result;
 
+    if (_packet->size > 0)
+        result.hasOtherStreams = follow(std::chrono::steady_clock::now());
     const auto found = std::find_if(_streams.begin(), _streams.end(), [this](const MediaSource::Stream &stream) {
         return stream.index == _packet->stream_index;
     });
@@ -84,20 +118,63 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
     return result;
 }
 
+/// Takes in the packet's stream where that is wanted. @return whether the streams are others than before.
+bool LiveConnection::follow(Instant now)
+{
+    const int index = _packet->stream_index;
+    const AVCodecParameters &parameters = *_input->stream(index).codecpar;
+    const std::optional<StreamKind> kind = kindOfMedia(parameters.codec_type);
+    if (!kind || !isWanted(*kind))
+        return false;
+    const auto found = std::find_if(_streams.begin(), _streams.end(), [kind](const MediaSource::Stream &stream) {
+        return stream.streamId == streamIdOf(*kind);
+    });
+    const auto position = static_cast<std::size_t>(found - _streams.begin());
+    const bool isKnown = found != _streams.end();
+    bool isOther = false;
+    if (isKnown && found->index == index)
+        isOther = parameters.codec_id != _tracks[position].codec;
+    else
+        isOther = isKeyPacket(*kind) && (!isKnown || isReplaced(_tracks[position], now));
+    isOther = isOther && _input->describe(index).obstacle.empty();
+    if (isOther && isKnown) {
+        describe(position, index);
+        _tracks[position].begins = true;
+    } else if (isOther) {
+        addStream(index, *kind);
+    }
+    return isOther;
+}
+
+/// Whether the packet, of the same kind, comes in the place of what @p track has given.
+bool LiveConnection::isReplaced(const Track &track, Instant now) const
+{
+    const std::optional<qint64> timeMs = _input->timeMs(*_packet);
+    return now - track.at >= longestSilence ||
+           (timeMs && track.timeMs && std::abs(*timeMs - *track.timeMs) >= greatestDistanceMs);
+}
+
+bool LiveConnection::isKeyPacket(StreamKind kind) const
+{
+    return kind == StreamKind::Audio || (_packet->flags & AV_PKT_FLAG_KEY) != 0;
+}
+
 /// The packet as a block.
-LiveConnection::Delivery LiveConnection::delivery(std::size_t position, BlockTimes &times) const
+LiveConnection::Delivery LiveConnection::delivery(std::size_t position, BlockTimes &times)
 {
     const MediaSource::Stream &stream = _streams[position];
+    Track &track = _tracks[position];
+    track.at = std::chrono::steady_clock::now();
+    track.timeMs = _input->timeMs(*_packet);
     Delivery delivery;
     delivery.kind = static_cast<int>(kindOf(stream.streamId));
+    delivery.begins = std::exchange(track.begins, false);
     delivery.packetBytes = _packet->size;
     delivery.block.streamId = stream.streamId;
-    delivery.block.keyBlock = kindOf(stream.streamId) == StreamKind::Audio || (_packet->flags & AV_PKT_FLAG_KEY) != 0;
-    delivery.block.data = delivery.block.keyBlock
-                              ? MediaBlock::packKeyBlock(stream.fourcc, _parameters[position], *_packet)
-                              : MediaBlock::packBlock(*_packet);
+    delivery.block.keyBlock = isKeyPacket(kindOf(stream.streamId));
+    delivery.block.data = delivery.block.keyBlock ? MediaBlock::packKeyBlock(stream.fourcc, track.parameters, *_packet)
+                                                  : MediaBlock::packBlock(*_packet);
     delivery.block.timestamp = _packet->pts;
-    delivery.block.blockTimeMs =
-        times.next(delivery.kind, _input->timeMs(*_packet), _input->durationMs(*_packet, stream));
+    delivery.block.blockTimeMs = times.next(delivery.kind, track.timeMs, _input->durationMs(*_packet, stream));
     return delivery;
 }

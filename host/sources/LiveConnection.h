@@ -2,7 +2,6 @@
 #define HOST_SOURCES_LIVECONNECTION_H
 
 #include <QByteArray>
-#include <QString>
 
 #include <atomic>
 #include <chrono>
@@ -21,36 +20,45 @@
 #include "sources/MediaSource.h"
 
 /// One connection to a live source, from its opening until it breaks. Gives the packets of at most one video and one
-/// audio stream as blocks: key blocks where libavformat says so, and all those of sound. Reentrant.
+/// audio stream as blocks: key blocks where libavformat says so, and all those of sound. Follows a source that changes
+/// its streams under way: takes in the first stream of a kind that was missing, and one that comes in the place of
+/// another. Reentrant.
 class LiveConnection final {
 public:
     struct Wanted {
         bool video = true;
         bool audio = true;
-        QString label; // of the streams
+        QByteArray label; // of the streams
     };
 
     /// Its kind, 0: video, 1: audio, and its size without what it was packed in.
     struct Delivery {
         int kind = 0;
+        bool begins = false; // the first one of a stream in the place of another, which has ended
         qint64 packetBytes = 0;
         LiveQueue::Block block;
     };
 
     /// What came of a read.
     struct Result {
+        bool hasOtherStreams = false; // than at the last read
         std::optional<Delivery> delivery;
         std::string failure;   // why nothing more will come; empty when something may
         bool isIdle = false;   // there is nothing at the moment: ask again after a while
         bool timedOut = false; // the deadline was reached; what is delivered all the same had come long before
     };
 
+    /// Why there is no connection.
+    struct Failure {
+        std::string what; // in words that go behind the url
+        int error = 0;    // libavformat's; 0 when it opened the source, but nothing in it can be decoded
+    };
+
     /// Opens @p url; blocks for @p limit at most.
     /// @param stopRequested ends this call and each read within a tenth of a second once it is set, but for the time
     ///         that
     ///        the system needs to look up a name; outlives the connection.
-    /// @return the connection, or what went wrong, in words that go behind the url.
-    [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, std::string>
+    [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, Failure>
     open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
          const std::atomic<bool> &stopRequested);
 
@@ -64,14 +72,32 @@ public:
     Result read(std::chrono::steady_clock::time_point deadline, BlockTimes &times);
 
 private:
-    explicit LiveConnection(std::unique_ptr<MediaInput> input);
+    using Instant = std::chrono::steady_clock::time_point;
 
-    void addStream(int index, StreamKind kind, const Wanted &wanted, const LiveUrl &url);
-    Delivery delivery(std::size_t position, BlockTimes &times) const;
+    /// What is kept of each stream.
+    struct Track {
+        QByteArray parameters; // as they travel in key blocks
+        AVCodecID codec = AV_CODEC_ID_NONE;
+        bool begins = false; // its next block is the first one
+        // Of its last packet.
+        Instant at;
+        std::optional<qint64> timeMs;
+    };
+
+    LiveConnection(std::unique_ptr<MediaInput> input, const Wanted &wanted);
+
+    bool isWanted(StreamKind kind) const { return kind == StreamKind::Video ? _wanted.video : _wanted.audio; }
+    void addStream(int index, StreamKind kind);
+    void describe(std::size_t position, int index);
+    bool follow(Instant now);
+    bool isReplaced(const Track &track, Instant now) const;
+    bool isKeyPacket(StreamKind kind) const;
+    Delivery delivery(std::size_t position, BlockTimes &times);
 
     const std::unique_ptr<MediaInput> _input;
+    const Wanted _wanted;
     std::vector<MediaSource::Stream> _streams;
-    std::vector<QByteArray> _parameters; // of the streams, as they travel in key blocks
+    std::vector<Track> _tracks; // as _streams
     const AvPointer<AVPacket> _packet;
     bool _gapNoticed = false; // and not told with a block yet
 };

@@ -8,12 +8,17 @@
 
 namespace {
 
+QByteArray labelOf(const LiveSource::Options &options, const LiveUrl &url)
+{
+    return options.label.isEmpty() ? QByteArray::fromStdString(url.shown()) : options.label.toUtf8();
+}
+
 /// Until a device that has nothing at the moment is asked again.
 constexpr std::chrono::milliseconds idleInterval{5};
 
 } // namespace
 
-LiveSource::LiveSource(const QString &url, const Options &options, const ModkitPtr<LiveQueue> &video,
+LiveSource::LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                        const ModkitPtr<LiveQueue> &audio)
     : _url(url)
     , _options(options)
@@ -73,50 +78,59 @@ void LiveSource::join()
 /// The source's thread.
 void LiveSource::run()
 {
-    std::string trouble;
+    Break last;
     while (!isOver()) {
-        trouble = connectAndDeliver();
+        last = connectAndDeliver();
         if (isOver())
             break;
-        noteTrouble(trouble);
+        if (last.isFinal) {
+            noteFailure(last.trouble);
+            break;
+        }
+        noteTrouble(last.trouble);
         noteState(State::Waiting);
-        waitUntil(notAfterEnd(Clock::now() + _backoff.next()));
+        if (last.isWaited)
+            waitUntil(notAfterEnd(Clock::now() + _backoff.next()));
     }
-    noteEnd(trouble);
+    noteEnd(last.trouble);
     endQueues();
 }
 
-/// @return why it does not go on.
-std::string LiveSource::connectAndDeliver()
+LiveSource::Break LiveSource::connectAndDeliver()
 {
     noteState(State::Connecting);
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
     const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
-                                           _options.audio && !_queues[1].isNull(), _options.label};
+                                           _options.audio && !_queues[1].isNull(), labelOf(_options, _url)};
     const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _stopRequested);
-    if (const auto *const trouble = std::get_if<std::string>(&opened))
-        return *trouble;
+    if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened))
+        return {failure->what, _url.isHopeless(failure->error, status().connections > 0)};
     LiveConnection &connection = *std::get<std::unique_ptr<LiveConnection>>(opened);
     noteConnection(connection);
     _times.beginConnection();
     const Clock::time_point begin = Clock::now();
-    std::string trouble = deliver(connection);
+    Break end = deliver(connection);
     if (_lastPacket - begin >= _options.steadyAfter)
         _backoff.reset();
     endStreams();
-    return trouble;
+    return end;
 }
 
-/// Delivers what comes until nothing more does. @return as connectAndDeliver.
-std::string LiveSource::deliver(LiveConnection &connection)
+/// Delivers what comes until nothing more does.
+LiveSource::Break LiveSource::deliver(LiveConnection &connection)
 {
     Pacing pacing;
     _lastPacket = Clock::now();
+    _describeAnew = false;
     while (!isOver()) {
+        if (_describeAnew)
+            return {"it has changed, and cannot be decoded as it began", false, false};
         const Clock::time_point deadline = _lastPacket + _options.stallLimit;
         const LiveConnection::Result result = connection.read(notAfterEnd(deadline), _times);
         if (!result.failure.empty())
-            return result.failure;
+            return {result.failure};
+        if (result.hasOtherStreams)
+            noteStreams(connection);
         if (result.delivery) {
             if (_url.isGenerated())
                 waitUntil(notAfterEnd(pacing.dueAt(result.delivery->block.blockTimeMs, Clock::now())));
@@ -127,32 +141,38 @@ std::string LiveSource::deliver(LiveConnection &connection)
             if (!result.timedOut)
                 _lastPacket = Clock::now();
         } else if (result.timedOut || Clock::now() >= deadline) {
-            return "no packet for " + Outage::seconds(_options.stallLimit);
+            return {"no packet for " + Outage::seconds(_options.stallLimit)};
         } else if (result.isIdle) {
             waitUntil(notAfterEnd(Clock::now() + idleInterval));
         }
     }
-    return std::string();
+    return {};
 }
 
 void LiveSource::append(const LiveConnection::Delivery &delivery)
 {
     const auto kind = static_cast<std::size_t>(delivery.kind);
     notePacket(delivery.packetBytes);
+    if (delivery.begins)
+        endStream(kind);
     _lastTimeMs[kind] = delivery.block.blockTimeMs;
     // What it refuses, the queue counts.
     _queues[kind]->append(delivery.block);
 }
 
-/// The empty blocks are due when the last ones were, so that no decoder waits to be drained. A queue that nothing went
-/// into since the last one does not take them.
 void LiveSource::endStreams()
 {
+    for (std::size_t kind = 0; kind < _queues.size(); ++kind)
+        endStream(kind);
+}
+
+/// The empty block is due when the last one was, so that no decoder waits to be drained. A queue that nothing went into
+/// since the last one does not take it.
+void LiveSource::endStream(std::size_t kind)
+{
     constexpr std::array<quint32, BlockTimes::kindCount> streamIds = {0, 8};
-    for (std::size_t kind = 0; kind < _queues.size(); ++kind) {
-        if (!_queues[kind].isNull())
-            _queues[kind]->append({QByteArray(), streamIds[kind], false, 0, _lastTimeMs[kind], 0});
-    }
+    if (!_queues[kind].isNull())
+        _queues[kind]->append({QByteArray(), streamIds[kind], false, 0, _lastTimeMs[kind], 0});
 }
 
 void LiveSource::endQueues()
@@ -178,9 +198,17 @@ bool LiveSource::isOver() const
 
 void LiveSource::noteConnection(const LiveConnection &connection)
 {
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        ++_status.connections;
+        _status.startTimeUs = connection.startTimeUs();
+    }
+    noteStreams(connection);
+}
+
+void LiveSource::noteStreams(const LiveConnection &connection)
+{
     const std::lock_guard<std::mutex> lock(_mutex);
-    ++_status.connections;
-    _status.startTimeUs = connection.startTimeUs();
     for (const Stream &stream : connection.streams()) {
         const auto place = std::lower_bound(_streams.begin(), _streams.end(), stream.streamId,
                                             [](const Stream &known, quint32 id) { return known.streamId < id; });
@@ -204,6 +232,13 @@ void LiveSource::noteTrouble(const std::string &reason)
     const std::lock_guard<std::mutex> lock(_mutex);
     if (const auto report = _outage.begin(reason, Clock::now()))
         _reports.push_back(*report);
+}
+
+/// The source ends with a trouble, which whoever sees it end reports.
+void LiveSource::noteFailure(const std::string &reason)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _outage.begin(reason, Clock::now());
 }
 
 /// A source that is over in its first attempt has its trouble, too, but no report, which would say that it tries again.

@@ -26,7 +26,8 @@
 /// Reads a live source with libavformat on a thread of its own and fills one queue for its video and one for its audio,
 /// each as it arrives. It waits for nobody but the source. When the source ends, breaks off, or sends nothing for a
 /// while, it is connected again and again, after ever longer waits, until the source is stopped or its duration is
-/// over; one that merely listens for datagrams after short waits. At each break both streams get an empty block, and
+/// over; one that merely listens for datagrams after short waits. What no further attempt would mend, such as a wrong
+/// password, ends it: see LiveUrl::isHopeless. At each break both streams get an empty block, and
 /// each goes on at its next key block; block times go on where they ended.
 ///
 /// Thread-safe but for the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its
@@ -56,7 +57,7 @@ public:
         Connecting,
         Delivering,
         Waiting, // to connect again
-        Ended,   // by request, or because its duration is over
+        Ended,   // by request, because its duration is over, or with a trouble that no further attempt would mend
     };
 
     struct Status {
@@ -70,12 +71,12 @@ public:
     };
 
     /// Whether @p url is one for this class: see LiveUrl.
-    static bool isLive(const QString &url) { return LiveUrl::isLive(url); }
+    static bool isLive(const std::string &url) { return LiveUrl::isLive(url); }
 
     /// Begins to connect; never blocks. When there is no thread to be had, the source has ended, and reports so.
     /// @param url for which isLive answers true.
     /// @param video receives the video, @p audio the audio; empty where it is not wanted.
-    LiveSource(const QString &url, const Options &options, const ModkitPtr<LiveQueue> &video,
+    LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                const ModkitPtr<LiveQueue> &audio);
 
     LiveSource(const LiveSource &) = delete;
@@ -90,8 +91,13 @@ public:
     [[nodiscard]] Status status() const;
 
     /// @return what is to be told to people since the last call, in single lines that name the source: each trouble
-    ///         when it comes or gets another reason, not with each attempt that fails, and its mending.
+    ///         when it comes or gets another reason, not with each attempt that fails, and its mending. A trouble that
+    ///         ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();
+
+    /// Has it connect again, at once, because what comes cannot be decoded as it was described. Thread-safe; never
+    /// waits. Nothing happens unless it delivers.
+    void describeAnew() { _describeAnew = true; }
 
     /// Ends the source, whatever it is waiting for, within a fifth of a second; a name that is being looked up takes as
     /// long as the system lets it. The streams get an empty block, and the queues are ended.
@@ -104,17 +110,26 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void run();
-    std::string connectAndDeliver();
-    std::string deliver(LiveConnection &connection);
+    /// Why it does not go on.
+    struct Break {
+        std::string trouble;
+        bool isFinal = false; // no further attempt would mend it
+        bool isWaited = true; // for a while, before the next attempt
+    };
+    Break connectAndDeliver();
+    Break deliver(LiveConnection &connection);
     void append(const LiveConnection::Delivery &delivery);
+    void endStream(std::size_t kind);
     void endStreams();
     void endQueues();
     void waitUntil(Clock::time_point instant);
     bool isOver() const;
     Clock::time_point notAfterEnd(Clock::time_point instant) const { return std::min(instant, _end); }
     void noteConnection(const LiveConnection &connection);
+    void noteStreams(const LiveConnection &connection);
     void noteState(State state);
     void noteTrouble(const std::string &reason);
+    void noteFailure(const std::string &reason);
     void noteEnd(const std::string &trouble);
     void notePacket(qint64 bytes);
 
@@ -131,6 +146,8 @@ private:
     std::array<qint64, BlockTimes::kindCount> _lastTimeMs = {}; // block times of the latest blocks
 
     std::atomic<bool> _stopRequested{false}; // written under _mutex
+
+    std::atomic<bool> _describeAnew{false};
 
     mutable std::mutex _mutex; // guards the next four
     Status _status;

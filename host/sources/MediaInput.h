@@ -30,7 +30,7 @@ public:
     /// @param abandoned ends this call likewise, and is not looked at afterwards.
     /// @return the input, or one line that names @p url and says what is wrong with it.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, std::string>
-    open(const QString &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
+    open(const std::string &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
 
     /// Opens the live source @p url likewise, for @p limit at most.
     /// @return the input, or libavformat's error; AVERROR(ETIMEDOUT) when the limit was reached.
@@ -91,6 +91,10 @@ public:
     ///         packets that damaged, nor of which stream.
     bool hasNoticedGap() const { return _noticedGap; }
 
+    /// @return what libavformat said when it first passed over a part of a playlist, or lost the server that continues
+    ///         it, since the beginning of the opening; empty when it did not.
+    const std::string &missingPart() const { return _missingPart; }
+
     /// @return what libavformat found wrong with the file during the last call; empty when it was content.
     const std::string &complaint() const { return _complaint; }
 
@@ -108,7 +112,7 @@ private:
     static int isInterrupted(void *input);
     static void takeMessage(void *sender, int level, const char *format, va_list arguments);
     bool makeContext();
-    int openContext(const QString &url);
+    int openContext(const std::string &url);
     int openLiveContext(const LiveUrl &url);
     void endOpening();
     bool isAbandoned() const { return _abandoned && _abandoned->load(std::memory_order_relaxed); }
@@ -121,6 +125,7 @@ private:
     bool _noticedGap = false;
     AVFormatContext *_context = nullptr; // owned; null until opened
     std::string _complaint;
+    std::string _missingPart;
 };
 
 #endif

@@ -53,14 +53,14 @@ public:
 
     /// Opens @p url, a local file or something with "://" in it; blocks for 10 seconds at most.
     /// @return the source, or one line that names @p url and says what is wrong with it.
-    [[nodiscard]] static std::variant<std::unique_ptr<MediaSource>, std::string> open(const QString &url,
+    [[nodiscard]] static std::variant<std::unique_ptr<MediaSource>, std::string> open(const std::string &url,
                                                                                       const Options &options);
 
     /// As the other, but another thread can set @p abandoned: then this call fails within a tenth of a second, wherever
     /// libavformat waits for the network. It waits longer for a name to be looked up and for a file system. The flag is
     /// not looked at afterwards.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaSource>, std::string>
-    open(const QString &url, const Options &options, const std::atomic<bool> &abandoned);
+    open(const std::string &url, const Options &options, const std::atomic<bool> &abandoned);
 
     MediaSource(const MediaSource &) = delete;
     MediaSource &operator=(const MediaSource &) = delete;
@@ -108,7 +108,7 @@ private:
         bool complete = false;      // the duration is reached
     };
 
-    MediaSource(const QString &url, const Options &options);
+    MediaSource(const std::string &url, const Options &options);
 
     std::optional<std::string> openInput(const std::atomic<bool> *abandoned = nullptr);
     void addStream(int index, StreamKind kind);
@@ -124,10 +124,11 @@ private:
     bool waitUntil(std::chrono::steady_clock::time_point due);
     bool isStopRequested() const { return _stopRequested.load(std::memory_order_relaxed); }
     bool isComplete() const;
+    bool noteMissingPart();
     void noteError(const std::string &what);
     void noteProgress(int repetition);
 
-    const QString _url;
+    const std::string _url;
     const std::string _shown; // in errors
     const Options _options;
     // Constant once opened.

@@ -4,6 +4,7 @@
 #include <QtGlobal>
 
 #include <string>
+#include <tuple>
 
 /// One stream of a media file, as far as it is told to people and reports.
 struct StreamDescription {
@@ -18,6 +19,14 @@ struct StreamDescription {
     int sampleRate = 0; // Hz; 0 when not of audio
     int channels = 0;
     std::string obstacle; // why it cannot be decoded; empty when it can
+
+    auto members() const
+    {
+        return std::tie(index, kind, codec, fourcc, width, height, frameRateNumerator, frameRateDenominator, sampleRate,
+                        channels, obstacle);
+    }
+    bool operator==(const StreamDescription &other) const { return members() == other.members(); }
+    bool operator!=(const StreamDescription &other) const { return members() != other.members(); }
 };
 
 #endif

@@ -41,16 +41,20 @@ std::string number(std::optional<std::int64_t> value)
     return value ? std::to_string(*value) : "-";
 }
 
+std::string figure(const decoding::Snapshot::Load &load)
+{
+    return std::isfinite(load.now) ? QString::number(load.now, 'f', 2).toStdString() : "-";
+}
+
 std::string hostLine(const decoding::Snapshot &snapshot, const std::vector<StreamRow> &rows)
 {
     const auto unwell =
         std::count_if(rows.begin(), rows.end(), [](const StreamRow &row) { return RowHealth::of(row).isUnwell(); });
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(snapshot.running).count();
-    std::string line =
-        "board running_s=" + std::to_string(seconds) +
-        " load=" + (std::isfinite(snapshot.load.now) ? QString::number(snapshot.load.now, 'f', 2).toStdString() : "-") +
-        " streams=" + std::to_string(rows.size()) + " unwell=" + std::to_string(unwell) +
-        " decoders=" + std::to_string(snapshot.decoders) + " mode=" + toText(snapshot.mode);
+    std::string line = "board running_s=" + std::to_string(seconds) + " load=" + figure(snapshot.load) +
+                       " measured_load=" + figure(snapshot.measuredLoad) + " streams=" + std::to_string(rows.size()) +
+                       " unwell=" + std::to_string(unwell) + " decoders=" + std::to_string(snapshot.decoders) +
+                       " mode=" + toText(snapshot.mode);
     if (!snapshot.governor.empty())
         line += " governor=" + quoted(snapshot.governor);
     for (const decoding::Snapshot::Thread &thread : snapshot.threads)

@@ -99,20 +99,29 @@ void paintTitle(BoardPicture &picture, std::chrono::milliseconds running, const 
         picture.put(0, picture.width() - right.width(), right);
 }
 
-/// The texts of the line about the load, but for the bars after the first.
+/// The texts of the line about the load, but for the bars after the first, which show the same.
 struct LoadTexts {
-    std::string load;
+    std::string measured;
+    std::string component; // where it does not fit, left out
     std::string decoders;
     std::string mode;
 
-    int width() const { return static_cast<int>(load.size() + decoders.size() + mode.size()); }
+    int width() const { return static_cast<int>(measured.size() + component.size() + decoders.size() + mode.size()); }
 };
 
-LoadTexts loadTexts(const Snapshot &snapshot)
+std::string percentOf(const Snapshot::Load &load)
 {
-    const std::string load = BoardFigures::percent(snapshot.load.now);
-    return {"CPU load " + std::string(5 - std::min<std::size_t>(load.size(), 5), ' ') + load + "  ",
-            "  " + counted(snapshot.decoders, "decoder") + "  ", std::string(toText(snapshot.mode)) + " mode"};
+    const std::string text = BoardFigures::percent(load.now);
+    return std::string(5 - std::min<std::size_t>(text.size(), 5), ' ') + text;
+}
+
+LoadTexts loadTexts(const Snapshot &snapshot, int width)
+{
+    LoadTexts texts{"CPU load " + percentOf(snapshot.measuredLoad) + "  ", "  component's " + percentOf(snapshot.load),
+                    "  " + counted(snapshot.decoders, "decoder") + "  ", std::string(toText(snapshot.mode)) + " mode"};
+    if (texts.width() > width)
+        texts.component.clear();
+    return texts;
 }
 
 std::string governorText(const Snapshot &snapshot)
@@ -127,15 +136,16 @@ constexpr int maxBars = 60;
 void paintLoad(BoardPicture &picture, int line, const Snapshot &snapshot, const LoadHistory &loads,
                const std::string &governor)
 {
-    const LoadTexts texts = loadTexts(snapshot);
+    const LoadTexts texts = loadTexts(snapshot, picture.width());
     const int room = picture.width() - texts.width() - CellText(governor).width();
     const int bars = std::min(room, maxBars);
-    int column = picture.put(line, 0, texts.load, snapshot.load.now >= highLoad ? Tone::Warning : Tone::Strong);
+    int column =
+        picture.put(line, 0, texts.measured, snapshot.measuredLoad.now >= highLoad ? Tone::Warning : Tone::Strong);
     if (bars >= minBars) {
         picture.put(line, column, loads.bars(static_cast<std::size_t>(bars), CellText::isUnicode()));
         column += bars; // the texts behind do not move while the history grows
     }
-    column = picture.put(line, column, texts.decoders);
+    column = picture.put(line, column, texts.component + texts.decoders);
     column = picture.put(line, column, texts.mode, snapshot.mode == Mode::Performance ? Tone::Plain : Tone::Warning);
     picture.put(line, column, governor);
 }
@@ -250,7 +260,7 @@ BoardPicture BoardPainter::paint(const Snapshot &snapshot, const LoadHistory &lo
     BoardPicture picture(width, height);
     const std::string governor = governorText(snapshot);
     const bool governorLine =
-        !governor.empty() && loadTexts(snapshot).width() + minBars + CellText(governor).width() > width;
+        !governor.empty() && loadTexts(snapshot, width).width() + minBars + CellText(governor).width() > width;
     const Heights heights = heightsFor(snapshot, rows.size(), height, governorLine);
     const BoardView::Arrangement arrangement = view.arrange(rows, static_cast<std::size_t>(heights.rows));
 

@@ -1,5 +1,6 @@
 #include "terminal/RunDisplay.h"
 
+#include <cstdio>
 #include <unistd.h>
 
 #include "terminal/DisplayText.h"
@@ -8,14 +9,17 @@ namespace {
 
 constexpr std::chrono::milliseconds redrawInterval(250);
 constexpr std::size_t maxHidden = 1000;
-constexpr std::chrono::milliseconds endPatience(100);
+
+void write(const std::string &message)
+{
+    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+}
 
 } // namespace
 
 RunDisplay::RunDisplay(Options options)
     : _showsProgress(!options.quiet && !options.showsBoard && isatty(STDERR_FILENO) == 1)
     , _progress(STDERR_FILENO, !_showsProgress)
-    , _messageOutput(STDERR_FILENO)
     , _lineOutput(options.isStandardOutputTaken ? STDERR_FILENO : STDOUT_FILENO)
 {
     if (options.quiet || !options.showsBoard)
@@ -34,14 +38,6 @@ RunDisplay::RunDisplay(Options options)
 RunDisplay::~RunDisplay()
 {
     closeBoard();
-    // Who reads nothing misses it.
-    static_cast<void>(_lineOutput.finish(endPatience));
-    static_cast<void>(_messageOutput.finish(endPatience));
-}
-
-void RunDisplay::write(const std::string &message)
-{
-    _messageOutput.write("decoding-host: " + DisplayText::printable(message).toStdString() + '\n');
 }
 
 void RunDisplay::tell(const std::string &message)
@@ -85,11 +81,12 @@ BoardAction RunDisplay::update(const decoding::Snapshot &snapshot, Instant now)
 
 void RunDisplay::updateLines(const decoding::Snapshot &snapshot, Instant now)
 {
-    // Those that come late would be no news.
-    if (!_lineOutput.writeOn())
+    const std::optional<std::string> lines = _lines->update(snapshot, now);
+    if (!lines)
         return;
-    if (const std::optional<std::string> lines = _lines->update(snapshot, now))
-        _lineOutput.write(*lines);
+    _lineOutput.write(*lines);
+    // Not by the C library, which would try to write the rest once more when the program exits.
+    static_cast<void>(_lineOutput.finish(std::nullopt));
 }
 
 BoardAction RunDisplay::updateBoard(const decoding::Snapshot &snapshot, Instant now)

@@ -15,8 +15,8 @@
 #include <decoding/Snapshot.h>
 
 /// What a run shows while it lasts: the board, as a full screen where the standard output is a terminal, else as lines
-/// there; or the progress, where the standard error output is a terminal; and messages there, in any case.
-/// Lines and messages never wait for who reads them. Thread-bound.
+/// on it; or the progress, where the standard error output is a terminal; and messages there, in any case.
+/// Thread-bound.
 class RunDisplay final {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -47,13 +47,11 @@ private:
     [[nodiscard]] bool isDue(Instant now) const;
     void updateLines(const decoding::Snapshot &snapshot, Instant now);
     BoardAction updateBoard(const decoding::Snapshot &snapshot, Instant now);
-    void write(const std::string &message);
     void closeBoard();
 
     const bool _showsProgress;
     ProgressDisplay _progress;
     std::unique_ptr<Board> _board; // while it has the screen
-    LineOutput _messageOutput;
     LineOutput _lineOutput;
     std::optional<BoardLines> _lines; // where there is no terminal for the board
     std::vector<std::string> _hidden; // messages behind the board

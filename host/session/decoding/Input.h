@@ -21,7 +21,8 @@ struct InputOptions {
     /// Which of its streams are of interest: at most one of each kind is decoded.
     bool video = true;
     bool audio = true;
-    /// Decode a file in its own time rather than as fast as it is read. Live inputs always come in theirs.
+    /// Decode a file in its own time rather than as fast as it is read, whatever happens to the wall clock; what a
+    /// reader has held up is caught up on. Live inputs always come in theirs.
     bool paced = false;
     /// Decode those pictures only that need no other one, whatever mode the session is in.
     bool keyFramesOnly = false;

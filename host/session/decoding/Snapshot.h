@@ -94,7 +94,8 @@ struct Snapshot {
         bool finished = false;          // nothing of it changes any more, unless a stream is read that was not yet
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a
-        ///         live input may have without failing, and the errors of its outputs.
+        ///         live input may have without failing, that a live video has ended without a picture, and the errors of
+        ///         its outputs.
         DECODING_EXPORT std::vector<std::string> errors() const;
     };
 
@@ -103,7 +104,7 @@ struct Snapshot {
         int decoders = 0;
     };
 
-    /// As the component measures it: 1.0 is every usable core busy.
+    /// A share of what decoding can use: 1.0 is every decoder thread busy, or where there are fewer cores, every core.
     struct Load {
         double now = std::numeric_limits<double>::quiet_NaN();
         std::int64_t samples = 0; // that were taken, one a second; the average and the maximum are theirs
@@ -120,7 +121,8 @@ struct Snapshot {
     std::chrono::milliseconds running{0}; // since the session's start
     Mode mode = Mode::Performance;
     std::string governor; // what switches the mode by itself and when, in a few words; empty when nothing does
-    Load load;
+    Load load;            // as the component counts it: without what it decodes in less than a millisecond
+    Load measuredLoad;    // processor time of the decoder threads, which the governor goes by
     int decoders = 0;
     std::vector<Thread> threads;   // that have decoders, where lights tell it
     std::vector<Input> inputs;     // in the order in which they were opened, but for closed ones

@@ -148,14 +148,17 @@ TEST(DecodeReport, EndsWithALineForEachErrorInTheOrderOfTheInputsThenForWhatIsLe
                             "error      the component left 1 thread", ""));
 }
 
-TEST(DecodeReport, ShowsTheComponentsLoadOnceItIsKnown)
+TEST(DecodeReport, ShowsBothLoadsOnceTheyAreKnown)
 {
     DecodeReport report = finished();
     report.snapshot.load = {0.25, 0, 0.5, 0.875};
     EXPECT_THAT(report.toText(), Not(HasSubstr("\nload ")));
     EXPECT_TRUE(json(report)[QStringLiteral("totals")].toObject()[QStringLiteral("componentCpuLoad")].isNull());
+    EXPECT_TRUE(json(report)[QStringLiteral("totals")].toObject()[QStringLiteral("measuredCpuLoad")].isNull());
     report.snapshot.load.samples = 3;
-    EXPECT_THAT(report.toText(), HasSubstr("load       50 % by the component's count, at most 88 %\n"));
+    report.snapshot.measuredLoad = {0.5, 3, 0.625, 1};
+    EXPECT_THAT(report.toText(), HasSubstr("load       63 % measured, at most 100 %\n"
+                                           "load       50 % by the component's count, at most 88 %\n"));
 }
 
 TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
@@ -227,6 +230,7 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
     report.snapshot.inputs[0].streams[0].lost = 25;
     report.remains.threads = {11};
     report.snapshot.load = {0.25, 2, 0.5, 0.75};
+    report.snapshot.measuredLoad = {0.5, 2, 0.625, 0.875};
     const QJsonObject root = json(report);
     EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(-1), 1) << "a thread is left";
     EXPECT_EQ(root[QStringLiteral("interrupted")].toBool(true), false);
@@ -243,7 +247,9 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
                            {QStringLiteral("cores"), 2},
                            {QStringLiteral("peakMemoryBytes"), 123456789},
                            {QStringLiteral("componentCpuLoad"),
-                            QJsonObject{{QStringLiteral("average"), 0.5}, {QStringLiteral("maximum"), 0.75}}}}));
+                            QJsonObject{{QStringLiteral("average"), 0.5}, {QStringLiteral("maximum"), 0.75}}},
+                           {QStringLiteral("measuredCpuLoad"),
+                            QJsonObject{{QStringLiteral("average"), 0.625}, {QStringLiteral("maximum"), 0.875}}}}));
 
     const QJsonObject input = only(root, "inputs");
     EXPECT_EQ(input[QStringLiteral("name")].toString(), QStringLiteral("clip.mp4"));

@@ -22,7 +22,7 @@ protected:
     void poll()
     {
         _inputs.poll();
-        _control.poll();
+        _control.poll(_now);
     }
 
     void askToAdd(const std::string &url, const std::optional<std::string> &name = std::nullopt)
@@ -49,6 +49,7 @@ protected:
     RunMessages _messages;
     RunInputs _inputs{_session, _messages, {}};
     RunControl _control{_session, _inputs, [this] { _session.calls.emplace_back("quit"); }};
+    RunControl::Instant _now{std::chrono::hours(1)};
     std::optional<Answer> _answer;
 };
 
@@ -72,10 +73,11 @@ TEST_F(RunControlTest, AnswersWhyAFileCannotBeOpenedAndForgetsIt)
     askToAdd("/nowhere/clip.mp4", "clip");
     _session.fail("clip");
     poll();
+    EXPECT_FALSE(_answer) << "its name is not free yet";
+    poll();
     ASSERT_TRUE(_answer);
     EXPECT_THAT(_answer->error, Optional(std::string("clip: no such file")));
     EXPECT_FALSE(_inputs.contains("clip"));
-    poll();
     EXPECT_THAT(_session.state.inputs, IsEmpty());
     EXPECT_THAT(_messages.take(), IsEmpty()) << "the session tells it";
 }
@@ -91,15 +93,58 @@ TEST_F(RunControlTest, AnswersThatAFileIsThereThoughItFailedOnceItWasOpen)
     EXPECT_TRUE(_inputs.contains("clip.mp4"));
 }
 
-TEST_F(RunControlTest, DoesNotWaitForALiveSource)
+TEST_F(RunControlTest, AnswersOnceALiveSourceHasConnected)
 {
     askToAdd("door=rtsp://127.0.0.1:1/live");
     _session.input("door").live = true;
     poll();
+    EXPECT_FALSE(_answer);
+    _session.begin("door");
+    poll();
     ASSERT_TRUE(_answer);
     EXPECT_EQ(_answer->name, "door");
     EXPECT_EQ(_answer->error, std::nullopt);
+}
+
+TEST_F(RunControlTest, WaitsNoLongerForALiveSourceThatIsTriedAgain)
+{
+    askToAdd("door=rtsp://127.0.0.1:1/live");
+    _session.input("door").live = true;
+    poll();
+    _session.input("door").state = decoding::State::Waiting;
+    _session.input("door").error = "door: refused";
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_EQ(_answer->error, std::nullopt);
     EXPECT_TRUE(_inputs.contains("door"));
+}
+
+TEST_F(RunControlTest, WaitsForALiveSourceForThreeSecondsAtMost)
+{
+    askToAdd("door=rtsp://127.0.0.1:1/live");
+    _session.input("door").live = true;
+    poll();
+    _now += std::chrono::milliseconds(2999);
+    poll();
+    EXPECT_FALSE(_answer);
+    _now += std::chrono::milliseconds(1);
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_EQ(_answer->error, std::nullopt);
+    EXPECT_TRUE(_inputs.contains("door"));
+}
+
+TEST_F(RunControlTest, AnswersWhyALiveSourceHasFailedAndForgetsIt)
+{
+    askToAdd("door=rtsp://127.0.0.1:1/live");
+    _session.input("door").live = true;
+    poll();
+    _session.fail("door");
+    poll();
+    poll();
+    ASSERT_TRUE(_answer);
+    EXPECT_THAT(_answer->error, Optional(std::string("door: no such file")));
+    EXPECT_FALSE(_inputs.contains("door"));
 }
 
 TEST_F(RunControlTest, RefusesANameThatIsTakenAtOnce)

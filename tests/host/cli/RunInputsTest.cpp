@@ -71,6 +71,16 @@ TEST_F(RunInputsTest, OpenCopiesOfALiveInputThoughItIsNotConnected)
     EXPECT_THAT(names(), ElementsAre("door", "door (2)"));
 }
 
+TEST_F(RunInputsTest, OpenNoCopiesOfALiveInputThatHasFailed)
+{
+    addNamed("door", 2);
+    _session.input("door").live = true;
+    _session.fail("door");
+    _inputs.poll();
+    EXPECT_THAT(names(), ElementsAre("door"));
+    EXPECT_TRUE(_inputs.isFinished());
+}
+
 TEST_F(RunInputsTest, OpenCopiesOfAFileThatIsDecodedBeforeAnybodyLooks)
 {
     add("cup.mp4", 2);

@@ -112,15 +112,18 @@ TEST_F(ControlServerTest, TellsTheStatusOfTheHost)
     _control.state.inputs[0].streams.resize(2);
     _control.state.inputs[2].streams.resize(3);
     _control.state.load.now = 0.8765;
+    _control.state.measuredLoad.now = 0.9312;
     _control.state.mode = decoding::Mode::TimeSaving;
     _control.state.governor = "0.60:0.90, time-saving";
     RawClient client(path());
-    EXPECT_EQ(client.ask("status"), " runningMs=61234\n inputs=3\n streams=5\n cpuLoad=0.876\n mode=time-saving\n"
-                                    " governor=0.60:0.90, time-saving\nok\n");
+    EXPECT_EQ(client.ask("status"),
+              " runningMs=61234\n inputs=3\n streams=5\n cpuLoad=0.876\n measuredCpuLoad=0.931\n mode=time-saving\n"
+              " governor=0.60:0.90, time-saving\nok\n");
     _control.state = decoding::Snapshot();
     _control.state.load.now = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(client.ask("status"),
-              " runningMs=0\n inputs=0\n streams=0\n cpuLoad=-\n mode=performance\n governor=-\nok\n");
+    EXPECT_EQ(
+        client.ask("status"),
+        " runningMs=0\n inputs=0\n streams=0\n cpuLoad=-\n measuredCpuLoad=-\n mode=performance\n governor=-\nok\n");
 }
 
 TEST_F(ControlServerTest, SwitchesModeAndGovernor)

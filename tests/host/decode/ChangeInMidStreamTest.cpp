@@ -125,7 +125,7 @@ private:
         MediaSource::Options options;
         options.video = Media::kind == std::string("video");
         options.audio = !options.video;
-        auto opened = MediaSource::open(file, options);
+        auto opened = MediaSource::open(file.toStdString(), options);
         ASSERT_EQ(opened.index(), 0U) << std::get<1>(opened);
         MediaSource &source = *std::get<0>(opened);
         BlockQueue blocks(1, BlockQueue::Limits());

@@ -4,7 +4,9 @@
 #include <QProcess>
 #include <QStringList>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -41,6 +43,16 @@ public:
                         file, QStringLiteral("-c"), QStringLiteral("copy"), QStringLiteral("-f"), muxer, url});
     }
 
+    /// @return how many lines @p text the program has written behind its first one.
+    int linesOf(const char *text)
+    {
+        while (_process.waitForReadyRead(1)) {
+        }
+        while (_process.canReadLine())
+            _lines.push_back(_process.readLine().trimmed());
+        return static_cast<int>(std::count(_lines.begin(), _lines.end(), text));
+    }
+
     void kill()
     {
         _process.kill();
@@ -49,6 +61,7 @@ public:
 
 private:
     QProcess _process;
+    std::vector<QByteArray> _lines;
 };
 
 #endif

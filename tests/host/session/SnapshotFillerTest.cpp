@@ -32,6 +32,21 @@ protected:
 
 } // namespace
 
+TEST(SnapshotInput, ThatIsLiveFailsWhenItsVideoHasEndedWithoutAPicture)
+{
+    Snapshot::Input input;
+    input.name = "door";
+    input.live = true;
+    input.streams.resize(2);
+    input.streams[0].kind = "video";
+    input.streams[1].kind = "audio";        // may have been silent
+    EXPECT_THAT(input.errors(), IsEmpty()); // so far
+    input.finished = true;
+    EXPECT_THAT(input.errors(), ElementsAre("door video: no picture could be decoded"));
+    input.streams[0].frames = 1;
+    EXPECT_THAT(input.errors(), IsEmpty());
+}
+
 TEST_F(SnapshotFillerTest, ShowsALiveInputThatHasNoStreams)
 {
     const Loopback silent(SOCK_STREAM);

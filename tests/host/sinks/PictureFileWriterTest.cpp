@@ -153,6 +153,23 @@ TEST_F(PictureFileWriterTest, TimeStampsFollowOneAnotherWhereTheyAreMissingOrGoB
     EXPECT_EQ(timestamps(written("clip.video.framemd5")), QList<int>({0, 1, 2, 5, 5, 6}));
 }
 
+TEST_F(PictureFileWriterTest, TimeStampsGoOnWhereTheyJumpBackWithoutABreak)
+{
+    for (const int length : {30, 5}) {
+        std::vector<VideoFrameHandle> pictures;
+        QList<int> expected;
+        for (int round = 0; round < 3; ++round) {
+            for (int pts = 0; pts < length; ++pts) {
+                pictures.push_back(Records::picture(AV_PIX_FMT_GRAY8, 2, 2, "abcd", pts));
+                // Of a jump of less than half a second, only the second picture behind tells.
+                expected.append(length * 25 < 500 ? round * (length - 1) + pts : round * length + pts);
+            }
+        }
+        EXPECT_EQ(write(OutputSpec::FrameMd5, pictures).error, std::nullopt);
+        EXPECT_EQ(timestamps(written("clip.video.framemd5")), expected) << length;
+    }
+}
+
 TEST_F(PictureFileWriterTest, AStreamThatBeginsAnewAfterABreakFollowsTheOneBefore)
 {
     std::vector<VideoFrameHandle> pictures;

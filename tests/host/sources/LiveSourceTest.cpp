@@ -121,6 +121,78 @@ TEST_F(LiveSourceTest, AKindThatALaterConnectionBringsAppears)
     av_packet_free(&packet);
 }
 
+TEST_F(LiveSourceTest, AStreamThatComesLaterOnTheSameConnectionIsTakenIn)
+{
+    const QByteArray pictures =
+        contents(make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=4 -c:v mpeg2video -g 10"),
+                      QStringLiteral("v.ts")));
+    const QByteArray both =
+        contents(make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=2 -f lavfi -i sine=duration=2 "
+                                     "-c:v mpeg2video -g 10 -c:a mp2 -output_ts_offset 4"),
+                      QStringLiteral("av.ts")));
+    const ByteServer server({{pictures + both, true}});
+    start(server.url());
+    ASSERT_TRUE(takeUntil([&] { return audioBlocks.size() >= 20; }));
+    const auto streams = source->streams();
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(streams[0].kind, "video");
+    EXPECT_EQ(streams[1].origin, "camera audio");
+    EXPECT_EQ(streams[1].codec, "mp2");
+    EXPECT_EQ(source->status().connections, 1u);
+    timeToStop();
+    takeMore();
+    expectDecodable(audioBlocks);
+}
+
+TEST_F(LiveSourceTest, AStreamThatComesInThePlaceOfAnotherIsFollowed)
+{
+    const QByteArray before =
+        contents(make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=4 -c:v mpeg2video -g 10"),
+                      QStringLiteral("before.ts")));
+    const QByteArray behind =
+        contents(make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=2 -c:v libx264 -g 10 -bf 0 "
+                                     "-mpegts_start_pid 0x200 -output_ts_offset 6"),
+                      QStringLiteral("behind.ts")));
+    const ByteServer server({{before + behind, true}});
+    start(server.url());
+    ASSERT_TRUE(takeUntil([&] { return source->streams().size() == 1 && source->streams()[0].codec == "h264"; }));
+    ASSERT_TRUE(takeUntil([&] { return breaksIn(videoBlocks).size() == 1; }));
+    EXPECT_EQ(source->status().connections, 1u);
+    timeToStop();
+    takeMore();
+    EXPECT_GE(breaksIn(videoBlocks).front(), 98u);
+    EXPECT_GE(videoBlocks.size(), 98u + 40u);
+    expectDecodable(videoBlocks);
+}
+
+TEST_F(LiveSourceTest, StreamsThatGoOnSideBySideAreNotTakenForOneAnother)
+{
+    const QByteArray one =
+        contents(make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=4 -c:v mpeg2video -g 10"),
+                      QStringLiteral("one.ts")));
+    const QByteArray two = contents(
+        make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=2 -map 0 -map 0 -c:v mpeg2video -g 10 "
+                            "-output_ts_offset 4"),
+             QStringLiteral("two.ts")));
+    const ByteServer server({{one + two, true}});
+    start(server.url());
+    ASSERT_TRUE(takeVideo(140));
+    EXPECT_THAT(breaksIn(videoBlocks), IsEmpty());
+}
+
+TEST_F(LiveSourceTest, WhatIsToBeDescribedAnewIsConnectedAgainAtOnce)
+{
+    LiveSource::Options options = impatient();
+    options.firstRetryDelay = milliseconds(60'000);
+    options.lastRetryDelay = milliseconds(60'000);
+    start(graph(QStringLiteral("testsrc=size=64x48:rate=25")), options);
+    ASSERT_TRUE(takeVideo(5));
+    source->describeAnew();
+    ASSERT_TRUE(takeUntil([&] { return source->status().connections == 2; }));
+    ASSERT_TRUE(takeReports(1));
+    EXPECT_EQ(reports[0], "camera: it has changed, and cannot be decoded as it began; reconnecting");
+}
+
 TEST_F(LiveSourceTest, AServerThatNeverAnswersIsReportedOnceHoweverOftenItIsTried)
 {
     const ByteServer server({{QByteArray(), true}});
@@ -198,6 +270,33 @@ TEST_F(LiveSourceTest, AServerThatComesLateIsFound)
     const ByteServer server({{contents(makeClip(QStringLiteral("clip.ts"))), true}}, port);
     ASSERT_TRUE(takeReports(2));
     EXPECT_THAT(reports[1], testing::MatchesRegex(name + ": delivers after [0-9.]+ s, [0-9]+ attempts?"));
+}
+
+TEST_F(LiveSourceTest, WhatNoFurtherAttemptWouldMendEndsIt)
+{
+    for (const char *const url :
+         {"lavfi:testsrx", "lavfi:testsrc=size=wide", "lavfi:testsrc=nosuch=1", "tcp://127.0.0.1", "srt://127.0.0.1"}) {
+        SCOPED_TRACE(url);
+        start(QLatin1String(url));
+        ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
+        EXPECT_THAT(source->status().trouble, testing::StartsWith("cannot be opened: "));
+        EXPECT_THAT(reports, IsEmpty());
+        EXPECT_TRUE(source->streams().empty());
+    }
+}
+
+TEST_F(LiveSourceTest, APathThatIsUnknownEndsItUnlessItWasThereBefore)
+{
+    const QByteArray refusal = "RTSP/1.0 404 Not Found\r\nCSeq: 1\r\n\r\n";
+    const ByteServer never({{refusal, true}});
+    start(QString(never.url()).replace("tcp:", "rtsp:"));
+    ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
+    EXPECT_EQ(source->status().trouble, "cannot be opened: Server returned 404 Not Found");
+    EXPECT_EQ(never.clients(), 1);
+
+    const LiveUrl url(QStringLiteral("rtsp://127.0.0.1/live"));
+    EXPECT_FALSE(url.isHopeless(AVERROR_HTTP_NOT_FOUND, true));
+    EXPECT_TRUE(url.isHopeless(AVERROR_HTTP_UNAUTHORIZED, true));
 }
 
 TEST_F(LiveSourceTest, WhatCannotBeDecodedIsToldAsSuch)

@@ -13,7 +13,8 @@ TEST(BoardLines, TellTheHostAndEachStream)
     decoding::Snapshot snapshot = MadeUpSnapshot::streams(2);
     snapshot.inputs[0].streams[0].lost = 3;
     EXPECT_EQ(BoardLines::render(snapshot),
-              "board running_s=720 load=0.37 streams=2 unwell=1 decoders=2 mode=performance thread=\"Decoder/1\":1 "
+              "board running_s=720 load=0.01 measured_load=0.37 streams=2 unwell=1 decoders=2 mode=performance "
+              "thread=\"Decoder/1\":1 "
               "thread=\"Decoder/2\":1\n"
               "stream name=\"cam-1 video\" state=running unwell=no lights=GGGG..G frames=19251 fps=25.0 lost=3 "
               "latency_ms=17 worst_ms=41 mode=performance thread=\"Decoder/1\"\n"
@@ -49,7 +50,8 @@ TEST(BoardLines, HoldNoControlCharactersAndNoLooseQuotes)
     snapshot.inputs.push_back(MadeUpSnapshot::input("a\"b\\c\x1b[2J\u009b\nd Tür"));
     const std::string text = BoardLines::render(snapshot);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
-    EXPECT_THAT(text, HasSubstr(" load=- streams=1 unwell=0 decoders=0 mode=time-saving governor=\"off?\"\n"));
+    EXPECT_THAT(
+        text, HasSubstr(" load=- measured_load=- streams=1 unwell=0 decoders=0 mode=time-saving governor=\"off?\"\n"));
     EXPECT_THAT(text, HasSubstr("name=\"a\\\"b\\\\c?[2J??d Tür\" state="));
 }
 

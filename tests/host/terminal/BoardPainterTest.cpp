@@ -54,7 +54,8 @@ TEST_F(BoardPainterInUtf8, ShowsAFewStreamsIn80By24)
     MadeUpSnapshot::say(snapshot, "second");
     const std::vector<std::string> lines = painted(snapshot, 80, 24);
     EXPECT_EQ(lines[0], "3 streams   1 unwell   running 0:12:00                               worst first");
-    EXPECT_THAT(lines[1], AllOf(StartsWith("CPU load  37 %  "), EndsWith("  3 decoders  performance mode")));
+    EXPECT_THAT(lines[1],
+                AllOf(StartsWith("CPU load  37 %  "), EndsWith("  component's   1 %  3 decoders  performance mode")));
     EXPECT_EQ(lines[2], "Decoders on Decoder/1: 2  Decoder/2: 1");
     EXPECT_THAT(lines[3], StartsWith("  Stream "));
     EXPECT_THAT(lines[4], StartsWith("! cam-2 video"));
@@ -108,10 +109,17 @@ TEST_F(BoardPainterInUtf8, ATinyTerminalShowsTheWorstStream)
     EXPECT_EQ(lines[3], "! cam-…video");
 }
 
+TEST_F(BoardPainterInUtf8, LeavesTheComponentsLoadOutWhereItDoesNotFit)
+{
+    const decoding::Snapshot snapshot = MadeUpSnapshot::streams(3);
+    EXPECT_THAT(painted(snapshot, 64, 24)[1], AllOf(StartsWith("CPU load  37 %  "), Not(HasSubstr("component"))));
+    EXPECT_EQ(painted(snapshot, 65, 24)[1], "CPU load  37 %    component's   1 %  3 decoders  performance mode");
+}
+
 TEST_F(BoardPainterInUtf8, ALoadThatIsNoNumberIsADash)
 {
     decoding::Snapshot snapshot = MadeUpSnapshot::streams(1);
-    snapshot.load.now = std::numeric_limits<double>::quiet_NaN();
+    snapshot.measuredLoad.now = std::numeric_limits<double>::quiet_NaN();
     EXPECT_THAT(painted(snapshot, 80, 24)[1], StartsWith("CPU load     -  "));
 }
 
