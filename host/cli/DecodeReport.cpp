@@ -11,6 +11,7 @@
 
 #include "cli/ExitCode.h"
 #include "cli/ReportText.h"
+#include "media/ClockTime.h"
 #include "terminal/DisplayText.h"
 
 using decoding::Snapshot;
@@ -31,10 +32,10 @@ qint64 asQint64(std::int64_t number)
     return static_cast<qint64>(number);
 }
 
-/// Over the time that the input's decoders worked.
+/// Over the time that the input's decoders worked; of a live input, from the first frame on.
 double framesPerSecond(const Snapshot::Input &input, const Snapshot::Stream &stream)
 {
-    const auto timeMs = input.decoding.count();
+    const auto timeMs = (input.live ? stream.delivering : input.decoding).count();
     return timeMs > 0 ? static_cast<double>(stream.frames) * 1000 / static_cast<double>(timeMs) : 0;
 }
 
@@ -68,7 +69,7 @@ Row rowOf(const Snapshot::Input &input, const Snapshot::Stream &stream)
     const bool isFirst = &stream == &input.streams.front();
     return {DisplayText::printable(input.name),
             QString::fromStdString(stream.kind),
-            DisplayText::printable(stream.codec),
+            DisplayText::printable(stream.form()),
             grouped(asQint64(stream.frames)),
             grouped(asQint64(stream.damaged)),
             grouped(asQint64(stream.lost)),
@@ -101,6 +102,14 @@ QJsonValue orNull(const std::optional<std::string> &text)
     return text ? QJsonValue(QString::fromStdString(*text)) : QJsonValue();
 }
 
+QJsonValue toValue(const std::optional<Snapshot::Trouble> &trouble)
+{
+    if (!trouble)
+        return QJsonValue();
+    return QJsonObject{{QStringLiteral("at"), QString::fromStdString(ClockTime::full(trouble->at))},
+                       {QStringLiteral("text"), QString::fromStdString(trouble->text)}};
+}
+
 QJsonObject toObject(const Snapshot::Output &output)
 {
     return {{QStringLiteral("kind"), QString::fromStdString(output.kind)},
@@ -108,6 +117,7 @@ QJsonObject toObject(const Snapshot::Output &output)
             {QStringLiteral("dropped"), asQint64(output.dropped)},
             {QStringLiteral("nullBlocks"), asQint64(output.nullBlocks)},
             {QStringLiteral("bytes"), asQint64(output.bytes)},
+            {QStringLiteral("notWritten"), asQint64(output.failed)},
             {QStringLiteral("waitedMs"), asQint64(output.waitedMs)},
             {QStringLiteral("error"), orNull(output.error)}};
 }
@@ -120,12 +130,17 @@ QJsonObject toObject(const Snapshot::Input &input, const Snapshot::Stream &strea
     return {{QStringLiteral("index"), stream.index},
             {QStringLiteral("kind"), QString::fromStdString(stream.kind)},
             {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
+            {QStringLiteral("width"), stream.width},
+            {QStringLiteral("height"), stream.height},
+            {QStringLiteral("state"), QString::fromLatin1(toText(input.stateOf(stream)))},
             {QStringLiteral("frames"), asQint64(stream.frames)},
             {QStringLiteral("damaged"), asQint64(stream.damaged)},
             {QStringLiteral("lost"), asQint64(stream.lost)},
             {QStringLiteral("durationMs"), asQint64(input.decoding.count())},
             {QStringLiteral("framesPerSecond"), framesPerSecond(input, stream)},
             {QStringLiteral("waitedMs"), waitedMs(stream)},
+            {QStringLiteral("notWritten"), asQint64(stream.notWritten())},
+            {QStringLiteral("lastError"), toValue(stream.lastError)},
             {QStringLiteral("outputs"), outputs}};
 }
 
@@ -140,6 +155,7 @@ QJsonObject toObject(const Snapshot::Input &input)
                               {QStringLiteral("maximum"), asQint64(input.latency->maximumMs)}};
     return {{QStringLiteral("name"), QString::fromStdString(input.name)},
             {QStringLiteral("live"), input.live},
+            {QStringLiteral("state"), QString::fromLatin1(toText(input.state))},
             {QStringLiteral("connections"), asQint64(input.connections)},
             {QStringLiteral("packets"), asQint64(input.packets)},
             {QStringLiteral("bytes"), asQint64(input.bytes)},
@@ -147,6 +163,7 @@ QJsonObject toObject(const Snapshot::Input &input)
             {QStringLiteral("peakQueuedBytes"), asQint64(input.peakQueuedBytes)},
             {QStringLiteral("latencyMs"), latency},
             {QStringLiteral("error"), orNull(input.error)},
+            {QStringLiteral("lastError"), toValue(input.lastError)},
             {QStringLiteral("streams"), streams}};
 }
 

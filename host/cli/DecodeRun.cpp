@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -39,13 +40,18 @@ void tell(const std::string &message)
     std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
 }
 
+/// Whether it may go on and on, and be looked at meanwhile; else it is a batch of files.
+bool isLive(const DecodeOptions &options)
+{
+    return options.controlSocket || std::any_of(options.inputs.begin(), options.inputs.end(),
+                                                [](const auto &input) { return InputSpec::parse(input).isLive(); });
+}
+
 bool showsBoard(const DecodeOptions &options)
 {
     if (options.quiet || options.board == DecodeOptions::Board::Never)
         return false;
-    return options.board == DecodeOptions::Board::Always || options.controlSocket ||
-           std::any_of(options.inputs.begin(), options.inputs.end(),
-                       [](const std::string &input) { return InputSpec::parse(input).isLive(); });
+    return options.board == DecodeOptions::Board::Always || isLive(options);
 }
 
 /// What goes on between the start of the session and its end.
@@ -211,10 +217,12 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
     ProcessFigures::allowManyOpenFiles();
+    // An output that has reached the limit of a file's size fails like one on a full disk, and ends nothing else.
+    std::signal(SIGXFSZ, SIG_IGN);
     if (const auto error = obstacle(options))
         return *error;
     DecodeReport report;
-    RunMessages messages;
+    RunMessages messages(isLive(options) ? RunMessages::Times::OfAll : RunMessages::Times::OfMessages);
     {
         WarningLog warnings;
         const auto error = runSession(options, messages, warnings, report);

@@ -7,20 +7,12 @@
 #include <algorithm>
 
 #include "cli/InputSpec.h"
+#include "format/Fourcc.h"
 #include "media/ShownUrl.h"
 #include "sources/MediaProbe.h"
 #include "terminal/DisplayText.h"
 
 namespace {
-
-QString fourccText(quint32 fourcc)
-{
-    QString text;
-    for (int shift = 0; shift < 32; shift += 8)
-        text += QChar::fromLatin1(static_cast<char>(fourcc >> shift & 0xff));
-    const bool isText = std::all_of(text.begin(), text.end(), [](QChar character) { return character.isPrint(); });
-    return isText ? text : QStringLiteral("0x%1").arg(fourcc, 8, 16, QLatin1Char('0'));
-}
 
 double frameRate(const StreamDescription &stream)
 {
@@ -42,7 +34,7 @@ QString lineOf(const MediaProbe &probe, const StreamDescription &stream)
                        .arg(QString::fromStdString(stream.kind), -6);
     line += DisplayText::printable(stream.codec);
     if (stream.fourcc != 0)
-        line += QStringLiteral(" (%1)").arg(fourccText(stream.fourcc));
+        line += QStringLiteral(" (%1)").arg(QString::fromStdString(fourccText(stream.fourcc)));
     if (stream.width > 0)
         line += QStringLiteral(", %1x%2").arg(stream.width).arg(stream.height);
     if (frameRate(stream) > 0)
@@ -74,7 +66,7 @@ QJsonObject toObject(const MediaProbe &probe, const StreamDescription &stream)
                        {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
                        {QStringLiteral("decoded"), isDecoded(probe, stream)}};
     if (stream.fourcc != 0)
-        object.insert(QStringLiteral("fourcc"), fourccText(stream.fourcc));
+        object.insert(QStringLiteral("fourcc"), QString::fromStdString(fourccText(stream.fourcc)));
     if (stream.width > 0) {
         object.insert(QStringLiteral("width"), stream.width);
         object.insert(QStringLiteral("height"), stream.height);

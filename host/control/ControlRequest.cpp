@@ -62,7 +62,8 @@ const std::array<Form, 8> forms{{
     {"remove", " NAME", 1, 1, readRemove, "end an input"},
     {"list", "", 0, 0, readPlain<ControlRequest::List>,
      "a line for each stream: input, kind, state, frames, frames per second, lost blocks, latency and worst latency in "
-     "milliseconds, mode, frames that outputs dropped"},
+     "milliseconds, mode, frames that outputs dropped, damaged, frames not written, codec and size, connections, last "
+     "error with its time"},
     {"status", "", 0, 0, readPlain<ControlRequest::Status>, "the figures of the whole host"},
     {"mode", " performance|time-saving", 1, 1, readMode, "decode every block, or key blocks only"},
     {"governor", " on|off", 1, 1, readGovernor, "let the CPU load choose the mode, or not"},

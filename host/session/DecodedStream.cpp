@@ -1,6 +1,7 @@
 #include "session/DecodedStream.h"
 
 #include <algorithm>
+#include <numeric>
 #include <type_traits>
 #include <utility>
 
@@ -136,12 +137,20 @@ qint64 DecodedStream::frames() const
     return frames;
 }
 
-qint64 DecodedStream::damaged() const
+qint64 DecodedStream::damaged(const DamageCounts::Counts &counts)
 {
-    qint64 damaged = 0;
-    for (const quint64 count : _environment.damage.of(_description.origin))
-        damaged += static_cast<qint64>(count);
-    return damaged;
+    return static_cast<qint64>(std::accumulate(counts.begin(), counts.end(), quint64(0)));
+}
+
+void DecodedStream::noteFirstFrame(RecentRate::Instant now)
+{
+    if (_firstFrameAt)
+        return;
+    const qint64 count = frames();
+    if (count == 0)
+        return;
+    _firstFrameAt = now;
+    _rate.begin(count, now);
 }
 
 std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
@@ -157,6 +166,8 @@ std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
         shown.nullBlocks = static_cast<std::int64_t>(status.nullBlocks);
         shown.bytes = static_cast<std::int64_t>(status.bytesWritten);
         shown.waitedMs = static_cast<std::int64_t>(status.waitedMs);
+        shown.failed = static_cast<std::int64_t>(status.failed);
+        shown.failing = status.failing;
         shown.error = status.error;
         all.push_back(std::move(shown));
     }

@@ -88,10 +88,17 @@ public:
     void setDescription(const MediaSource::Stream &description) { _description = description; }
     /// That have come while anybody took them.
     qint64 frames() const;
-    /// What could not be decoded, or not whole.
-    qint64 damaged() const;
+    /// @return how often something of @p counts could not be decoded, or not whole.
+    static qint64 damaged(const DamageCounts::Counts &counts);
+    /// What its codec decoder tells of it.
+    DamageCounts::Condition condition() const { return _environment.damage.conditionOf(_description.origin); }
     /// Of its outputs.
     std::vector<decoding::Snapshot::Output> outputs() const;
+
+    /// Notes the first frame, which the rate counts from. To be called often.
+    void noteFirstFrame(RecentRate::Instant now);
+    /// When the first frame was noted.
+    const std::optional<RecentRate::Instant> &firstFrameAt() const { return _firstFrameAt; }
     RecentRate &rate() { return _rate; }
     const RecentRate &rate() const { return _rate; }
 
@@ -121,6 +128,7 @@ private:
     std::vector<Output> _outputs;
     qint64 _framesBefore = 0; // frames() when an output left last
     RecentRate _rate;
+    std::optional<RecentRate::Instant> _firstFrameAt;
 };
 
 #endif

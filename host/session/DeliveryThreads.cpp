@@ -174,6 +174,7 @@ void DeliveryThreads::work(Thread &own, std::unique_lock<std::mutex> &lock)
     own.isAwake = true;
     own.turn = ++_lastTurn;
     own.since = Clock::now();
+    own.hasReturned = false;
     const bool isLast = _idle.empty() && _called == 0;
     if (isLast)
         ++_called;
@@ -183,6 +184,7 @@ void DeliveryThreads::work(Thread &own, std::unique_lock<std::mutex> &lock)
     const Next next = delivery->call();
     if (next == Next::Done)
         delivery->call = nullptr;
+    own.hasReturned = true;
     lock.lock();
     if (std::exchange(own.isAwake, false))
         --_awake;
@@ -249,9 +251,11 @@ void DeliveryThreads::countOutThoseAsleep(std::unique_lock<std::mutex> &lock)
     std::vector<std::uint64_t> slowTurns;
     const Clock::time_point longSince = Clock::now() - longestTurn;
     for (const Thread &thread : _threads) {
-        if (thread.isAwake && thread.since <= longSince)
+        if (!thread.isAwake || thread.hasReturned)
+            continue;
+        if (thread.since <= longSince)
             slowTurns.push_back(thread.turn);
-        else if (thread.isAwake)
+        else
             turns.emplace_back(thread.turn, thread.systemId);
     }
     lock.unlock();
@@ -261,7 +265,8 @@ void DeliveryThreads::countOutThoseAsleep(std::unique_lock<std::mutex> &lock)
     }
     lock.lock();
     for (Thread &thread : _threads) {
-        if (thread.isAwake && std::find(slowTurns.begin(), slowTurns.end(), thread.turn) != slowTurns.end()) {
+        if (thread.isAwake && !thread.hasReturned &&
+            std::find(slowTurns.begin(), slowTurns.end(), thread.turn) != slowTurns.end()) {
             thread.isAwake = false;
             --_awake;
         }

@@ -2,6 +2,7 @@
 #define HOST_SESSION_DELIVERYTHREADS_H
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -70,11 +71,12 @@ private:
         std::thread handle; // written under _starting, and used by the thread itself
         std::thread::id id;
         pid_t systemId = 0;
-        std::condition_variable called; // also notified to have the spare one watch the work that waits
-        bool isCalled = false;          // is to look for work
-        bool isAwake = false;           // in a call, and counted
-        std::uint64_t turn = 0;         // number of the call
-        Clock::time_point since;        // when the call began
+        std::condition_variable called;       // also notified to have the spare one watch the work that waits
+        bool isCalled = false;                // is to look for work
+        bool isAwake = false;                 // in a call, and counted
+        std::atomic<bool> hasReturned{false}; // from the call, whether or not it has the lock yet
+        std::uint64_t turn = 0;               // number of the call
+        Clock::time_point since;              // when the call began
     };
     using Threads = std::list<Thread>;
 

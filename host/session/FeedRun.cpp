@@ -147,5 +147,10 @@ std::chrono::milliseconds FeedRun::runningTime() const
 {
     if (!_startedAt)
         return std::chrono::milliseconds(0);
-    return std::chrono::duration_cast<std::chrono::milliseconds>(_endedAt.value_or(Clock::now()) - *_startedAt);
+    return timeSince(*_startedAt);
+}
+
+std::chrono::milliseconds FeedRun::timeSince(std::chrono::steady_clock::time_point instant) const
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(_endedAt.value_or(Clock::now()) - instant);
 }

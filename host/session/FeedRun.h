@@ -65,6 +65,8 @@ public:
     InputFeed::Status status() const;
     /// Since the decoders began, or for as long as they worked.
     std::chrono::milliseconds runningTime() const;
+    /// The part of that after @p instant.
+    std::chrono::milliseconds timeSince(std::chrono::steady_clock::time_point instant) const;
 
 private:
     enum class Phase {

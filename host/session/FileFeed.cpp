@@ -53,6 +53,11 @@ std::vector<InputFeed::Stream> FileFeed::takeStreams()
     return streams;
 }
 
+std::vector<MediaSource::Stream> FileFeed::undecodable() const
+{
+    return _source ? _source->undecodable() : std::vector<MediaSource::Stream>();
+}
+
 void FileFeed::decode(StreamKind kind)
 {
     _decoded.insert(kind);

@@ -26,6 +26,7 @@ public:
     ~FileFeed() override;
 
     std::vector<Stream> takeStreams() override;
+    std::vector<MediaSource::Stream> undecodable() const override;
     void decode(StreamKind kind) override;
     void leave(StreamKind /*kind*/) override {}
     ModkitPtr<IInputQueue> queue(StreamKind kind) const override;

@@ -28,6 +28,8 @@ Governor::Governor(const ModkitPtr<ITuneDecoding> &tuning, const GovernorPolicy:
         _policy.noteSwitch(mode, Clock::now());
 }
 
+Governor::~Governor() = default;
+
 void Governor::sample(double load, bool lostLateBlocks)
 {
     const bool lostThemBefore = std::exchange(_lostLateBlocks, lostLateBlocks);

@@ -25,7 +25,7 @@ public:
     Governor(const Governor &) = delete;
     Governor &operator=(const Governor &) = delete;
     /// Leaves the decoders in the mode they are in.
-    ~Governor() = default;
+    ~Governor();
 
     /// To be called once a second. @param load of the time since the last call; what is no number tells nothing.
     /// @param lostLateBlocks whether live inputs have lost blocks in it because their decoders were too slow; it says

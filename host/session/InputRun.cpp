@@ -94,7 +94,7 @@ void InputRun::leave(Kind &kind)
     if (kind.stream) {
         kind.description = kind.stream->description();
         kind.frames += kind.stream->frames();
-        kind.damaged += kind.stream->damaged();
+        kind.damaged += DecodedStream::damaged(kind.stream->condition().counts);
     }
     if (!isLive())
         kind.feed->leave();
@@ -148,6 +148,8 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
     for (const auto &feed : _feeds)
         feed->poll();
     followChanges();
+    noteUndecodable();
+    noteFirstFrames();
     endReadersInVain();
     dropLeftFeeds();
     tellHandle();
@@ -181,8 +183,8 @@ void InputRun::followChanges()
         if (!isLive() || !of.stream || !of.feed->isOpenForOutputs())
             continue;
         InputFeed &feed = of.feed->feed();
-        if (of.decoding.isFutile(of.stream->frames(), of.stream->damaged(), feed.figures(kind).lost,
-                                 std::chrono::steady_clock::now()))
+        if (of.decoding.isFutile(of.stream->frames(), DecodedStream::damaged(of.stream->condition().counts),
+                                 feed.figures(kind).lost, std::chrono::steady_clock::now()))
             feed.describeAnew();
     }
 }
@@ -342,10 +344,16 @@ std::vector<InputRun::ShownStream> InputRun::streams() const
     std::vector<ShownStream> streams;
     streams.reserve(streamKinds.size());
     for (const Kind &kind : _kinds) {
+        const FeedRun &run = kind.stream ? *kind.feed : *_feeds.front();
+        const auto add = [&](const MediaSource::Stream &description) {
+            streams.push_back({description, kind.stream, run, kind.frames, kind.damaged, kind.troubles});
+        };
         if (kind.stream)
-            streams.push_back({kind.stream->description(), kind.stream, kind.feed->feed(), kind.frames, kind.damaged});
+            add(kind.stream->description());
+        else if (kind.undecodable)
+            add(*kind.undecodable);
         else if (kind.description)
-            streams.push_back({*kind.description, nullptr, _feeds.front()->feed(), kind.frames, kind.damaged});
+            add(*kind.description);
     }
     return streams;
 }
@@ -400,14 +408,81 @@ InputRun::Condition InputRun::condition(const std::vector<InputFeed::Status> &st
     return condition;
 }
 
-std::vector<std::string> InputRun::takeReports()
+/// The first feed knows of both kinds.
+void InputRun::noteUndecodable()
 {
-    std::vector<std::string> reports;
-    for (const auto &feed : _feeds) {
-        for (std::string &report : feed->feed().takeReports())
-            reports.push_back(std::move(report));
+    for (Kind &kind : _kinds)
+        kind.undecodable.reset();
+    for (const MediaSource::Stream &stream : _feeds.front()->feed().undecodable())
+        at(kindOf(stream.streamId)).undecodable = stream;
+}
+
+void InputRun::noteFirstFrames()
+{
+    for (const Kind &kind : _kinds) {
+        if (kind.stream)
+            kind.stream->noteFirstFrame(std::chrono::steady_clock::now());
     }
-    return reports;
+}
+
+TroubleWatch::Figures InputRun::figuresOf(StreamKind kind) const
+{
+    const Kind &of = _kinds[indexOf(kind)];
+    TroubleWatch::Figures figures;
+    figures.name = _name.shown + ' ' + nameOf(kind);
+    figures.isVideo = kind == StreamKind::Video;
+    if (of.undecodable)
+        figures.missingCodec = of.undecodable->missingCodec;
+    if (!of.stream)
+        return figures;
+    const DamageCounts::Condition condition = of.stream->condition();
+    if (condition.codec.isMissing)
+        figures.missingCodec = condition.codec.name.toStdString();
+    figures.frames = of.frames + of.stream->frames();
+    figures.damaged = of.damaged + DecodedStream::damaged(condition.counts);
+    figures.damage = condition.damage.toStdString();
+    figures.reads = of.feed->feed().figures(kind).reads;
+    figures.decoding = of.feed->runningTime();
+    figures.outputs = of.stream->outputs();
+    return figures;
+}
+
+void InputRun::watch(const TroubleWatch::Moment &moment)
+{
+    for (const StreamKind kind : streamKinds)
+        report(at(kind).troubles.update(figuresOf(kind), moment));
+}
+
+void InputRun::watchEnd(const TroubleWatch::Moment &moment, const std::vector<std::string> &errors)
+{
+    watch(moment);
+    for (const StreamKind kind : streamKinds) {
+        // One that was closed may not have come to its first frame, and of a live one it is an error.
+        if (!_closed && !isLive())
+            report(at(kind).troubles.end(figuresOf(kind), moment));
+    }
+    for (const std::string &error : errors) {
+        if (_toldErrors.count(error) == 0)
+            report({{error, true}});
+    }
+}
+
+void InputRun::report(std::vector<Report> reports)
+{
+    for (Report &each : reports) {
+        if (each.isError)
+            _toldErrors.insert(each.text);
+        _reports.push_back(std::move(each));
+    }
+}
+
+std::vector<Report> InputRun::takeReports()
+{
+    for (const auto &feed : _feeds) {
+        for (std::string &text : feed->feed().takeReports())
+            report({{std::move(text), false}});
+    }
+    return std::exchange(_reports, {});
 }
 
 void InputRun::updateRates(RecentRate::Instant now, std::chrono::milliseconds longestPause)
@@ -424,6 +499,13 @@ void InputRun::tellHandle()
     for (const auto &feed : _feeds) {
         if (!error)
             error = feed->error();
+    }
+    const std::string prefix = _name.shown + ": ";
+    if (error) {
+        const bool isNamed = error->compare(0, prefix.size(), prefix) == 0;
+        const std::string text = isNamed ? error->substr(prefix.size()) : *error;
+        if (!_lastError || _lastError->text != text)
+            _lastError = {std::chrono::system_clock::now(), text};
     }
     // Who waits until it is known learns what is wrong with its outputs, too.
     _core->setStatus({_isKnown && !areOutputsOpening(), _present, std::move(error), isFinished()});

@@ -7,6 +7,18 @@
 #include "session/SnapshotFiller.h"
 #include "sources/LiveUrl.h"
 
+namespace {
+
+// Trouble is told at once, but nobody sees whether it is a quarter of a second later.
+constexpr std::chrono::milliseconds watchInterval(250);
+
+TroubleWatch::Moment present()
+{
+    return {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
+}
+
+} // namespace
+
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs)
     : _environment{environment, {_enders, [jobs] { jobs->wake(); }}, _openers}
     , _jobs(std::move(jobs))
@@ -46,19 +58,30 @@ void InputSet::poll()
 {
     for (const auto &input : _inputs)
         poll(*input);
+    watch();
     forgetLeft();
+}
+
+void InputSet::watch()
+{
+    const TroubleWatch::Moment moment = present();
+    if (_watchedAt && moment.now - *_watchedAt < watchInterval)
+        return;
+    _watchedAt = moment.now;
+    for (const auto &input : _inputs) {
+        if (!input->isFinished())
+            input->watch(moment);
+    }
 }
 
 void InputSet::poll(InputRun &input)
 {
     const bool wasFinished = input.isFinished();
     input.poll(inputFiles());
-    for (std::string &report : input.takeReports())
+    if (input.isFinished() && !wasFinished)
+        input.watchEnd(present(), SnapshotFiller(nullptr, decoding::Mode()).snapshotOf(input).errors());
+    for (Report &report : input.takeReports())
         _messages.push_back(std::move(report));
-    if (input.isFinished() && !wasFinished) {
-        for (std::string &error : SnapshotFiller(nullptr, decoding::Mode()).snapshotOf(input).errors())
-            _messages.push_back(std::move(error));
-    }
 }
 
 bool InputSet::hasWork() const
@@ -89,7 +112,7 @@ bool InputSet::isFinished() const
     return std::all_of(_inputs.begin(), _inputs.end(), [](const auto &input) { return input->isFinished(); });
 }
 
-std::vector<std::string> InputSet::takeMessages()
+std::vector<Report> InputSet::takeMessages()
 {
     return std::exchange(_messages, {});
 }

@@ -20,6 +20,7 @@ public:
     LiveFeed(const std::string &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
 
     std::vector<Stream> takeStreams() override;
+    std::vector<MediaSource::Stream> undecodable() const override { return _source.undecodable(); }
     void decode(StreamKind kind) override { _decoded.insert(kind); }
     void leave(StreamKind kind) override { _decoded.erase(kind); }
     ModkitPtr<IInputQueue> queue(StreamKind kind) const override { return _queues[indexOf(kind)]; }

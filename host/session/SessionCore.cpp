@@ -197,6 +197,7 @@ std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::
 decoding::Snapshot decoding::Session::Core::snapshot() const
 {
     Snapshot snapshot;
+    snapshot.at = std::chrono::system_clock::now();
     {
         const std::lock_guard<std::mutex> lock(_mutex);
         snapshot.mode = _mode;
@@ -278,7 +279,7 @@ void decoding::Session::Core::wake()
 
 void decoding::Session::Core::step()
 {
-    std::vector<std::string> messages;
+    std::vector<Report> messages;
     bool hasWork = false;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
@@ -291,8 +292,8 @@ void decoding::Session::Core::step()
         if (_inputs->isFinished())
             _finished.notify_all();
     }
-    for (const std::string &message : messages)
-        addMessage(message);
+    for (const Report &message : messages)
+        addMessage(message.text, message.isError);
     if (hasWork && !_stepTimer->isActive())
         _stepTimer->start();
     else if (!hasWork)
@@ -326,12 +327,12 @@ bool decoding::Session::Core::hasLostLateBlocks()
     return lateBlocks > std::exchange(_lateBlocks, lateBlocks);
 }
 
-void decoding::Session::Core::addMessage(const std::string &text)
+void decoding::Session::Core::addMessage(const std::string &text, bool isError)
 {
     Snapshot::Message message;
     {
         const std::lock_guard<std::mutex> lock(_messagesMutex);
-        message = {++_messageCount, std::chrono::system_clock::now(), text};
+        message = {++_messageCount, std::chrono::system_clock::now(), text, isError};
         if (_messages.size() == maxMessages)
             _messages.pop_front();
         _messages.push_back(message);

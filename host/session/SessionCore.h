@@ -56,7 +56,7 @@ private:
     void throwIfEnded() const;
     void switchMode(Mode mode);
     void noteGovernor();
-    void addMessage(const std::string &text);
+    void addMessage(const std::string &text, bool isError = false);
     Remains stop();
 
     void wake();

@@ -52,6 +52,8 @@ void Backlog<Handle, Header>::push(const Handle &record, quint64 size, qint64 bl
 {
     {
         const std::lock_guard<std::mutex> lock(_mutex);
+        if (_hasFailed && !record.isNull())
+            ++_failed;
         if (_hasFailed || _isLeftBehind)
             return;
         if (_isEnding) {
@@ -161,9 +163,19 @@ void Backlog<Handle, Header>::write(Record record, std::unique_lock<std::mutex> 
     lock.lock();
     if (_isLeftBehind)
         return;
-    if (const std::string *const error = std::get_if<std::string>(&result))
-        return failLocked(*error, unwritten);
-    _bytesWritten += std::get<quint64>(result);
+    if (const std::string *const error = std::get_if<std::string>(&result)) {
+        const quint64 leftOut = _writer->leftOut();
+        if (leftOut == 0)
+            return failLocked(*error, unwritten);
+        _failed += leftOut;
+        if (!_error)
+            _error = *error;
+        _isFailing = true;
+    } else {
+        const quint64 size = std::get<quint64>(result);
+        _bytesWritten += size;
+        _isFailing = _isFailing && size == 0;
+    }
     --_pendingRecords;
     _pendingBytes -= record.size;
     adjustGateLocked();
@@ -177,7 +189,8 @@ void Backlog<Handle, Header>::failLocked(const std::string &error, std::deque<Re
         return;
     if (!_error)
         _error = _watch->hasGivenUp() ? lossLocked() : error;
-    _hasFailed = true;
+    _hasFailed = _isFailing = true;
+    _failed += static_cast<quint64>(_pendingRecords);
     dropAllLocked(unwritten);
 }
 
@@ -244,6 +257,8 @@ void Backlog<Handle, Header>::describe(ISink::Status &status) const
     const std::lock_guard<std::mutex> lock(_mutex);
     status.dropped = _dropped;
     status.bytesWritten = _bytesWritten;
+    status.failed = _failed;
+    status.failing = _isFailing;
     status.waits = _closings;
     std::chrono::nanoseconds waited = _closedFor;
     if (_closedSince)

@@ -92,6 +92,8 @@ private:
     quint64 _pendingBytes = 0;
     quint64 _dropped = 0;
     quint64 _bytesWritten = 0;
+    quint64 _failed = 0;
+    bool _isFailing = false;
     std::optional<std::string> _error;
     std::optional<Instant> _closedSince; // the gate, by this
     quint64 _closings = 0;

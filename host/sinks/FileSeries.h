@@ -29,6 +29,8 @@ public:
     std::string name() const { return _place.name(_format.suffix); }
     /// @param packet with its pts, if known, in its own time base. @param duration in units of that time base.
     [[nodiscard]] std::optional<std::string> write(const MediaForm &form, AVPacket *packet, qint64 duration);
+    /// As IRecordWriter: what was in the file before is whole, and it goes on behind that.
+    quint64 leftOut() const { return _file ? _file->leftOut() : 0; }
     void noteBreak() { _broken = true; }
     [[nodiscard]] std::optional<std::string> finish();
 

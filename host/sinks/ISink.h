@@ -18,9 +18,12 @@ public:
         quint64 nullBlocks = 0; // breaks in the stream
         quint64 bytes = 0;      // of the records, as they lie in memory
         quint64 bytesWritten = 0;
-        quint64 waits = 0;   // times that the decoder was given nothing until there was room
-        double waitedMs = 0; // all of them together
-        /// The first thing that went wrong: one line that names the file. Once writing has failed, a sink only counts.
+        quint64 waits = 0;    // times that the decoder was given nothing until there was room
+        double waitedMs = 0;  // all of them together
+        quint64 failed = 0;   // records that were to be written and could not be, for an error
+        bool failing = false; // the latest of them was one of these
+        /// The first thing that went wrong: one line that names the file. Once writing has failed for good, a sink only
+        /// counts.
         std::optional<std::string> error;
     };
 

@@ -17,6 +17,9 @@ namespace {
 constexpr int diskBufferSize = 256 << 10;
 constexpr int pipeBufferSize = 32 << 10;
 
+// Seldom enough to cost nothing.
+constexpr std::chrono::milliseconds flushInterval(200);
+
 int writeFile(void *file, quint8 *data, int size)
 {
     const int error = static_cast<OutputFile *>(file)->write(data, size);
@@ -108,8 +111,18 @@ std::optional<std::string> MediaFile::begin(const MediaForm &form)
     // definition.
     _context->flags |= AVFMT_FLAG_BITEXACT;
     _context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
-    const int code = avformat_write_header(_context, nullptr);
+    _unsafe = 1;
+    const int code = flush(avformat_write_header(_context, nullptr));
     _begun = code >= 0;
+    _leftOut = takeBack(code);
+    if (_leftOut > 0) {
+        closeMuxer();
+        if (auto error = open()) {
+            _leftOut = 0;
+            return error;
+        }
+        return unlessGood(code);
+    }
     // What the muxer of y4m says of pictures that its files cannot hold. Nothing was written yet that could fail.
     if (code == AVERROR(EIO) && _context->pb->error == 0)
         return "cannot write " + form.text() + " to " + _name + ": such a file cannot hold that";
@@ -118,14 +131,50 @@ std::optional<std::string> MediaFile::begin(const MediaForm &form)
 
 std::optional<std::string> MediaFile::write(AVPacket *packet)
 {
-    return unlessGood(av_write_frame(_context, packet));
+    ++_unsafe;
+    int code = av_write_frame(_context, packet);
+    if (_leftOut > 0 || std::chrono::steady_clock::now() - _flushedAt >= flushInterval)
+        code = flush(code);
+    _leftOut = takeBack(code);
+    return unlessGood(code);
+}
+
+/// Has the disk take what is buffered. @return @p code, or what the disk has against it.
+int MediaFile::flush(int code)
+{
+    if (code < 0 || !_file->isSeekable())
+        return code;
+    avio_flush(_context->pb);
+    if (_context->pb->error < 0)
+        return _context->pb->error;
+    _safeSize = avio_tell(_context->pb);
+    _unsafe = 0;
+    _flushedAt = std::chrono::steady_clock::now();
+    return code;
+}
+
+/// After a failure for want of room, leaves in the file what was there for certain. @return how many packets that
+/// costs; 0 when @p code is another failure, or none.
+quint64 MediaFile::takeBack(int code)
+{
+    if ((code != AVERROR(ENOSPC) && code != AVERROR(EDQUOT)) || !_file->isSeekable())
+        return 0;
+    // With the error, what is left in the buffer is dropped.
+    avio_seek(_context->pb, _safeSize, SEEK_SET);
+    _context->pb->error = 0;
+    return _file->cut(_safeSize) == 0 ? std::exchange(_unsafe, 0) : 0;
 }
 
 std::optional<std::string> MediaFile::finish()
 {
+    int code = _begun ? flush(0) : 0;
+    takeBack(code);
+    // The trailer is that of what is in the file, whatever was taken back.
     const int trailerCode = _begun ? av_write_trailer(_context) : 0;
+    code = code < 0 ? code : trailerCode;
     const int closeCode = close();
-    return unlessGood(trailerCode < 0 ? trailerCode : closeCode);
+    _leftOut = 0;
+    return unlessGood(code < 0 ? code : closeCode);
 }
 
 AVRational MediaFile::timeBase() const
@@ -152,6 +201,13 @@ bool MediaFile::isFullFor(qint64 size) const
 
 int MediaFile::close()
 {
+    const int code = closeMuxer();
+    const int closeCode = AVERROR(_file->close());
+    return code < 0 ? code : closeCode;
+}
+
+int MediaFile::closeMuxer()
+{
     int code = 0;
     if (_context && _context->pb) {
         avio_flush(_context->pb);
@@ -161,6 +217,5 @@ int MediaFile::close()
     }
     avformat_free_context(_context);
     _context = nullptr;
-    const int closeCode = AVERROR(_file->close());
-    return code < 0 ? code : closeCode;
+    return code;
 }

@@ -3,6 +3,7 @@
 
 #include <QtGlobal>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,7 +29,9 @@ struct FileFormat {
 constexpr qint64 maxRiffBytes = (qint64(1) << 32) - (1 << 16);
 
 /// One file with one stream in it, written by one of libavformat's muxers. Failures are one line that names the file.
-/// Reentrant.
+///
+/// A file on a disk gets what is buffered a few times a second, so that a full disk is noticed. What there is no room
+/// for is taken back, so that the file is whole, and more may be written. Reentrant.
 class MediaFile final {
 public:
     /// @param name that errors call it by. @param file that is open.
@@ -46,6 +49,9 @@ public:
     bool hasBegun() const { return _begun; }
     /// Writes @p packet, whose time stamps are in units of timeBase().
     [[nodiscard]] std::optional<std::string> write(AVPacket *packet);
+    /// @return how many packets the latest failure of `begin` or `write` has cost, this one included, for want of room:
+    ///         the call may be repeated with the next one. 0: the failure is final.
+    quint64 leftOut() const { return _leftOut; }
     /// Writes the trailer if the file has begun, and closes it.
     [[nodiscard]] std::optional<std::string> finish();
 
@@ -60,6 +66,9 @@ public:
 private:
     std::optional<std::string> unlessGood(int code, const std::string &what = "cannot write") const;
     AVIOContext *makeBuffer();
+    int flush(int code);
+    quint64 takeBack(int code);
+    int closeMuxer();
     int close();
 
     const std::string _name;
@@ -67,6 +76,11 @@ private:
     const std::unique_ptr<OutputFile> _file;
     AVFormatContext *_context = nullptr;
     bool _begun = false;
+
+    qint64 _safeSize = 0; // of what is in the file for certain
+    quint64 _unsafe = 0;  // packets that are not
+    quint64 _leftOut = 0;
+    std::chrono::steady_clock::time_point _flushedAt;
 };
 
 #endif

@@ -150,6 +150,14 @@ qint64 OutputFile::seek(qint64 offset, int whence)
     return place < 0 ? -errno : place;
 }
 
+int OutputFile::cut(qint64 size)
+{
+    if (call([&] { return ::ftruncate(_descriptor, size); }) != 0)
+        return errno;
+    const qint64 place = seek(size, SEEK_SET);
+    return place < 0 ? static_cast<int>(-place) : 0;
+}
+
 int OutputFile::close()
 {
     if (_descriptor < 0)

@@ -35,6 +35,8 @@ public:
     [[nodiscard]] int write(const quint8 *data, qint64 size);
     /// @param whence as for lseek. @return the new place, or an errno as a negative number.
     [[nodiscard]] qint64 seek(qint64 offset, int whence);
+    /// Leaves only the first @p size bytes, and goes on behind them.
+    [[nodiscard]] int cut(qint64 size);
     [[nodiscard]] int close();
 
 private:

@@ -15,6 +15,7 @@ public:
     std::string target() const override { return _files.name(); }
     std::optional<std::string> create() override { return _files.create(); }
     Result write(const PictureHeader &picture, qint64 blockTimeMs) override;
+    quint64 leftOut() const override { return _files.leftOut(); }
     void noteBreak() override { _files.noteBreak(); }
     std::optional<std::string> finish() override { return _files.finish(); }
 

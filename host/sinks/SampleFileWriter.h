@@ -18,6 +18,7 @@ public:
     std::string target() const override { return _files.name(); }
     std::optional<std::string> create() override { return _files.create(); }
     Result write(const SamplesHeader &samples, qint64 blockTimeMs) override;
+    quint64 leftOut() const override { return _files.leftOut(); }
     void noteBreak() override;
     std::optional<std::string> finish() override { return _files.finish(); }
 

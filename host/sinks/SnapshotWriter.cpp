@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "sinks/PictureConversion.h"
@@ -54,6 +55,7 @@ SnapshotWriter::SnapshotWriter(OutputPlace place, std::chrono::milliseconds inte
 
 SnapshotWriter::Result SnapshotWriter::write(const PictureHeader &picture, qint64 blockTimeMs)
 {
+    _lacksRoom = false;
     if (!isDue(blockTimeMs))
         return quint64(0);
     const AvPointer<AVFrame> frame = toRgb(picture);
@@ -82,6 +84,11 @@ std::optional<std::string> SnapshotWriter::save(const quint8 *data, int size)
     const int closeError = file.close();
     if (error == 0)
         error = closeError;
+    _lacksRoom = error == ENOSPC || error == EDQUOT;
+    if (_lacksRoom) {
+        ::unlink(path.c_str());
+        --_fileCount;
+    }
     if (error != 0)
         return "cannot write " + path + ": " + std::generic_category().message(error);
     return std::nullopt;

@@ -11,8 +11,8 @@
 
 /// Writes the first picture, and then the first one of every further interval of block time, as PNG: `<stem>-0001.png`,
 /// `<stem>-0002.png` and so on. Existing files are overwritten, or kept and their numbers passed over, as the place
-/// says. Where the stream breaks, or block times go
-/// back by more than an interval, the next picture is a first one again.
+/// says. One that there is no room for is left out whole. Where the stream breaks, or block times go back by more than
+/// an interval, the next picture is a first one again.
 class SnapshotWriter final : public IRecordWriter<PictureHeader> {
 public:
     SnapshotWriter(OutputPlace place, std::chrono::milliseconds interval);
@@ -20,6 +20,7 @@ public:
     std::string target() const override { return _place.name("-*.png"); }
     std::optional<std::string> create() override { return _place.createDirectory(); }
     Result write(const PictureHeader &picture, qint64 blockTimeMs) override;
+    quint64 leftOut() const override { return _lacksRoom ? 1 : 0; }
     void noteBreak() override { _nextMs.reset(); }
     std::optional<std::string> finish() override { return std::nullopt; }
 
@@ -30,6 +31,7 @@ private:
     const OutputPlace _place;
     const std::chrono::milliseconds _interval;
     int _fileCount = 0;
+    bool _lacksRoom = false;       // for the latest picture
     std::optional<qint64> _nextMs; // block time of the next picture to write; none: any
 };
 

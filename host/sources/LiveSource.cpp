@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 #include <system_error>
+#include <utility>
 
 #include "sources/Pacing.h"
 
@@ -50,6 +51,12 @@ std::vector<LiveSource::Stream> LiveSource::streams() const
     return _streams;
 }
 
+std::vector<LiveSource::Stream> LiveSource::undecodable() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _undecodable;
+}
+
 LiveSource::Status LiveSource::status() const
 {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -61,6 +68,8 @@ LiveSource::Status LiveSource::status() const
 std::vector<std::string> LiveSource::takeReports()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
+    if (const auto report = _outage.remind(Clock::now(), std::chrono::system_clock::now()))
+        _reports.push_back(*report);
     return std::exchange(_reports, {});
 }
 
@@ -105,10 +114,14 @@ LiveSource::Break LiveSource::connectAndDeliver()
     const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
                                            _options.audio && !_queues[1].isNull(), labelOf(_options, _url)};
     const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _stopRequested);
-    if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened))
+    if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened)) {
+        if (!failure->undecodable.empty())
+            noteUndecodable(failure->undecodable);
         return {failure->what, _url.isHopeless(failure->error, status().connections > 0)};
+    }
     LiveConnection &connection = *std::get<std::unique_ptr<LiveConnection>>(opened);
     noteConnection(connection);
+    noteUndecodable(connection.undecodable());
     _times.beginConnection();
     const Clock::time_point begin = Clock::now();
     Break end = deliver(connection);
@@ -219,6 +232,13 @@ void LiveSource::noteStreams(const LiveConnection &connection)
         else
             _streams.insert(place, stream);
     }
+}
+
+/// A source that cannot be reached tells nothing of its streams: what is known of them stays.
+void LiveSource::noteUndecodable(const std::vector<Stream> &streams)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _undecodable = streams;
 }
 
 void LiveSource::noteState(State state)

@@ -88,11 +88,14 @@ public:
     /// Empty before the first connection; a later one may add the kind that was not there.
     [[nodiscard]] std::vector<Stream> streams() const;
 
+    /// What its latest connection had no decoder for, as MediaSource::undecodable, though nothing could be decoded.
+    [[nodiscard]] std::vector<Stream> undecodable() const;
+
     [[nodiscard]] Status status() const;
 
     /// @return what is to be told to people since the last call, in single lines that name the source: each trouble
-    ///         when it comes or gets another reason, not with each attempt that fails, and its mending. A trouble that
-    ///         ends the source is in the status alone.
+    ///         when it comes or gets another reason, not with each attempt that fails, now and then while it lasts, and
+    ///         its mending. A trouble that ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();
 
     /// Has it connect again, at once, because what comes cannot be decoded as it was described. Thread-safe; never
@@ -126,6 +129,7 @@ private:
     bool isOver() const;
     Clock::time_point notAfterEnd(Clock::time_point instant) const { return std::min(instant, _end); }
     void noteConnection(const LiveConnection &connection);
+    void noteUndecodable(const std::vector<Stream> &streams);
     void noteStreams(const LiveConnection &connection);
     void noteState(State state);
     void noteTrouble(const std::string &reason);
@@ -149,10 +153,11 @@ private:
 
     std::atomic<bool> _describeAnew{false};
 
-    mutable std::mutex _mutex; // guards the next four
+    mutable std::mutex _mutex; // guards the next five
     Status _status;
     Outage _outage;
     std::vector<Stream> _streams;
+    std::vector<Stream> _undecodable;
     std::vector<std::string> _reports;
 
     std::condition_variable _stopped;

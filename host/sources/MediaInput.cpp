@@ -20,6 +20,9 @@ namespace {
 
 constexpr std::chrono::seconds fileOpenLimit{10};
 
+/// Enough for the streams beside one that cannot be decoded.
+constexpr qint64 undecodableAnalysisUs = 250'000;
+
 // How messages begin, before their arguments are filled in, that nothing else tells of.
 constexpr std::array<const char *, 1> missingDatagrams = {"RTP: missed "};
 constexpr std::array<const char *, 4> missingParts = {
@@ -179,7 +182,12 @@ int MediaInput::openLiveContext(const LiveUrl &url)
         av_dict_set(&options, option.name, option.value, 0);
     const int result = avformat_open_input(&_context, url.name().c_str(), url.format(), &options);
     av_dict_free(&options);
-    return result < 0 || url.isDevice() ? result : avformat_find_stream_info(_context, nullptr);
+    if (result < 0 || url.isDevice())
+        return result;
+    // To find out more about a stream without a decoder is in vain, and would take five seconds of it.
+    if (undecodableStream(AVMEDIA_TYPE_VIDEO) || undecodableStream(AVMEDIA_TYPE_AUDIO))
+        _context->max_analyze_duration = undecodableAnalysisUs;
+    return avformat_find_stream_info(_context, nullptr);
 }
 
 int MediaInput::openContext(const std::string &url)
@@ -253,6 +261,9 @@ StreamDescription MediaInput::describe(int index) const
     description.sampleRate = parameters.sample_rate;
     description.channels = parameters.ch_layout.nb_channels;
     description.obstacle = obstacleOf(parameters, description.fourcc);
+    const bool isMedia = parameters.codec_type == AVMEDIA_TYPE_VIDEO || parameters.codec_type == AVMEDIA_TYPE_AUDIO;
+    if (isMedia && !description.obstacle.empty())
+        description.missingCodec = codecNameOf(parameters);
     return description;
 }
 
@@ -295,6 +306,17 @@ int MediaInput::bestStream(AVMediaType type, int relatedIndex) const
     const AVCodec *decoder = nullptr;
     const int best = av_find_best_stream(_context, type, -1, relatedIndex, &decoder, 0);
     return best >= 0 && describe(best).obstacle.empty() ? best : decodableStream(type);
+}
+
+std::optional<StreamDescription> MediaInput::undecodableStream(AVMediaType type) const
+{
+    if (decodableStream(type) >= 0)
+        return std::nullopt;
+    for (int index = 0; index < streamCount(); ++index) {
+        if (stream(index).codecpar->codec_type == type)
+            return describe(index);
+    }
+    return std::nullopt;
 }
 
 std::string MediaInput::whyNothingCanBeDecoded(bool videoWanted, bool audioWanted) const

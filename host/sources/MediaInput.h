@@ -63,6 +63,8 @@ public:
     /// @return the index of the stream of @p type to decode unless told otherwise; -1 when none can be decoded.
     /// @param relatedIndex of a stream that it should go with, or -1.
     int bestStream(AVMediaType type, int relatedIndex) const;
+    /// @return the first stream of @p type where there are some, but a decoder for none of them.
+    std::optional<StreamDescription> undecodableStream(AVMediaType type) const;
     /// @return in words that go behind a name, why there is no such stream of the wanted types.
     std::string whyNothingCanBeDecoded(bool videoWanted, bool audioWanted) const;
 

@@ -53,6 +53,7 @@ MediaSource::open(const std::string &url, const Options &options, const std::ato
         source->addStream(video, StreamKind::Video);
     if (options.audio && audio >= 0)
         source->addStream(audio, StreamKind::Audio);
+    source->_undecodable = undecodableOf(input, options.video, options.audio, source->label());
     if (source->_streams.empty())
         return source->_shown + ": " + input.whyNothingCanBeDecoded(options.video, options.audio);
     source->_times.emplace(input.timeMayJump());
@@ -119,11 +120,30 @@ std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *aband
 
 void MediaSource::addStream(int index, StreamKind kind)
 {
-    const QString label =
-        _options.label.isEmpty() ? QFileInfo(QString::fromStdString(ShownUrl::place(_url))).fileName() : _options.label;
-    _streams.push_back({_input->describe(index), streamIdOf(kind), label.toUtf8() + ' ' + nameOf(kind)});
+    _streams.push_back({_input->describe(index), streamIdOf(kind), label() + ' ' + nameOf(kind)});
     _states.emplace_back();
     _states.back().parameters = packedParameters(_streams.size() - 1);
+}
+
+QByteArray MediaSource::label() const
+{
+    return (_options.label.isEmpty() ? QFileInfo(QString::fromStdString(ShownUrl::place(_url))).fileName()
+                                     : _options.label)
+        .toUtf8();
+}
+
+std::vector<MediaSource::Stream> MediaSource::undecodableOf(const MediaInput &input, bool video, bool audio,
+                                                            const QByteArray &label)
+{
+    std::vector<Stream> streams;
+    for (const StreamKind kind : streamKinds) {
+        const bool isWanted = kind == StreamKind::Video ? video : audio;
+        const auto stream =
+            input.undecodableStream(kind == StreamKind::Video ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO);
+        if (isWanted && stream)
+            streams.push_back({*stream, streamIdOf(kind), label + ' ' + nameOf(kind)});
+    }
+    return streams;
 }
 
 QByteArray MediaSource::packedParameters(std::size_t position) const

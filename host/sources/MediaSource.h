@@ -70,6 +70,11 @@ public:
     /// What is delivered: one stream or two, video first. Constant but for keepOnly.
     const std::vector<Stream> &streams() const { return _streams; }
 
+    /// What is not, for want of a decoder: at most one stream of each wanted kind, video first. Constant.
+    const std::vector<Stream> &undecodable() const { return _undecodable; }
+    /// @return the same of any input. @param label of the streams.
+    static std::vector<Stream> undecodableOf(const MediaInput &input, bool video, bool audio, const QByteArray &label);
+
     /// The container's start time in microseconds, which players count from; 0 when unknown. Constant.
     qint64 startTimeUs() const { return _startTimeUs; }
 
@@ -111,6 +116,7 @@ private:
     MediaSource(const std::string &url, const Options &options);
 
     std::optional<std::string> openInput(const std::atomic<bool> *abandoned = nullptr);
+    QByteArray label() const;
     void addStream(int index, StreamKind kind);
     QByteArray packedParameters(std::size_t position) const;
 
@@ -133,6 +139,7 @@ private:
     const Options _options;
     // Constant once opened.
     std::vector<Stream> _streams;
+    std::vector<Stream> _undecodable;
     qint64 _startTimeUs = 0;
 
     // The source's thread only, once it runs. The times know each stream by its position in _streams.

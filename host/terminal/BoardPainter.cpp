@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "media/ClockTime.h"
 #include "terminal/BoardFigures.h"
 #include "terminal/CellText.h"
 #include "terminal/RowHealth.h"
@@ -186,6 +187,24 @@ void paintThreads(BoardPicture &picture, int line, const std::vector<Snapshot::T
     picture.put(line, 0, text);
 }
 
+/// @return what the narrow table has no room for, as far as there is something to tell.
+std::string figuresOf(const StreamRow &row)
+{
+    std::string text;
+    const auto add = [&text](const std::string &figure) { text += "; " + figure; };
+    if (!row.form().empty())
+        add(row.form());
+    if (row.damaged() > 0)
+        add(count(row.damaged(), anyWidth) + " damaged");
+    if (row.notWritten() > 0)
+        add(count(row.notWritten(), anyWidth) + " not written");
+    if (row.connections() > 1)
+        add(counted(row.connections(), "connection"));
+    if (!row.lastError().empty())
+        add("last error " + row.lastError());
+    return text;
+}
+
 void paintDetail(BoardPicture &picture, int line, const StreamRow &row)
 {
     const RowHealth health = RowHealth::of(row);
@@ -197,7 +216,13 @@ void paintDetail(BoardPicture &picture, int line, const StreamRow &row)
     const CellText name = CellText(row.name()).shortenedInTheMiddle(picture.width() / 3);
     int column = picture.put(line, 0, name, health.isUnwell() ? Tone::Alarm : Tone::Strong);
     column = picture.put(line, column, thread + ": ");
-    picture.put(line, column, CellText(verdict + trouble).shortenedAtTheEnd(std::max(picture.width() - column, 0)));
+    picture.put(line, column,
+                CellText(verdict + trouble + figuresOf(row)).shortenedAtTheEnd(std::max(picture.width() - column, 0)));
+}
+
+CellText timedText(const Snapshot::Message &message)
+{
+    return CellText(ClockTime::ofDay(message.at) + ' ' + message.text);
 }
 
 void paintKeys(BoardPicture &picture, int line)
@@ -221,16 +246,18 @@ void paintKeys(BoardPicture &picture, int line)
 
 void paintHelp(BoardPicture &picture)
 {
-    const std::array<const char *, 18> lines{
+    const std::array<const char *, 20> lines{
         "Lights: G good, Y warning or alternative, R bad",
         "  M mode: G performance, Y time-saving",
-        "  L blocks lost: Y 1 or 2, R 3 or more",
-        "  C decoding at this moment",
-        "  T worst latency: Y from 50 ms, R from 150 ms",
-        "  K key block received",
-        "  N empty block received",
-        "  D data given to the codec: Y catching up",
-        "! in front of a stream: look at it first",
+        "  L blocks lost before the last: Y 1 or 2, R more",
+        "  C the last look at the queue found a block",
+        "  T worst latency of a key block: Y 50, R 150 ms",
+        "  K key block read from the queue",
+        "  N empty block read: the stream was ended",
+        "  D block taken to be decoded, Y to catch up; not",
+        "    whether there is a codec, or what came of it",
+        "! in front of a stream: look at it first; tells",
+        "  damage, codecs and outputs, which no light does",
         "",
         "s      sort by the next column     S  reverse",
         "Up, Down, PgUp, PgDn, Home, End    select",
@@ -292,7 +319,7 @@ BoardPicture BoardPainter::paint(const Snapshot &snapshot, const LoadHistory &lo
     }
     const auto messages = static_cast<std::size_t>(heights.messages);
     for (std::size_t i = snapshot.messages.size() - messages; i < snapshot.messages.size(); ++i, ++line)
-        picture.put(line, 0, CellText(snapshot.messages[i].text).shortenedAtTheEnd(width), Tone::Dim);
+        picture.put(line, 0, timedText(snapshot.messages[i]).shortenedAtTheEnd(width), Tone::Dim);
     if (heights.keys)
         paintKeys(picture, line);
     if (view.showsHelp())

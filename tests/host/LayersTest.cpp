@@ -50,7 +50,8 @@ bool isAllowed(const std::string &folder, const std::string &header)
     const bool isOfHost =
         ofHeader == publicHeaders || std::find(layers.begin(), layers.end(), ofHeader) != layers.end();
     const bool showsTexts = folder == "terminal" || folder == "control";
-    const bool isForTexts = header == "media/SafeText.h" || header == "media/ShownUrl.h";
+    const bool isForTexts =
+        header == "media/SafeText.h" || header == "media/ClockTime.h" || header == "media/ShownUrl.h";
     return !isOfHost || allowed(folder).count(ofHeader) > 0 || (showsTexts && isForTexts);
 }
 

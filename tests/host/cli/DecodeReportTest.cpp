@@ -222,6 +222,7 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
 {
     DecodeReport report = finished();
     report.snapshot.inputs[0].live = true;
+    report.snapshot.inputs[0].streams[0].delivering = std::chrono::seconds(10);
     report.snapshot.inputs[0].connections = 3;
     report.snapshot.inputs[0].packets = 600;
     report.snapshot.inputs[0].bytes = 70000;
@@ -269,12 +270,18 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
                                                     {QStringLiteral("dropped"), 20},
                                                     {QStringLiteral("nullBlocks"), 1},
                                                     {QStringLiteral("bytes"), 0},
+                                                    {QStringLiteral("notWritten"), 0},
                                                     {QStringLiteral("waitedMs"), 50},
                                                     {QStringLiteral("error"), QJsonValue()}}));
     stream.remove(QStringLiteral("outputs"));
     EXPECT_EQ(stream, (QJsonObject{{QStringLiteral("index"), 0},
                                    {QStringLiteral("kind"), QStringLiteral("video")},
                                    {QStringLiteral("codec"), QStringLiteral("h264")},
+                                   {QStringLiteral("width"), 0},
+                                   {QStringLiteral("height"), 0},
+                                   {QStringLiteral("state"), QStringLiteral("connecting")},
+                                   {QStringLiteral("notWritten"), 0},
+                                   {QStringLiteral("lastError"), QJsonValue()},
                                    {QStringLiteral("frames"), 12345},
                                    {QStringLiteral("damaged"), 2},
                                    {QStringLiteral("lost"), 25},
@@ -298,4 +305,42 @@ TEST(DecodeReport, PutsErrorsInJsonWhereTheyBelongAndAllTogether)
     EXPECT_EQ(input[QStringLiteral("error")].toString(), QStringLiteral("of the input"));
     EXPECT_EQ(only(only(input, "streams"), "outputs")[QStringLiteral("error")].toString(),
               QStringLiteral("of the output"));
+}
+
+TEST(DecodeReport, TellsTheRateOfALiveInputFromItsFirstFrameOn)
+{
+    DecodeReport report = finished();
+    report.snapshot.inputs[0].streams[0].frames = 100;
+    report.snapshot.inputs[0].streams[0].delivering = std::chrono::seconds(4);
+    EXPECT_EQ(only(only(json(report), "inputs"), "streams")[QStringLiteral("framesPerSecond")].toDouble(), 10);
+    report.snapshot.inputs[0].live = true;
+    EXPECT_EQ(only(only(json(report), "inputs"), "streams")[QStringLiteral("framesPerSecond")].toDouble(), 25);
+}
+
+TEST(DecodeReport, TellsWhatWasWrongWhileItRan)
+{
+    DecodeReport report = finished();
+    Snapshot::Input &input = report.snapshot.inputs[0];
+    input.state = decoding::State::Running;
+    input.lastError = Snapshot::Trouble{{}, "no packet for 5 s"};
+    input.streams[0].width = 1280;
+    input.streams[0].height = 720;
+    input.streams[0].outputs[1].failed = 7;
+    input.streams[1].missingCodec = "NOPE";
+    input.streams[1].lastError = Snapshot::Trouble{{}, "no decoder for NOPE"};
+    EXPECT_THAT(linesOf(report.toText())[1], HasSubstr("  video   h264 1280x720  "));
+    const QJsonObject shown = only(json(report), "inputs");
+    EXPECT_EQ(shown[QStringLiteral("state")].toString(), QStringLiteral("running"));
+    EXPECT_EQ(shown[QStringLiteral("lastError")].toObject()[QStringLiteral("text")].toString(),
+              QStringLiteral("no packet for 5 s"));
+    const QJsonObject picture = only(shown, "streams");
+    EXPECT_EQ(picture[QStringLiteral("codec")].toString(), QStringLiteral("h264"));
+    EXPECT_EQ(picture[QStringLiteral("width")].toInt(), 1280);
+    EXPECT_EQ(picture[QStringLiteral("height")].toInt(), 720);
+    EXPECT_EQ(picture[QStringLiteral("notWritten")].toInt(), 7);
+    EXPECT_TRUE(picture[QStringLiteral("lastError")].isNull());
+    EXPECT_EQ(picture[QStringLiteral("outputs")].toArray()[1].toObject()[QStringLiteral("notWritten")].toInt(), 7);
+    const QJsonObject sound = shown[QStringLiteral("streams")].toArray()[1].toObject();
+    EXPECT_EQ(sound[QStringLiteral("state")].toString(), QStringLiteral("no-decoder"));
+    EXPECT_FALSE(sound[QStringLiteral("lastError")].toObject()[QStringLiteral("at")].toString().isEmpty());
 }

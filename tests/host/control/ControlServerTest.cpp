@@ -66,24 +66,37 @@ TEST_F(ControlServerTest, ListsEachStreamOnALineAndEachInputThatHasNone)
     video.lost = 7;
     video.latency = decoding::Snapshot::Latency{12.5, 40, 480};
     video.mode = decoding::Mode::TimeSaving;
+    video.damaged = 147;
+    video.codec = "h264";
+    video.width = 1280;
+    video.height = 720;
     video.outputs.resize(2);
     video.outputs[0].dropped = 2;
     video.outputs[1].dropped = 3;
+    video.outputs[0].failed = 12;
+    const std::chrono::system_clock::time_point time{};
+    video.lastError = decoding::Snapshot::Trouble{time, "damaged\tpicture"};
     decoding::Snapshot::Stream audio;
     audio.kind = "audio";
+    audio.missingCodec = "NOPE";
     decoding::Snapshot::Input front;
     front.name = "front\tdoor\n";
     front.state = decoding::State::Running;
+    front.connections = 3;
     front.streams = {video, audio};
     decoding::Snapshot::Input ok;
     ok.name = "ok";
     ok.state = decoding::State::Waiting;
     _control.state.inputs = {front, ok};
     RawClient client(path());
-    EXPECT_EQ(client.ask("list"), " front?door?\tvideo\trunning\t12345678901\t25.0\t7\t40\t480\ttime-saving\t5\n"
-                                  " front?door?\taudio\trunning\t0\t0.0\t0\t-\t-\tperformance\t0\n"
-                                  " ok\t\twaiting\t0\t0.0\t0\t-\t-\tperformance\t0\n"
-                                  "ok\n");
+    EXPECT_EQ(
+        client.ask("list"),
+        " front?door?\tvideo\trunning\t12345678901\t25.0\t7\t40\t480\ttime-saving\t5\t147\t12\th264 1280x720\t3\t" +
+            ClockTime::full(time) +
+            " damaged?picture\n"
+            " front?door?\taudio\tno-decoder\t0\t0.0\t0\t-\t-\tperformance\t0\t0\t0\t-\t3\t-\n"
+            " ok\t\twaiting\t0\t0.0\t0\t-\t-\tperformance\t0\t0\t0\t-\t0\t-\n"
+            "ok\n");
     _control.state.inputs.clear();
     EXPECT_EQ(client.ask("list"), "ok\n");
 }
@@ -99,7 +112,7 @@ TEST_F(ControlServerTest, ListsNoTextThatCommandsATerminalOrTurnsTheDirectionOfW
     _control.state.governor = "off\x1b[0m\u202e";
     RawClient client(path());
     EXPECT_EQ(client.ask("list"),
-              " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\t0\nok\n");
+              " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\t0\t0\t0\t-\t0\t-\nok\n");
     EXPECT_EQ(client.ask("remove x"), "error no ?[31mroute?\n");
     EXPECT_THAT(client.ask("status"), HasSubstr(" governor=off?[0m?\n"));
     EXPECT_THAT(client.ask("re\u202emove"), HasSubstr("there is no request \"re?move\""));

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <fstream>
 #include <future>
 #include <memory>
@@ -40,13 +41,14 @@ struct Delivered {
     Delivered(const Delivered &) = delete;
     Delivered &operator=(const Delivered &) = delete;
 
-    void take(const VideoFrame &frame)
+    void take(const VideoFrame &frame, std::chrono::milliseconds pause)
     {
         EXPECT_FALSE(isCalled.exchange(true)) << "two calls at a time";
         EXPECT_GT(frame.seconds(), lastSeconds);
         EXPECT_EQ(ends, 0);
         lastSeconds = frame.seconds();
-        ++frames;
+        if (++frames % 8 == 0)
+            std::this_thread::sleep_for(pause);
         isCalled = false;
     }
 
@@ -126,13 +128,8 @@ TEST_F(ManyDeliveriesTest, KeepTheOrderOfEachReaderUnderLoad)
         Delivered &own = *all.emplace_back(std::make_unique<Delivered>());
         inputs.push_back(_session->openLater(sample(count % 3 == 0 ? "cup.mp4" : "tree.avi")));
         const auto pause = std::chrono::milliseconds(count % 4);
-        inputs.back()->video().deliver(
-            [&own, pause](const VideoFrame &frame) {
-                own.take(frame);
-                if (own.frames % 8 == 0)
-                    std::this_thread::sleep_for(pause);
-            },
-            [&own] { ++own.ends; });
+        inputs.back()->video().deliver([&own, pause](const VideoFrame &frame) { own.take(frame, pause); },
+                                       [&own] { ++own.ends; });
     }
     EXPECT_TRUE(
         waitUntil([&] { return std::all_of(all.begin(), all.end(), [](const auto &own) { return own->ends == 1; }); }));
