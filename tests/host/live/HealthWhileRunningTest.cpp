@@ -72,7 +72,7 @@ TEST_F(HealthWhileRunning, DamageMakesTheRowUnwellAndIsCountedWhileItComes)
     EXPECT_GT(row[10].toInt(), 0);
     EXPECT_EQ(row[11], "0");
     EXPECT_EQ(row[12], "h264 320x240");
-    EXPECT_EQ(row[13], "1");
+    EXPECT_GE(row[13].toInt(), 1);
     EXPECT_THAT(row[14].toStdString(), testing::MatchesRegex("....-..-..T..:..:.. [a-z].*"));
     EXPECT_EQ(host.quit().exitCode, 0) << "a live input does not fail by damage";
 }
