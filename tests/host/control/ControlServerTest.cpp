@@ -1,5 +1,7 @@
 #include "control/ControlServer.h"
 
+#include "media/ClockTime.h"
+
 #include <algorithm>
 #include <limits>
 
