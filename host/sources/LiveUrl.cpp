@@ -104,3 +104,12 @@ bool LiveUrl::isListening() const
 {
     return _scheme == QLatin1String("udp") || _scheme == QLatin1String("rtp") || _scheme == QLatin1String("srtp");
 }
+
+bool LiveUrl::isServer() const
+{
+    const QStringList parameters = _query.split(QLatin1Char('&'));
+    if (_scheme == QLatin1String("srt"))
+        return parameters.contains(QLatin1String("mode=listener"));
+    return _scheme == QLatin1String("tcp") &&
+           (parameters.contains(QLatin1String("listen")) || parameters.contains(QLatin1String("listen=1")));
+}

@@ -53,6 +53,13 @@ public:
         return static_cast<int>(std::count(_lines.begin(), _lines.end(), text));
     }
 
+    /// Has the program end by itself.
+    void end()
+    {
+        _process.terminate();
+        _process.waitForFinished();
+    }
+
     void kill()
     {
         _process.kill();
