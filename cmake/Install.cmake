@@ -1,5 +1,5 @@
-# What an integrator gets: the contract, the component, and those of the framework library and the allocator that are the
-# reference ones, as the package DecodingManager; for Windows also as a zip.
+# What an integrator gets: the contract, the component, and those of the framework library and the allocator that are
+# the reference ones, as the package DecodingManager; for Windows also as a zip.
 include(CMakePackageConfigHelpers)
 
 set(PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/DecodingManager)

@@ -3,8 +3,8 @@
 
 #include "interfaces/IInputQueue.h"
 
-/// An input queue of so many blocks of "video": each is a key block and holds its own number behind the fourcc. A cursor's
-/// first word is the number of the block it stands before.
+/// An input queue of so many blocks of "video": each is a key block and holds its own number behind the fourcc. A
+/// cursor's first word is the number of the block it stands before.
 class NumberStream final : public IInputQueue {
 public:
     static constexpr char fourcc[] = "NUMB";

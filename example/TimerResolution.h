@@ -9,8 +9,8 @@
 // clang-format on
 #endif
 
-/// While it lives, the system's timers tick often enough for decoders, whose cycle takes 1 ms. Windows has to be asked for
-/// that, by the host, for the whole process; Linux has it always.
+/// While it lives, the system's timers tick often enough for decoders, whose cycle takes 1 ms. Windows has to be asked
+/// for that, by the host, for the whole process; Linux has it always.
 class TimerResolution {
 public:
 #if defined(_WIN32)

@@ -33,8 +33,8 @@ def commands(context: Context, clip, streams: int) -> dict:
                  f"filesrc location={name} ! qtdemux ! h264parse ! avdec_h264 max-threads=1 ! fakesink".split()]
     quiet = ["ffmpeg", "-v", "error", "-nostdin"]
     found = {
-        "host": [context.programs / "decoding-host", "decode", "--quiet", "--threads", context.threads, "--output", "null",
-                 *names],
+        "host": [context.programs / "decoding-host", "decode", "--quiet", "--threads", context.threads, "--output",
+                 "null", *names],
         "ffmpeg": quiet + [word for name in names for word in ("-i", name)] + maps + ["-f", "null", "-"],
         "gst": ["gst-launch-1.0", "-q", *pipelines],
         "ffmpeg-1": quiet + [word for name in names for word in ("-threads", "1", "-i", name)] + maps +
@@ -72,8 +72,9 @@ def _check_frames(context: Context, clip, frames: int) -> None:
 
 def _compare(context: Context, streams: int, size: str, frames: int, rounds: int, spent: dict) -> None:
     clip = context.clips.cut("h264", size, frames)
-    uses = interleaved({name: lambda command=command, name=name: run(command, context.cpus, watch_threads=name == "host")
-                        for name, command in commands(context, clip, streams).items()}, rounds)
+    runs = {name: lambda command=command, name=name: run(command, context.cpus, watch_threads=name == "host")
+            for name, command in commands(context, clip, streams).items()}
+    uses = interleaved(runs, rounds)
     memory = {name: statistics.median(use.peak_kb for use in runs) for name, runs in uses.items()}
     all_instructions = {name: spent[name].of(streams, frames) for name in uses}
     better = min(PLAIN, key=all_instructions.get)

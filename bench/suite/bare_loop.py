@@ -42,15 +42,15 @@ def _instruction_ratio(context: Context, clip) -> float:
     few, many = (3, 8) if context.quick else (10, 30)
 
     def spent(side: str) -> float:
-        return each(instructions, lambda packets: [context.programs / "decode_bench", side, clip, "streams=2", "threads=1",
-                                                   f"packets={packets}"], few, many)
+        return each(instructions, lambda packets: [context.programs / "decode_bench", side, clip, "streams=2",
+                                                   "threads=1", f"packets={packets}"], few, many)
 
     return spent("component") / spent("bare")
 
 
 def _beside_whole_streams(context: Context, instruction_ratio: float) -> None:
-    """Beside the bare loop that ends each stream before it begins the next, as only files allow. What the bare loop itself
-    takes longer for streams in turn bounds what any one-block cycle can reach."""
+    """Beside the bare loop that ends each stream before it begins the next, as only files allow. What the bare loop
+    itself takes longer for streams in turn bounds what any one-block cycle can reach."""
     clip = context.clips.clip("h264", "720p")
     options = {"streams": 8, "threads": context.threads, "packets": 50}
 
@@ -59,7 +59,8 @@ def _beside_whole_streams(context: Context, instruction_ratio: float) -> None:
 
     spent = interleaved({"component": program("component"), "turns": program("bare"),
                          "whole": program("bare", whole_streams=1)}, 2 if context.quick else 11)
-    context.add_median("bare.whole.cpu", "8 streams of 720p, beside a bare loop over one stream after the other: CPU time",
+    context.add_median("bare.whole.cpu",
+                       "8 streams of 720p, beside a bare loop over one stream after the other: CPU time",
                        ratio(spent["component"], spent["whole"]), "", CPU_TARGET, instruction_ratio)
     context.add_median("bare.turns.cpu", "bare loop, 8 streams in turn beside one after the other: CPU time",
                        ratio(spent["turns"], spent["whole"]))

@@ -25,8 +25,8 @@ def bars(title: str, unit: str, rows: list, logarithmic: bool = False) -> str:
 
 
 def distribution(title: str, unit: str, values: list, marks: list) -> str:
-    """The share of the sorted values that is at most so much, with a line at each mark; what is far beyond the last mark
-    stands at the right edge."""
+    """The share of the sorted values that is at most so much, with a line at each mark; what is far beyond the last
+    mark stands at the right edge."""
     height, left, bottom, top = 320, 60, 280, 48
     right = WIDTH - 30
     most = 2.5 * marks[-1]

@@ -35,5 +35,5 @@ def measure(context: Context) -> None:
                                    ("timers", "a tick of a bare timer in its place", None)):
             spent = each(instructions, lambda count, what=what, streams=streams:
                          [context.programs / "stream_bench", what, streams, 1, count], few, many)
-            context.add(f"process.{what}.{streams}", f"whole process, {name}, {title}: instructions", spent / streams, "",
-                        bound)
+            context.add(f"process.{what}.{streams}", f"whole process, {name}, {title}: instructions", spent / streams,
+                        "", bound)

@@ -18,7 +18,8 @@ def measure(context: Context) -> None:
         runs.append([float(line) / 1000 for line in run(command, context.cpus, realtime=context.realtime).lines])
     for name, part, target in (("median", 0.5, 1.2), ("99th percentile", 0.99, 4.0)):
         figure = median([values[int(len(values) * part)] for values in runs])
-        context.add_median(f"latency.p{round(part * 100)}", f"50 paced streams on 2 threads, half load: latency, {name}",
+        context.add_median(f"latency.p{round(part * 100)}",
+                           f"50 paced streams on 2 threads, half load: latency, {name}",
                            figure, "ms", target)
     context.results.charts["latency.svg"] = charts.distribution(
         "Arrival of a block to decode, 50 paced streams on 2 threads at half load", "ms",

@@ -22,8 +22,8 @@ def _paced(context: Context) -> None:
     few, many = (10, 25) if context.quick else (25, 75)
 
     def spent(side: str) -> float:
-        return each(instructions, lambda packets: [context.programs / "decode_bench", side, small, "streams=1", "threads=1",
-                                                   "paced=1", f"packets={packets}"],
+        return each(instructions, lambda packets: [context.programs / "decode_bench", side, small, "streams=1",
+                                                   "threads=1", "paced=1", f"packets={packets}"],
                     few, many)
 
     context.add("paced.instructions", "1 paced stream of CIF, beside a bare loop that sleeps: instructions",

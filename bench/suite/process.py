@@ -67,8 +67,8 @@ def allocations(command: list) -> int:
 
 
 def each(count, command, few: int, many: int) -> float:
-    """@return what each further unit of work takes, by one of the counts above: @p command gives the command for so many
-    units. What happens once does not count."""
+    """@return what each further unit of work takes, by one of the counts above: @p command gives the command for so
+    many units. What happens once does not count."""
     return (count(command(many)) - count(command(few))) / (many - few)
 
 

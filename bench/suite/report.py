@@ -47,6 +47,7 @@ def table(results: Results) -> str:
 def _add_ratio_chart(results: Results) -> None:
     beside = ", beside a bare loop: "
     rows = [(figure.title.replace(beside, ": "), figure.value, figure.low, figure.high, figure.target)
-            for figure in results.figures if figure.key.startswith("bare.") and beside in figure.title and not figure.unit]
+            for figure in results.figures
+            if figure.key.startswith("bare.") and beside in figure.title and not figure.unit]
     if rows:
         results.charts["bare-loop.svg"] = charts.ratios("The component beside a bare libavcodec loop", rows)

@@ -14,8 +14,8 @@ class Median:
 
 
 def median(values: list) -> Median:
-    """The median with its 95 % confidence interval from the binomial distribution of ranks. Fewer than six values are too
-    few for that: then it spans all of them."""
+    """The median with its 95 % confidence interval from the binomial distribution of ranks. Fewer than six values are
+    too few for that: then it spans all of them."""
     ordered = sorted(values)
     count = len(ordered)
     rank = 0  # of the lower end; as many values lie outside at either end

@@ -43,7 +43,7 @@ std::optional<std::string> runComponent(const ComponentOptions &options, CheckRe
         return error;
     report.componentName = host.componentName();
     report.componentPath = host.componentPath();
-    report.threads = ProcessThreads::startedSince(threadsBefore);
+    report.threads = host.threads();
     for (const std::string &identifier : registry.identifiers()) {
         if (identifier != InterfaceIdentifiers::avFormatManager)
             report.published.push_back(describe(registry, identifier));

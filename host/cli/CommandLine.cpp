@@ -1,14 +1,16 @@
 #include "cli/CommandLine.h"
 
-#include <QDir>
-
 #include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
 
 #include "cli/ExitCode.h"
+#include "cli/InputSpec.h"
 #include "cli/LoadLimitsText.h"
+#include "cli/OutputFiles.h"
+#include "media/ShownUrl.h"
+#include "sources/InputNames.h"
 #include <CLI/CLI.hpp>
 
 namespace {
@@ -22,14 +24,6 @@ constexpr int maxLatencyMs = 3600000;
 std::string notEmpty(const std::string &text)
 {
     return text.empty() ? "must not be empty" : std::string();
-}
-
-/// @return one text for all ways to name a directory. In one that is yet to be made, links are not followed.
-QString placeOf(const std::string &directory)
-{
-    const QDir place(QString::fromStdString(directory));
-    const QString canonical = place.canonicalPath();
-    return canonical.isEmpty() ? QDir::cleanPath(place.absolutePath()) : canonical;
 }
 
 /// @throw CLI::ValidationError when @p text is no output.
@@ -49,7 +43,8 @@ std::vector<decoding::Output> parseOutputs(const std::vector<std::string> &texts
     for (const std::string &text : texts) {
         const decoding::Output output = parseOutput(text);
         for (const decoding::Output &other : outputs) {
-            if (output.kind == other.kind && placeOf(output.directory) == placeOf(other.directory))
+            if (output.kind == other.kind &&
+                OutputFiles::placeOf(output.directory) == OutputFiles::placeOf(other.directory))
                 throw CLI::ValidationError("--output", "\"" + text + "\" is the same output as another");
         }
         outputs.push_back(output);
@@ -65,6 +60,16 @@ void checkOutputsHaveStreams(const decoding::InputOptions &options)
             throw CLI::ValidationError("--output", std::string(output.kindName()) + " takes no " +
                                                        (options.video ? "video" : "audio") +
                                                        ", and --streams asks for nothing else");
+    }
+}
+
+/// @throw CLI::ValidationError when the report would go where an output may write.
+void checkReportIsNoOutput(const DecodeOptions &options)
+{
+    for (const decoding::Output &output : options.input.outputs) {
+        if (options.jsonFile && OutputFiles::mayInclude(output, *options.jsonFile))
+            throw CLI::ValidationError("--json", "\"" + *options.jsonFile + "\" may be a file that the output " +
+                                                     output.kindName() + " writes; name another");
     }
 }
 
@@ -97,9 +102,31 @@ void addComponentOptions(CLI::App &command, const Take<int> &takeThreads, const 
         ->check(notEmpty);
 }
 
+std::string isInput(const std::string &text)
+{
+    try {
+        InputSpec::parse(text);
+    } catch (const decoding::Error &error) {
+        return error.what();
+    }
+    return notEmpty(text);
+}
+
 CLI::Option &addInputs(CLI::App &command, std::vector<std::string> &inputs)
 {
-    return *command.add_option("INPUT", inputs, "Files or URLs to read")->option_text("...")->check(notEmpty);
+    return *command.add_option("INPUT", inputs, "Files or URLs to read")->option_text("...")->check(isInput);
+}
+
+/// @throw CLI::ValidationError when an input is given a name that one before it has, be that given or made.
+void checkNamesDiffer(const std::vector<std::string> &inputs)
+{
+    InputNames names;
+    for (const std::string &input : inputs) {
+        const InputSpec spec = InputSpec::parse(input);
+        if (spec.name && names.isTaken(*spec.name))
+            throw CLI::ValidationError("INPUT", "\"" + *spec.name + "\" is the name of another input, too");
+        static_cast<void>(names.next(spec.url, spec.name.value_or(std::string())));
+    }
 }
 
 /// Those of runs that go on for as long as the operator likes.
@@ -205,10 +232,12 @@ void addDecode(CLI::App &app, DecodeOptions &options)
     command.callback([&options] {
         if (options.inputs.empty() && !options.controlSocket)
             throw CLI::RequiredError("INPUT");
+        checkNamesDiffer(options.inputs);
         decoding::InputOptions &input = options.input;
         if (input.outputs.empty())
             input.outputs.emplace_back();
         checkOutputsHaveStreams(input);
+        checkReportIsNoOutput(options);
         // Nobody would read a stream that no output takes.
         input.video = input.video && takesAny(input.outputs, &decoding::Output::takesVideo);
         input.audio = input.audio && takesAny(input.outputs, &decoding::Output::takesAudio);
@@ -243,6 +272,21 @@ void addControl(CLI::App &app, ControlOptions &options)
     command.add_option("REQUEST", options.request, "What to ask, such as: list; help tells more")
         ->option_text("...")
         ->required();
+}
+
+/// @return @p text with the arguments that it quotes as they may be shown.
+std::string withoutSecrets(std::string text, int argc, const char *const *argv)
+{
+    for (int index = 1; index < argc; ++index) {
+        const std::string argument = argv[index];
+        // An option's value may stand behind its name.
+        for (const std::string &part : {argument, argument.substr(argument.find('=') + 1)}) {
+            const std::string shown = ShownUrl::withoutSecrets(part);
+            for (std::size_t at = 0; shown != part && (at = text.find(part, at)) != std::string::npos;)
+                text.replace(at, part.size(), shown), at += shown.size();
+        }
+    }
+    return text;
 }
 
 /// @return what is wrong, and where to find help.
@@ -280,7 +324,7 @@ CommandLine::parse(int argc, const char *const *argv)
     } catch (const CLI::CallForVersion &version) {
         return Exit{ExitCode::success, version.what() + std::string("\n")};
     } catch (const CLI::Error &error) {
-        return Exit{ExitCode::wrongUsage, describe(error, app)};
+        return Exit{ExitCode::wrongUsage, withoutSecrets(describe(error, app), argc, argv)};
     }
 
     if (app.got_subcommand("probe"))

@@ -11,6 +11,7 @@
 
 #include "cli/ExitCode.h"
 #include "cli/ReportText.h"
+#include "media/ClockTime.h"
 #include "terminal/DisplayText.h"
 
 using decoding::Snapshot;
@@ -23,7 +24,7 @@ constexpr int gap = 2; // characters between two columns
 constexpr int minNameWidth = 12;
 constexpr int textColumns = 3; // the first ones; the others hold numbers, which stand at the right
 
-using Row = std::array<QString, 9>;
+using Row = std::array<QString, 10>;
 
 /// Qt takes its own type for numbers of this size only, and which that is differs with the system.
 qint64 asQint64(std::int64_t number)
@@ -31,20 +32,29 @@ qint64 asQint64(std::int64_t number)
     return static_cast<qint64>(number);
 }
 
-/// Over the time that the input's decoders worked.
+/// Over the time that the input's decoders worked; of a live input, from the first frame on.
 double framesPerSecond(const Snapshot::Input &input, const Snapshot::Stream &stream)
 {
-    const auto timeMs = input.decoding.count();
+    const auto timeMs = (input.live ? stream.delivering : input.decoding).count();
     return timeMs > 0 ? static_cast<double>(stream.frames) * 1000 / static_cast<double>(timeMs) : 0;
 }
 
-/// By the decoder, for any of its outputs to have room.
+/// That the decoder was given nothing until any of its outputs had room.
 qint64 waitedMs(const Snapshot::Stream &stream)
 {
     qint64 sumMs = 0;
     for (const Snapshot::Output &output : stream.outputs)
         sumMs += asQint64(output.waitedMs);
     return sumMs;
+}
+
+/// Frames, by its outputs.
+qint64 dropped(const Snapshot::Stream &stream)
+{
+    qint64 sum = 0;
+    for (const Snapshot::Output &output : stream.outputs)
+        sum += asQint64(output.dropped);
+    return sum;
 }
 
 QString latencyOf(const Snapshot::Input &input)
@@ -59,13 +69,14 @@ Row rowOf(const Snapshot::Input &input, const Snapshot::Stream &stream)
     const bool isFirst = &stream == &input.streams.front();
     return {DisplayText::printable(input.name),
             QString::fromStdString(stream.kind),
-            DisplayText::printable(stream.codec),
+            DisplayText::printable(stream.form()),
             grouped(asQint64(stream.frames)),
             grouped(asQint64(stream.damaged)),
             grouped(asQint64(stream.lost)),
             grouped(framesPerSecond(input, stream), 1),
             isFirst ? latencyOf(input) : QString(), // measured for the whole input
-            grouped(waitedMs(stream))};
+            grouped(waitedMs(stream)),
+            grouped(dropped(stream))};
 }
 
 QString percent(double share)
@@ -91,12 +102,22 @@ QJsonValue orNull(const std::optional<std::string> &text)
     return text ? QJsonValue(QString::fromStdString(*text)) : QJsonValue();
 }
 
+QJsonValue toValue(const std::optional<Snapshot::Trouble> &trouble)
+{
+    if (!trouble)
+        return QJsonValue();
+    return QJsonObject{{QStringLiteral("at"), QString::fromStdString(ClockTime::full(trouble->at))},
+                       {QStringLiteral("text"), QString::fromStdString(trouble->text)}};
+}
+
 QJsonObject toObject(const Snapshot::Output &output)
 {
     return {{QStringLiteral("kind"), QString::fromStdString(output.kind)},
             {QStringLiteral("frames"), asQint64(output.frames)},
+            {QStringLiteral("dropped"), asQint64(output.dropped)},
             {QStringLiteral("nullBlocks"), asQint64(output.nullBlocks)},
             {QStringLiteral("bytes"), asQint64(output.bytes)},
+            {QStringLiteral("notWritten"), asQint64(output.failed)},
             {QStringLiteral("waitedMs"), asQint64(output.waitedMs)},
             {QStringLiteral("error"), orNull(output.error)}};
 }
@@ -109,12 +130,17 @@ QJsonObject toObject(const Snapshot::Input &input, const Snapshot::Stream &strea
     return {{QStringLiteral("index"), stream.index},
             {QStringLiteral("kind"), QString::fromStdString(stream.kind)},
             {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
+            {QStringLiteral("width"), stream.width},
+            {QStringLiteral("height"), stream.height},
+            {QStringLiteral("state"), QString::fromLatin1(toText(input.stateOf(stream)))},
             {QStringLiteral("frames"), asQint64(stream.frames)},
             {QStringLiteral("damaged"), asQint64(stream.damaged)},
             {QStringLiteral("lost"), asQint64(stream.lost)},
             {QStringLiteral("durationMs"), asQint64(input.decoding.count())},
             {QStringLiteral("framesPerSecond"), framesPerSecond(input, stream)},
             {QStringLiteral("waitedMs"), waitedMs(stream)},
+            {QStringLiteral("notWritten"), asQint64(stream.notWritten())},
+            {QStringLiteral("lastError"), toValue(stream.lastError)},
             {QStringLiteral("outputs"), outputs}};
 }
 
@@ -129,6 +155,7 @@ QJsonObject toObject(const Snapshot::Input &input)
                               {QStringLiteral("maximum"), asQint64(input.latency->maximumMs)}};
     return {{QStringLiteral("name"), QString::fromStdString(input.name)},
             {QStringLiteral("live"), input.live},
+            {QStringLiteral("state"), QString::fromLatin1(toText(input.state))},
             {QStringLiteral("connections"), asQint64(input.connections)},
             {QStringLiteral("packets"), asQint64(input.packets)},
             {QStringLiteral("bytes"), asQint64(input.bytes)},
@@ -136,7 +163,16 @@ QJsonObject toObject(const Snapshot::Input &input)
             {QStringLiteral("peakQueuedBytes"), asQint64(input.peakQueuedBytes)},
             {QStringLiteral("latencyMs"), latency},
             {QStringLiteral("error"), orNull(input.error)},
+            {QStringLiteral("lastError"), toValue(input.lastError)},
             {QStringLiteral("streams"), streams}};
+}
+
+/// @return null when the run was too short for a sample.
+QJsonValue toValue(const Snapshot::Load &load)
+{
+    if (load.samples == 0)
+        return QJsonValue();
+    return QJsonObject{{QStringLiteral("average"), load.average}, {QStringLiteral("maximum"), load.maximum}};
 }
 
 } // namespace
@@ -195,6 +231,10 @@ std::string DecodeReport::toText(int width) const
     text += ReportText::line("processor",
                              QStringLiteral("%1 of CPU time, %2 of %3")
                                  .arg(seconds(cpuTimeMs), percent(cpuShare()), counted(cores, QStringLiteral("core"))));
+    if (snapshot.measuredLoad.samples > 0)
+        text += ReportText::line(
+            "load", QStringLiteral("%1 measured, at most %2")
+                        .arg(percent(snapshot.measuredLoad.average), percent(snapshot.measuredLoad.maximum)));
     if (snapshot.load.samples > 0)
         text += ReportText::line("load", QStringLiteral("%1 by the component's count, at most %2")
                                              .arg(percent(snapshot.load.average), percent(snapshot.load.maximum)));
@@ -212,7 +252,8 @@ std::string DecodeReport::table(int width) const
 {
     std::vector<Row> rows{{QStringLiteral("input"), QStringLiteral("stream"), QStringLiteral("codec"),
                            QStringLiteral("frames"), QStringLiteral("damaged"), QStringLiteral("lost"),
-                           QStringLiteral("fps"), QStringLiteral("latency ms"), QStringLiteral("waited ms")}};
+                           QStringLiteral("fps"), QStringLiteral("latency ms"), QStringLiteral("waited ms"),
+                           QStringLiteral("dropped")}};
     for (const Snapshot::Input &input : snapshot.inputs) {
         for (const Snapshot::Stream &stream : input.streams)
             rows.push_back(rowOf(input, stream));
@@ -273,10 +314,6 @@ std::string DecodeReport::toJson() const
     QJsonArray threads;
     for (const int thread : remains.threads)
         threads.append(thread);
-    QJsonValue load;
-    if (snapshot.load.samples > 0)
-        load = QJsonObject{{QStringLiteral("average"), snapshot.load.average},
-                           {QStringLiteral("maximum"), snapshot.load.maximum}};
     const QJsonObject report{
         {QStringLiteral("exitCode"), exitCode()},
         {QStringLiteral("interrupted"), interrupted},
@@ -290,7 +327,8 @@ std::string DecodeReport::toJson() const
                                                {QStringLiteral("cpuShare"), cpuShare()},
                                                {QStringLiteral("cores"), cores},
                                                {QStringLiteral("peakMemoryBytes"), peakMemoryBytes},
-                                               {QStringLiteral("componentCpuLoad"), load}}},
+                                               {QStringLiteral("componentCpuLoad"), toValue(snapshot.load)},
+                                               {QStringLiteral("measuredCpuLoad"), toValue(snapshot.measuredLoad)}}},
         {QStringLiteral("afterStop"), QJsonObject{{QStringLiteral("published"), ReportText::array(remains.published)},
                                                   {QStringLiteral("threads"), threads},
                                                   {QStringLiteral("liveObjects"), objects},

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -14,6 +15,7 @@
 #include "cli/InputSpec.h"
 #include "cli/InterruptSignals.h"
 #include "cli/ProcessFigures.h"
+#include "cli/ReportFile.h"
 #include "cli/RunControl.h"
 #include "cli/RunInputs.h"
 #include "cli/RunMessages.h"
@@ -24,7 +26,7 @@
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
 #include "terminal/DisplayText.h"
-#include "terminal/RunDisplay.h"
+#include "terminal/DisplayThread.h"
 
 namespace {
 
@@ -38,21 +40,27 @@ void tell(const std::string &message)
     std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
 }
 
+/// Whether it may go on and on, and be looked at meanwhile; else it is a batch of files.
+bool isLive(const DecodeOptions &options)
+{
+    return options.controlSocket || std::any_of(options.inputs.begin(), options.inputs.end(),
+                                                [](const auto &input) { return InputSpec::parse(input).isLive(); });
+}
+
 bool showsBoard(const DecodeOptions &options)
 {
     if (options.quiet || options.board == DecodeOptions::Board::Never)
         return false;
-    return options.board == DecodeOptions::Board::Always || options.controlSocket ||
-           std::any_of(options.inputs.begin(), options.inputs.end(),
-                       [](const std::string &input) { return InputSpec::parse(input).isLive(); });
+    return options.board == DecodeOptions::Board::Always || isLive(options);
 }
 
 /// What goes on between the start of the session and its end.
 class Run final {
 public:
-    Run(const DecodeOptions &options, decoding::Session &session, RunMessages &messages, WarningLog &warnings,
-        DecodeReport &report)
+    Run(const DecodeOptions &options, const InterruptSignals &interruptSignals, decoding::Session &session,
+        RunMessages &messages, WarningLog &warnings, DecodeReport &report)
         : _options(options)
+        , _interruptSignals(interruptSignals)
         , _session(session)
         , _messages(messages)
         , _inputs(_session, messages, options.input)
@@ -94,7 +102,7 @@ public:
 private:
     void poll()
     {
-        if (InterruptSignals::isInterruptRequested() || _quitRequested)
+        if (_interruptSignals.isInterruptRequested() || _quitRequested)
             end();
         _inputs.poll();
         _control.poll(Clock::now());
@@ -111,7 +119,7 @@ private:
         const std::vector<decoding::Snapshot::Input> inputs = _inputs.snapshot().inputs;
         // Who quits expects live inputs to end, but hardly files.
         _report.interrupted =
-            InterruptSignals::isInterruptRequested() ||
+            _interruptSignals.isInterruptRequested() ||
             std::any_of(inputs.begin(), inputs.end(), [](const auto &input) { return !input.live && !input.decoded; });
         _inputs.close();
     }
@@ -124,10 +132,15 @@ private:
 
     void show()
     {
-        const Clock::time_point now = Clock::now();
-        if (!_display.wantsUpdate(now))
-            return;
-        switch (_display.update(_inputs.snapshot(), now)) {
+        if (_display.wantsSnapshot())
+            _display.show(_inputs.snapshot());
+        for (const BoardAction action : _display.takeActions())
+            perform(action);
+    }
+
+    void perform(BoardAction action)
+    {
+        switch (action) {
         case BoardAction::PerformanceMode:
             _control.setMode(decoding::Mode::Performance);
             break;
@@ -149,11 +162,12 @@ private:
     }
 
     const DecodeOptions &_options;
+    const InterruptSignals &_interruptSignals;
     RunSession _session;
     RunMessages &_messages;
     RunInputs _inputs;
     RunControl _control;
-    RunDisplay _display;
+    DisplayThread _display;
     WarningLog &_warnings;
     DecodeReport &_report;
     bool _quitRequested = false;
@@ -170,7 +184,7 @@ std::optional<std::string> obstacle(const DecodeOptions &options)
         inputFiles.add(input);
     if (options.jsonFile && inputFiles.contains(*options.jsonFile))
         return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
-    return std::nullopt;
+    return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.input.outputs) : std::nullopt;
 }
 
 /// @return nothing on success, and then nothing that was made here lives any more; otherwise what went wrong.
@@ -180,12 +194,14 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
     decoding::SessionOptions sessionOptions = options.session;
     sessionOptions.lights = showsBoard(options);
     sessionOptions.onMessage = [&messages](const RunMessages::Message &message) { messages.add(message); };
+    std::optional<InterruptSignals> interruptSignals(std::in_place); // before there are other threads
     try {
         decoding::Session session(std::move(sessionOptions));
         const Clock::time_point startedAt = Clock::now();
         const qint64 cpuBeforeMs = ProcessFigures::cpuTimeMs();
-        if (auto error = Run(options, session, messages, warnings, report).decode())
+        if (auto error = Run(options, *interruptSignals, session, messages, warnings, report).decode())
             return error;
+        interruptSignals.reset();
         report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
         report.cpuTimeMs = ProcessFigures::cpuTimeMs() - cpuBeforeMs;
         report.cores = ProcessFigures::cores();
@@ -200,12 +216,13 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
 
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
-    const InterruptSignals interruptSignals;
     ProcessFigures::allowManyOpenFiles();
+    // An output that has reached the limit of a file's size fails like one on a full disk, and ends nothing else.
+    std::signal(SIGXFSZ, SIG_IGN);
     if (const auto error = obstacle(options))
         return *error;
     DecodeReport report;
-    RunMessages messages;
+    RunMessages messages(isLive(options) ? RunMessages::Times::OfAll : RunMessages::Times::OfMessages);
     {
         WarningLog warnings;
         const auto error = runSession(options, messages, warnings, report);

@@ -1,11 +1,18 @@
 #ifndef HOST_CLI_INTERRUPTSIGNALS_H
 #define HOST_CLI_INTERRUPTSIGNALS_H
 
-#include <array>
-#include <csignal>
+#include <QSocketNotifier>
 
-/// While it lives, SIGINT, SIGTERM and, unless it is ignored, SIGHUP ask for an interrupt instead of ending the
-/// program; a second one, but for SIGHUP, ends it and leaves the terminal in order. One at a time.
+#include <csignal>
+#include <optional>
+
+#include "control/Descriptor.h"
+
+/// While it lives, SIGINT, SIGTERM and, unless it is ignored, SIGHUP come to the event loop of the thread that made it,
+/// as a wish to end instead of an end. A second one, but for SIGHUP, ends the program at once and leaves the terminal in
+/// order. Made before other threads are, which so do not get these signals either. One at a time; thread-bound.
+///
+/// Who is about to leave the event loop for a while lets go of it: then a signal ends the program as everywhere.
 class InterruptSignals final {
 public:
     InterruptSignals();
@@ -13,15 +20,17 @@ public:
     InterruptSignals(const InterruptSignals &) = delete;
     InterruptSignals &operator=(const InterruptSignals &) = delete;
 
-    /// @return whether one of them has ever come. Thread-safe.
-    static bool isInterruptRequested();
+    /// @return whether one of them has come.
+    [[nodiscard]] bool isInterruptRequested() const { return _isRequested; }
 
 private:
-    struct Handled {
-        int signal;
-        struct sigaction previous;
-    };
-    std::array<Handled, 3> _handled = {{{SIGINT, {}}, {SIGTERM, {}}, {SIGHUP, {}}}};
+    void take();
+    static void endProgram(int signal);
+
+    sigset_t _previousMask = {};
+    Descriptor _signals;
+    std::optional<QSocketNotifier> _notifier; // not without a descriptor
+    bool _isRequested = false;
 };
 
 #endif

@@ -6,20 +6,13 @@
 
 #include <algorithm>
 
+#include "cli/InputSpec.h"
+#include "format/Fourcc.h"
 #include "media/ShownUrl.h"
 #include "sources/MediaProbe.h"
 #include "terminal/DisplayText.h"
 
 namespace {
-
-QString fourccText(quint32 fourcc)
-{
-    QString text;
-    for (int shift = 0; shift < 32; shift += 8)
-        text += QChar::fromLatin1(static_cast<char>(fourcc >> shift & 0xff));
-    const bool isText = std::all_of(text.begin(), text.end(), [](QChar character) { return character.isPrint(); });
-    return isText ? text : QStringLiteral("0x%1").arg(fourcc, 8, 16, QLatin1Char('0'));
-}
 
 double frameRate(const StreamDescription &stream)
 {
@@ -41,7 +34,7 @@ QString lineOf(const MediaProbe &probe, const StreamDescription &stream)
                        .arg(QString::fromStdString(stream.kind), -6);
     line += DisplayText::printable(stream.codec);
     if (stream.fourcc != 0)
-        line += QStringLiteral(" (%1)").arg(fourccText(stream.fourcc));
+        line += QStringLiteral(" (%1)").arg(QString::fromStdString(fourccText(stream.fourcc)));
     if (stream.width > 0)
         line += QStringLiteral(", %1x%2").arg(stream.width).arg(stream.height);
     if (frameRate(stream) > 0)
@@ -57,8 +50,7 @@ QString lineOf(const MediaProbe &probe, const StreamDescription &stream)
 
 QString textOf(const QString &shown, const MediaProbe &probe)
 {
-    QString text = QStringLiteral("%1: %2").arg(DisplayText::printable(shown.toStdString()),
-                                                DisplayText::printable(probe.container));
+    QString text = QStringLiteral("%1: %2").arg(shown, DisplayText::printable(probe.container));
     if (probe.duration.count() >= 0)
         text += QStringLiteral(", %1 s").arg(static_cast<double>(probe.duration.count()) / 1000, 0, 'f', 2);
     text += QLatin1Char('\n');
@@ -74,7 +66,7 @@ QJsonObject toObject(const MediaProbe &probe, const StreamDescription &stream)
                        {QStringLiteral("codec"), QString::fromStdString(stream.codec)},
                        {QStringLiteral("decoded"), isDecoded(probe, stream)}};
     if (stream.fourcc != 0)
-        object.insert(QStringLiteral("fourcc"), fourccText(stream.fourcc));
+        object.insert(QStringLiteral("fourcc"), QString::fromStdString(fourccText(stream.fourcc)));
     if (stream.width > 0) {
         object.insert(QStringLiteral("width"), stream.width);
         object.insert(QStringLiteral("height"), stream.height);
@@ -110,8 +102,8 @@ ProbeRun::Result ProbeRun::run(const ProbeOptions &options)
     QString text;
     QJsonArray inputs;
     for (const std::string &input : options.inputs) {
-        const QString address = QString::fromStdString(input);
-        const QString shown = ShownUrl::withoutSecrets(address);
+        const std::string address = InputSpec::parse(input).url;
+        const QString shown = DisplayText::printable(ShownUrl::withoutSecrets(address));
         const auto probed = MediaProbe::of(address);
         if (const std::string *const error = std::get_if<std::string>(&probed)) {
             result.errors.push_back(*error);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "media/ShownUrl.h"
+
 RunControl::RunControl(IRunSession &session, RunInputs &inputs, std::function<void()> quit)
     : _session(session)
     , _inputs(inputs)
@@ -72,7 +74,7 @@ void RunControl::remove(const std::string &name, const Done &done)
     if (_inputs.remove(name))
         _removing.push_back({name, done});
     else
-        done(name + ": there is no input of this name");
+        done(ShownUrl::withoutSecrets(name) + ": there is no input of this name");
 }
 
 IControl::Error RunControl::setGovernor(bool on)

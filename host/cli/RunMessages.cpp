@@ -3,6 +3,8 @@
 #include <chrono>
 #include <utility>
 
+#include "media/ClockTime.h"
+
 namespace {
 
 constexpr std::size_t maxLatest = 50;
@@ -14,13 +16,19 @@ void RunMessages::add(const Message &message)
     const std::lock_guard<std::mutex> lock(_mutex);
     if (_latest.size() == maxLatest)
         _latest.erase(_latest.begin());
-    _latest.push_back({++_count, message.at, message.text});
-    _untold.push_back(message.text);
+    _latest.push_back({++_count, message.at, message.text, message.isError});
+    _untold.push_back(lineOf(message));
+}
+
+std::string RunMessages::lineOf(const Message &message) const
+{
+    const bool isTimed = _times == Times::OfAll || (_times == Times::OfMessages && !message.isError);
+    return isTimed ? ClockTime::full(message.at) + ": " + message.text : message.text;
 }
 
 void RunMessages::add(const std::string &text)
 {
-    add(Message{0, std::chrono::system_clock::now(), text});
+    add(Message{0, std::chrono::system_clock::now(), text, false});
 }
 
 std::vector<std::string> RunMessages::take()

@@ -1,11 +1,12 @@
 #include <QCoreApplication>
-#include <QFileInfo>
 #include <QThread>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <malloc.h>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <variant>
@@ -16,6 +17,8 @@
 #include "cli/DecodeRun.h"
 #include "cli/ExitCode.h"
 #include "cli/ProbeRun.h"
+#include "cli/ReportFile.h"
+#include "cli/StandardDescriptors.h"
 #include "control/ControlClient.h"
 #include "media/SafeText.h"
 
@@ -41,19 +44,6 @@ int print(const std::string &text)
     return ExitCode::success;
 }
 
-bool writeFile(const std::string &path, const std::string &text)
-{
-    std::FILE *const file = std::fopen(path.c_str(), "wb");
-    if (!file)
-        return false;
-    const bool written = std::fputs(text.c_str(), file) >= 0 && std::fflush(file) == 0;
-    const int error = errno;
-    const bool closed = std::fclose(file) == 0;
-    if (!written)
-        errno = error;
-    return written && closed;
-}
-
 int run(const CommandLine::Exit &exit)
 {
     return exit.code == ExitCode::success ? print(exit.text) : fail(exit.code, exit.text);
@@ -77,12 +67,10 @@ int run(const DecodeOptions &options)
     if (const std::string *const error = std::get_if<std::string>(&result))
         return fail(ExitCode::failure, *error);
     const DecodeReport &report = std::get<DecodeReport>(result);
-    std::string error;
-    if (options.jsonFile && !writeFile(*options.jsonFile, report.toJson()))
-        error = "cannot write " + *options.jsonFile + ": " + std::generic_category().message(errno);
+    const auto error = options.jsonFile ? ReportFile::write(*options.jsonFile, report.toJson()) : std::nullopt;
     int exitCode = options.quiet ? ExitCode::success : print(report.toText());
-    if (!error.empty())
-        exitCode = fail(ExitCode::failure, error);
+    if (error)
+        exitCode = fail(ExitCode::failure, *error);
     // That a report is missing is told; how the run ended would not be.
     return report.exitCode() == ExitCode::success ? exitCode : report.exitCode();
 }
@@ -101,9 +89,9 @@ int run(const ControlOptions &options)
     std::vector<std::string> request = options.request;
     // The host has a working directory of its own.
     if (request.size() > 1 && request[0] == "add") {
-        const QFileInfo file(QString::fromStdString(request[1]));
-        if (file.exists())
-            request[1] = file.absoluteFilePath().toStdString();
+        std::error_code error;
+        if (std::filesystem::exists(request[1], error))
+            request[1] = std::filesystem::absolute(request[1], error).lexically_normal().string();
     }
     const ControlClient::Answer answer = ControlClient::ask(options.socket, request, controlTimeout);
     std::string text;
@@ -126,6 +114,7 @@ int run(const ControlOptions &options)
 // NOLINTNEXTLINE(bugprone-exception-escape): only running out of memory throws, and ends the program
 int main(int argc, char **argv)
 {
+    StandardDescriptors::openClosedOnes();
     // A tick of a decoder thread takes GLib's event loop, which Qt would use, more than twice the instructions of Qt's
     // own.
     if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "control/ControlLine.h"
+#include "media/ClockTime.h"
 #include <sys/socket.h>
 
 namespace {
@@ -28,14 +29,30 @@ std::string milliseconds(const std::optional<decoding::Snapshot::Latency> &laten
     return latency ? std::to_string((*latency).*figureMs) : unknown;
 }
 
+std::string lastError(const std::optional<decoding::Snapshot::Trouble> &trouble)
+{
+    return trouble ? ClockTime::full(trouble->at) + ' ' + ControlLine::field(trouble->text) : unknown;
+}
+
+std::int64_t droppedBy(const std::vector<decoding::Snapshot::Output> &outputs)
+{
+    std::int64_t dropped = 0;
+    for (const decoding::Snapshot::Output &output : outputs)
+        dropped += output.dropped;
+    return dropped;
+}
+
 std::string lineOf(const decoding::Snapshot::Input &input, const decoding::Snapshot::Stream &stream)
 {
     using ControlLine::field;
     using Latency = decoding::Snapshot::Latency;
-    return field(input.name) + '\t' + field(stream.kind) + '\t' + toText(input.state) + '\t' +
+    return field(input.name) + '\t' + field(stream.kind) + '\t' + toText(input.stateOf(stream)) + '\t' +
            std::to_string(stream.frames) + '\t' + decimal(stream.framesPerSecond.value_or(0), 1) + '\t' +
            std::to_string(stream.lost) + '\t' + milliseconds(stream.latency, &Latency::lastMs) + '\t' +
-           milliseconds(stream.latency, &Latency::maximumMs) + '\t' + toText(stream.mode);
+           milliseconds(stream.latency, &Latency::maximumMs) + '\t' + toText(stream.mode) + '\t' +
+           std::to_string(droppedBy(stream.outputs)) + '\t' + std::to_string(stream.damaged) + '\t' +
+           std::to_string(stream.notWritten()) + '\t' + (stream.form().empty() ? unknown : field(stream.form())) +
+           '\t' + std::to_string(input.connections) + '\t' + lastError(input.lastErrorOf(stream));
 }
 
 /// @return a line for each stream, and for each input that has none.
@@ -60,6 +77,7 @@ std::vector<std::string> statusOf(const decoding::Snapshot &snapshot)
             "inputs=" + std::to_string(snapshot.inputs.size()),
             "streams=" + std::to_string(streams),
             "cpuLoad=" + decimal(snapshot.load.now, 3),
+            "measuredCpuLoad=" + decimal(snapshot.measuredLoad.now, 3),
             std::string("mode=") + toText(snapshot.mode),
             "governor=" + (snapshot.governor.empty() ? unknown : ControlLine::field(snapshot.governor))};
 }

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "control/ControlLine.h"
+#include "media/ShownUrl.h"
 
 namespace {
 
@@ -61,7 +62,8 @@ const std::array<Form, 8> forms{{
     {"remove", " NAME", 1, 1, readRemove, "end an input"},
     {"list", "", 0, 0, readPlain<ControlRequest::List>,
      "a line for each stream: input, kind, state, frames, frames per second, lost blocks, latency and worst latency in "
-     "milliseconds, mode"},
+     "milliseconds, mode, frames that outputs dropped, damaged, frames not written, codec and size, connections, last "
+     "error with its time"},
     {"status", "", 0, 0, readPlain<ControlRequest::Status>, "the figures of the whole host"},
     {"mode", " performance|time-saving", 1, 1, readMode, "decode every block, or key blocks only"},
     {"governor", " on|off", 1, 1, readGovernor, "let the CPU load choose the mode, or not"},
@@ -78,7 +80,7 @@ std::variant<Any, std::string> ControlRequest::parse(const Words &words)
     const auto *const form =
         std::find_if(forms.begin(), forms.end(), [&words](const Form &known) { return words[0] == known.name; });
     if (form == forms.end())
-        return "there is no request \"" + ControlLine::field(words[0]) + "\"; try help";
+        return "there is no request \"" + ControlLine::field(ShownUrl::withoutSecrets(words[0])) + "\"; try help";
     const std::size_t arguments = words.size() - 1;
     std::optional<Any> request;
     if (arguments >= form->minArguments && arguments <= form->maxArguments)

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "format/Fourcc.h"
 #include "format/PictureMemory.h"
 
 namespace {
@@ -116,6 +117,7 @@ CodecContext::Context CodecContext::open(const QByteArray &parameters)
     const AVCodec *const decoder = avcodec_find_decoder(codec->codec_id);
     if (!decoder || codec->codec_type != _mediaType || decoder->type != _mediaType || stream->timeBaseNumerator <= 0 ||
         stream->timeBaseDenominator <= 0) {
+        noteCodec(QByteArray::fromStdString(codecNameOf(*codec)), 0, 0, true);
         count(DamageCounts::UnusableStream, avcodec_get_name(codec->codec_id));
         return nullptr;
     }
@@ -129,6 +131,7 @@ CodecContext::Context CodecContext::open(const QByteArray &parameters)
         PictureMemory::use(_pictures, context.get());
     if (result >= 0)
         result = avcodec_open2(context.get(), decoder, nullptr);
+    noteCodec(avcodec_get_name(codec->codec_id), context->width, context->height, result < 0);
     if (result < 0) {
         countError(DamageCounts::UnusableStream, result);
         return nullptr;
@@ -162,6 +165,7 @@ int CodecContext::receive(AVCodecContext &context, const Deliver &deliver)
     if (result >= 0) {
         if (isDamaged(*_frame))
             count(DamageCounts::ConcealedDamage, context.codec->name);
+        noteCodec(_codec.name, _frame->width, _frame->height);
         deliver(context, *_frame);
         // At once: the codec may wait for the memory.
         av_frame_unref(_frame.get());
@@ -176,4 +180,13 @@ void CodecContext::countError(DamageCounts::Kind kind, int error) const noexcept
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(error, text, sizeof text);
     count(kind, text);
+}
+
+/// Tells the codec of the stream where it is not what was told before. Small enough for every picture.
+void CodecContext::noteCodec(const QByteArray &name, int width, int height, bool isMissing)
+{
+    if (name == _codec.name && width == _codec.width && height == _codec.height && isMissing == _codec.isMissing)
+        return;
+    _codec = {name, width, height, isMissing};
+    _damage->setCodec(_stream.origin, _codec);
 }

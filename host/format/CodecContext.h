@@ -56,6 +56,7 @@ private:
     void decodePacket(const Deliver &deliver);
     int receive(AVCodecContext &context, const Deliver &deliver);
     void countError(DamageCounts::Kind kind, int error) const noexcept;
+    void noteCodec(const QByteArray &name, int width, int height, bool isMissing = false);
 
     // Constant after construction.
     const AVMediaType _mediaType;
@@ -70,6 +71,8 @@ private:
     slab::BlockOwner _pictures;
     /// Null before the first key block, after the end of the stream, and while the stream cannot be decoded.
     Context _context;
+    /// What was last told of the stream's codec.
+    DamageCounts::Codec _codec;
 };
 
 #endif

@@ -13,7 +13,9 @@ void DamageCounts::add(const QByteArray &origin, Kind kind, const QByteArray &de
 {
     {
         const std::lock_guard<std::mutex> lock(_mutex);
-        if (_counts[origin][kind]++ != 0)
+        Condition &stream = _streams[origin];
+        stream.damage = QByteArray(kindTexts[kind]) + ": " + detail;
+        if (stream.counts[kind]++ != 0)
             return;
     }
     qWarning("%s: %s: %s", origin.constData(), kindTexts[kind], detail.constData());
@@ -21,13 +23,23 @@ void DamageCounts::add(const QByteArray &origin, Kind kind, const QByteArray &de
 
 DamageCounts::Counts DamageCounts::of(const QByteArray &origin) const
 {
+    return conditionOf(origin).counts;
+}
+
+void DamageCounts::setCodec(const QByteArray &origin, const Codec &codec)
+{
     const std::lock_guard<std::mutex> lock(_mutex);
-    const auto found = _counts.find(origin);
-    return found == _counts.end() ? Counts{} : found->second;
+    _streams[origin].codec = codec;
+}
+
+DamageCounts::Condition DamageCounts::conditionOf(const QByteArray &origin) const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _streams.value(origin);
 }
 
 void DamageCounts::forget(const QByteArray &origin)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    _counts.erase(origin);
+    _streams.remove(origin);
 }

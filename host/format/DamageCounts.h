@@ -2,14 +2,15 @@
 #define HOST_FORMAT_DAMAGECOUNTS_H
 
 #include <QByteArray>
+#include <QHash>
 #include <QtGlobal>
 
 #include <array>
-#include <map>
 #include <mutex>
 
-/// What codec decoders could not make sense of, counted by stream and kind, and reported on the warning channel the
-/// first time each. Thread-safe; shared by all codec decoders of a format manager.
+/// What codec decoders tell of their streams: what each is coded in at present, and what they could not make sense of,
+/// counted by stream and kind, and reported on the warning channel the first time each. Thread-safe; shared by all
+/// codec decoders of a format manager. No call holds the lock for longer than a look at one stream.
 class DamageCounts {
 public:
     enum Kind {
@@ -31,12 +32,30 @@ public:
     /// The counts of the stream @p origin.
     Counts of(const QByteArray &origin) const;
 
-    /// Drops the counts of the stream @p origin, which has ended for good.
+    /// What a stream is coded in.
+    struct Codec {
+        QByteArray name; // libavcodec's, or the fourcc where it has none
+        int width = 0;   // of the pictures, in pixels; 0 when unknown or without pictures
+        int height = 0;
+        bool isMissing = false; // there is no decoder for it
+    };
+    /// The stream @p origin is coded in @p codec from now on.
+    void setCodec(const QByteArray &origin, const Codec &codec);
+
+    /// All that is known of one stream.
+    struct Condition {
+        Counts counts{};
+        QByteArray damage; // the latest, in a few words; empty when there was none
+        Codec codec;       // the present one; without a name before the first key block
+    };
+    Condition conditionOf(const QByteArray &origin) const;
+
+    /// Forgets the stream @p origin, which has ended for good.
     void forget(const QByteArray &origin);
 
 private:
     mutable std::mutex _mutex; // guards the next one
-    std::map<QByteArray, Counts> _counts;
+    QHash<QByteArray, Condition> _streams;
 };
 
 #endif

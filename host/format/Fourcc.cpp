@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -67,4 +68,24 @@ bool isKnownFourcc(quint32 fourcc, AVMediaType mediaType)
     return std::any_of(tables.begin(), tables.end(),
                        [&](const AVCodecTag *table) { return isDecodable(codecOf(table, fourcc)); }) ||
            ((fourcc & ~ownNumberBits) == ownNumberMark && isDecodable(static_cast<AVCodecID>(fourcc & ownNumberBits)));
+}
+
+std::string fourccText(quint32 fourcc)
+{
+    std::string text;
+    for (int shift = 0; shift < 32; shift += 8)
+        text += static_cast<char>(fourcc >> shift & 0xff);
+    const bool isText = std::all_of(text.begin(), text.end(), [](char each) { return each >= ' ' && each <= '~'; });
+    if (isText)
+        return text;
+    std::array<char, 11> digits = {};
+    std::snprintf(digits.data(), digits.size(), "0x%08x", fourcc);
+    return digits.data();
+}
+
+std::string codecNameOf(const AVCodecParameters &parameters)
+{
+    if (parameters.codec_id != AV_CODEC_ID_NONE)
+        return avcodec_get_name(parameters.codec_id);
+    return parameters.codec_tag != 0 ? fourccText(parameters.codec_tag) : "an unknown codec";
 }

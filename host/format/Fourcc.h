@@ -4,6 +4,7 @@
 #include <QtGlobal>
 
 #include <optional>
+#include <string>
 
 extern "C" {
 #include <libavutil/avutil.h>
@@ -20,5 +21,12 @@ std::optional<quint32> fourccOf(const AVCodecParameters &parameters);
 /// Whether @p fourcc stands for a codec of @p mediaType that libavcodec can decode. Some stand for several (all PCM
 /// variants share one): which one it is, the stream's parameters tell.
 bool isKnownFourcc(quint32 fourcc, AVMediaType mediaType);
+
+/// @return the four characters, such as "avc1"; the number in hexadecimal digits where they are none to be shown.
+std::string fourccText(quint32 fourcc);
+
+/// @return what people call the codec of @p parameters: libavcodec's name, or the container's fourcc where libavcodec
+///         knows none for it, or "an unknown codec".
+std::string codecNameOf(const AVCodecParameters &parameters);
 
 #endif

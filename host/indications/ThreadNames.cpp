@@ -15,7 +15,7 @@ struct Table {
 
 Table &table()
 {
-    // Kept: never deleted, because threads may outlive the static objects.
+    // Never deleted, because threads may outlive the static objects.
     static Table &only = *new Table;
     return only;
 }

@@ -1,32 +1,81 @@
 #include "media/ShownUrl.h"
 
 #include <QRegularExpression>
+#include <QString>
 
 namespace {
 
-const QRegularExpression &schemePattern()
+/// Up to where the user's name could begin. A graph of libavfilter has backslashes before the colons of an address.
+const QRegularExpression &beginning()
 {
-    static const QRegularExpression pattern(QStringLiteral("^[A-Za-z0-9+.-]+://"));
+    static const QRegularExpression pattern(QStringLiteral("(?:([A-Za-z][A-Za-z0-9+.-]+)\\\\*:[/\\\\]*/"
+                                                           "|(?<![A-Za-z0-9])(rtsp[su]?|s?rtp|udp|srt|rtmp[a-z]*|tcp|"
+                                                           "tls|https?|ftp|sftp|mms[a-z]?|rist)\\\\*:)[/\\\\]*"),
+                                            QRegularExpression::CaseInsensitiveOption);
     return pattern;
+}
+
+/// @return what may be seen behind the beginning of an address, as far as it goes: behind it may be another one.
+QString hidden(QString rest, const QString &scheme)
+{
+    static const QRegularExpression user(QStringLiteral("^(?:[^@/?#]*:.*|[^/?#]+)@"),
+                                         QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression streamKey(QStringLiteral("^([^/?#]*/[^/?# ]*[/ ]).+"),
+                                              QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression parameters(QStringLiteral("([?#]).+"),
+                                               QRegularExpression::DotMatchesEverythingOption);
+    rest.replace(user, QStringLiteral("***@"));
+    if (scheme.startsWith(QLatin1String("rtmp"), Qt::CaseInsensitive))
+        rest.replace(streamKey, QStringLiteral("\\1***"));
+    return rest.replace(parameters, QStringLiteral("\\1***"));
+}
+
+QString withoutSecrets(const QString &text)
+{
+    QString shown = text;
+    int from = 0;
+    for (;;) {
+        const QRegularExpressionMatch match = beginning().match(shown, from);
+        if (!match.hasMatch())
+            return shown;
+        from = match.capturedEnd();
+        shown = shown.left(from) + hidden(shown.mid(from), match.captured(1) + match.captured(2));
+    }
 }
 
 } // namespace
 
-QString ShownUrl::withoutSecrets(const QString &url)
+bool ShownUrl::isAddress(const std::string &text)
 {
-    static const QRegularExpression user(QStringLiteral("^([^/]*://)(?:[^@/?#]*:.*|[^/?#]+)@"));
-    static const QRegularExpression parameter(
-        QStringLiteral("([?&][^=&]*(?:pass|pwd|secret|token|sig|cred|key|auth)[^=&]*=)[^&]*"),
-        QRegularExpression::CaseInsensitiveOption);
-    if (!schemePattern().match(url).hasMatch())
-        return url;
-    return QString(url).replace(user, QStringLiteral("\\1***@")).replace(parameter, QStringLiteral("\\1***"));
+    return beginning().match(QString::fromStdString(text)).hasMatch();
 }
 
-QString ShownUrl::place(const QString &url)
+std::string ShownUrl::withoutSecrets(const std::string &text)
+{
+    return ::withoutSecrets(QString::fromStdString(text)).toStdString();
+}
+
+std::string ShownUrl::inSentence(const std::string &text)
+{
+    static const QRegularExpression words(QStringLiteral("[^\\s'\"]+"));
+    QString shown = QString::fromStdString(text);
+    int from = 0;
+    for (QRegularExpressionMatch word; (word = words.match(shown, from)).hasMatch();) {
+        const QString replacement = ::withoutSecrets(word.captured());
+        shown.replace(word.capturedStart(), word.capturedLength(), replacement);
+        from = word.capturedStart() + replacement.size();
+    }
+    return shown.toStdString();
+}
+
+std::string ShownUrl::place(const std::string &url)
 {
     static const QRegularExpression user(QStringLiteral("^[^/?#]*@"));
-    if (!schemePattern().match(url).hasMatch())
-        return url;
-    return withoutSecrets(url).remove(schemePattern()).remove(user).section(QLatin1Char('?'), 0, 0);
+    static const QRegularExpression parameters(QStringLiteral("[?#].*|[/ ]\\*\\*\\*$"),
+                                               QRegularExpression::DotMatchesEverythingOption);
+    const QString shown = ::withoutSecrets(QString::fromStdString(url));
+    const QRegularExpressionMatch match = beginning().match(shown);
+    if (!match.hasMatch())
+        return shown.toStdString();
+    return shown.mid(match.capturedEnd()).remove(user).remove(parameters).toStdString();
 }

@@ -30,7 +30,7 @@ using Shards = std::array<Shard, std::size_t{1} << shardBits>;
 
 Shards &shards()
 {
-    // Kept: never deleted, because static destructors of other libraries run, and drop objects, after this library's.
+    // Never deleted, because static destructors of other libraries run, and drop objects, after this library's.
     static Shards &all = *new Shards;
     return all;
 }

@@ -39,6 +39,7 @@ bool BlockQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, 
 
         _entries[index].latencyMs = millisecondsSince(_entries[index].appended);
         entry = _entries[index];
+        *lost = lostLocked(*cursor);
         cursor->word0 = sequence + 1;
         cursor->word1 = cursor->flag ? ++_ticketsIssued : cursor->word1;
         cursor->flag = false;
@@ -48,7 +49,6 @@ bool BlockQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, 
     *keyBlock = entry.block.keyBlock;
     *timestamp = entry.block.timestamp;
     *blockTime = entry.block.blockTimeMs;
-    *lost = 0;
     *latency = entry.latencyMs;
     return true;
 }
@@ -149,6 +149,14 @@ quint32 BlockQueue::advanceLocked(const QueueCursor &cursor)
     for (; reader->position != cursor.word0; ++reader->position)
         noteLatencyLocked(_entries[reader->position - _firstSequence].latencyMs);
     return cursor.word0;
+}
+
+/// @return how many blocks that are gone @p cursor stands before.
+quint32 BlockQueue::lostLocked(const QueueCursor &cursor) const
+{
+    const quint32 behind = _firstSequence - cursor.word0;
+    const bool wasThere = behind <= _figures.blocks - heldBlocksLocked();
+    return !cursor.flag && wasThere ? behind : 0;
 }
 
 /// Takes the blocks out that every reader has read on past, and makes room for others.

@@ -47,13 +47,15 @@ public:
     };
 
     /// @param readerCount decoders that will read the queue, at least 1. Any more are served too, beginning with the
-    ///        oldest block, but hold nothing back.
+    ///        oldest block, but hold nothing back: they may lose blocks, and are told so.
     BlockQueue(int readerCount, Limits limits);
 
     /// Never waits for a reader or the writer, but for the moment in which one of them holds the lock. Running out of
     /// memory ends the process, because the interface allows no exception.
-    /// A cursor that stands behind the oldest block, or nowhere in the queue, goes on at the oldest block.
-    /// @param lost always 0. @param latency milliseconds since the block was appended.
+    /// A cursor whose block is gone already goes on at the oldest block, and so does one that stands nowhere in the
+    /// queue.
+    /// @param lost how many blocks went that were still before the cursor, be they of this stream or of another one of
+    ///        the queue; 0 for a counted reader. @param latency milliseconds since the block was appended.
     bool readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
                    QueueCursor *cursor, void *reserved1, void *reserved2, quint32 *lost,
                    qint64 *latency) noexcept override;
@@ -96,6 +98,7 @@ private:
     quint32 heldBlocksLocked() const { return static_cast<quint32>(_entries.size()); }
     Reader *readerLocked(quint32 ticket);
     quint32 advanceLocked(const QueueCursor &cursor);
+    quint32 lostLocked(const QueueCursor &cursor) const;
     void noteLatencyLocked(qint64 latencyMs);
     std::vector<Entry> takePassedLocked();
 

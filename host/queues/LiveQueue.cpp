@@ -5,11 +5,25 @@
 
 namespace {
 
+// A cursor's words, low word first, hold a number, which no stream lives long enough to exceed, and a reader's ticket.
 constexpr unsigned wordBits = 32;
+constexpr unsigned numberBits = 48;
 
 quint64 positionOf(const QueueCursor &cursor)
 {
-    return quint64(cursor.word1) << wordBits | cursor.word0;
+    const quint64 words = quint64(cursor.word1) << wordBits | cursor.word0;
+    return words & ((quint64(1) << numberBits) - 1);
+}
+
+quint16 ticketOf(const QueueCursor &cursor)
+{
+    return static_cast<quint16>(cursor.word1 >> (numberBits - wordBits));
+}
+
+QueueCursor cursorAt(quint64 position, quint16 ticket)
+{
+    const quint64 words = quint64(ticket) << numberBits | position;
+    return {static_cast<quint32>(words), static_cast<quint32>(words >> wordBits), false};
 }
 
 bool endsStream(const LiveQueue::Block &block)
@@ -38,21 +52,30 @@ bool LiveQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, q
     Entry entry;
     quint64 position = 0;
     {
-        const std::lock_guard<std::mutex> lock(_mutex);
+        std::unique_lock<std::mutex> lock(_mutex);
         if (_closed)
             return false;
-        const bool standsHere = !cursor->flag && positionOf(*cursor) <= _nextNumber;
-        position = standsHere ? positionOf(*cursor) : _takenUpTo;
-        if (standsHere)
+        const quint16 ticket = ticketOf(*cursor);
+        const bool isNew = cursor->flag || ticket == 0 || positionOf(*cursor) > _nextNumber;
+        if (!isNew && ticket != _lastTicket) {
+            const bool isTold = std::exchange(_isSecondReaderTold, true);
+            lock.unlock();
+            if (!isTold)
+                qWarning("Two decoders read one queue of a live stream. The first gets nothing more: "
+                         "each needs a queue of its own.");
+            return false;
+        }
+        position = isNew ? _takenUpTo : positionOf(*cursor);
+        if (!isNew)
             takeUpToLocked(position, gone);
-        if (!giveOutLocked(*cursor, position, gone))
+        if (!giveOutLocked(isNew, position, gone))
             return false;
         _given->latencyMs = milliseconds(_clock() - _given->appended);
         entry = *_given;
+        if (isNew && ++_lastTicket == 0)
+            ++_lastTicket;
+        *cursor = cursorAt(entry.number + 1, _lastTicket);
     }
-    cursor->word0 = static_cast<quint32>(entry.number + 1);
-    cursor->word1 = static_cast<quint32>((entry.number + 1) >> wordBits);
-    cursor->flag = false;
     *data = std::move(entry.block.data);
     *streamId = entry.block.streamId;
     *keyBlock = entry.block.keyBlock;
@@ -138,20 +161,21 @@ void LiveQueue::takeUpToLocked(quint64 position, Gone &gone)
     _takenUpTo = std::max(_takenUpTo, position);
 }
 
-/// @return whether a reader at @p position may go on with @p entry, which it has not read yet.
-bool LiveQueue::suitsLocked(const Entry &entry, const QueueCursor &cursor, quint64 position) const
+/// @return whether a reader at @p position may go on with @p entry, which it has not read yet; one that @p isNew begins
+///         with it.
+bool LiveQueue::suits(const Entry &entry, bool isNew, quint64 position)
 {
-    const bool follows = !cursor.flag && entry.number - entry.block.lostBefore <= position;
+    const bool follows = !isNew && entry.number - entry.block.lostBefore <= position;
     return follows || entry.block.keyBlock || endsStream(entry.block);
 }
 
 /// Sees to it that the block for a reader at @p position is the given one. @return false when there is none.
-bool LiveQueue::giveOutLocked(const QueueCursor &cursor, quint64 position, Gone &gone)
+bool LiveQueue::giveOutLocked(bool isNew, quint64 position, Gone &gone)
 {
-    if (_given && suitsLocked(*_given, cursor, position))
+    if (_given && suits(*_given, isNew, position))
         return true;
-    const auto next = std::find_if(_unread.begin(), _unread.end(),
-                                   [&](const Entry &entry) { return suitsLocked(entry, cursor, position); });
+    const auto next =
+        std::find_if(_unread.begin(), _unread.end(), [&](const Entry &entry) { return suits(entry, isNew, position); });
     if (next == _unread.end())
         return false;
 

@@ -23,20 +23,20 @@
 /// refused until a key block comes. So the first block after a gap that the queue has made is a key block, or an empty
 /// block with a key block behind it. A gap that the source knows of is told as well, but what follows it is passed on.
 ///
-/// Each block has a number, in the order of their appending, and so has each lost one. A cursor's two words are the
-/// number that it stands before, low word first, and `lost` is the distance from there to the block that is read: it
-/// counts what was dropped, refused and lost before its arrival, to the block. The last block that was given out stays
-/// until its reader comes back for the next one, and does not count for the limits: a reader that declines it reads the
-/// same again.
+/// Each block has a number, in the order of their appending, and so has each lost one. A cursor holds the number that
+/// it stands before, and `lost` is the distance from there to the block that is read: it counts what was dropped,
+/// refused and lost before its arrival, to the block. The last block that was given out stays until its reader comes
+/// back for the next one, and does not count for the limits: a reader that declines it reads the same again.
 ///
 /// Empty blocks, which end the life of a codec decoder, take no room and are never dropped, except that of several with
 /// nothing left between them the last one does for all: a decoder is drained although the pictures before the break are
 /// gone, and does not hold back its last ones while the connection is down. Behind an empty block, as at the beginning,
 /// only a key block is taken.
 ///
-/// The queue is made for one reader. A reader that follows another one begins at the oldest key or empty block that is
-/// held, and is told what was lost since the other one's last block. Two at a time are served, but each frees what it
-/// has read, and the slower one finds that as lost.
+/// It serves one reader at a time: for several decoders of a live stream, append each block to as many queues; they
+/// share its bytes. A reader that follows another one begins at the oldest key or empty block that is held, and is told
+/// what was lost since the other one's last block. Should the other one come back, it is given nothing more, and a Qt
+/// warning says why, once.
 class LiveQueue final : public IInputQueue {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -81,6 +81,7 @@ public:
     /// Never waits for the writer, but for the moment in which it holds the lock. Running out of memory ends the
     /// process, because the interface allows no exception. A cursor that stands nowhere in the queue goes on at the
     /// next key block.
+    /// @param cursor a fresh one that is given a block begins a new reader, who follows the one before.
     /// @param latency milliseconds since the block was appended.
     bool readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
                    QueueCursor *cursor, void *reserved1, void *reserved2, quint32 *lost,
@@ -114,8 +115,8 @@ private:
     using Gone = std::vector<Entry>;
 
     void takeUpToLocked(quint64 position, Gone &gone);
-    bool suitsLocked(const Entry &entry, const QueueCursor &cursor, quint64 position) const;
-    bool giveOutLocked(const QueueCursor &cursor, quint64 position, Gone &gone);
+    static bool suits(const Entry &entry, bool isNew, quint64 position);
+    bool giveOutLocked(bool isNew, quint64 position, Gone &gone);
     bool makeRoomLocked(const Block &block, Instant now, Gone &gone);
     bool isFullLocked(const Block &block, Instant now) const;
     void dropOldestGroupLocked(Gone &gone);
@@ -132,6 +133,8 @@ private:
     int _unreadBlocks = 0;       // of those, the ones with data, and their bytes
     qint64 _unreadBytes = 0;
     quint64 _nextNumber = 0;
+    quint16 _lastTicket = 0; // in the cursors of the reader that began last
+    bool _isSecondReaderTold = false;
     quint64 _takenUpTo = 0;      // the reader is done with all numbers before this one
     bool _keyBlockWanted = true; // until one comes, all other blocks with data are refused
     bool _restIsLate = false;    // and those are refused as the rest of a group that was dropped

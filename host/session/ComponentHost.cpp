@@ -4,9 +4,74 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+#include <atomic>
 #include <dlfcn.h>
+#include <iterator>
+#include <set>
 
 #include "modkit/ComponentLibrary.h"
+#include "session/ProcessThreads.h"
+
+namespace {
+
+/// Passes the settings on, and remembers how many threads the component was told to start.
+class WatchedSettings final : public ISettings {
+public:
+    explicit WatchedSettings(const ModkitPtr<ISettings> &settings)
+        : _settings(settings)
+    {
+    }
+
+    std::int32_t getInt(const std::string &key, std::int32_t defaultValue) override
+    {
+        const std::int32_t value = _settings->getInt(key, defaultValue);
+        if (key == "THREADS")
+            _threadsWanted = value;
+        return value;
+    }
+
+    /// @return 0 when it has not asked.
+    std::int32_t threadsWanted() const { return _threadsWanted; }
+
+private:
+    const ModkitPtr<ISettings> _settings;
+    std::int32_t _threadsWanted = 0;
+};
+
+std::atomic<QtMessageHandler> handlerBefore = nullptr; // stays: another thread may be on its way there
+
+/// While it lives, Qt does not warn of each thread that the system refuses: they are counted. One at a time.
+class ThreadWarningsOff final {
+public:
+    ThreadWarningsOff() { handlerBefore = qInstallMessageHandler(&ThreadWarningsOff::handle); }
+    ~ThreadWarningsOff() { qInstallMessageHandler(handlerBefore); }
+    ThreadWarningsOff(const ThreadWarningsOff &) = delete;
+    ThreadWarningsOff &operator=(const ThreadWarningsOff &) = delete;
+
+private:
+    static void handle(QtMsgType type, const QMessageLogContext &context, const QString &text)
+    {
+        const QtMessageHandler passOn = handlerBefore;
+        if (passOn && !text.startsWith(QLatin1String("QThread::start: ")))
+            passOn(type, context, text);
+    }
+};
+
+/// @return those of @p threads that the component has started. What the program or another session has begun meanwhile
+///         does not bear the name that Qt gives to the system for a thread which has none yet.
+std::vector<int> startedByTheComponent(const std::vector<int> &threads)
+{
+    std::vector<int> named;
+    std::copy_if(threads.begin(), threads.end(), std::back_inserter(named), [](int thread) {
+        QFile name(QStringLiteral("/proc/self/task/%1/comm").arg(thread));
+        return name.open(QIODevice::ReadOnly) && name.readAll() == "QThread\n";
+    });
+    // A component of another's making may give names of its own.
+    return named.empty() ? threads : named;
+}
+
+} // namespace
 
 ComponentHost::ComponentHost(const ModkitPtr<ISettings> &settings, ObjectRegistry &registry)
     : _settings(settings)
@@ -51,8 +116,22 @@ std::optional<std::string> ComponentHost::start(const QString &path)
         return *error;
     const ModkitPtr<IComponent> component(std::get<ComponentLibrary::Object>(created).release());
 
-    if (!component->init(_settings, _registry, component))
-        return library.path().toStdString() + ": " + library.name() + " finds a service missing that it requires";
+    const std::set<int> threadsBefore = ProcessThreads::ids();
+    auto *const settings = new WatchedSettings(_settings);
+    const ModkitPtr<ISettings> shared(settings);
+    {
+        const ThreadWarningsOff warningsOff;
+        if (!component->init(shared, _registry, component))
+            return library.path().toStdString() + ": " + library.name() + " finds a service missing that it requires";
+    }
+    _threads = startedByTheComponent(ProcessThreads::startedSince(threadsBefore));
+    const std::size_t wanted = static_cast<std::size_t>(std::max(settings->threadsWanted(), 0));
+    if (_threads.size() < wanted) {
+        component->stop();
+        return std::to_string(_threads.size()) + " of " + std::to_string(wanted) +
+               " decoder threads started: the system allows no more (ulimit -u, or the limit of a container); raise "
+               "that limit, or ask for fewer threads";
+    }
     _name = library.name();
     _path = library.path().toStdString();
     _component = component;

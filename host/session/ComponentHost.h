@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "interfaces/ISettings.h"
 #include "modkit/ObjectRegistry.h"
@@ -24,8 +25,9 @@ public:
     ///         component that was built or installed with this code.
     static QString libraryFile(const ComponentOptions &options);
 
-    /// Loads the library at @p path, and creates and initialises its component. To be called once.
-    /// @return nothing on success, otherwise one line that names the library and what is wrong.
+    /// Loads the library at @p path, and creates and initialises its component. To be called once. Where the system
+    /// refuses a thread that the setting THREADS asks for, the component is stopped again.
+    /// @return nothing on success, otherwise one line that says what is wrong, and with which library.
     [[nodiscard]] std::optional<std::string> start(const QString &path);
 
     /// Stops the component and drops the framework's reference to it; does nothing when it is not running.
@@ -36,12 +38,15 @@ public:
     const std::string &componentName() const { return _name; }
     /// The absolute path of its library.
     const std::string &componentPath() const { return _path; }
+    /// The threads that it has started, by the system's ids.
+    const std::vector<int> &threads() const { return _threads; }
 
 private:
     ModkitPtr<ISettings> _settings;
     ObjectRegistry &_registry;
     std::string _name;
     std::string _path;
+    std::vector<int> _threads;
     ModkitPtr<IComponent> _component; // set while it is running
 };
 

@@ -1,6 +1,7 @@
 #include "session/DecodedStream.h"
 
 #include <algorithm>
+#include <numeric>
 #include <type_traits>
 #include <utility>
 
@@ -35,6 +36,20 @@ std::optional<std::string> DecodedStream::addOutput(const OutputSpec &spec, cons
     };
     return _kind == StreamKind::Video ? addCreated(SinkFactory::createVideoSink(spec, input, _environment.workers))
                                       : addCreated(SinkFactory::createAudioSink(spec, input, _environment.workers));
+}
+
+bool DecodedStream::haveOutputsBegun() const
+{
+    return std::all_of(_outputs.begin(), _outputs.end(), [](const Output &output) { return output.sink->hasBegun(); });
+}
+
+std::optional<std::string> DecodedStream::outputError() const
+{
+    for (const Output &output : _outputs) {
+        if (auto error = output.sink->status().error)
+            return error;
+    }
+    return std::nullopt;
 }
 
 void DecodedStream::addReader(const ReaderBuffer &buffer)
@@ -84,14 +99,31 @@ void DecodedStream::removeReader(const ReaderBuffer &buffer)
 
 void DecodedStream::dropDecoder()
 {
-    // The manager is locked while it waits for the block in progress: a disk that hangs would hold up everybody else.
-    for (Output &output : _outputs)
-        output.sink->waitNoMore();
     for (Output &output : _outputs)
         output.handle.reset();
 }
 
-void DecodedStream::completeOutputs()
+void DecodedStream::endOutputs()
+{
+    for (Output &output : _outputs)
+        output.sink->end();
+}
+
+void DecodedStream::hurryOutputs()
+{
+    for (Output &output : _outputs)
+        output.sink->hurry();
+}
+
+bool DecodedStream::areOutputsComplete(std::chrono::steady_clock::time_point now) const
+{
+    bool areComplete = true;
+    for (const Output &output : _outputs)
+        areComplete = output.sink->isComplete(now) && areComplete;
+    return areComplete;
+}
+
+void DecodedStream::finishOutputs()
 {
     for (Output &output : _outputs)
         output.sink->finish();
@@ -105,12 +137,20 @@ qint64 DecodedStream::frames() const
     return frames;
 }
 
-qint64 DecodedStream::damaged() const
+qint64 DecodedStream::damaged(const DamageCounts::Counts &counts)
 {
-    qint64 damaged = 0;
-    for (const quint64 count : _environment.damage.of(_description.origin))
-        damaged += static_cast<qint64>(count);
-    return damaged;
+    return static_cast<qint64>(std::accumulate(counts.begin(), counts.end(), quint64(0)));
+}
+
+void DecodedStream::noteFirstFrame(RecentRate::Instant now)
+{
+    if (_firstFrameAt)
+        return;
+    const qint64 count = frames();
+    if (count == 0)
+        return;
+    _firstFrameAt = now;
+    _rate.begin(count, now);
 }
 
 std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
@@ -126,6 +166,8 @@ std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
         shown.nullBlocks = static_cast<std::int64_t>(status.nullBlocks);
         shown.bytes = static_cast<std::int64_t>(status.bytesWritten);
         shown.waitedMs = static_cast<std::int64_t>(status.waitedMs);
+        shown.failed = static_cast<std::int64_t>(status.failed);
+        shown.failing = status.failing;
         shown.error = status.error;
         all.push_back(std::move(shown));
     }

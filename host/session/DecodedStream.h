@@ -1,6 +1,7 @@
 #ifndef HOST_SESSION_DECODEDSTREAM_H
 #define HOST_SESSION_DECODEDSTREAM_H
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -31,7 +32,7 @@ public:
     /// What the streams of a session share. Outlives them.
     struct Environment {
         IDecodingManager &manager;
-        SinkWorkers &workers;
+        const SinkWorkers &workers;
         DamageCounts &damage;
     };
     struct Settings {
@@ -46,8 +47,13 @@ public:
     DecodedStream &operator=(const DecodedStream &) = delete;
     ~DecodedStream();
 
-    /// Makes an output that writes. @return one line that names the input and says what is wrong.
+    /// Makes an output that writes, and has its file created. @return one line that names the input and says what is
+    /// wrong.
     [[nodiscard]] std::optional<std::string> addOutput(const OutputSpec &spec, const SinkFactory::Input &input);
+    /// Whether the files of all outputs were created, or could not be.
+    bool haveOutputsBegun() const;
+    /// What is wrong with one of them, if anything.
+    std::optional<std::string> outputError() const;
     /// Makes one for a reader, whose buffer is ended with the stream.
     void addReader(const ReaderBuffer &buffer);
     /// Has the component decode into the outputs that were added since the last call. The decoder is given nothing to
@@ -60,8 +66,13 @@ public:
     /// Drops the decoder, so that nothing reaches the outputs any more. To be called once, when the input is decoded or
     /// cancelled, on any thread, while nobody changes the outputs.
     void dropDecoder();
-    /// Completes the outputs; to be called once the decoder is dropped, likewise. Waits for the writing.
-    void completeOutputs();
+    /// Completes the outputs; to be called once the decoder is dropped. The writing goes on. The next three are as
+    /// ISink has them.
+    void endOutputs();
+    void hurryOutputs();
+    bool areOutputsComplete(std::chrono::steady_clock::time_point now) const;
+    /// As endOutputs, and waits for the writing.
+    void finishOutputs();
 
     /// Whether the decoder has looked for a block by now. A paced decoder that finds blocks at once takes them for what
     /// was missed, and gives no output what it makes of them.
@@ -77,10 +88,17 @@ public:
     void setDescription(const MediaSource::Stream &description) { _description = description; }
     /// That have come while anybody took them.
     qint64 frames() const;
-    /// What could not be decoded, or not whole.
-    qint64 damaged() const;
+    /// @return how often something of @p counts could not be decoded, or not whole.
+    static qint64 damaged(const DamageCounts::Counts &counts);
+    /// What its codec decoder tells of it.
+    DamageCounts::Condition condition() const { return _environment.damage.conditionOf(_description.origin); }
     /// Of its outputs.
     std::vector<decoding::Snapshot::Output> outputs() const;
+
+    /// Notes the first frame, which the rate counts from. To be called often.
+    void noteFirstFrame(RecentRate::Instant now);
+    /// When the first frame was noted.
+    const std::optional<RecentRate::Instant> &firstFrameAt() const { return _firstFrameAt; }
     RecentRate &rate() { return _rate; }
     const RecentRate &rate() const { return _rate; }
 
@@ -110,6 +128,7 @@ private:
     std::vector<Output> _outputs;
     qint64 _framesBefore = 0; // frames() when an output left last
     RecentRate _rate;
+    std::optional<RecentRate::Instant> _firstFrameAt;
 };
 
 #endif

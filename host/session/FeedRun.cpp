@@ -25,8 +25,12 @@ FeedRun::~FeedRun()
     cancel();
     if (_phase == Phase::Running)
         end();
-    else
+    else if (_phase == Phase::Ending)
         _ending.wait();
+    for (const auto &stream : _streams)
+        stream->hurryOutputs();
+    for (const auto &stream : _streams)
+        stream->finishOutputs();
 }
 
 DecodedStream &FeedRun::add(std::unique_ptr<DecodedStream> stream)
@@ -52,9 +56,27 @@ void FeedRun::poll()
         if (_cancelled || _feed->isDrained())
             beginEnding();
     } else if (_phase == Phase::Ending && _ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
-        _endedAt = Clock::now();
-        _phase = Phase::Finished;
+        for (const auto &stream : _streams)
+            stream->endOutputs();
+        _phase = Phase::Completing;
     }
+    if (_phase == Phase::Completing)
+        completeOutputs();
+}
+
+void FeedRun::completeOutputs()
+{
+    const Clock::time_point now = Clock::now();
+    bool areComplete = true;
+    for (const auto &stream : _streams) {
+        if (_hurries || _feed->isLive())
+            stream->hurryOutputs();
+        areComplete = stream->areOutputsComplete(now) && areComplete;
+    }
+    if (!areComplete)
+        return;
+    _endedAt = now;
+    _phase = Phase::Finished;
 }
 
 void FeedRun::startOnceDecodersAreAwake()
@@ -75,6 +97,7 @@ void FeedRun::startOnceDecodersAreAwake()
 
 void FeedRun::cancel()
 {
+    _hurries = true;
     if (!isRunning())
         return;
     _cancelled = true;
@@ -106,8 +129,6 @@ void FeedRun::end()
     _feed->wait();
     for (const auto &stream : _streams)
         stream->dropDecoder();
-    for (const auto &stream : _streams)
-        stream->completeOutputs();
 }
 
 InputFeed::Status FeedRun::status() const
@@ -126,5 +147,10 @@ std::chrono::milliseconds FeedRun::runningTime() const
 {
     if (!_startedAt)
         return std::chrono::milliseconds(0);
-    return std::chrono::duration_cast<std::chrono::milliseconds>(_endedAt.value_or(Clock::now()) - *_startedAt);
+    return timeSince(*_startedAt);
+}
+
+std::chrono::milliseconds FeedRun::timeSince(std::chrono::steady_clock::time_point instant) const
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(_endedAt.value_or(Clock::now()) - instant);
 }

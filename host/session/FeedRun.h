@@ -16,11 +16,14 @@
 /// One feed on its way through the component to the outputs of its streams, from its opening until everything is
 /// complete. Thread-bound; the feed, the decoders and the writers run on threads of their own, and nothing here waits
 /// for them but the destructor, and `poll` where the system has no thread left that could wait.
+///
+/// The outputs of a file that comes to its end by itself have all the time they need. Those of what is cancelled, and
+/// of a live feed, are not waited for while they take nothing.
 class FeedRun final {
 public:
     /// What the feeds of a session share. Outlives them.
     struct Environment {
-        JobThreads &enders; // of outputs, which may have much to write still
+        JobThreads &enders; // of feeds and decoders, which may be at work for a while
         /// Has the session look at its inputs soon. Thread-safe.
         std::function<void()> wake;
     };
@@ -41,7 +44,7 @@ public:
 
     /// Takes whatever next step there is to take: starts the feed once its decoders wait for it, ends what is decoded.
     void poll();
-    /// Has reading and decoding stop at once, with what is decoded so far. Does nothing unless it is running.
+    /// Has reading and decoding stop at once, with what is decoded so far, and the outputs hurry.
     void cancel();
 
     /// As cancel, because nobody reads it any more, rather than for good.
@@ -62,13 +65,21 @@ public:
     InputFeed::Status status() const;
     /// Since the decoders began, or for as long as they worked.
     std::chrono::milliseconds runningTime() const;
+    /// The part of that after @p instant.
+    std::chrono::milliseconds timeSince(std::chrono::steady_clock::time_point instant) const;
 
 private:
-    enum class Phase { Running, Ending, Finished };
+    enum class Phase {
+        Running,
+        Ending,     // of feed and decoders
+        Completing, // the outputs
+        Finished
+    };
 
     void startOnceDecodersAreAwake();
     void beginEnding();
     void end();
+    void completeOutputs();
 
     const std::unique_ptr<InputFeed> _feed;
     const Environment _environment;
@@ -79,8 +90,9 @@ private:
     std::optional<std::chrono::steady_clock::time_point> _endedAt;
     Phase _phase = Phase::Running;
     bool _cancelled = false;
+    bool _hurries = false;
     bool _isLeft = false;
-    std::future<void> _ending; // valid while the outputs are being completed
+    std::future<void> _ending; // valid while feed and decoders end
 };
 
 #endif

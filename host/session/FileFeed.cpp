@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "queues/PacedQueue.h"
+
 namespace {
 
 // Much for one stream, little for hundreds.
@@ -9,8 +11,9 @@ constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
 
 } // namespace
 
-FileFeed::FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers,
+FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers,
                    std::function<void()> opened)
+    : _isPaced(options.paced)
 {
     auto open = std::make_shared<std::packaged_task<Opened()>>([this, url, options] {
         auto source = MediaSource::open(url, options, _cancelled);
@@ -50,10 +53,22 @@ std::vector<InputFeed::Stream> FileFeed::takeStreams()
     return streams;
 }
 
+std::vector<MediaSource::Stream> FileFeed::undecodable() const
+{
+    return _source ? _source->undecodable() : std::vector<MediaSource::Stream>();
+}
+
 void FileFeed::decode(StreamKind kind)
 {
     _decoded.insert(kind);
     _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), queueLimits));
+}
+
+ModkitPtr<IInputQueue> FileFeed::queue(StreamKind kind) const
+{
+    if (!_isPaced)
+        return _queue;
+    return ModkitPtr<PacedQueue>(new PacedQueue(_queue, streamIdOf(kind)));
 }
 
 void FileFeed::start()

@@ -19,16 +19,17 @@ class FileFeed final : public InputFeed {
 public:
     /// Opens the file on a thread of @p openers, which outlives the feed.
     /// @param opened called on that thread when it is open or could not be opened; must not throw.
-    FileFeed(const QString &url, const MediaSource::Options &options, JobThreads &openers,
+    FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers,
              std::function<void()> opened);
     FileFeed(const FileFeed &) = delete;
     FileFeed &operator=(const FileFeed &) = delete;
     ~FileFeed() override;
 
     std::vector<Stream> takeStreams() override;
+    std::vector<MediaSource::Stream> undecodable() const override;
     void decode(StreamKind kind) override;
     void leave(StreamKind /*kind*/) override {}
-    ModkitPtr<IInputQueue> queue(StreamKind /*kind*/) const override { return _queue; }
+    ModkitPtr<IInputQueue> queue(StreamKind kind) const override;
     void start() override;
     void cancel() override;
     void wait() override;
@@ -46,6 +47,7 @@ private:
         std::string error;
     };
 
+    const bool _isPaced;
     std::atomic<bool> _cancelled{false};
     std::future<Opened> _opening;         // valid until its result was taken
     std::unique_ptr<MediaSource> _source; // null until it is open

@@ -68,22 +68,35 @@ void FrameReader<Frame>::Source::deliver(std::function<void(const Frame &frame)>
         throw Error("frames cannot be delivered without a callback");
     if (_delivers.exchange(true))
         throw Error("the frames of this reader are delivered to a callback already");
-    const bool isAdded =
+    std::function<void()> wake =
         _threads->add([source = this->shared_from_this(), callback = std::move(callback), ended = std::move(ended)] {
-            source->callBack([&] {
-                while (const std::optional<Handle> record = source->_buffer->take())
-                    callback(makeFrame(*record));
-            });
-            source->callBack([&ended] {
-                if (ended)
-                    ended();
-            });
+            return source->deliverNext(callback, ended);
         });
-    if (!isAdded) {
+    if (!wake) {
         _delivers = false;
         throw Error("frames cannot be delivered: the system has no thread left");
     }
+    _buffer->callWhenReadable(std::move(wake));
     start();
+}
+
+/// Gives out one frame, or the end.
+template <class Frame>
+DeliveryThreads::Next FrameReader<Frame>::Source::deliverNext(const std::function<void(const Frame &frame)> &callback,
+                                                              const std::function<void()> &ended)
+{
+    using Next = DeliveryThreads::Next;
+    if (const std::optional<Handle> record = _buffer->tryTake()) {
+        callBack([&] { callback(makeFrame(*record)); });
+        return _buffer->isReadable() ? Next::More : Next::Wait;
+    }
+    if (!_buffer->hasEnded())
+        return Next::Wait;
+    callBack([&] {
+        if (ended)
+            ended();
+    });
+    return Next::Done;
 }
 
 template <class Frame>

@@ -1,39 +1,38 @@
 #ifndef HOST_SESSION_GOVERNOR_H
 #define HOST_SESSION_GOVERNOR_H
 
-#include <QBasicTimer>
-#include <QObject>
-
-#include <chrono>
 #include <functional>
-#include <optional>
 #include <string>
 
 #include "interfaces/ITuneDecoding.h"
 #include "session/GovernorPolicy.h"
 #include "strata/base/modkit/modkit"
 
-/// Listens to the component's CPU load and switches all tuned decoders between performance and time-saving mode as its
-/// policy says, with a line for each switch. Thread-bound; the thread must run an event loop. Create it once the
-/// component is started and destroy it before the component is stopped: outside that time it hears nothing.
-///
-/// It is a QObject to the component only, which posts it load events: since nobody else can, an event of their type
-/// (the first of all user events, which many use) can be nothing else.
-class Governor final : private QObject {
+/// Switches all tuned decoders between performance and time-saving mode as its policy says of the CPU loads that it is
+/// given, with a line for each switch. It does not listen to the component's own load, which leaves out what is decoded
+/// in less than a millisecond. Reentrant. Create it once the component is started and destroy it before the component
+/// is stopped.
+class Governor final {
 public:
     using Log = std::function<void(const std::string &line)>;
 
     /// @param mode the one in force. When it is time-saving mode, somebody wanted it so, and it lasts for its dwell
     ///         time.
-    /// @param log called on this thread after each switch, with one line without an end; must not destroy the governor.
-    /// @param loadInterval that the component measures the load in: once for each, a load that stays the same counts as
-    ///        one more sample.
+    /// @param log called after each switch, on the thread that gave the sample, with one line without an end; must not
+    ///        destroy the governor.
     Governor(const ModkitPtr<ITuneDecoding> &tuning, const GovernorPolicy::Settings &settings, decoding::Mode mode,
-             Log log, std::chrono::milliseconds loadInterval = std::chrono::seconds(1));
+             Log log);
+    Governor(const Governor &) = delete;
+    Governor &operator=(const Governor &) = delete;
     /// Leaves the decoders in the mode they are in.
-    ~Governor() override;
+    ~Governor();
 
-    /// Paused, it listens on but switches nothing. Running again, it needs fresh samples.
+    /// To be called once a second. @param load of the time since the last call; what is no number tells nothing.
+    /// @param lostLateBlocks whether live inputs have lost blocks in it because their decoders were too slow; it says
+    ///        what the load does not always say. Concerns the next sample too.
+    void sample(double load, bool lostLateBlocks);
+
+    /// Paused, it switches nothing. Running again, it needs fresh samples.
     void setPaused(bool paused);
     bool isPaused() const { return _isPaused; }
 
@@ -41,31 +40,18 @@ public:
     /// its dwell time pauses the governor.
     void noteSwitch(decoding::Mode mode);
 
-    /// To be called when live inputs have lost blocks because their decoders were too slow; it says what the load does
-    /// not always say. Concerns the samples of the next interval and a half.
-    void noteLateBlocks();
-
     decoding::Mode mode() const { return _policy.mode(); }
 
     /// @return what it is about, for a line of a display: such as "0.60:0.90, time-saving, 12 s to dwell".
     [[nodiscard]] std::string status() const;
 
-protected:
-    void customEvent(QEvent *event) override;
-    void timerEvent(QTimerEvent *event) override;
-
 private:
-    void sample();
-
     const ModkitPtr<ITuneDecoding> _tuning;
     const decoding::LoadLimits _limits;
     const Log _log;
-    const std::chrono::milliseconds _loadInterval;
     GovernorPolicy _policy;
     bool _isPaused = false;
-    double _load = 0.0; // the last one told
-    std::optional<GovernorPolicy::Instant> _lateAt;
-    QBasicTimer _unchanged;
+    bool _lostLateBlocks = false; // at the last sample
 };
 
 #endif

@@ -56,6 +56,8 @@ public:
 
     /// @return the streams that have become known, or others than they were, since the last call.
     virtual std::vector<Stream> takeStreams() = 0;
+    /// @return what it cannot deliver for want of decoders: at most one stream of each kind, video first.
+    [[nodiscard]] virtual std::vector<MediaSource::Stream> undecodable() const = 0;
     /// A decoder will read the stream of @p kind, which is known. A file delivers those streams alone that are to be
     /// decoded: ask for all of them before the first call of `queue`.
     virtual void decode(StreamKind kind) = 0;

@@ -5,11 +5,19 @@
 
 #include "interfaces/CreationFlags.h"
 #include "media/SafeText.h"
+#include "media/ShownUrl.h"
 #include "session/FileFeed.h"
 #include "session/LiveFeed.h"
 #include "session/OutputSpecs.h"
 
 using decoding::State;
+
+namespace {
+
+// As long as the blocks of a live source, which wait meanwhile, are not late.
+constexpr std::chrono::milliseconds openingLimit(200);
+
+} // namespace
 
 InputRun::InputRun(const std::string &url, InputNames::Name name, std::shared_ptr<decoding::Input::Core> core,
                    const Environment &environment)
@@ -33,7 +41,6 @@ InputRun::~InputRun()
 
 std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
 {
-    const QString address = QString::fromStdString(_url);
     const QString label = QString::fromStdString(_name.shown);
     std::unique_ptr<InputFeed> feed;
     if (isLive()) {
@@ -42,7 +49,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         live.audio = audio;
         live.duration = _options.duration;
         live.label = label;
-        feed = std::make_unique<LiveFeed>(address, live, _options.maxLatency);
+        feed = std::make_unique<LiveFeed>(_url, live, _options.maxLatency);
     } else {
         MediaSource::Options file;
         file.video = video;
@@ -51,7 +58,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         file.repeat = _options.repeat;
         file.duration = _options.duration;
         file.label = label;
-        feed = std::make_unique<FileFeed>(address, file, _environment.openers, _environment.feeds.wake);
+        feed = std::make_unique<FileFeed>(_url, file, _environment.openers, _environment.feeds.wake);
     }
     return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);
 }
@@ -87,7 +94,7 @@ void InputRun::leave(Kind &kind)
     if (kind.stream) {
         kind.description = kind.stream->description();
         kind.frames += kind.stream->frames();
-        kind.damaged += kind.stream->damaged();
+        kind.damaged += DecodedStream::damaged(kind.stream->condition().counts);
     }
     if (!isLive())
         kind.feed->leave();
@@ -104,6 +111,10 @@ void InputRun::close()
 {
     _closed = true;
     _core->closeReaders();
+    for (Kind &kind : _kinds) {
+        if (kind.opening && kind.feed->isOpenForOutputs())
+            kind.stream = &kind.feed->add(std::move(kind.opening));
+    }
     for (const auto &feed : _feeds)
         feed->cancel();
 }
@@ -111,7 +122,7 @@ void InputRun::close()
 void InputRun::fail(const std::string &what)
 {
     if (!_error)
-        _error = _name.shown + ": " + SafeText::utf8(what);
+        _error = _name.shown + ": " + ShownUrl::inSentence(SafeText::utf8(what));
     close();
 }
 
@@ -127,14 +138,18 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
         std::vector<StreamKind> ready;
         for (const StreamKind kind : streamKinds) {
             const Kind &of = at(kind);
-            if (isWanted(kind) && !of.stream && of.feed && of.known && of.feed->isOpenForOutputs())
+            if (isWanted(kind) && !of.opening && !of.stream && of.feed && of.known && of.feed->isOpenForOutputs())
                 ready.push_back(kind);
         }
-        decode(ready, inputFiles);
+        openOutputs(ready, inputFiles);
     }
+    if (areOutputsOpening())
+        decodeOnceOutputsAreOpen(std::chrono::steady_clock::now());
     for (const auto &feed : _feeds)
         feed->poll();
     followChanges();
+    noteUndecodable();
+    noteFirstFrames();
     endReadersInVain();
     dropLeftFeeds();
     tellHandle();
@@ -168,8 +183,8 @@ void InputRun::followChanges()
         if (!isLive() || !of.stream || !of.feed->isOpenForOutputs())
             continue;
         InputFeed &feed = of.feed->feed();
-        if (of.decoding.isFutile(of.stream->frames(), of.stream->damaged(), feed.figures(kind).lost,
-                                 std::chrono::steady_clock::now()))
+        if (of.decoding.isFutile(of.stream->frames(), DecodedStream::damaged(of.stream->condition().counts),
+                                 feed.figures(kind).lost, std::chrono::steady_clock::now()))
             feed.describeAnew();
     }
 }
@@ -214,20 +229,19 @@ void InputRun::chooseFeeds()
     }
 }
 
-void InputRun::decode(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles)
+void InputRun::openOutputs(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles)
 {
+    if (!kinds.empty())
+        _openingSince = std::chrono::steady_clock::now();
     for (const StreamKind kind : kinds)
         at(kind).feed->feed().decode(kind);
     for (const StreamKind kind : kinds) {
-        if (const auto error = decode(kind, inputFiles)) {
-            _error = error;
-            close();
-            return;
-        }
+        if (const auto error = openOutputs(kind, inputFiles))
+            return giveUp(*error);
     }
 }
 
-std::optional<std::string> InputRun::decode(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles)
+std::optional<std::string> InputRun::openOutputs(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles)
 {
     Kind &of = at(kind);
     DecodedStream::Settings settings;
@@ -235,20 +249,66 @@ std::optional<std::string> InputRun::decode(StreamKind kind, const std::shared_p
     settings.creationFlags = (_options.paced && !isLive() ? CreationFlags::Paced : 0) |
                              (_options.excludeFromTuning ? CreationFlags::ExcludeFromTuning : 0);
     settings.keyBlocksOnly = _options.keyFramesOnly;
-    auto stream = std::make_unique<DecodedStream>(*of.known, of.feed->feed().queue(kind), _core->gate(kind), settings,
-                                                  _environment.streams);
-    const SinkFactory::Input input{QString::fromStdString(_name.stem), of.known->startTimeUs, inputFiles};
+    of.opening = std::make_unique<DecodedStream>(*of.known, of.feed->feed().queue(kind), _core->gate(kind), settings,
+                                                 _environment.streams);
+    SinkFactory::Input input{QString::fromStdString(_name.stem), of.known->startTimeUs, inputFiles};
+    // A file waits for its outputs. What a live source sends cannot wait.
+    if (!isLive())
+        input.gate = _core->gate(kind);
+    else if (!_options.overwrite)
+        input.existing = OutputFile::Existing::Keep;
     for (const decoding::Output &output : _options.outputs) {
         if (kind == StreamKind::Video ? !output.takesVideo() : !output.takesAudio())
             continue;
-        if (auto error = stream->addOutput(OutputSpecs::of(output), input))
+        if (auto error = of.opening->addOutput(OutputSpecs::of(output), input))
             return error;
     }
-    for (const ReaderBuffer &reader : of.readers)
-        stream->addReader(reader);
-    auto error = stream->decodeIntoOutputs();
-    of.stream = &of.feed->add(std::move(stream));
+    return std::nullopt;
+}
+
+bool InputRun::areOutputsOpening() const
+{
+    return std::any_of(_kinds.begin(), _kinds.end(), [](const Kind &kind) { return kind.opening != nullptr; });
+}
+
+/// Begins to decode the streams whose outputs are open. One that is not within a moment, such as a pipe that nobody
+/// reads, holds up the others no longer.
+void InputRun::decodeOnceOutputsAreOpen(std::chrono::steady_clock::time_point now)
+{
+    for (Kind &kind : _kinds) {
+        if (kind.opening && !kind.feed->isOpenForOutputs())
+            kind.opening.reset(); // There is nothing left to decode.
+        if (!kind.opening)
+            continue;
+        if (const auto error = kind.opening->outputError())
+            return giveUp(*error);
+        if (!kind.opening->haveOutputsBegun() && now - _openingSince < openingLimit)
+            return;
+    }
+    for (Kind &kind : _kinds) {
+        if (!kind.opening)
+            continue;
+        if (const auto error = decode(kind))
+            return giveUp(*error);
+    }
+}
+
+std::optional<std::string> InputRun::decode(Kind &kind)
+{
+    for (const ReaderBuffer &reader : kind.readers)
+        kind.opening->addReader(reader);
+    auto error = kind.opening->decodeIntoOutputs();
+    kind.stream = &kind.feed->add(std::move(kind.opening));
     return error;
+}
+
+/// Ends it, because it cannot be decoded as it should.
+void InputRun::giveUp(const std::string &error)
+{
+    _error = error;
+    for (Kind &kind : _kinds)
+        kind.opening.reset();
+    close();
 }
 
 /// Tells the readers of streams that will not be decoded, or no more, that nothing will come.
@@ -284,10 +344,16 @@ std::vector<InputRun::ShownStream> InputRun::streams() const
     std::vector<ShownStream> streams;
     streams.reserve(streamKinds.size());
     for (const Kind &kind : _kinds) {
+        const FeedRun &run = kind.stream ? *kind.feed : *_feeds.front();
+        const auto add = [&](const MediaSource::Stream &description) {
+            streams.push_back({description, kind.stream, run, kind.frames, kind.damaged, kind.troubles});
+        };
         if (kind.stream)
-            streams.push_back({kind.stream->description(), kind.stream, kind.feed->feed(), kind.frames, kind.damaged});
+            add(kind.stream->description());
+        else if (kind.undecodable)
+            add(*kind.undecodable);
         else if (kind.description)
-            streams.push_back({*kind.description, nullptr, _feeds.front()->feed(), kind.frames, kind.damaged});
+            add(*kind.description);
     }
     return streams;
 }
@@ -342,14 +408,81 @@ InputRun::Condition InputRun::condition(const std::vector<InputFeed::Status> &st
     return condition;
 }
 
-std::vector<std::string> InputRun::takeReports()
+/// The first feed knows of both kinds.
+void InputRun::noteUndecodable()
 {
-    std::vector<std::string> reports;
-    for (const auto &feed : _feeds) {
-        for (std::string &report : feed->feed().takeReports())
-            reports.push_back(std::move(report));
+    for (Kind &kind : _kinds)
+        kind.undecodable.reset();
+    for (const MediaSource::Stream &stream : _feeds.front()->feed().undecodable())
+        at(kindOf(stream.streamId)).undecodable = stream;
+}
+
+void InputRun::noteFirstFrames()
+{
+    for (const Kind &kind : _kinds) {
+        if (kind.stream)
+            kind.stream->noteFirstFrame(std::chrono::steady_clock::now());
     }
-    return reports;
+}
+
+TroubleWatch::Figures InputRun::figuresOf(StreamKind kind) const
+{
+    const Kind &of = _kinds[indexOf(kind)];
+    TroubleWatch::Figures figures;
+    figures.name = _name.shown + ' ' + nameOf(kind);
+    figures.isVideo = kind == StreamKind::Video;
+    if (of.undecodable)
+        figures.missingCodec = of.undecodable->missingCodec;
+    if (!of.stream)
+        return figures;
+    const DamageCounts::Condition condition = of.stream->condition();
+    if (condition.codec.isMissing)
+        figures.missingCodec = condition.codec.name.toStdString();
+    figures.frames = of.frames + of.stream->frames();
+    figures.damaged = of.damaged + DecodedStream::damaged(condition.counts);
+    figures.damage = condition.damage.toStdString();
+    figures.reads = of.feed->feed().figures(kind).reads;
+    figures.decoding = of.feed->runningTime();
+    figures.outputs = of.stream->outputs();
+    return figures;
+}
+
+void InputRun::watch(const TroubleWatch::Moment &moment)
+{
+    for (const StreamKind kind : streamKinds)
+        report(at(kind).troubles.update(figuresOf(kind), moment));
+}
+
+void InputRun::watchEnd(const TroubleWatch::Moment &moment, const std::vector<std::string> &errors)
+{
+    watch(moment);
+    for (const StreamKind kind : streamKinds) {
+        // One that was closed may not have come to its first frame, and of a live one it is an error.
+        if (!_closed && !isLive())
+            report(at(kind).troubles.end(figuresOf(kind), moment));
+    }
+    for (const std::string &error : errors) {
+        if (_toldErrors.count(error) == 0)
+            report({{error, true}});
+    }
+}
+
+void InputRun::report(std::vector<Report> reports)
+{
+    for (Report &each : reports) {
+        if (each.isError)
+            _toldErrors.insert(each.text);
+        _reports.push_back(std::move(each));
+    }
+}
+
+std::vector<Report> InputRun::takeReports()
+{
+    for (const auto &feed : _feeds) {
+        for (std::string &text : feed->feed().takeReports())
+            report({{std::move(text), false}});
+    }
+    return std::exchange(_reports, {});
 }
 
 void InputRun::updateRates(RecentRate::Instant now, std::chrono::milliseconds longestPause)
@@ -367,5 +500,13 @@ void InputRun::tellHandle()
         if (!error)
             error = feed->error();
     }
-    _core->setStatus({_isKnown, _present, std::move(error), isFinished()});
+    const std::string prefix = _name.shown + ": ";
+    if (error) {
+        const bool isNamed = error->compare(0, prefix.size(), prefix) == 0;
+        const std::string text = isNamed ? error->substr(prefix.size()) : *error;
+        if (!_lastError || _lastError->text != text)
+            _lastError = {std::chrono::system_clock::now(), text};
+    }
+    // Who waits until it is known learns what is wrong with its outputs, too.
+    _core->setStatus({_isKnown && !areOutputsOpening(), _present, std::move(error), isFinished()});
 }

@@ -2,8 +2,10 @@
 #define HOST_SESSION_INPUTRUN_H
 
 #include <array>
+#include <chrono>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -11,8 +13,10 @@
 #include "session/FeedRun.h"
 #include "session/FutileDecoding.h"
 #include "session/InputCore.h"
-#include "session/InputNames.h"
 #include "session/JobThreads.h"
+#include "session/Report.h"
+#include "session/TroubleWatch.h"
+#include "sources/InputNames.h"
 
 /// One input of a session, from its opening until all that came of it is complete.
 ///
@@ -73,21 +77,29 @@ public:
     /// The first one opened the input.
     const std::vector<std::unique_ptr<FeedRun>> &feeds() const { return _feeds; }
 
-    /// A stream that is or was decoded.
+    /// A stream that is or was decoded, or would be if there were a decoder for it.
     struct ShownStream {
         const MediaSource::Stream &description;
         const DecodedStream *stream; // null while nobody reads it
-        const InputFeed &feed;
+        const FeedRun &run;
         qint64 framesBefore; // what came until all readers had left it
         qint64 damagedBefore;
+        const TroubleWatch &troubles;
     };
     /// Video first.
     std::vector<ShownStream> streams() const;
     /// Of feeds that are there no more.
     qint64 packetsBefore() const { return _packetsOfDropped; }
     qint64 bytesBefore() const { return _bytesOfDropped; }
-    /// To be told to people since the last call, each in a line that names the input.
-    std::vector<std::string> takeReports();
+    /// What went wrong with it last, as Snapshot::Input::lastError.
+    const std::optional<decoding::Snapshot::Trouble> &lastError() const { return _lastError; }
+
+    /// To be told to people since the last call.
+    std::vector<Report> takeReports();
+    /// Looks for trouble in its streams, which `takeReports` tells then. To be called a few times a second.
+    void watch(const TroubleWatch::Moment &moment);
+    /// The same once it has finished: tells its errors, too, as far as they were not told yet.
+    void watchEnd(const TroubleWatch::Moment &moment, const std::vector<std::string> &errors);
     /// Has the rates of its streams take in what has come.
     void updateRates(RecentRate::Instant now, std::chrono::milliseconds longestPause);
 
@@ -99,7 +111,10 @@ private:
         FeedRun *feed = nullptr; // that gives its blocks; null before there is one
         std::optional<InputFeed::Stream> known;
         FutileDecoding decoding;
-        DecodedStream *stream = nullptr; // while it is, or was, decoded
+        std::unique_ptr<DecodedStream> opening;         // until its outputs are open
+        DecodedStream *stream = nullptr;                // while it is, or was, decoded
+        std::optional<MediaSource::Stream> undecodable; // that there is no decoder for at present
+        TroubleWatch troubles;
         // Of the streams that all readers have left.
         std::optional<MediaSource::Stream> description;
         qint64 frames = 0;
@@ -112,13 +127,21 @@ private:
     bool isWanted(StreamKind kind) const;
     bool isWritten(StreamKind kind) const;
     void chooseFeeds();
-    void decode(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles);
-    std::optional<std::string> decode(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
+    void openOutputs(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles);
+    std::optional<std::string> openOutputs(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
+    bool areOutputsOpening() const;
+    void decodeOnceOutputsAreOpen(std::chrono::steady_clock::time_point now);
+    std::optional<std::string> decode(Kind &kind);
+    void giveUp(const std::string &error);
     void followChanges();
     void endReadersInVain();
     void leave(Kind &kind);
     void dropLeftFeeds();
     bool areAllLeft() const;
+    void noteUndecodable();
+    void noteFirstFrames();
+    TroubleWatch::Figures figuresOf(StreamKind kind) const;
+    void report(std::vector<Report> reports);
     void tellHandle();
 
     // Constant after construction.
@@ -135,8 +158,12 @@ private:
     bool _isKnown = false;                              // which streams there are
     qint64 _packetsOfDropped = 0;                       // feeds, and the bytes
     qint64 _bytesOfDropped = 0;
+    std::chrono::steady_clock::time_point _openingSince; // while outputs are opening
     bool _closed = false;
     std::optional<std::string> _error; // of the outputs, the component or a callback
+    std::vector<Report> _reports;
+    std::set<std::string> _toldErrors;
+    std::optional<decoding::Snapshot::Trouble> _lastError;
 };
 
 #endif

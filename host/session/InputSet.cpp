@@ -3,8 +3,21 @@
 #include <algorithm>
 #include <utility>
 
+#include "media/ShownUrl.h"
 #include "session/SnapshotFiller.h"
-#include "sources/LiveSource.h"
+#include "sources/LiveUrl.h"
+
+namespace {
+
+// Trouble is told at once, but nobody sees whether it is a quarter of a second later.
+constexpr std::chrono::milliseconds watchInterval(250);
+
+TroubleWatch::Moment present()
+{
+    return {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
+}
+
+} // namespace
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs)
     : _environment{environment, {_enders, [jobs] { jobs->wake(); }}, _openers}
@@ -24,10 +37,10 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
         return std::string("no input is taken any more: this host is ending");
     // Who has let go of a finished input may use its name at once.
     forgetLeft();
-    if (!options.name.empty() && _names.isShown(options.name))
-        return options.name + ": there is an input of this name";
+    if (!options.name.empty() && _names.isTaken(options.name))
+        return ShownUrl::withoutSecrets(options.name) + ": there is an input of this name";
     InputNames::Name name = _names.next(url, options.name);
-    const bool isLive = LiveSource::isLive(QString::fromStdString(url));
+    const bool isLive = LiveUrl::isLive(url);
     const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs);
     _inputs.push_back(std::make_unique<InputRun>(url, std::move(name), core, _environment));
     _inputFiles.reset();
@@ -45,19 +58,30 @@ void InputSet::poll()
 {
     for (const auto &input : _inputs)
         poll(*input);
+    watch();
     forgetLeft();
+}
+
+void InputSet::watch()
+{
+    const TroubleWatch::Moment moment = present();
+    if (_watchedAt && moment.now - *_watchedAt < watchInterval)
+        return;
+    _watchedAt = moment.now;
+    for (const auto &input : _inputs) {
+        if (!input->isFinished())
+            input->watch(moment);
+    }
 }
 
 void InputSet::poll(InputRun &input)
 {
     const bool wasFinished = input.isFinished();
     input.poll(inputFiles());
-    for (std::string &report : input.takeReports())
+    if (input.isFinished() && !wasFinished)
+        input.watchEnd(present(), SnapshotFiller(nullptr, decoding::Mode()).snapshotOf(input).errors());
+    for (Report &report : input.takeReports())
         _messages.push_back(std::move(report));
-    if (input.isFinished() && !wasFinished) {
-        for (std::string &error : SnapshotFiller(nullptr, decoding::Mode()).snapshotOf(input).errors())
-            _messages.push_back(std::move(error));
-    }
 }
 
 bool InputSet::hasWork() const
@@ -88,7 +112,7 @@ bool InputSet::isFinished() const
     return std::all_of(_inputs.begin(), _inputs.end(), [](const auto &input) { return input->isFinished(); });
 }
 
-std::vector<std::string> InputSet::takeMessages()
+std::vector<Report> InputSet::takeMessages()
 {
     return std::exchange(_messages, {});
 }

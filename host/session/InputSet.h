@@ -1,15 +1,18 @@
 #ifndef HOST_SESSION_INPUTSET_H
 #define HOST_SESSION_INPUTSET_H
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
-#include "session/InputNames.h"
 #include "session/InputRun.h"
 #include "session/JobThreads.h"
+#include "session/Report.h"
 #include "session/SessionJobs.h"
+#include "sources/InputNames.h"
 
 /// The inputs of a session, which come and go while it lasts. Thread-bound; waits for nothing but in its destructor.
 class InputSet final {
@@ -40,11 +43,12 @@ public:
     InputRun *find(const decoding::Input::Core &core);
     bool isFinished() const;
 
-    /// @return what people should be told, since the last call: a line each.
-    std::vector<std::string> takeMessages();
+    /// @return what people should be told, since the last call.
+    std::vector<Report> takeMessages();
 
 private:
     void poll(InputRun &input);
+    void watch();
     std::shared_ptr<const FileSet> inputFiles();
     void forgetLeft();
 
@@ -58,7 +62,8 @@ private:
     InputNames _names;
     std::shared_ptr<const FileSet> _inputFiles; // replaced, never changed: outputs hold on to it; null: to be gathered
     std::vector<std::unique_ptr<InputRun>> _inputs;
-    std::vector<std::string> _messages;
+    std::vector<Report> _messages;
+    std::optional<std::chrono::steady_clock::time_point> _watchedAt;
     bool _closed = false;
 };
 

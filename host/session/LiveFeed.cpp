@@ -29,7 +29,7 @@ InputFeed::Figures figuresOf(const LiveQueue &queue)
 
 } // namespace
 
-LiveFeed::LiveFeed(const QString &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
+LiveFeed::LiveFeed(const std::string &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
     : _name(options.label.toStdString())
     , _queues{ModkitPtr<LiveQueue>(new LiveQueue(queueLimits(maxLatency))),
               ModkitPtr<LiveQueue>(new LiveQueue(queueLimits(maxLatency)))}

@@ -1,8 +1,6 @@
 #ifndef HOST_SESSION_LIVEFEED_H
 #define HOST_SESSION_LIVEFEED_H
 
-#include <QString>
-
 #include <array>
 #include <chrono>
 #include <map>
@@ -19,9 +17,10 @@
 class LiveFeed final : public InputFeed {
 public:
     /// Begins to connect. @param options with a label. @param maxLatency of a block in its queue.
-    LiveFeed(const QString &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
+    LiveFeed(const std::string &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency);
 
     std::vector<Stream> takeStreams() override;
+    std::vector<MediaSource::Stream> undecodable() const override { return _source.undecodable(); }
     void decode(StreamKind kind) override { _decoded.insert(kind); }
     void leave(StreamKind kind) override { _decoded.erase(kind); }
     ModkitPtr<IInputQueue> queue(StreamKind kind) const override { return _queues[indexOf(kind)]; }

@@ -30,6 +30,11 @@ const char *decoding::Output::kindName() const
     return OutputSpecs::of(*this).kindName();
 }
 
+bool decoding::Output::isStandardOutput() const
+{
+    return OutputSpecs::of(*this).isStandardOutput();
+}
+
 bool decoding::Output::takesVideo() const
 {
     return OutputSpecs::of(*this).takesVideo();

@@ -14,7 +14,7 @@
 
 namespace decoding {
 
-/// What a reader shares with the thread that delivers its frames: the buffer that the session fills, and ways back to
+/// What a reader shares with the threads that deliver its frames: the buffer that the session fills, and ways back to
 /// the session, which may be gone. Made by std::make_shared; thread-safe.
 template <class Frame>
 class __attribute__((visibility("hidden"))) FrameReader<Frame>::Source final
@@ -51,6 +51,8 @@ public:
 private:
     void beginToPull();
     void start();
+    DeliveryThreads::Next deliverNext(const std::function<void(const Frame &frame)> &callback,
+                                      const std::function<void()> &ended);
     template <class Call>
     void callBack(const Call &call);
 

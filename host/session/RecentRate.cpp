@@ -7,6 +7,13 @@ constexpr std::chrono::milliseconds shortestInterval(900);
 
 } // namespace
 
+void RecentRate::begin(qint64 count, Instant now)
+{
+    _since = now;
+    _countSince = count;
+    _perSecond.reset();
+}
+
 void RecentRate::update(qint64 count, Instant now, std::chrono::milliseconds longestPause)
 {
     if (!_since) {

@@ -12,6 +12,9 @@ class RecentRate final {
 public:
     using Instant = std::chrono::steady_clock::time_point;
 
+    /// It happened for the first time: what was before does not count. @param count of all times up to now.
+    void begin(qint64 count, Instant now);
+
     /// @param count of all times up to now. @param longestPause after which nothing new means 0.
     void update(qint64 count, Instant now, std::chrono::milliseconds longestPause);
 

@@ -9,6 +9,7 @@
 
 #include "format/FormatManager.h"
 #include "interfaces/InterfaceIdentifiers.h"
+#include "media/ShownUrl.h"
 #include "session/HostSettings.h"
 #include "session/InputCore.h"
 #include "session/ProcessThreads.h"
@@ -40,6 +41,24 @@ ComponentOptions componentOptions(const decoding::SessionOptions &options)
     if (options.threads != 0)
         component.threads = options.threads;
     return component;
+}
+
+/// @return what 1.0 of the load is, by the component's count: each of @p threads can keep one core busy.
+int usableCores(const std::vector<int> &threads)
+{
+    const int threadCount = static_cast<int>(threads.size());
+    const int cores = QThread::idealThreadCount();
+    return cores < 1 ? threadCount : std::min(cores, threadCount);
+}
+
+void addSample(double now, decoding::Snapshot::Load &load)
+{
+    load.now = now;
+    // Between two samples in the same moment there is no load.
+    if (!std::isfinite(now))
+        return;
+    load.average += (now - load.average) / static_cast<double>(++load.samples);
+    load.maximum = std::max(load.maximum, now);
 }
 
 std::shared_ptr<EventThread> eventThread()
@@ -104,11 +123,10 @@ void decoding::Session::Core::start()
         throw Error("the setting THREADS (DECODING_THREADS or settings file) is 0: no thread would decode");
 
     registerServices();
-    const std::set<int> threadsBefore = ProcessThreads::ids();
     _component = std::make_unique<ComponentHost>(chosen, _registry);
     if (const auto error = _component->start(ComponentHost::libraryFile(options)))
         throw Error(*error);
-    _componentThreads = ProcessThreads::startedSince(threadsBefore);
+    _componentThreads = _component->threads();
     _manager = published<IDecodingManager>(_registry, InterfaceIdentifiers::decodingManager);
     _tuning = published<ITuneDecoding>(_registry, InterfaceIdentifiers::tuneDecoding);
     if (_manager.isNull() || _tuning.isNull())
@@ -147,6 +165,7 @@ void decoding::Session::Core::start()
     _stepTimer = std::make_unique<QTimer>();
     QObject::connect(_stepTimer.get(), &QTimer::timeout, [this] { step(); });
     _stepTimer->setInterval(stepIntervalMs);
+    _loadMeter.emplace(_componentThreads, usableCores(_componentThreads), Clock::now());
     _loadTimer = std::make_unique<QTimer>();
     QObject::connect(_loadTimer.get(), &QTimer::timeout, [this] {
         _loadTimer->setInterval(loadIntervalMs);
@@ -158,9 +177,9 @@ void decoding::Session::Core::start()
 std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options)
 {
     if (options.repeat < 1)
-        throw Error(url + ": InputOptions::repeat is less than 1");
+        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::repeat is less than 1");
     if (options.queuedFrames < 1)
-        throw Error(url + ": InputOptions::queuedFrames is less than 1");
+        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::queuedFrames is less than 1");
     std::shared_ptr<Input::Core> input;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
@@ -178,11 +197,13 @@ std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::
 decoding::Snapshot decoding::Session::Core::snapshot() const
 {
     Snapshot snapshot;
+    snapshot.at = std::chrono::system_clock::now();
     {
         const std::lock_guard<std::mutex> lock(_mutex);
         snapshot.mode = _mode;
         snapshot.governor = _governorText;
         snapshot.load = _load;
+        snapshot.measuredLoad = _measuredLoad;
         if (_inputs) {
             const SnapshotFiller filler(_indications.data(), _mode);
             snapshot.inputs.reserve(_inputs->inputs().size());
@@ -258,7 +279,7 @@ void decoding::Session::Core::wake()
 
 void decoding::Session::Core::step()
 {
-    std::vector<std::string> messages;
+    std::vector<Report> messages;
     bool hasWork = false;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
@@ -271,8 +292,8 @@ void decoding::Session::Core::step()
         if (_inputs->isFinished())
             _finished.notify_all();
     }
-    for (const std::string &message : messages)
-        addMessage(message);
+    for (const Report &message : messages)
+        addMessage(message.text, message.isError);
     if (hasWork && !_stepTimer->isActive())
         _stepTimer->start();
     else if (!hasWork)
@@ -281,42 +302,37 @@ void decoding::Session::Core::step()
 
 void decoding::Session::Core::sampleLoad()
 {
-    const double now = _tuning->cpuLoad(nullptr);
-    noteLateBlocks();
+    const double measured = _loadMeter->sample(Clock::now());
+    const double ofTheComponent = _tuning->cpuLoad(nullptr);
+    if (_governor)
+        _governor->sample(measured, hasLostLateBlocks());
     noteGovernor();
     const std::lock_guard<std::mutex> lock(_mutex);
     const auto pause = _mode == Mode::TimeSaving ? longestPauseOfKeyBlocks : longestPause;
     for (const auto &input : _inputs->inputs())
         input->updateRates(Clock::now(), input->core().options().excludeFromTuning ? longestPause : pause);
-    _load.now = now;
-    // Of two ticks in the same moment, the component makes no figure.
-    if (!std::isfinite(now))
-        return;
-    _load.average += (now - _load.average) / static_cast<double>(++_load.samples);
-    _load.maximum = std::max(_load.maximum, now);
+    addSample(ofTheComponent, _load);
+    addSample(measured, _measuredLoad);
 }
 
 /// What goes with an input that has left may hide a loss elsewhere, for one interval.
-void decoding::Session::Core::noteLateBlocks()
+bool decoding::Session::Core::hasLostLateBlocks()
 {
-    if (!_governor)
-        return;
     qint64 lateBlocks = 0;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
         for (const auto &input : _inputs->inputs())
             lateBlocks += input->feeds().front()->feed().figures().late;
     }
-    if (lateBlocks > std::exchange(_lateBlocks, lateBlocks))
-        _governor->noteLateBlocks();
+    return lateBlocks > std::exchange(_lateBlocks, lateBlocks);
 }
 
-void decoding::Session::Core::addMessage(const std::string &text)
+void decoding::Session::Core::addMessage(const std::string &text, bool isError)
 {
     Snapshot::Message message;
     {
         const std::lock_guard<std::mutex> lock(_messagesMutex);
-        message = {++_messageCount, std::chrono::system_clock::now(), text};
+        message = {++_messageCount, std::chrono::system_clock::now(), text, isError};
         if (_messages.size() == maxMessages)
             _messages.pop_front();
         _messages.push_back(message);
@@ -352,6 +368,7 @@ decoding::Session::Remains decoding::Session::Core::stop()
     _stepTimer.reset();
     _loadTimer.reset();
     _governor.reset();
+    _loadMeter.reset();
     std::unique_ptr<InputSet> inputs;
     {
         const std::lock_guard<std::mutex> lock(_mutex);

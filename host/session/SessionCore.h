@@ -21,6 +21,7 @@
 #include "session/EventThread.h"
 #include "session/Governor.h"
 #include "session/InputSet.h"
+#include "session/LoadMeter.h"
 #include "session/SessionJobs.h"
 #include "sinks/SinkWorkers.h"
 #include <decoding/Session.h>
@@ -51,11 +52,11 @@ private:
     void registerServices();
     void step();
     void sampleLoad();
-    void noteLateBlocks();
+    bool hasLostLateBlocks();
     void throwIfEnded() const;
     void switchMode(Mode mode);
     void noteGovernor();
-    void addMessage(const std::string &text);
+    void addMessage(const std::string &text, bool isError = false);
     Remains stop();
 
     void wake();
@@ -79,18 +80,20 @@ private:
     // On the event thread only.
     std::unique_ptr<QTimer> _stepTimer; // runs while there are inputs
     std::unique_ptr<QTimer> _loadTimer;
+    std::optional<LoadMeter> _loadMeter;
     std::optional<Governor> _governor;
     qint64 _lateBlocks = 0; // of all inputs, at the last sample
 
     std::atomic<bool> _wakePosted{false};
 
-    mutable std::mutex _mutex; // guards the next seven; held while the component adds and removes outputs
+    mutable std::mutex _mutex; // guards the next eight; held while the component adds and removes outputs
     std::condition_variable _finished;
     std::unique_ptr<SinkWorkers> _workers;
     std::unique_ptr<InputSet> _inputs; // between start and stop
     Mode _mode = Mode::Performance;
     std::string _governorText;
     Snapshot::Load _load;
+    Snapshot::Load _measuredLoad;
     bool _ended = false;
 
     mutable std::mutex _messagesMutex; // guards the next two

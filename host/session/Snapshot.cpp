@@ -13,6 +13,25 @@ std::string grouped(std::int64_t number)
 
 } // namespace
 
+std::string decoding::Snapshot::Stream::form() const
+{
+    return width > 0 ? codec + ' ' + std::to_string(width) + 'x' + std::to_string(height) : codec;
+}
+
+const std::optional<decoding::Snapshot::Trouble> &decoding::Snapshot::Input::lastErrorOf(const Stream &stream) const
+{
+    const bool isOfStream = stream.lastError && (!lastError || lastError->at <= stream.lastError->at);
+    return isOfStream ? stream.lastError : lastError;
+}
+
+std::int64_t decoding::Snapshot::Stream::notWritten() const
+{
+    std::int64_t sum = 0;
+    for (const Output &output : outputs)
+        sum += output.failed;
+    return sum;
+}
+
 std::vector<std::string> decoding::Snapshot::Input::errors() const
 {
     std::vector<std::string> all;
@@ -22,6 +41,9 @@ std::vector<std::string> decoding::Snapshot::Input::errors() const
         if (stream.damaged > 0 && !live)
             all.push_back(name + " " + stream.kind + ": damaged in " + grouped(stream.damaged) +
                           (stream.damaged == 1 ? " place" : " places"));
+        // Nothing is lost, and nothing damaged, of pictures that a decoder never made anything of.
+        if (live && finished && stream.kind == "video" && stream.frames == 0)
+            all.push_back(name + " video: no picture could be decoded");
         for (const Output &output : stream.outputs) {
             if (output.error)
                 all.push_back(*output.error);

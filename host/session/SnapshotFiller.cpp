@@ -105,6 +105,7 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
     shown.state = condition.state;
     shown.live = input.isLive();
     shown.error = std::move(condition.error);
+    shown.lastError = input.lastError();
     shown.decoded = !input.isRunning();
     shown.finished = input.isFinished();
     InputFeed::Figures figures;
@@ -134,12 +135,16 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
 
 Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputRun::ShownStream &of) const
 {
-    const InputFeed::Figures figures = of.feed.figures(kindOf(of.description.streamId));
+    const InputFeed::Figures figures = of.run.feed().figures(kindOf(of.description.streamId));
     Snapshot::Stream shown;
     shown.name = of.stream ? of.stream->shownName() : of.description.origin.toStdString();
     shown.index = of.description.index;
     shown.kind = of.description.kind;
-    shown.codec = of.description.codec;
+    shown.codec = of.description.missingCodec.empty() ? of.description.codec : of.description.missingCodec;
+    shown.width = of.description.width;
+    shown.height = of.description.height;
+    shown.missingCodec = of.description.missingCodec;
+    shown.lastError = of.troubles.last();
     shown.frames = of.framesBefore;
     shown.damaged = of.damagedBefore;
     shown.lost = figures.lost;
@@ -150,13 +155,29 @@ Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputRu
         shown.mode = _mode;
     if (!of.stream)
         return shown;
+    showCodec(of.stream->condition(), shown);
     shown.frames += of.stream->frames();
-    shown.damaged += of.stream->damaged();
+    if (const auto at = of.troubles.damagedAt())
+        shown.sinceDamage = std::chrono::duration_cast<std::chrono::milliseconds>(_now - *at);
     shown.framesPerSecond = of.stream->rate().perSecond();
+    if (const auto at = of.stream->firstFrameAt())
+        shown.delivering = of.run.timeSince(*at);
     if (_indications)
         showLights(*of.stream, shown);
     shown.outputs = of.stream->outputs();
     return shown;
+}
+
+void SnapshotFiller::showCodec(const DamageCounts::Condition &condition, Snapshot::Stream &shown)
+{
+    shown.damaged += DecodedStream::damaged(condition.counts);
+    if (condition.codec.name.isEmpty())
+        return;
+    shown.codec = condition.codec.name.toStdString();
+    shown.width = condition.codec.width;
+    shown.height = condition.codec.height;
+    if (condition.codec.isMissing)
+        shown.missingCodec = shown.codec;
 }
 
 void SnapshotFiller::showLights(const DecodedStream &stream, Snapshot::Stream &shown) const

@@ -1,6 +1,7 @@
 #ifndef HOST_SESSION_SNAPSHOTFILLER_H
 #define HOST_SESSION_SNAPSHOTFILLER_H
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -21,11 +22,13 @@ public:
     [[nodiscard]] decoding::Snapshot::Input snapshotOf(const InputRun &input) const;
 
 private:
+    static void showCodec(const DamageCounts::Condition &condition, decoding::Snapshot::Stream &shown);
     void showLights(const DecodedStream &stream, decoding::Snapshot::Stream &shown) const;
     decoding::Snapshot::Stream snapshotOf(const InputRun &input, const InputRun::ShownStream &of) const;
 
     const IndicationManager *const _indications;
     const decoding::Mode _mode;
+    const std::chrono::steady_clock::time_point _now = std::chrono::steady_clock::now();
     std::vector<std::string> _threads; // by the ids of setters
 };
 

@@ -7,7 +7,8 @@
 
 namespace {
 
-constexpr std::array<const char *, 6> stateWords = {"connecting", "ready", "running", "waiting", "ended", "failed"};
+constexpr std::array<const char *, 7> stateWords = {"connecting", "ready",  "running",   "waiting",
+                                                    "ended",      "failed", "no-decoder"};
 constexpr std::array<const char *, 2> modeWords = {"performance", "time-saving"};
 
 } // namespace

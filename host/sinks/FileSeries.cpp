@@ -1,13 +1,24 @@
 #include "sinks/FileSeries.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <memory>
 #include <utility>
+
+#include "media/FfmpegError.h"
 
 extern "C" {
 #include <libavcodec/packet.h>
 #include <libavutil/avutil.h>
 #include <libavutil/mathematics.h>
 }
+
+namespace {
+
+// Further back, a time stamp cannot be meant to be among those before it.
+constexpr qint64 maxDisorderMs = 500;
+
+} // namespace
 
 FileSeries::FileSeries(OutputPlace place, const FileFormat &format)
     : _place(std::move(place))
@@ -17,19 +28,31 @@ FileSeries::FileSeries(OutputPlace place, const FileFormat &format)
 
 std::optional<std::string> FileSeries::create()
 {
-    ++_fileCount;
-    // Not "-2", which tells inputs of one stem apart.
-    const std::string part = _fileCount == 1 ? "" : ".part" + std::to_string(_fileCount);
-    const std::string path = _place.base + part + _format.suffix;
-    if (auto refusal = _place.refusal(path))
-        return refusal;
-    _file.emplace(path, _format);
-    return _file->create();
+    if (auto error = _place.createDirectory())
+        return error;
+    std::string name = this->name();
+    if (_place.isStandardOutput && _fileCount > 0)
+        return "cannot write to " + name + " any more: another form of the stream would need a second file";
+    auto file = std::make_unique<OutputFile>(_place.watch);
+    int error = EEXIST;
+    while (error == EEXIST) {
+        ++_fileCount;
+        // Not "-2", which tells inputs of one stem apart.
+        const std::string part = _fileCount == 1 ? "" : ".part" + std::to_string(_fileCount);
+        name = _place.name(part + _format.suffix);
+        if (auto refusal = _place.refusal(name))
+            return refusal;
+        error = _place.isStandardOutput ? file->openStandardOutput() : file->create(name, _place.existing);
+    }
+    if (error != 0)
+        return "cannot create " + name + ": " + ffmpegErrorText(AVERROR(error));
+    _file.emplace(name, _format, std::move(file));
+    return _file->open();
 }
 
 std::optional<std::string> FileSeries::write(const MediaForm &form, AVPacket *packet, qint64 duration)
 {
-    if (auto error = prepare(form))
+    if (auto error = prepare(form, packet->size))
         return error;
     packet->pts = packet->dts = timestampOf(*packet, duration);
     packet->flags |= AV_PKT_FLAG_KEY;
@@ -37,10 +60,10 @@ std::optional<std::string> FileSeries::write(const MediaForm &form, AVPacket *pa
     return _file->write(packet);
 }
 
-/// Sees to it that packets of @p form can be written.
-std::optional<std::string> FileSeries::prepare(const MediaForm &form)
+/// Sees to it that a packet of @p form and @p size can be written.
+std::optional<std::string> FileSeries::prepare(const MediaForm &form, qint64 size)
 {
-    if (_file->hasBegun() && (_format.anyForm || form == _form))
+    if (_file->hasBegun() && (_format.anyForm || form == _form) && !_file->isFullFor(size))
         return std::nullopt;
     if (_file->hasBegun()) {
         if (auto error = _file->finish())
@@ -54,13 +77,25 @@ std::optional<std::string> FileSeries::prepare(const MediaForm &form)
     return _file->begin(form);
 }
 
+/// @param timestamp of the next packet, as it would be in the file. @return whether another count of time has begun.
+bool FileSeries::beginsAnew(qint64 timestamp)
+{
+    const bool wasRaised = std::exchange(_raised, false);
+    if (_broken)
+        return _last && timestamp <= *_last;
+    if (!_last || timestamp >= *_last)
+        return false;
+    _raised = !wasRaised && *_last - timestamp <= av_rescale_q(maxDisorderMs, {1, 1000}, _file->timeBase());
+    return !_raised;
+}
+
 /// @return the time stamp that @p packet gets in the file.
 qint64 FileSeries::timestampOf(const AVPacket &packet, qint64 duration)
 {
     qint64 timestamp = _next;
     if (packet.pts != AV_NOPTS_VALUE) {
         timestamp = av_rescale_q(packet.pts, packet.time_base, _file->timeBase()) + _shift;
-        if (_broken && _last && timestamp <= *_last) {
+        if (beginsAnew(timestamp)) {
             _shift += _next - timestamp;
             timestamp = _next;
         }
@@ -75,5 +110,5 @@ qint64 FileSeries::timestampOf(const AVPacket &packet, qint64 duration)
 
 std::optional<std::string> FileSeries::finish()
 {
-    return _file->finish();
+    return _file ? _file->finish() : std::nullopt;
 }

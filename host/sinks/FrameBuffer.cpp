@@ -28,10 +28,12 @@ template <class Handle>
 void FrameBuffer<Handle>::push(const Handle &frame) noexcept
 {
     Handle oldest; // freed after the lock is given back
+    const std::function<void()> *call = nullptr;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
         if (_hasEnded)
             return;
+        const bool wasReadable = isReadableLocked();
         _frames.fetch_add(1, std::memory_order_relaxed);
         if (_overflow == Overflow::DropOldest && _waiting.size() >= _capacity) {
             oldest = _waiting.front();
@@ -42,8 +44,11 @@ void FrameBuffer<Handle>::push(const Handle &frame) noexcept
         if (_overflow == Overflow::CloseGate && _waiting.size() >= _capacity && !std::exchange(_holdsGate, true))
             _gate->close();
         showLocked();
+        call = callOfLocked(wasReadable);
     }
     _readable.notify_one();
+    if (call)
+        (*call)();
 }
 
 template <class Handle>
@@ -79,29 +84,59 @@ std::optional<Handle> FrameBuffer<Handle>::takeLocked()
 }
 
 template <class Handle>
-void FrameBuffer<Handle>::end()
+bool FrameBuffer<Handle>::isReadable() const
 {
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return isReadableLocked();
+}
+
+template <class Handle>
+void FrameBuffer<Handle>::callWhenReadable(std::function<void()> call)
+{
+    bool isReadable = false;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
+        _whenReadable = std::move(call);
+        isReadable = isReadableLocked();
+    }
+    if (isReadable)
+        _whenReadable();
+}
+
+template <class Handle>
+void FrameBuffer<Handle>::end()
+{
+    const std::function<void()> *call = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        const bool wasReadable = isReadableLocked();
         _hasEnded = true;
         showLocked();
+        call = callOfLocked(wasReadable);
     }
     _readable.notify_all();
+    if (call)
+        (*call)();
 }
 
 template <class Handle>
 void FrameBuffer<Handle>::close()
 {
     std::deque<Handle> unread; // freed after the lock is given back
+    const std::function<void()> *call = nullptr;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
+        const bool wasReadable = isReadableLocked();
         _hasEnded = true;
         unread.swap(_waiting);
         if (std::exchange(_holdsGate, false))
             _gate->open();
         showLocked();
+        call = callOfLocked(wasReadable);
     }
     _readable.notify_all();
+    if (call)
+        (*call)();
 }
 
 template <class Handle>
@@ -137,6 +172,13 @@ void FrameBuffer<Handle>::showLocked()
         ::eventfd_write(_descriptor, count);
     else
         ::eventfd_read(_descriptor, &count);
+}
+
+/// @return what is to be called without the lock, after a change of a buffer that @p wasReadable or was not; may be null.
+template <class Handle>
+const std::function<void()> *FrameBuffer<Handle>::callOfLocked(bool wasReadable) const
+{
+    return !wasReadable && isReadableLocked() && _whenReadable ? &_whenReadable : nullptr;
 }
 
 template class FrameBuffer<VideoFrameHandle>;

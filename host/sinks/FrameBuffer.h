@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -50,6 +51,12 @@ public:
     /// Does not wait.
     std::optional<Handle> tryTake();
 
+    /// @return whether take() would not wait: a frame is there, or none will come.
+    [[nodiscard]] bool isReadable() const;
+    /// Has @p call called whenever the buffer becomes readable, and now if it is. It is called without the lock, by
+    /// push(), end() and close(), so it must neither wait nor throw. To be called once.
+    void callWhenReadable(std::function<void()> call);
+
     /// No more frames will come. Those that are there can still be taken.
     void end();
     /// Ends it and drops all frames, so that the gate is not held closed, and nobody waits any more.
@@ -71,6 +78,7 @@ private:
     std::optional<Handle> takeLocked();
     bool isReadableLocked() const { return _hasEnded || !_waiting.empty(); }
     void showLocked();
+    const std::function<void()> *callOfLocked(bool wasReadable) const;
 
     const std::size_t _capacity;
     const Overflow _overflow;
@@ -81,6 +89,7 @@ private:
 
     mutable std::mutex _mutex; // guards all that follows
     std::condition_variable _readable;
+    std::function<void()> _whenReadable; // constant once it is not empty, so that it can be called without the lock
     std::deque<Handle> _waiting;
     bool _hasEnded = false;
     bool _holdsGate = false;       // closed; only while as many frames wait as the capacity, or more

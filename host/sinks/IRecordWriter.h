@@ -8,7 +8,7 @@
 #include <variant>
 
 /// Writes the records of one stream to one kind of file. Owned by a sink, which calls it on its worker only and in the
-/// order of the stream, and not again but for finish() after a failure. @tparam Header of the records.
+/// order of the stream, and not again but for finish() after a failure that is final. @tparam Header of the records.
 template <class Header>
 class IRecordWriter {
 public:
@@ -17,8 +17,15 @@ public:
 
     virtual ~IRecordWriter() = default;
 
+    /// @return what it writes to, for errors. Thread-safe.
+    [[nodiscard]] virtual std::string target() const = 0;
+    /// Creates the first file. Called once, before the others. @return what is wrong, as above.
+    [[nodiscard]] virtual std::optional<std::string> create() = 0;
     /// @param record followed by its bytes in memory. @param blockTimeMs of the block that it was decoded from.
     [[nodiscard]] virtual Result write(const Header &record, qint64 blockTimeMs) = 0;
+    /// @return how many records the latest failure has cost, this one and those before that were not in the file yet,
+    ///         where there was no room for them: the next one can be tried. 0: the failure is final.
+    [[nodiscard]] virtual quint64 leftOut() const { return 0; }
     /// The stream breaks here: time stamps may begin anew.
     virtual void noteBreak() = 0;
     /// Completes and closes the files. @return what is wrong, as above. Called once, also when a write has failed.

@@ -3,6 +3,7 @@
 
 #include <QtGlobal>
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -13,13 +14,16 @@ public:
         quint64 records = 0;    // taken: pictures or runs of samples, the next three included
         quint64 damaged = 0;    // their decoder has concealed damage in them
         quint64 foreign = 0;    // not made by this host's codec decoders, so not written
-        quint64 dropped = 0;    // to make room for others, by a sink that does not wait
+        quint64 dropped = 0;    // for want of room or a reader, so neither written nor read
         quint64 nullBlocks = 0; // breaks in the stream
         quint64 bytes = 0;      // of the records, as they lie in memory
         quint64 bytesWritten = 0;
-        quint64 waits = 0; // times that a decoder had to wait for the writing
-        double waitedMs = 0;
-        /// The first thing that went wrong: one line that names the file. Once writing has failed, a sink only counts.
+        quint64 waits = 0;    // times that the decoder was given nothing until there was room
+        double waitedMs = 0;  // all of them together
+        quint64 failed = 0;   // records that were to be written and could not be, for an error
+        bool failing = false; // the latest of them was one of these
+        /// The first thing that went wrong: one line that names the file. Once writing has failed for good, a sink only
+        /// counts.
         std::optional<std::string> error;
     };
 
@@ -28,13 +32,19 @@ public:
     /// What has happened so far. Thread-safe.
     virtual Status status() const = 0;
 
-    /// From now on, a push waits no more for the writing: what comes still is taken over the limits. For a stream that
-    /// ends, whose decoder could not be dropped while it waits. Thread-safe; never blocks.
-    virtual void waitNoMore() = 0;
+    /// Whether its file is there, or could not be created, which the status tells. Thread-safe.
+    [[nodiscard]] virtual bool hasBegun() const { return true; }
 
-    /// Writes what was taken, completes the files and closes them; the status is final then. Call it when nothing
-    /// pushes any more, that is once the decoder handle was dropped, and before the workers end. Blocks for as long as
-    /// the writing takes. Thread-safe, but not for a job of the sink's worker. A second call only waits for the first.
+    /// Has what was taken written, the files completed and closed. Call it when nothing pushes any more, that is once
+    /// the decoder handle was dropped. Thread-safe; never blocks; a second call does nothing.
+    virtual void end() = 0;
+    /// Somebody waits for the end: what takes nothing for a while is given up from now on, which is an error. Without
+    /// this, a pipe that is read no further and a disk that hangs are waited for. Thread-safe; never blocks.
+    virtual void hurry() = 0;
+    /// Whether that has come to its end; the status is final then. To be called often where it hurries, because it
+    /// looks after what takes nothing. Thread-safe.
+    [[nodiscard]] virtual bool isComplete(std::chrono::steady_clock::time_point now) = 0;
+    /// As end, and waits until it is complete. Thread-safe, but not for the sink's workers.
     virtual void finish() = 0;
 };
 

@@ -37,6 +37,8 @@ std::variant<OutputSpec, std::string> OutputSpec::parse(const QString &text)
             return quoted + "null writes no files, so it takes no directory";
         if (spec.directory.isEmpty())
             return quoted + "name a directory after \":\"";
+        if (spec.kind == Png && spec.isStandardOutput())
+            return quoted + "png writes files of their own, so it needs a directory";
     }
     return spec;
 }

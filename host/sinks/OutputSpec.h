@@ -9,7 +9,7 @@
 
 /// One output as the user asks for it: `KIND[:DIRECTORY]`, for snapshots `png[@SECONDS][:DIRECTORY]`, such as
 /// `framemd5`, `wav:/data/sound` or `png@2.5:shots`. Without a directory, files go into the current one; `null` takes
-/// none.
+/// none. The directory `-` stands for the standard output, which holds one stream; not for pictures as PNG.
 struct OutputSpec {
     enum Kind {
         /// Counts, and writes nothing.
@@ -35,6 +35,9 @@ struct OutputSpec {
 
     /// The kind as the user writes it.
     const char *kindName() const;
+
+    /// Instead of files.
+    bool isStandardOutput() const { return directory == QLatin1String("-"); }
 
     bool takesVideo() const { return kind != Wav; }
     bool takesAudio() const { return kind != Y4m && kind != Png; }

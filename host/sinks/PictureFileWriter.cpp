@@ -39,8 +39,7 @@ bool pack(const AVFrame &frame, int size, AVPacket *packet)
 } // namespace
 
 PictureFileWriter::PictureFileWriter(const OutputPlace &place, const FileFormat &format, qint64 startTimeUs)
-    : _base(place.base)
-    , _format(format)
+    : _format(format)
     , _startTimeUs(startTimeUs)
     , _files(place, format)
 {
@@ -51,14 +50,14 @@ PictureFileWriter::Result PictureFileWriter::write(const PictureHeader &picture,
     const AvPointer<AVFrame> frame = frameOf(picture);
     const AvPointer<AVPacket> packet(av_packet_alloc());
     if (!frame || !packet)
-        return "cannot write " + _base + _format.suffix + ": a picture's header does not describe a picture";
+        return "cannot write " + _files.name() + ": a picture's header does not describe a picture";
     const int size =
         av_image_get_buffer_size(static_cast<AVPixelFormat>(frame->format), frame->width, frame->height, 1);
     if (_format.codec == AV_CODEC_ID_WRAPPED_AVFRAME) {
         packet->data = reinterpret_cast<quint8 *>(frame.get());
         packet->size = sizeof(AVFrame);
     } else if (!pack(*frame, size, packet.get())) {
-        return "cannot write " + _base + _format.suffix + ": not enough memory";
+        return "cannot write " + _files.name() + ": not enough memory";
     }
 
     const MediaForm form = formOf(picture);

@@ -12,15 +12,14 @@ public:
     /// @param startTimeUs of the input, which becomes 0 in the files.
     PictureFileWriter(const OutputPlace &place, const FileFormat &format, qint64 startTimeUs);
 
-    /// Creates the first file. To be called once, before the others.
-    [[nodiscard]] std::optional<std::string> create() { return _files.create(); }
-
+    std::string target() const override { return _files.name(); }
+    std::optional<std::string> create() override { return _files.create(); }
     Result write(const PictureHeader &picture, qint64 blockTimeMs) override;
+    quint64 leftOut() const override { return _files.leftOut(); }
     void noteBreak() override { _files.noteBreak(); }
     std::optional<std::string> finish() override { return _files.finish(); }
 
 private:
-    const std::string _base;
     const FileFormat &_format;
     const qint64 _startTimeUs;
     FileSeries _files;

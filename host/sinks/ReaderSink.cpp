@@ -62,7 +62,7 @@ ISink::Status ReaderSink<Queue, Handle, Header>::status() const
 }
 
 template <class Queue, class Handle, class Header>
-void ReaderSink<Queue, Handle, Header>::finish()
+void ReaderSink<Queue, Handle, Header>::end()
 {
     _buffer->end();
 }

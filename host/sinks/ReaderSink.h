@@ -32,10 +32,12 @@ public:
 
     /// Never makes a push wait, unless a foreign record is the first one.
     Status status() const override;
-    /// Does nothing: no push waits.
-    void waitNoMore() override {}
     /// Ends the buffer, and does not wait until it is read.
-    void finish() override;
+    void end() override;
+    /// Does nothing: it is at its end at once.
+    void hurry() override {}
+    bool isComplete(std::chrono::steady_clock::time_point /*now*/) override { return true; }
+    void finish() override { end(); }
 
 private:
     void noteForeign();

@@ -8,9 +8,7 @@ extern "C" {
 }
 
 SampleFileWriter::SampleFileWriter(const OutputPlace &place, const FileFormat &format, qint64 startTimeUs)
-    : _base(place.base)
-    , _format(format)
-    , _startTimeUs(startTimeUs)
+    : _startTimeUs(startTimeUs)
     , _files(place, format)
     , _rescaled(AV_NOPTS_VALUE)
 {
@@ -18,14 +16,13 @@ SampleFileWriter::SampleFileWriter(const OutputPlace &place, const FileFormat &f
 
 SampleFileWriter::Result SampleFileWriter::write(const SamplesHeader &samples, qint64 /*blockTimeMs*/)
 {
-    const std::string path = _base + _format.suffix;
     if (!SampleConverter::isSound(samples))
-        return "cannot write " + path + ": a header of samples does not describe samples";
+        return "cannot write " + _files.name() + ": a header of samples does not describe samples";
     if (samples.sampleCount == 0)
         return quint64(0);
     const AvPointer<AVPacket> packet(av_packet_alloc());
     if (!packet || !convert(samples, packet.get()))
-        return "cannot write " + path + ": the samples cannot be converted to interleaved 16-bit ones";
+        return "cannot write " + _files.name() + ": the samples cannot be converted to interleaved 16-bit ones";
 
     MediaForm form;
     form.sampleRate = samples.sampleRate;

@@ -15,10 +15,10 @@ public:
     /// @param startTimeUs of the input, which becomes 0 in the files.
     SampleFileWriter(const OutputPlace &place, const FileFormat &format, qint64 startTimeUs);
 
-    /// Creates the first file. To be called once, before the others.
-    [[nodiscard]] std::optional<std::string> create() { return _files.create(); }
-
+    std::string target() const override { return _files.name(); }
+    std::optional<std::string> create() override { return _files.create(); }
     Result write(const SamplesHeader &samples, qint64 blockTimeMs) override;
+    quint64 leftOut() const override { return _files.leftOut(); }
     void noteBreak() override;
     std::optional<std::string> finish() override { return _files.finish(); }
 
@@ -26,8 +26,6 @@ private:
     bool convert(const SamplesHeader &samples, AVPacket *packet);
     qint64 timestampOf(const SamplesHeader &samples);
 
-    const std::string _base;
-    const FileFormat &_format;
     const qint64 _startTimeUs;
     FileSeries _files;
 

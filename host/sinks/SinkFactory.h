@@ -13,8 +13,8 @@
 #include "sinks/SinkWorkers.h"
 #include "strata/base/modkit/modkit"
 
-/// Makes sinks. Files are created right away, with the directory where it is missing, and existing ones are
-/// overwritten:
+/// Makes sinks. Workers create the files right away, with the directory where it is missing; what is wrong with that,
+/// the sink tells:
 ///
 /// | kind     | files of pictures                             | files of samples                      |
 /// |----------|-----------------------------------------------|---------------------------------------|
@@ -41,15 +41,17 @@ struct Input {
     qint64 startTimeUs = 0;
     /// What no output may be written to; may be null.
     std::shared_ptr<const FileSet> inputs = {};
+    /// As SinkLimits has it.
+    std::shared_ptr<Gate> gate = {};
+    OutputFile::Existing existing = OutputFile::Existing::Replace;
 };
 
 template <class Sink>
 using Result = std::variant<ModkitPtr<Sink>, std::string>;
 
-/// @param workers are taken in turn, one for each sink that writes. @return the sink, or one line that says what is
-/// wrong.
-[[nodiscard]] Result<VideoSink> createVideoSink(const OutputSpec &spec, const Input &input, SinkWorkers &workers);
-[[nodiscard]] Result<AudioSink> createAudioSink(const OutputSpec &spec, const Input &input, SinkWorkers &workers);
+/// @param workers write for it. @return the sink, or one line that says why there can be none.
+[[nodiscard]] Result<VideoSink> createVideoSink(const OutputSpec &spec, const Input &input, const SinkWorkers &workers);
+[[nodiscard]] Result<AudioSink> createAudioSink(const OutputSpec &spec, const Input &input, const SinkWorkers &workers);
 
 } // namespace SinkFactory
 

@@ -1,58 +1,54 @@
 #ifndef HOST_SINKS_SINKWORKERS_H
 #define HOST_SINKS_SINKWORKERS_H
 
-#include <condition_variable>
+#include <chrono>
 #include <cstddef>
-#include <deque>
-#include <functional>
 #include <memory>
-#include <mutex>
-#include <thread>
-#include <vector>
 
-/// The threads that write what sinks have taken. Each sink belongs to one of them, so that its records keep their
-/// order. Owned by the host. Sinks may live on after it: they write no more then.
+/// The threads that write what sinks have taken. As many write at a time as there are places. One that waits for a
+/// reader, or for a disk that hangs, loses its place to another thread, so that it holds up no other sink; there are as
+/// many threads as it takes. Owned by the host.
 class SinkWorkers final {
 public:
-    /// One thread, and the jobs that wait for it. Shared by SinkWorkers and the sinks that it serves.
-    class Worker final {
+    /// What there is to do for one sink, step by step.
+    class Work {
     public:
-        Worker();
-        Worker(const Worker &) = delete;
-        Worker &operator=(const Worker &) = delete;
-
-        /// Has @p job run after those posted before. The job must not throw, and not wait for other jobs of this
-        /// worker. Thread-safe; never blocks. @return false, nothing posted, once the worker was told to end.
-        [[nodiscard]] bool post(std::function<void()> job);
-
-        /// Runs the jobs that still wait, and ends the thread. Called once, not by a job.
-        void end();
-
-    private:
-        void run();
-
-        std::mutex _mutex;
-        std::condition_variable _wakeUp;
-        std::deque<std::function<void()>> _jobs; // guarded by _mutex, as is the next one
-        bool _ending = false;
-        std::thread _thread; // last: it runs with all of the others
+        virtual ~Work() = default;
+        /// Does one step; must not throw. Never called twice at a time. @return whether there is another one to do.
+        virtual bool step() = 0;
+        /// @return whether nobody waits any more for the step that is being done. Thread-safe.
+        virtual bool isLeftBehind(std::chrono::steady_clock::time_point now) = 0;
     };
 
-    /// @param count of threads, at least 1. @throws std::system_error when there are not so many to be had.
-    explicit SinkWorkers(std::size_t count);
-    /// Waits until everything that sinks have taken is written.
+    /// What the threads share with those who have work for them, and with a thread that is left behind. Thread-safe.
+    class Pool;
+
+    /// While it lives, the thread that made it waits for others, and needs no place. On a thread that is no worker's,
+    /// it does nothing.
+    class Waiting final {
+    public:
+        Waiting();
+        ~Waiting();
+        Waiting(const Waiting &) = delete;
+        Waiting &operator=(const Waiting &) = delete;
+    };
+
+    /// @param places at least 1. @throws std::system_error when there is no thread to be had.
+    explicit SinkWorkers(std::size_t places);
+    /// Waits until all work is done, but for what is left behind: its threads own what they need.
     ~SinkWorkers();
     SinkWorkers(const SinkWorkers &) = delete;
     SinkWorkers &operator=(const SinkWorkers &) = delete;
 
-    /// The worker for the next sink, in turn. Reentrant.
-    std::shared_ptr<Worker> next();
+    /// For the sinks, which may live on after this object.
+    const std::shared_ptr<Pool> &pool() const { return _pool; }
+
+    /// Has the steps of @p work done, one after the other, until there are no more. To be called when there is work
+    /// again, but not before. @return false, and nothing is done, once the workers were told to end.
+    [[nodiscard]] static bool schedule(Pool &pool, std::shared_ptr<Work> work);
 
 private:
-    void endAll();
-
-    std::vector<std::shared_ptr<Worker>> _workers; // constant
-    std::size_t _next = 0;
+    const std::shared_ptr<Pool> _pool;
 };
 
 #endif

@@ -1,7 +1,10 @@
 #include "sinks/SnapshotWriter.h"
 
-#include <QFile>
+#include <QString>
 
+#include <cerrno>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "sinks/PictureConversion.h"
@@ -52,23 +55,43 @@ SnapshotWriter::SnapshotWriter(OutputPlace place, std::chrono::milliseconds inte
 
 SnapshotWriter::Result SnapshotWriter::write(const PictureHeader &picture, qint64 blockTimeMs)
 {
+    _lacksRoom = false;
     if (!isDue(blockTimeMs))
         return quint64(0);
-    const QString path =
-        QStringLiteral("%1-%2.png").arg(QString::fromStdString(_place.base)).arg(++_fileCount, 4, 10, QLatin1Char('0'));
-    if (auto refusal = _place.refusal(path.toStdString()))
-        return *refusal;
-    const std::string failure = "cannot write " + path.toStdString() + ": ";
     const AvPointer<AVFrame> frame = toRgb(picture);
     const AvPointer<AVPacket> png = frame ? toPng(*frame) : nullptr;
     if (!png)
-        return failure + "the picture cannot be converted to PNG";
-
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
-        file.write(reinterpret_cast<const char *>(png->data), png->size) != png->size)
-        return failure + file.errorString().toStdString();
+        return "cannot write " + target() + ": the picture cannot be converted to PNG";
+    if (auto error = save(png->data, png->size))
+        return *error;
     return static_cast<quint64>(png->size);
+}
+
+/// Writes the next file.
+std::optional<std::string> SnapshotWriter::save(const quint8 *data, int size)
+{
+    OutputFile file(_place.watch);
+    std::string path;
+    int error = EEXIST;
+    while (error == EEXIST) {
+        path = _place.name(QStringLiteral("-%1.png").arg(++_fileCount, 4, 10, QLatin1Char('0')).toStdString());
+        if (auto refusal = _place.refusal(path))
+            return refusal;
+        error = file.create(path, _place.existing);
+    }
+    if (error == 0)
+        error = file.write(data, size);
+    const int closeError = file.close();
+    if (error == 0)
+        error = closeError;
+    _lacksRoom = error == ENOSPC || error == EDQUOT;
+    if (_lacksRoom) {
+        ::unlink(path.c_str());
+        --_fileCount;
+    }
+    if (error != 0)
+        return "cannot write " + path + ": " + std::generic_category().message(error);
+    return std::nullopt;
 }
 
 bool SnapshotWriter::isDue(qint64 blockTimeMs)

@@ -37,14 +37,14 @@ LiveConnection::LiveConnection(std::unique_ptr<MediaInput> input, const Wanted &
 }
 
 std::variant<std::unique_ptr<LiveConnection>, LiveConnection::Failure>
-LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
+LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit, Instant end,
                      const std::atomic<bool> &stopRequested)
 {
-    auto opened = MediaInput::openLive(url, limit, stopRequested);
+    auto opened = MediaInput::openLive(url, limit, end, stopRequested);
     if (const int *const error = std::get_if<int>(&opened)) {
         const std::string what = *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
                                                               : "cannot be opened: " + ffmpegErrorText(*error);
-        return Failure{what, *error};
+        return Failure{what, *error, {}};
     }
     std::unique_ptr<LiveConnection> connection(
         new LiveConnection(std::move(std::get<std::unique_ptr<MediaInput>>(opened)), wanted));
@@ -55,8 +55,9 @@ LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::mill
         connection->addStream(video, StreamKind::Video);
     if (wanted.audio && audio >= 0)
         connection->addStream(audio, StreamKind::Audio);
+    connection->_undecodable = MediaSource::undecodableOf(input, wanted.video, wanted.audio, wanted.label);
     if (connection->_streams.empty())
-        return Failure{input.whyNothingCanBeDecoded(wanted.video, wanted.audio)};
+        return Failure{input.whyNothingCanBeDecoded(wanted.video, wanted.audio), 0, connection->_undecodable};
     input.select([&](int index) {
         const auto &streams = connection->_streams;
         return std::any_of(streams.begin(), streams.end(),

@@ -25,6 +25,8 @@
 /// another. Reentrant.
 class LiveConnection final {
 public:
+    using Instant = std::chrono::steady_clock::time_point;
+
     struct Wanted {
         bool video = true;
         bool audio = true;
@@ -52,18 +54,22 @@ public:
     struct Failure {
         std::string what; // in words that go behind the url
         int error = 0;    // libavformat's; 0 when it opened the source, but nothing in it can be decoded
+        std::vector<MediaSource::Stream> undecodable; // for want of decoders, where that is why
     };
 
-    /// Opens @p url; blocks for @p limit at most.
+    /// Opens @p url; blocks for @p limit at most; for a caller it waits until @p end.
     /// @param stopRequested ends this call and each read within a tenth of a second once it is set, but for the time
     ///         that
     ///        the system needs to look up a name; outlives the connection.
+    /// @return the connection, or what went wrong.
     [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, Failure>
-    open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
+    open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit, Instant end,
          const std::atomic<bool> &stopRequested);
 
     /// One stream or two, video first.
     const std::vector<MediaSource::Stream> &streams() const { return _streams; }
+    /// As MediaSource::undecodable.
+    const std::vector<MediaSource::Stream> &undecodable() const { return _undecodable; }
     qint64 startTimeUs() const { return _input->startTimeUs(); }
 
     /// Reads the next packet, and waits for it until @p deadline. @param times makes its block time.
@@ -72,8 +78,6 @@ public:
     Result read(std::chrono::steady_clock::time_point deadline, BlockTimes &times);
 
 private:
-    using Instant = std::chrono::steady_clock::time_point;
-
     /// What is kept of each stream.
     struct Track {
         QByteArray parameters; // as they travel in key blocks
@@ -97,6 +101,7 @@ private:
     const std::unique_ptr<MediaInput> _input;
     const Wanted _wanted;
     std::vector<MediaSource::Stream> _streams;
+    std::vector<MediaSource::Stream> _undecodable;
     std::vector<Track> _tracks; // as _streams
     const AvPointer<AVPacket> _packet;
     bool _gapNoticed = false; // and not told with a block yet

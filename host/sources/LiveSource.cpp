@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 #include <system_error>
+#include <utility>
 
 #include "sources/Pacing.h"
 #include "sources/ThreadTime.h"
@@ -22,7 +23,7 @@ constexpr int delayByComputing = 25;
 
 } // namespace
 
-LiveSource::LiveSource(const QString &url, const Options &options, const ModkitPtr<LiveQueue> &video,
+LiveSource::LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                        const ModkitPtr<LiveQueue> &audio)
     : _url(url)
     , _options(options)
@@ -36,7 +37,9 @@ LiveSource::LiveSource(const QString &url, const Options &options, const ModkitP
     try {
         _thread = std::thread(&LiveSource::run, this);
     } catch (const std::system_error &error) {
-        noteTrouble(std::string("there is no thread to read it: ") + error.what());
+        // No report, which would say that it tries again.
+        _outage.begin(std::string("there is no thread to read it; decode fewer inputs at a time: ") + error.what(),
+                      Clock::now());
         endQueues();
     }
 }
@@ -53,6 +56,12 @@ std::vector<LiveSource::Stream> LiveSource::streams() const
     return _streams;
 }
 
+std::vector<LiveSource::Stream> LiveSource::undecodable() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _undecodable;
+}
+
 LiveSource::Status LiveSource::status() const
 {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -64,6 +73,8 @@ LiveSource::Status LiveSource::status() const
 std::vector<std::string> LiveSource::takeReports()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
+    if (const auto report = _outage.remind(Clock::now(), std::chrono::system_clock::now()))
+        _reports.push_back(*report);
     return std::exchange(_reports, {});
 }
 
@@ -113,12 +124,16 @@ LiveSource::Break LiveSource::connectAndDeliver()
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
     const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
                                            _options.audio && !_queues[1].isNull(), labelOf(_options, _url)};
-    const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _stopRequested);
-    if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened))
+    const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
+    if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened)) {
+        if (!failure->undecodable.empty())
+            noteUndecodable(failure->undecodable);
         return {failure->what, _url.isHopeless(failure->error, status().connections > 0), true,
                 ThreadTime::now() - computedBefore};
+    }
     LiveConnection &connection = *std::get<std::unique_ptr<LiveConnection>>(opened);
     noteConnection(connection);
+    noteUndecodable(connection.undecodable());
     _times.beginConnection();
     const quint64 packetsBefore = status().packets;
     const Clock::time_point begin = Clock::now();
@@ -234,6 +249,13 @@ void LiveSource::noteStreams(const LiveConnection &connection)
         else
             _streams.insert(place, stream);
     }
+}
+
+/// A source that cannot be reached tells nothing of its streams: what is known of them stays.
+void LiveSource::noteUndecodable(const std::vector<Stream> &streams)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _undecodable = streams;
 }
 
 void LiveSource::noteState(State state)

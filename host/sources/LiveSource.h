@@ -72,12 +72,12 @@ public:
     };
 
     /// Whether @p url is one for this class: see LiveUrl.
-    static bool isLive(const QString &url) { return LiveUrl::isLive(url); }
+    static bool isLive(const std::string &url) { return LiveUrl::isLive(url); }
 
-    /// Begins to connect; never blocks. When there is no thread to be had, the source has ended, and reports so.
+    /// Begins to connect; never blocks. When there is no thread to be had, the source has ended with that trouble.
     /// @param url for which isLive answers true.
     /// @param video receives the video, @p audio the audio; empty where it is not wanted.
-    LiveSource(const QString &url, const Options &options, const ModkitPtr<LiveQueue> &video,
+    LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                const ModkitPtr<LiveQueue> &audio);
 
     LiveSource(const LiveSource &) = delete;
@@ -89,11 +89,14 @@ public:
     /// Empty before the first connection; a later one may add the kind that was not there.
     [[nodiscard]] std::vector<Stream> streams() const;
 
+    /// What its latest connection had no decoder for, as MediaSource::undecodable, though nothing could be decoded.
+    [[nodiscard]] std::vector<Stream> undecodable() const;
+
     [[nodiscard]] Status status() const;
 
     /// @return what is to be told to people since the last call, in single lines that name the source: each trouble
-    ///         when it comes or gets another reason, not with each attempt that fails, and its mending. A trouble that
-    ///         ends the source is in the status alone.
+    ///         when it comes or gets another reason, not with each attempt that fails, now and then while it lasts, and
+    ///         its mending. A trouble that ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();
 
     /// Has it connect again, at once, because what comes cannot be decoded as it was described. Thread-safe; never
@@ -130,6 +133,7 @@ private:
     bool isOver() const;
     Clock::time_point notAfterEnd(Clock::time_point instant) const { return std::min(instant, _end); }
     void noteConnection(const LiveConnection &connection);
+    void noteUndecodable(const std::vector<Stream> &streams);
     void noteStreams(const LiveConnection &connection);
     void noteState(State state);
     void noteTrouble(const std::string &reason);
@@ -153,10 +157,11 @@ private:
 
     std::atomic<bool> _describeAnew{false};
 
-    mutable std::mutex _mutex; // guards the next four
+    mutable std::mutex _mutex; // guards the next five
     Status _status;
     Outage _outage;
     std::vector<Stream> _streams;
+    std::vector<Stream> _undecodable;
     std::vector<std::string> _reports;
 
     std::condition_variable _stopped;

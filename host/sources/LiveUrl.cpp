@@ -1,6 +1,5 @@
 #include "sources/LiveUrl.h"
 
-#include <QFile>
 #include <QLibrary>
 #include <QRegularExpression>
 #include <QStringList>
@@ -20,10 +19,10 @@ const QRegularExpression &schemePattern()
     return pattern;
 }
 
-QString schemeOf(const QString &url)
+std::string schemeOf(const std::string &url)
 {
-    const QRegularExpressionMatch match = schemePattern().match(url);
-    return (match.captured(1) + match.captured(2)).toLower();
+    const QRegularExpressionMatch match = schemePattern().match(QString::fromStdString(url));
+    return (match.captured(1) + match.captured(2)).toLower().toStdString();
 }
 
 /// libavdevice brings window systems and sound servers with it, whose loading takes longer than decoding a short file.
@@ -38,23 +37,23 @@ const AVInputFormat *deviceFormat(const char *name)
 
 } // namespace
 
-bool LiveUrl::isLive(const QString &url)
+bool LiveUrl::isLive(const std::string &url)
 {
-    return schemePattern().match(url).hasMatch();
+    return !schemeOf(url).empty();
 }
 
-LiveUrl::LiveUrl(const QString &url)
+LiveUrl::LiveUrl(const std::string &url)
     : _scheme(schemeOf(url))
-    , _name(url.toUtf8())
+    , _shown(ShownUrl::withoutSecrets(url))
 {
     if (isGenerated() || isDevice()) {
-        _shown = url.toStdString();
-        const QString behind = url.mid(_scheme.size() + 1);
-        _name = isDevice() ? QFile::encodeName(behind) : behind.toUtf8();
+        _name = url.substr(_scheme.size() + 1);
         _format = deviceFormat(isDevice() ? "video4linux2" : "lavfi");
     } else {
-        _shown = ShownUrl::withoutSecrets(url).toStdString();
-        _query = url.section(QLatin1Char('?'), 1);
+        // libavformat knows schemes in small letters only.
+        _name = _scheme + url.substr(_scheme.size());
+        const std::size_t query = url.find('?');
+        _query = query == std::string::npos ? std::string() : url.substr(query + 1);
     }
 }
 
@@ -67,15 +66,15 @@ std::vector<LiveUrl::Option> LiveUrl::options() const
     options.push_back({"analyzeduration", "3000000"});
     // A burst that the system has no room for is lost. It gives less where less is allowed.
     options.push_back({"buffer_size", "1048576"});
-    if (_scheme == QLatin1String("udp"))
+    if (_scheme == "udp")
         options.push_back({"overrun_nonfatal", "1"});
 
     // Datagrams get lost; so over the connection unless the url says otherwise, in libavformat's own way.
-    const QStringList parameters = _query.split(QLatin1Char('&'));
+    const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
     const bool choosesTransport = parameters.contains(QLatin1String("udp")) ||
                                   parameters.contains(QLatin1String("tcp")) ||
                                   parameters.contains(QLatin1String("multicast"));
-    if (_scheme == QLatin1String("rtsp") && !choosesTransport)
+    if (_scheme == "rtsp" && !choosesTransport)
         options.push_back({"rtsp_transport", "tcp"});
     return options;
 }
@@ -94,7 +93,7 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
         return !hasConnected;
     case AVERROR(EINVAL):
         // A graph that does not parse, or an address without a port. Elsewhere a server's answer may be meant.
-        return isGenerated() || _scheme == QLatin1String("tcp") || _scheme == QLatin1String("srt");
+        return isGenerated() || _scheme == "tcp" || _scheme == "srt";
     default:
         return false;
     }
@@ -102,14 +101,14 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
 
 bool LiveUrl::isListening() const
 {
-    return _scheme == QLatin1String("udp") || _scheme == QLatin1String("rtp") || _scheme == QLatin1String("srtp");
+    return _scheme == "udp" || _scheme == "rtp" || _scheme == "srtp";
 }
 
 bool LiveUrl::isServer() const
 {
-    const QStringList parameters = _query.split(QLatin1Char('&'));
-    if (_scheme == QLatin1String("srt"))
+    const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
+    if (_scheme == "srt")
         return parameters.contains(QLatin1String("mode=listener"));
-    return _scheme == QLatin1String("tcp") &&
+    return _scheme == "tcp" &&
            (parameters.contains(QLatin1String("listen")) || parameters.contains(QLatin1String("listen=1")));
 }

@@ -1,9 +1,6 @@
 #ifndef HOST_SOURCES_LIVEURL_H
 #define HOST_SOURCES_LIVEURL_H
 
-#include <QByteArray>
-#include <QString>
-
 #include <string>
 #include <vector>
 
@@ -19,28 +16,28 @@ public:
 
     /// Whether @p url names something that never ends and cannot be made to wait: `rtsp`, `rtsps`, `rtp`, `srtp`,
     /// `udp`, `srt`, `rtmp`, `rtmps` or `tcp` before "://", `lavfi:` and a graph of libavfilter, or `v4l2:` and a video
-    /// device. Files, pipes and what comes over `http` are not: they are read to the end, as fast as the decoders take
-    /// them. A file whose name begins so is given with its directory.
-    static bool isLive(const QString &url);
+    /// device, in small letters or large ones. Files, pipes and what comes over `http` are not: they are read to the
+    /// end, as fast as the decoders take them. A file whose name begins so is given with its directory.
+    static bool isLive(const std::string &url);
 
     /// @param url for which isLive answers true.
-    explicit LiveUrl(const QString &url);
+    explicit LiveUrl(const std::string &url);
 
     /// The url as it may be shown to people: see ShownUrl::withoutSecrets.
     const std::string &shown() const { return _shown; }
 
-    /// What libavformat is to open, and as what; null where it finds that out itself, and for a
-    /// device where libavdevice cannot be loaded.
-    const QByteArray &name() const { return _name; }
+    /// What libavformat is to open, byte for byte but for the scheme, and as what; null where it finds that out itself,
+    /// and for a device where libavdevice cannot be loaded.
+    const std::string &name() const { return _name; }
     const AVInputFormat *format() const { return _format; }
 
     /// To be given to libavformat. What the url's own parameters say goes first.
     std::vector<Option> options() const;
 
     /// It is made here as it is asked for, as fast as the machine can: it must be held back to the pace of its times.
-    bool isGenerated() const { return _scheme == QLatin1String("lavfi"); }
+    bool isGenerated() const { return _scheme == "lavfi"; }
     /// A device: it tells all about its streams at once, and is asked without waiting.
-    bool isDevice() const { return _scheme == QLatin1String("v4l2"); }
+    bool isDevice() const { return _scheme == "v4l2"; }
     /// It waits for whoever sends, so that opening it again troubles nobody.
     bool isListening() const;
     /// It keeps a port open, and is open itself once somebody has called.
@@ -52,9 +49,9 @@ public:
     bool isHopeless(int error, bool hasConnected) const;
 
 private:
-    QString _scheme;
-    QString _query; // behind the question mark
-    QByteArray _name;
+    std::string _scheme; // in small letters
+    std::string _query;  // behind the question mark
+    std::string _name;
     std::string _shown;
     const AVInputFormat *_format = nullptr;
 };

@@ -1,18 +1,21 @@
 #include "sources/MediaInput.h"
 
-#include <QFile>
-#include <QFileInfo>
-
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <optional>
+#include <system_error>
+#include <unistd.h>
 
 #include "format/Fourcc.h"
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
 #include "sources/ThreadTime.h"
+#include <sys/stat.h>
 
 namespace {
 
@@ -21,36 +24,67 @@ constexpr std::chrono::seconds fileOpenLimit{10};
 /// So long a live source may be computed for until there is a stream: many times what real ones take.
 constexpr std::chrono::seconds formatLimit{1};
 
-/// How a message begins, before its arguments are filled in.
-constexpr const char *missingDatagrams = "RTP: missed ";
+/// Enough for the streams beside one that cannot be decoded.
+constexpr qint64 undecodableAnalysisUs = 250'000;
 
-/// The input that this thread is reading.
-thread_local MediaInput *reader = nullptr;
+// How messages begin, before their arguments are filled in, that nothing else tells of.
+constexpr std::array<const char *, 1> missingDatagrams = {"RTP: missed "};
+constexpr std::array<const char *, 4> missingParts = {
+    "Failed to open segment ", "Failed to reload playlist ",
+    "skipping %",              // segments that have left the list before they were read
+    "Stream ends prematurely", // said by the connection that a segment comes over
+};
 
-bool isLocal(const QString &url)
+template <std::size_t Count>
+bool isOneOf(const std::array<const char *, Count> &beginnings, const char *message)
 {
-    return !url.contains(QLatin1String("://"));
+    return std::any_of(beginnings.begin(), beginnings.end(), [message](const char *beginning) {
+        return std::strncmp(message, beginning, std::strlen(beginning)) == 0;
+    });
 }
 
-std::string message(const QString &url, const std::string &what)
+/// The input that this thread is opening or reading.
+thread_local MediaInput *reader = nullptr;
+
+bool isLocal(const std::string &url)
 {
-    return ShownUrl::withoutSecrets(url).toStdString() + ": " + what;
+    return url.find("://") == std::string::npos;
+}
+
+/// @return what libavformat knows @p url by: a scheme in small letters, and a file by its bytes.
+std::string nameOf(const std::string &url)
+{
+    // Without the prefix, a file name with a colon in it would name a protocol.
+    if (isLocal(url))
+        return "file:" + url;
+    std::string name = url;
+    std::transform(
+        name.begin(), name.begin() + static_cast<std::ptrdiff_t>(name.find("://")), name.begin(),
+        [](char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter; });
+    return name;
+}
+
+std::string message(const std::string &url, const std::string &what)
+{
+    return ShownUrl::withoutSecrets(url) + ": " + what;
 }
 
 /// What libavformat would say less clearly, or, of a pipe that nobody writes to, not at all.
-std::optional<std::string> obviousObstacle(const QString &fileName)
+std::optional<std::string> obviousObstacle(const std::string &fileName)
 {
-    const QFileInfo info(fileName);
-    if (!info.exists())
+    // Qt would not know a file whose name is not UTF-8.
+    struct stat file = {};
+    if (stat(fileName.c_str(), &file) != 0 && (errno == ENOENT || errno == ENOTDIR))
         return "there is no such file";
-    if (info.isDir())
+    if (S_ISDIR(file.st_mode))
         return "this is a directory; name a media file in it";
-    if (!info.isFile())
+    if (file.st_mode != 0 && !S_ISREG(file.st_mode))
         return "this is not a regular file";
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        return "the file cannot be read: " + file.errorString().toStdString();
-    if (info.size() == 0)
+    const int descriptor = ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return "the file cannot be read: " + std::generic_category().message(errno);
+    close(descriptor);
+    if (file.st_size == 0)
         return "the file is empty";
     return std::nullopt;
 }
@@ -86,7 +120,7 @@ MediaInput::~MediaInput()
 }
 
 std::variant<std::unique_ptr<MediaInput>, std::string>
-MediaInput::open(const QString &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned)
+MediaInput::open(const std::string &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned)
 {
     if (isLocal(url)) {
         if (const std::optional<std::string> obstacle = obviousObstacle(url))
@@ -113,9 +147,10 @@ MediaInput::open(const QString &url, const std::atomic<bool> &stopRequested, con
 }
 
 std::variant<std::unique_ptr<MediaInput>, int> MediaInput::openLive(const LiveUrl &url, std::chrono::milliseconds limit,
-                                                                    const std::atomic<bool> &stopRequested)
+                                                                    Instant end, const std::atomic<bool> &stopRequested)
 {
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, limit));
+    input->_end = end;
     const int result = input->openLiveContext(url, limit);
     input->endOpening();
     if (input->_deadlinePassed)
@@ -161,10 +196,10 @@ int MediaInput::openLiveContext(const LiveUrl &url, std::chrono::milliseconds li
 /// Waits for a caller, however long that takes.
 int MediaInput::openServer(const LiveUrl &url, std::chrono::milliseconds limit, AVDictionary **options)
 {
-    _deadline = Instant::max();
+    _deadline = _end;
     const int result =
-        avio_open2(&_connection, url.name().constData(), AVIO_FLAG_READ, &_context->interrupt_callback, options);
-    _deadline = std::chrono::steady_clock::now() + limit;
+        avio_open2(&_connection, url.name().c_str(), AVIO_FLAG_READ, &_context->interrupt_callback, options);
+    _deadline = std::min(std::chrono::steady_clock::now() + limit, _end);
     _context->pb = _connection;
     return result;
 }
@@ -174,11 +209,15 @@ int MediaInput::openFormat(const LiveUrl &url, AVDictionary **options)
     // What is generated may be anything.
     if (!url.isGenerated())
         _mayComputeUntil = ThreadTime::now() + formatLimit;
-    int result = avformat_open_input(&_context, url.name().constData(), url.format(), options);
+    int result = avformat_open_input(&_context, url.name().c_str(), url.format(), options);
     if (result == AVERROR_EXIT && isFlooded())
         result = AVERROR_INVALIDDATA;
-    if (result >= 0 && !url.isDevice())
+    if (result >= 0 && !url.isDevice()) {
+        // To find out more about a stream without a decoder is in vain, and would take five seconds of it.
+        if (undecodableStream(AVMEDIA_TYPE_VIDEO) || undecodableStream(AVMEDIA_TYPE_AUDIO))
+            _context->max_analyze_duration = undecodableAnalysisUs;
         result = avformat_find_stream_info(_context, nullptr);
+    }
     _mayComputeUntil.reset();
     return result;
 }
@@ -189,33 +228,42 @@ bool MediaInput::isFlooded() const
     return _mayComputeUntil && (!_context || _context->nb_streams == 0) && ThreadTime::now() >= *_mayComputeUntil;
 }
 
-int MediaInput::openContext(const QString &url)
+int MediaInput::openContext(const std::string &url)
 {
     if (!makeContext())
         return AVERROR(ENOMEM);
     // As the ffmpeg tool does: it decides which streams of a broadcast recording there are.
     AVDictionary *options = nullptr;
     av_dict_set(&options, "scan_all_pmts", "1", 0);
-    // Without the prefix, a file name with a colon in it would name a protocol.
-    const QByteArray name = (isLocal(url) ? QByteArray("file:") : QByteArray()) + QFile::encodeName(url);
-    const int result = avformat_open_input(&_context, name.constData(), nullptr, &options);
+    // What is found out about the streams may be all of a short playlist.
+    reader = this;
+    int result = avformat_open_input(&_context, nameOf(url).c_str(), nullptr, &options);
     av_dict_free(&options);
-    return result < 0 ? result : avformat_find_stream_info(_context, nullptr);
+    if (result >= 0)
+        result = avformat_find_stream_info(_context, nullptr);
+    reader = nullptr;
+    return result;
 }
 
 /// Called by the FFmpeg libraries, on any thread, with each message of theirs. A demuxer that comes upon the end of the
-/// file too early tells so in a message only, and so does one that misses datagrams.
+/// file too early tells so in a message only, and so does one that misses datagrams or parts of a playlist.
 void MediaInput::takeMessage(void *sender, int level, const char *format, va_list arguments)
 {
-    if (!reader || sender != reader->_context)
+    if (!reader || level > AV_LOG_WARNING)
         return;
-    if (level == AV_LOG_WARNING && std::strncmp(format, missingDatagrams, std::strlen(missingDatagrams)) == 0)
+    if (isOneOf(missingDatagrams, format))
         reader->_noticedGap = true;
-    if (level > AV_LOG_ERROR)
+    const bool isPart = reader->_missingPart.empty() && isOneOf(missingParts, format);
+    const bool isComplaint = level <= AV_LOG_ERROR && sender == reader->_context;
+    if (!isPart && !isComplaint)
         return;
     std::array<char, 256> text = {};
     std::vsnprintf(text.data(), text.size(), format, arguments);
-    reader->_complaint = QByteArray(text.data()).simplified().toStdString();
+    const std::string message = ShownUrl::inSentence(QByteArray(text.data()).simplified().toStdString());
+    if (isPart)
+        reader->_missingPart = message;
+    if (isComplaint)
+        reader->_complaint = message;
 }
 
 /// Called by libavformat, before it reads from the file.
@@ -251,6 +299,9 @@ StreamDescription MediaInput::describe(int index) const
     description.sampleRate = parameters.sample_rate;
     description.channels = parameters.ch_layout.nb_channels;
     description.obstacle = obstacleOf(parameters, description.fourcc);
+    const bool isMedia = parameters.codec_type == AVMEDIA_TYPE_VIDEO || parameters.codec_type == AVMEDIA_TYPE_AUDIO;
+    if (isMedia && !description.obstacle.empty())
+        description.missingCodec = codecNameOf(parameters);
     return description;
 }
 
@@ -293,6 +344,17 @@ int MediaInput::bestStream(AVMediaType type, int relatedIndex) const
     const AVCodec *decoder = nullptr;
     const int best = av_find_best_stream(_context, type, -1, relatedIndex, &decoder, 0);
     return best >= 0 && describe(best).obstacle.empty() ? best : decodableStream(type);
+}
+
+std::optional<StreamDescription> MediaInput::undecodableStream(AVMediaType type) const
+{
+    if (decodableStream(type) >= 0)
+        return std::nullopt;
+    for (int index = 0; index < streamCount(); ++index) {
+        if (stream(index).codecpar->codec_type == type)
+            return describe(index);
+    }
+    return std::nullopt;
 }
 
 std::string MediaInput::whyNothingCanBeDecoded(bool videoWanted, bool audioWanted) const

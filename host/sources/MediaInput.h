@@ -30,13 +30,14 @@ public:
     /// @param abandoned ends this call likewise, and is not looked at afterwards.
     /// @return the input, or one line that names @p url and says what is wrong with it.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, std::string>
-    open(const QString &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
+    open(const std::string &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
 
-    /// Opens the live source @p url likewise, for @p limit at most; a server's limit begins once somebody has called.
+    /// Opens the live source @p url likewise, for @p limit at most; a server's limit begins once somebody has called, which is waited for until @p end.
     /// Bytes that cost much computing before there is a stream in them are given up sooner.
     /// @return the input, or libavformat's error; AVERROR(ETIMEDOUT) when the limit was reached.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, int>
-    openLive(const LiveUrl &url, std::chrono::milliseconds limit, const std::atomic<bool> &stopRequested);
+    openLive(const LiveUrl &url, std::chrono::milliseconds limit, std::chrono::steady_clock::time_point end,
+             const std::atomic<bool> &stopRequested);
 
     MediaInput(const MediaInput &) = delete;
     MediaInput &operator=(const MediaInput &) = delete;
@@ -64,6 +65,8 @@ public:
     /// @return the index of the stream of @p type to decode unless told otherwise; -1 when none can be decoded.
     /// @param relatedIndex of a stream that it should go with, or -1.
     int bestStream(AVMediaType type, int relatedIndex) const;
+    /// @return the first stream of @p type where there are some, but a decoder for none of them.
+    std::optional<StreamDescription> undecodableStream(AVMediaType type) const;
     /// @return in words that go behind a name, why there is no such stream of the wanted types.
     std::string whyNothingCanBeDecoded(bool videoWanted, bool audioWanted) const;
 
@@ -92,6 +95,10 @@ public:
     ///         packets that damaged, nor of which stream.
     bool hasNoticedGap() const { return _noticedGap; }
 
+    /// @return what libavformat said when it first passed over a part of a playlist, or lost the server that continues
+    ///         it, since the beginning of the opening; empty when it did not.
+    const std::string &missingPart() const { return _missingPart; }
+
     /// @return what libavformat found wrong with the file during the last call; empty when it was content.
     const std::string &complaint() const { return _complaint; }
 
@@ -109,7 +116,7 @@ private:
     static int isInterrupted(void *input);
     static void takeMessage(void *sender, int level, const char *format, va_list arguments);
     bool makeContext();
-    int openContext(const QString &url);
+    int openContext(const std::string &url);
     int openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit);
     int openServer(const LiveUrl &url, std::chrono::milliseconds limit, AVDictionary **options);
     int openFormat(const LiveUrl &url, AVDictionary **options);
@@ -120,6 +127,7 @@ private:
 
     const std::atomic<bool> &_stopRequested;
     const std::atomic<bool> *_abandoned = nullptr; // while opening, by whoever waits for it
+    Instant _end = Instant::max();                 // of waiting for a caller
     Instant _deadline;                             // of the opening, then of each read
     bool _deadlinePassed = false;
     std::optional<std::chrono::nanoseconds> _mayComputeUntil; // by its thread's time, while streams are looked for
@@ -127,6 +135,7 @@ private:
     AVIOContext *_connection = nullptr;  // of a server; owned
     AVFormatContext *_context = nullptr; // owned; null until opened
     std::string _complaint;
+    std::string _missingPart;
 };
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "sources/MediaInput.h"
 
-std::variant<MediaProbe, std::string> MediaProbe::of(const QString &url)
+std::variant<MediaProbe, std::string> MediaProbe::of(const std::string &url)
 {
     const std::atomic<bool> neverStopped(false);
     const auto opened = MediaInput::open(url, neverStopped);

@@ -20,7 +20,7 @@ struct MediaProbe {
 
     /// Opens @p url and looks; blocks for 10 seconds at most. Thread-safe.
     /// @return what was found, or one line that names @p url and says what is wrong with it.
-    [[nodiscard]] static std::variant<MediaProbe, std::string> of(const QString &url);
+    [[nodiscard]] static std::variant<MediaProbe, std::string> of(const std::string &url);
 };
 
 #endif

@@ -18,9 +18,9 @@ constexpr std::chrono::milliseconds retryInterval{10};
 
 } // namespace
 
-MediaSource::MediaSource(const QString &url, const Options &options)
+MediaSource::MediaSource(const std::string &url, const Options &options)
     : _url(url)
-    , _shown(ShownUrl::withoutSecrets(url).toStdString())
+    , _shown(ShownUrl::withoutSecrets(url))
     , _options(options)
 {
 }
@@ -31,14 +31,15 @@ MediaSource::~MediaSource()
     join();
 }
 
-std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const QString &url, const Options &options)
+std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const std::string &url,
+                                                                          const Options &options)
 {
     const std::atomic<bool> neverAbandoned(false);
     return open(url, options, neverAbandoned);
 }
 
-std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const QString &url, const Options &options,
-                                                                          const std::atomic<bool> &abandoned)
+std::variant<std::unique_ptr<MediaSource>, std::string>
+MediaSource::open(const std::string &url, const Options &options, const std::atomic<bool> &abandoned)
 {
     std::unique_ptr<MediaSource> source(new MediaSource(url, options));
     if (const std::optional<std::string> error = source->openInput(&abandoned))
@@ -52,6 +53,7 @@ std::variant<std::unique_ptr<MediaSource>, std::string> MediaSource::open(const 
         source->addStream(video, StreamKind::Video);
     if (options.audio && audio >= 0)
         source->addStream(audio, StreamKind::Audio);
+    source->_undecodable = undecodableOf(input, options.video, options.audio, source->label());
     if (source->_streams.empty())
         return source->_shown + ": " + input.whyNothingCanBeDecoded(options.video, options.audio);
     source->_times.emplace(input.timeMayJump());
@@ -118,10 +120,30 @@ std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *aband
 
 void MediaSource::addStream(int index, StreamKind kind)
 {
-    const QString label = _options.label.isEmpty() ? QFileInfo(_url).fileName() : _options.label;
-    _streams.push_back({_input->describe(index), streamIdOf(kind), label.toUtf8() + ' ' + nameOf(kind)});
+    _streams.push_back({_input->describe(index), streamIdOf(kind), label() + ' ' + nameOf(kind)});
     _states.emplace_back();
     _states.back().parameters = packedParameters(_streams.size() - 1);
+}
+
+QByteArray MediaSource::label() const
+{
+    return (_options.label.isEmpty() ? QFileInfo(QString::fromStdString(ShownUrl::place(_url))).fileName()
+                                     : _options.label)
+        .toUtf8();
+}
+
+std::vector<MediaSource::Stream> MediaSource::undecodableOf(const MediaInput &input, bool video, bool audio,
+                                                            const QByteArray &label)
+{
+    std::vector<Stream> streams;
+    for (const StreamKind kind : streamKinds) {
+        const bool isWanted = kind == StreamKind::Video ? video : audio;
+        const auto stream =
+            input.undecodableStream(kind == StreamKind::Video ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO);
+        if (isWanted && stream)
+            streams.push_back({*stream, streamIdOf(kind), label + ' ' + nameOf(kind)});
+    }
+    return streams;
 }
 
 QByteArray MediaSource::packedParameters(std::size_t position) const
@@ -190,10 +212,13 @@ bool MediaSource::deliverFile(int repetition)
         if (!delivered || isComplete())
             return false;
         noteProgress(repetition);
+        noteMissingPart();
     }
     for (std::size_t position = 0; position < _streams.size(); ++position)
         _interleaver.end(position);
     if (isStopRequested() || !appendInterleaved())
+        return false;
+    if (noteMissingPart())
         return false;
     const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
     if (result != AVERROR_EOF)
@@ -283,6 +308,15 @@ bool MediaSource::waitUntil(Clock::time_point due)
 bool MediaSource::isComplete() const
 {
     return std::all_of(_states.begin(), _states.end(), [](const State &state) { return state.complete; });
+}
+
+/// What follows a part that is missing is delivered all the same. @return whether one is.
+bool MediaSource::noteMissingPart()
+{
+    if (_input->missingPart().empty())
+        return false;
+    noteError(_shown + ": a part of it is missing: " + _input->missingPart());
+    return true;
 }
 
 void MediaSource::noteError(const std::string &what)

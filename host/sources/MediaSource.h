@@ -53,14 +53,14 @@ public:
 
     /// Opens @p url, a local file or something with "://" in it; blocks for 10 seconds at most.
     /// @return the source, or one line that names @p url and says what is wrong with it.
-    [[nodiscard]] static std::variant<std::unique_ptr<MediaSource>, std::string> open(const QString &url,
+    [[nodiscard]] static std::variant<std::unique_ptr<MediaSource>, std::string> open(const std::string &url,
                                                                                       const Options &options);
 
     /// As the other, but another thread can set @p abandoned: then this call fails within a tenth of a second, wherever
     /// libavformat waits for the network. It waits longer for a name to be looked up and for a file system. The flag is
     /// not looked at afterwards.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaSource>, std::string>
-    open(const QString &url, const Options &options, const std::atomic<bool> &abandoned);
+    open(const std::string &url, const Options &options, const std::atomic<bool> &abandoned);
 
     MediaSource(const MediaSource &) = delete;
     MediaSource &operator=(const MediaSource &) = delete;
@@ -69,6 +69,11 @@ public:
 
     /// What is delivered: one stream or two, video first. Constant but for keepOnly.
     const std::vector<Stream> &streams() const { return _streams; }
+
+    /// What is not, for want of a decoder: at most one stream of each wanted kind, video first. Constant.
+    const std::vector<Stream> &undecodable() const { return _undecodable; }
+    /// @return the same of any input. @param label of the streams.
+    static std::vector<Stream> undecodableOf(const MediaInput &input, bool video, bool audio, const QByteArray &label);
 
     /// The container's start time in microseconds, which players count from; 0 when unknown. Constant.
     qint64 startTimeUs() const { return _startTimeUs; }
@@ -108,9 +113,10 @@ private:
         bool complete = false;      // the duration is reached
     };
 
-    MediaSource(const QString &url, const Options &options);
+    MediaSource(const std::string &url, const Options &options);
 
     std::optional<std::string> openInput(const std::atomic<bool> *abandoned = nullptr);
+    QByteArray label() const;
     void addStream(int index, StreamKind kind);
     QByteArray packedParameters(std::size_t position) const;
 
@@ -124,14 +130,16 @@ private:
     bool waitUntil(std::chrono::steady_clock::time_point due);
     bool isStopRequested() const { return _stopRequested.load(std::memory_order_relaxed); }
     bool isComplete() const;
+    bool noteMissingPart();
     void noteError(const std::string &what);
     void noteProgress(int repetition);
 
-    const QString _url;
+    const std::string _url;
     const std::string _shown; // in errors
     const Options _options;
     // Constant once opened.
     std::vector<Stream> _streams;
+    std::vector<Stream> _undecodable;
     qint64 _startTimeUs = 0;
 
     // The source's thread only, once it runs. The times know each stream by its position in _streams.

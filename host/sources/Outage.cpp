@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "media/ClockTime.h"
+
 Outage::Outage(std::string name)
     : _name(std::move(name))
 {
@@ -13,6 +15,7 @@ std::optional<std::string> Outage::begin(const std::string &reason, Instant now)
         return std::nullopt;
     if (_reason.empty()) {
         _since = now;
+        _reminder.begin(now);
         _attempts = 0;
         _told.clear();
     }
@@ -20,6 +23,14 @@ std::optional<std::string> Outage::begin(const std::string &reason, Instant now)
     if (!_told.insert(reason).second)
         return std::nullopt;
     return _name + ": " + reason + (_hasDelivered ? "; reconnecting" : "; trying again");
+}
+
+std::optional<std::string> Outage::remind(Instant now, std::chrono::system_clock::time_point clock)
+{
+    if (_reason.empty() || !_reminder.isDue(now))
+        return std::nullopt;
+    const auto since = clock - std::chrono::duration_cast<std::chrono::system_clock::duration>(now - _since);
+    return _name + ": has delivered nothing since " + ClockTime::ofDay(since) + ", " + attempts() + ": " + _reason;
 }
 
 std::optional<std::string> Outage::end(Instant now)
@@ -31,8 +42,12 @@ std::optional<std::string> Outage::end(Instant now)
     if (!wasOut)
         return std::nullopt;
     return _name + ": delivers " + again + "after " +
-           seconds(std::chrono::duration_cast<std::chrono::milliseconds>(now - _since)) + ", " +
-           std::to_string(_attempts) + (_attempts == 1 ? " attempt" : " attempts");
+           seconds(std::chrono::duration_cast<std::chrono::milliseconds>(now - _since)) + ", " + attempts();
+}
+
+std::string Outage::attempts() const
+{
+    return std::to_string(_attempts) + (_attempts == 1 ? " attempt" : " attempts");
 }
 
 std::string Outage::seconds(std::chrono::milliseconds duration)

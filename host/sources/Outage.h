@@ -6,9 +6,11 @@
 #include <set>
 #include <string>
 
+#include "media/Reminder.h"
+
 /// What is reported of a source's troubles: each once when it comes, once more for each other reason that it turns out
-/// to have, however these take turns, and once when it is mended. All reports are single lines that name the source.
-/// Reentrant.
+/// to have, however these take turns, now and then while it lasts, and once when it is mended. All reports are single
+/// lines that name the source. Reentrant.
 class Outage final {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -18,6 +20,10 @@ public:
 
     /// The source does not deliver because of @p reason. @return what is to be reported, if anything.
     std::optional<std::string> begin(const std::string &reason, Instant now);
+
+    /// Has whoever waits for it told again, now and then. @param clock of the wall, at @p now.
+    /// @return what is to be reported, if anything.
+    std::optional<std::string> remind(Instant now, std::chrono::system_clock::time_point clock);
 
     /// Another attempt is made to mend it.
     void noteAttempt() { ++_attempts; }
@@ -32,9 +38,12 @@ public:
     static std::string seconds(std::chrono::milliseconds duration);
 
 private:
+    std::string attempts() const;
+
     const std::string _name;
     std::string _reason;
     Instant _since; // of the outage that goes on, and the attempts to mend it
+    Reminder _reminder;
     int _attempts = 0;
     std::set<std::string> _told; // its reasons
     bool _hasDelivered = false;

@@ -18,12 +18,13 @@ struct StreamDescription {
     int frameRateDenominator = 1;
     int sampleRate = 0; // Hz; 0 when not of audio
     int channels = 0;
-    std::string obstacle; // why it cannot be decoded; empty when it can
+    std::string obstacle;     // why it cannot be decoded; empty when it can
+    std::string missingCodec; // the codec that there is no decoder for, where that is why
 
     auto members() const
     {
         return std::tie(index, kind, codec, fourcc, width, height, frameRateNumerator, frameRateDenominator, sampleRate,
-                        channels, obstacle);
+                        channels, obstacle, missingCodec);
     }
     bool operator==(const StreamDescription &other) const { return members() == other.members(); }
     bool operator!=(const StreamDescription &other) const { return members() != other.members(); }

@@ -255,7 +255,7 @@ Board::~Board() = default;
 
 void Board::draw(const decoding::Snapshot &snapshot)
 {
-    _loads.add(snapshot.load);
+    _loads.add(snapshot.measuredLoad);
     _screen->fitSize();
     _screen->show(BoardPainter::paint(snapshot, _loads, _view, getmaxx(stdscr), getmaxy(stdscr)));
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "media/ClockTime.h"
 #include "media/SafeText.h"
 #include "terminal/BoardFigures.h"
 #include "terminal/RowHealth.h"
@@ -41,16 +42,20 @@ std::string number(std::optional<std::int64_t> value)
     return value ? std::to_string(*value) : "-";
 }
 
+std::string figure(const decoding::Snapshot::Load &load)
+{
+    return std::isfinite(load.now) ? QString::number(load.now, 'f', 2).toStdString() : "-";
+}
+
 std::string hostLine(const decoding::Snapshot &snapshot, const std::vector<StreamRow> &rows)
 {
     const auto unwell =
         std::count_if(rows.begin(), rows.end(), [](const StreamRow &row) { return RowHealth::of(row).isUnwell(); });
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(snapshot.running).count();
-    std::string line =
-        "board running_s=" + std::to_string(seconds) +
-        " load=" + (std::isfinite(snapshot.load.now) ? QString::number(snapshot.load.now, 'f', 2).toStdString() : "-") +
-        " streams=" + std::to_string(rows.size()) + " unwell=" + std::to_string(unwell) +
-        " decoders=" + std::to_string(snapshot.decoders) + " mode=" + toText(snapshot.mode);
+    std::string line = ClockTime::full(snapshot.at) + " board running_s=" + std::to_string(seconds) +
+                       " load=" + figure(snapshot.load) + " measured_load=" + figure(snapshot.measuredLoad) +
+                       " streams=" + std::to_string(rows.size()) + " unwell=" + std::to_string(unwell) +
+                       " decoders=" + std::to_string(snapshot.decoders) + " mode=" + toText(snapshot.mode);
     if (!snapshot.governor.empty())
         line += " governor=" + quoted(snapshot.governor);
     for (const decoding::Snapshot::Thread &thread : snapshot.threads)
@@ -58,19 +63,26 @@ std::string hostLine(const decoding::Snapshot &snapshot, const std::vector<Strea
     return line;
 }
 
-std::string streamLine(const StreamRow &row)
+std::string streamLine(const decoding::Snapshot &snapshot, const StreamRow &row)
 {
     const RowHealth health = RowHealth::of(row);
-    std::string line = "stream name=" + quoted(row.name()) + " state=" + toText(row.state()) +
-                       " unwell=" + (health.isUnwell() ? "yes" : "no") + " lights=" + lightLetters(row.lights()) +
-                       " frames=" + std::to_string(row.frames()) + " fps=" + BoardFigures::rate(row.framesPerSecond()) +
-                       " lost=" + std::to_string(row.lost()) + " latency_ms=" + number(row.latencyMs()) +
-                       " worst_ms=" + number(row.worstLatencyMs()) + " mode=" + row.modeText();
+    std::string line = ClockTime::full(snapshot.at) + " stream name=" + quoted(row.name()) +
+                       " state=" + toText(row.state()) + " unwell=" + (health.isUnwell() ? "yes" : "no") +
+                       " lights=" + lightLetters(row.lights()) + " frames=" + std::to_string(row.frames()) +
+                       " fps=" + BoardFigures::rate(row.framesPerSecond()) + " lost=" + std::to_string(row.lost()) +
+                       " latency_ms=" + number(row.latencyMs()) + " worst_ms=" + number(row.worstLatencyMs()) +
+                       " mode=" + row.modeText() + " damaged=" + std::to_string(row.damaged()) +
+                       " not_written=" + std::to_string(row.notWritten()) +
+                       " connections=" + std::to_string(row.connections());
+    if (!row.form().empty())
+        line += " codec=" + quoted(row.form());
     if (!row.threadName().empty())
         line += " thread=" + quoted(row.threadName());
     std::string trouble = row.trouble();
     if (trouble.empty() && health.isUnwell())
         trouble = health.text();
+    if (!row.lastError().empty())
+        line += " last_error=" + quoted(row.lastError());
     if (!trouble.empty())
         line += " trouble=" + quoted(trouble);
     return line;
@@ -96,6 +108,6 @@ std::string BoardLines::render(const decoding::Snapshot &snapshot)
     const std::vector<StreamRow> rows = StreamRow::of(snapshot);
     std::string text = hostLine(snapshot, rows) + '\n';
     for (const StreamRow &row : rows)
-        text += streamLine(row) + '\n';
+        text += streamLine(snapshot, row) + '\n';
     return text;
 }

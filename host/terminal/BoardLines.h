@@ -18,8 +18,9 @@ public:
     /// @return the lines when the interval since the last ones is over, and at the first call; else nothing.
     [[nodiscard]] std::optional<std::string> update(const decoding::Snapshot &snapshot, Instant now);
 
-    /// @return the lines, each with its end of line. Each is a list of `key=value`; a text stands in quotes, in which a
-    ///         backslash precedes quotes and backslashes, and is made safe by SafeText; what is unknown is a dash.
+    /// @return the lines, each with its end of line. Each begins with the time of the snapshot, and is a list of
+    ///         `key=value`; a text stands in quotes, in which a backslash precedes quotes and backslashes, and is made
+    ///         safe by SafeText; what is unknown is a dash.
     [[nodiscard]] static std::string render(const decoding::Snapshot &snapshot);
 
 private:

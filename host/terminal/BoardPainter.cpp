@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "media/ClockTime.h"
 #include "terminal/BoardFigures.h"
 #include "terminal/CellText.h"
 #include "terminal/RowHealth.h"
@@ -99,20 +100,29 @@ void paintTitle(BoardPicture &picture, std::chrono::milliseconds running, const 
         picture.put(0, picture.width() - right.width(), right);
 }
 
-/// The texts of the line about the load, but for the bars after the first.
+/// The texts of the line about the load, but for the bars after the first, which show the same.
 struct LoadTexts {
-    std::string load;
+    std::string measured;
+    std::string component; // where it does not fit, left out
     std::string decoders;
     std::string mode;
 
-    int width() const { return static_cast<int>(load.size() + decoders.size() + mode.size()); }
+    int width() const { return static_cast<int>(measured.size() + component.size() + decoders.size() + mode.size()); }
 };
 
-LoadTexts loadTexts(const Snapshot &snapshot)
+std::string percentOf(const Snapshot::Load &load)
 {
-    const std::string load = BoardFigures::percent(snapshot.load.now);
-    return {"CPU load " + std::string(5 - std::min<std::size_t>(load.size(), 5), ' ') + load + "  ",
-            "  " + counted(snapshot.decoders, "decoder") + "  ", std::string(toText(snapshot.mode)) + " mode"};
+    const std::string text = BoardFigures::percent(load.now);
+    return std::string(5 - std::min<std::size_t>(text.size(), 5), ' ') + text;
+}
+
+LoadTexts loadTexts(const Snapshot &snapshot, int width)
+{
+    LoadTexts texts{"CPU load " + percentOf(snapshot.measuredLoad) + "  ", "  component's " + percentOf(snapshot.load),
+                    "  " + counted(snapshot.decoders, "decoder") + "  ", std::string(toText(snapshot.mode)) + " mode"};
+    if (texts.width() > width)
+        texts.component.clear();
+    return texts;
 }
 
 std::string governorText(const Snapshot &snapshot)
@@ -127,15 +137,16 @@ constexpr int maxBars = 60;
 void paintLoad(BoardPicture &picture, int line, const Snapshot &snapshot, const LoadHistory &loads,
                const std::string &governor)
 {
-    const LoadTexts texts = loadTexts(snapshot);
+    const LoadTexts texts = loadTexts(snapshot, picture.width());
     const int room = picture.width() - texts.width() - CellText(governor).width();
     const int bars = std::min(room, maxBars);
-    int column = picture.put(line, 0, texts.load, snapshot.load.now >= highLoad ? Tone::Warning : Tone::Strong);
+    int column =
+        picture.put(line, 0, texts.measured, snapshot.measuredLoad.now >= highLoad ? Tone::Warning : Tone::Strong);
     if (bars >= minBars) {
         picture.put(line, column, loads.bars(static_cast<std::size_t>(bars), CellText::isUnicode()));
         column += bars; // the texts behind do not move while the history grows
     }
-    column = picture.put(line, column, texts.decoders);
+    column = picture.put(line, column, texts.component + texts.decoders);
     column = picture.put(line, column, texts.mode, snapshot.mode == Mode::Performance ? Tone::Plain : Tone::Warning);
     picture.put(line, column, governor);
 }
@@ -176,6 +187,24 @@ void paintThreads(BoardPicture &picture, int line, const std::vector<Snapshot::T
     picture.put(line, 0, text);
 }
 
+/// @return what the narrow table has no room for, as far as there is something to tell.
+std::string figuresOf(const StreamRow &row)
+{
+    std::string text;
+    const auto add = [&text](const std::string &figure) { text += "; " + figure; };
+    if (!row.form().empty())
+        add(row.form());
+    if (row.damaged() > 0)
+        add(count(row.damaged(), anyWidth) + " damaged");
+    if (row.notWritten() > 0)
+        add(count(row.notWritten(), anyWidth) + " not written");
+    if (row.connections() > 1)
+        add(counted(row.connections(), "connection"));
+    if (!row.lastError().empty())
+        add("last error " + row.lastError());
+    return text;
+}
+
 void paintDetail(BoardPicture &picture, int line, const StreamRow &row)
 {
     const RowHealth health = RowHealth::of(row);
@@ -187,7 +216,13 @@ void paintDetail(BoardPicture &picture, int line, const StreamRow &row)
     const CellText name = CellText(row.name()).shortenedInTheMiddle(picture.width() / 3);
     int column = picture.put(line, 0, name, health.isUnwell() ? Tone::Alarm : Tone::Strong);
     column = picture.put(line, column, thread + ": ");
-    picture.put(line, column, CellText(verdict + trouble).shortenedAtTheEnd(std::max(picture.width() - column, 0)));
+    picture.put(line, column,
+                CellText(verdict + trouble + figuresOf(row)).shortenedAtTheEnd(std::max(picture.width() - column, 0)));
+}
+
+CellText timedText(const Snapshot::Message &message)
+{
+    return CellText(ClockTime::ofDay(message.at) + ' ' + message.text);
 }
 
 void paintKeys(BoardPicture &picture, int line)
@@ -211,16 +246,18 @@ void paintKeys(BoardPicture &picture, int line)
 
 void paintHelp(BoardPicture &picture)
 {
-    const std::array<const char *, 18> lines{
+    const std::array<const char *, 20> lines{
         "Lights: G good, Y warning or alternative, R bad",
         "  M mode: G performance, Y time-saving",
-        "  L blocks lost: Y 1 or 2, R 3 or more",
-        "  C decoding at this moment",
-        "  T worst latency: Y from 50 ms, R from 150 ms",
-        "  K key block received",
-        "  N empty block received",
-        "  D data given to the codec: Y catching up",
-        "! in front of a stream: look at it first",
+        "  L blocks lost before the last: Y 1 or 2, R more",
+        "  C the last look at the queue found a block",
+        "  T worst latency of a key block: Y 50, R 150 ms",
+        "  K key block read from the queue",
+        "  N empty block read: the stream was ended",
+        "  D block taken to be decoded, Y to catch up; not",
+        "    whether there is a codec, or what came of it",
+        "! in front of a stream: look at it first; tells",
+        "  damage, codecs and outputs, which no light does",
         "",
         "s      sort by the next column     S  reverse",
         "Up, Down, PgUp, PgDn, Home, End    select",
@@ -250,7 +287,7 @@ BoardPicture BoardPainter::paint(const Snapshot &snapshot, const LoadHistory &lo
     BoardPicture picture(width, height);
     const std::string governor = governorText(snapshot);
     const bool governorLine =
-        !governor.empty() && loadTexts(snapshot).width() + minBars + CellText(governor).width() > width;
+        !governor.empty() && loadTexts(snapshot, width).width() + minBars + CellText(governor).width() > width;
     const Heights heights = heightsFor(snapshot, rows.size(), height, governorLine);
     const BoardView::Arrangement arrangement = view.arrange(rows, static_cast<std::size_t>(heights.rows));
 
@@ -282,7 +319,7 @@ BoardPicture BoardPainter::paint(const Snapshot &snapshot, const LoadHistory &lo
     }
     const auto messages = static_cast<std::size_t>(heights.messages);
     for (std::size_t i = snapshot.messages.size() - messages; i < snapshot.messages.size(); ++i, ++line)
-        picture.put(line, 0, CellText(snapshot.messages[i].text).shortenedAtTheEnd(width), Tone::Dim);
+        picture.put(line, 0, timedText(snapshot.messages[i]).shortenedAtTheEnd(width), Tone::Dim);
     if (heights.keys)
         paintKeys(picture, line);
     if (view.showsHelp())

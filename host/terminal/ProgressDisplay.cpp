@@ -49,7 +49,9 @@ Line lineOf(const decoding::Snapshot::Input &input)
         line.progress = 1.0;
     else if (input.progress)
         line.progress = std::clamp(*input.progress, 0.0, 1.0);
-    line.frames = input.streams.front().frames;
+    const auto decoded = std::find_if(input.streams.begin(), input.streams.end(),
+                                      [](const auto &stream) { return stream.missingCodec.empty(); });
+    line.frames = decoded != input.streams.end() ? decoded->frames : 0;
     const auto timeMs = input.decoding.count();
     line.framesPerSecond = timeMs > 0 ? static_cast<double>(line.frames) * 1000 / static_cast<double>(timeMs) : 0;
     return line;

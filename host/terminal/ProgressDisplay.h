@@ -8,7 +8,8 @@
 #include <decoding/Snapshot.h>
 
 /// Shows on a terminal how far a run has come: a line for each input that has streams, redrawn in place; a single line
-/// for all where there are too many of them. The frames are those of an input's first stream. Thread-bound.
+/// for all where there are too many of them. The frames are those of an input's first stream that has a
+/// decoder. Thread-bound.
 class ProgressDisplay final {
 public:
     /// @param file descriptor; nothing is ever written to it unless it is a terminal. @param quiet nothing is written

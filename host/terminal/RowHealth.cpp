@@ -11,13 +11,10 @@ namespace {
 /// From here on the latency light is red.
 constexpr std::int64_t lateMs = 150;
 
-RowHealth::Degree degreeOfRunning(const StreamRow &row)
+RowHealth::Degree degreeByLights(const StreamRow &row)
 {
-    if (row.framesPerSecond() && *row.framesPerSecond() <= 0)
-        return RowHealth::Still;
     if (!row.lights())
         return RowHealth::Well;
-
     const StreamRow::Lights &lights = *row.lights();
     const bool isFaulty = std::any_of(lights.begin(), lights.end(), [&lights](const Light &light) {
         const auto index = &light - lights.data();
@@ -33,6 +30,15 @@ RowHealth::Degree degreeOfRunning(const StreamRow &row)
     const bool isUneasy =
         latency == Light::Bad || latency == Light::Warning || lights[Snapshot::LostLight] == Light::Warning;
     return isUneasy ? RowHealth::Uneasy : RowHealth::Well;
+}
+
+RowHealth::Degree degreeOfRunning(const StreamRow &row)
+{
+    if (row.lacksFrames() || (row.framesPerSecond() && *row.framesPerSecond() <= 0))
+        return RowHealth::Still;
+    if (row.isFailingToWrite())
+        return RowHealth::NotWritten;
+    return std::max(degreeByLights(row), row.isDamaged() ? RowHealth::Damaged : RowHealth::Well);
 }
 
 } // namespace
@@ -52,6 +58,8 @@ RowHealth RowHealth::of(const StreamRow &row)
         return {Over};
     case State::Failed:
         return {Failed};
+    case State::NoDecoder:
+        return {NoDecoder};
     }
     return {};
 }
@@ -73,10 +81,16 @@ const char *RowHealth::text() const
         return "late";
     case Losing:
         return "losing blocks";
+    case Damaged:
+        return "damaged";
     case Faulty:
         return "a light is red";
+    case NotWritten:
+        return "an output is not written";
     case Still:
         return "gives no frames";
+    case NoDecoder:
+        return "no decoder";
     case Waiting:
         return "waiting to connect again";
     case Failed:

@@ -3,7 +3,8 @@
 
 #include "terminal/StreamRow.h"
 
-/// How well a stream is, judged by its state, its lights and its figures. Values only.
+/// How well a stream is, judged by its state, its lights and its figures: the lights tell nothing of what becomes of a
+/// block that was given to be decoded. Values only.
 struct RowHealth {
     /// The worse, the greater. From Late on, somebody should look at the stream.
     enum Degree {
@@ -15,10 +16,15 @@ struct RowHealth {
         Uneasy,
         Late,
         Losing,
+        /// Pictures or samples are not what was coded, or cannot be decoded.
+        Damaged,
         /// Another light is red.
         Faulty,
+        /// An output cannot be written.
+        NotWritten,
         /// It runs, and gives no frames.
         Still,
+        NoDecoder,
         Waiting,
         Failed
     };

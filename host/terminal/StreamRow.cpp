@@ -1,8 +1,18 @@
 #include "terminal/StreamRow.h"
 
+#include <algorithm>
+
+#include "media/ClockTime.h"
+
 namespace {
 
+using Output = decoding::Snapshot::Output;
+
 const decoding::Snapshot::Stream withoutFigures;
+
+// So long a stream is unwell after damage.
+constexpr std::chrono::seconds damageShows(10);
+constexpr std::chrono::seconds firstFrameLimit(5);
 
 } // namespace
 
@@ -34,9 +44,37 @@ StreamRow::StreamRow(const decoding::Snapshot::Input &input, const decoding::Sna
 
 std::string StreamRow::trouble() const
 {
+    if (!_input->error && !_stream->missingCodec.empty())
+        return "no decoder for " + _stream->missingCodec;
+    const auto failing = std::find_if(_stream->outputs.begin(), _stream->outputs.end(),
+                                      [](const Output &output) { return output.failing && output.error; });
+    if (!_input->error && failing != _stream->outputs.end())
+        return *failing->error;
     const std::string error = _input->error.value_or(std::string());
     const std::string prefix = _input->name + ": ";
     return error.compare(0, prefix.size(), prefix) == 0 ? error.substr(prefix.size()) : error;
+}
+
+bool StreamRow::lacksFrames() const
+{
+    return _stream != &withoutFigures && frames() == 0 && _input->decoding >= firstFrameLimit;
+}
+
+bool StreamRow::isDamaged() const
+{
+    return (_stream->sinceDamage && *_stream->sinceDamage < damageShows) || (!_input->live && damaged() > 0);
+}
+
+bool StreamRow::isFailingToWrite() const
+{
+    return std::any_of(_stream->outputs.begin(), _stream->outputs.end(),
+                       [](const Output &output) { return output.failing; });
+}
+
+std::string StreamRow::lastError() const
+{
+    const std::optional<decoding::Snapshot::Trouble> &last = _input->lastErrorOf(*_stream);
+    return last ? ClockTime::ofDay(last->at) + ' ' + last->text : std::string();
 }
 
 std::optional<std::int64_t> StreamRow::latencyMs() const

@@ -24,7 +24,7 @@ public:
 
     /// By it a selection finds the row again.
     const std::string &name() const { return *_name; }
-    decoding::State state() const { return _input->state; }
+    decoding::State state() const { return _input->stateOf(*_stream); }
     /// @return one line about what is wrong, without the name of the input before it, since it is shown beside the
     ///         name; empty when nothing is.
     [[nodiscard]] std::string trouble() const;
@@ -32,7 +32,19 @@ public:
     const std::optional<Lights> &lights() const { return _stream->lights; }
     std::int64_t frames() const { return _stream->frames; }
     std::optional<double> framesPerSecond() const { return _stream->framesPerSecond; }
+    /// Whether it is time that a frame had come, and none has.
+    bool lacksFrames() const;
     std::int64_t lost() const { return _stream->lost; }
+    std::int64_t damaged() const { return _stream->damaged; }
+    /// Whether it is being damaged now, or is a file that has failed by damage.
+    bool isDamaged() const;
+    std::int64_t notWritten() const { return _stream->notWritten(); }
+    /// Whether an output cannot be written now.
+    bool isFailingToWrite() const;
+    std::int64_t connections() const { return _input->connections; }
+    std::string form() const { return _stream->form(); }
+    /// @return the latest trouble with the time of the day before it, also when it is over; empty when there was none.
+    [[nodiscard]] std::string lastError() const;
     std::optional<std::int64_t> latencyMs() const;
     std::optional<std::int64_t> worstLatencyMs() const;
     /// @return false for a stream in a mode of its own, which no switch concerns.

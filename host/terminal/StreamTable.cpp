@@ -20,6 +20,7 @@ constexpr int markerWidth = 2; // the mark of an unwell stream and a gap
 constexpr int minNameWidth = 10;
 constexpr int maxNameWidth = 64;
 constexpr int minTroubleWidth = 20;
+constexpr int minLastErrorWidth = 30; // with the time of the day
 
 struct ColumnForm {
     Column column;
@@ -43,11 +44,22 @@ constexpr std::array<ColumnForm, 8> forms{{
     {Column::Mode, "Mode", "Mode", 5, 11, false, 1},
 }};
 
+/// Columns behind the thread of wide tables, in the order in which they get what room is left.
+constexpr std::array<ColumnForm, 4> wideForms{{
+    {Column::Form, "", "Codec", 0, 15, false, 0},
+    {Column::Damaged, "", "Damaged", 0, 7, true, 0},
+    {Column::NotWritten, "", "Not written", 0, 11, true, 0},
+    {Column::Connections, "", "Connected", 0, 9, true, 0},
+}};
+
 const ColumnForm *formOf(Column column)
 {
-    const auto found =
-        std::find_if(forms.begin(), forms.end(), [=](const auto &form) { return form.column == column; });
-    return found != forms.end() ? &*found : nullptr;
+    const auto isIt = [=](const auto &form) { return form.column == column; };
+    const auto found = std::find_if(forms.begin(), forms.end(), isIt);
+    if (found != forms.end())
+        return &*found;
+    const auto wide = std::find_if(wideForms.begin(), wideForms.end(), isIt);
+    return wide != wideForms.end() ? &*wide : nullptr;
 }
 
 const char *titleOf(Column column, bool isWide)
@@ -59,6 +71,8 @@ const char *titleOf(Column column, bool isWide)
         return "Stream";
     case Column::Thread:
         return "Thread";
+    case Column::LastError:
+        return "Last error";
     default:
         return "Trouble";
     }
@@ -92,6 +106,8 @@ const char *stateText(State state, bool isWide)
             return "run";
         case State::Waiting:
             return "wait";
+        case State::NoDecoder:
+            return "no dec.";
         case State::Ready:
         case State::Ended:
         case State::Failed:
@@ -113,6 +129,7 @@ Tone stateTone(State state)
         return Tone::Dim;
     case State::Waiting:
     case State::Failed:
+    case State::NoDecoder:
         break;
     }
     return Tone::Alarm;
@@ -166,6 +183,16 @@ Text textOf(Column column, const StreamRow &row, int width, bool isWide)
         return {modeText(row, isWide), isSavingTime(row) ? Tone::Warning : Tone::Plain};
     case Column::Thread:
         return {row.threadName()};
+    case Column::Form:
+        return {row.form()};
+    case Column::Damaged:
+        return {BoardFigures::count(row.damaged(), width), row.damaged() > 0 ? Tone::Warning : Tone::Plain};
+    case Column::NotWritten:
+        return {BoardFigures::count(row.notWritten(), width), row.notWritten() > 0 ? Tone::Warning : Tone::Plain};
+    case Column::Connections:
+        return {BoardFigures::count(row.connections(), width)};
+    case Column::LastError:
+        return {row.lastError()};
     case Column::Trouble:
         return {row.trouble().empty() ? std::string(health.text()) : row.trouble()};
     case Column::Lights:
@@ -220,8 +247,20 @@ StreamTable::StreamTable(int width, const std::vector<StreamRow> &rows)
         add(Column::Thread, threadWidth);
         room -= gap + threadWidth;
     }
-    if (_isWide && room >= gap + minTroubleWidth)
-        add(Column::Trouble, room - gap);
+    if (!_isWide)
+        return;
+    for (const ColumnForm &form : wideForms) {
+        if (room < gap + form.wideWidth + gap + minTroubleWidth)
+            break;
+        add(form.column, form.wideWidth);
+        room -= gap + form.wideWidth;
+    }
+    const bool showsLast = room >= gap + minTroubleWidth + gap + minLastErrorWidth;
+    const int lastWidth = showsLast ? std::max(minLastErrorWidth, (room - 2 * gap) / 2) : 0;
+    if (room >= gap + minTroubleWidth)
+        add(Column::Trouble, room - gap - (showsLast ? gap + lastWidth : 0));
+    if (showsLast)
+        add(Column::LastError, lastWidth);
 }
 
 void StreamTable::paintHeading(BoardPicture &picture, int line, const BoardView &view) const

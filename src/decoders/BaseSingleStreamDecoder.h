@@ -40,8 +40,8 @@ public:
     BaseSingleStreamDecoder(const BaseSingleStreamDecoder &) = delete;
     BaseSingleStreamDecoder &operator=(const BaseSingleStreamDecoder &) = delete;
 
-    /// Moves the decoder to @p thread, where its timer starts again with the first wake-up event. Called by the creating
-    /// thread, before any such event is posted.
+    /// Moves the decoder to @p thread, where its timer starts again with the first wake-up event. Called by the
+    /// creating thread, before any such event is posted.
     void moveTo(QThread *thread);
 
     /// Removes the output @p outputId, if there is one. @return number of outputs that remain. Thread-safe.

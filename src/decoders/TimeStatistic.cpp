@@ -43,7 +43,8 @@ void TimeStatistic::addSample(qint64 nowMs)
 
     if (_last != 0) {
         noteExtremes(intervalMs);
-        // Kept: the interval that crosses the minute counts in the reported extremes, but not in the sums.
+        // The interval that crosses the minute counts in the extremes, so that no gap goes unseen. The sums hold those
+        // within the minute only.
         if (_last / minuteMs != timeMs / minuteMs) {
             report();
             restartPeriod(timeMs);
@@ -94,8 +95,8 @@ void TimeStatistic::report() const
 
     const quint32 intervals = _count - 1;
     const qint64 spread = wrappingDifference(wrappingProduct(intervals, _sumSquares), wrappingProduct(_sum, _sum));
-    // Kept: the square of the number of intervals is a 32-bit product. Where it wraps to 0 (65,536 intervals), no
-    // deviation can be told, as for the negative variance that an overflow leaves.
+    // The reported figure is defined with a 32-bit square of the number of intervals. Where that wraps to 0 (65,536
+    // intervals), there is no deviation to report, as with the negative variance that an overflow leaves.
     const quint32 squaredIntervals = intervals * intervals;
     const qint64 variance = squaredIntervals == 0 ? -1 : spread / static_cast<qint64>(squaredIntervals);
 

@@ -29,7 +29,7 @@ int DecoderRegistry::registerOutput(BaseSingleStreamDecoder *decoder)
     _nextId = successor(_nextId);
     if (_nextId < 0)
         _nextId = 0;
-    // Kept: ids that are in use are skipped without another look at the sign.
+    // No further look at the sign: a negative id needs as many decoders at once as there are ids.
     while (_byId.contains(_nextId))
         _nextId = successor(_nextId);
     return id;

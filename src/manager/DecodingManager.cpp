@@ -48,7 +48,7 @@ void DecodingManager::stop()
 {
     {
         const QMutexLocker lock(&_mutex);
-        // Kept: _indicationManager is released by the destructor only.
+        // Only the destructor releases _indicationManager: a host may count on it that it is held until then.
         _formatManager.reset();
         _self.reset();
     }
@@ -201,7 +201,7 @@ void DecodingManager::endLoadMeasurement()
 void DecodingManager::disposeDecodersLocked(DecoderRegistry &registry)
 {
     while (registry.count() > 0) {
-        // Null where the construction of a decoder failed. Kept: it does not hide the decoders behind it.
+        // Null where the construction of a decoder failed; the decoders behind it have to go all the same.
         if (BaseSingleStreamDecoder *const decoder = registry.takeFirst())
             decoder->dispose();
     }
@@ -244,7 +244,7 @@ std::unique_ptr<StreamDecoder> DecodingManager::placeDecoderLocked(const ModkitP
                                                                    const QString &name)
 {
     const int thread = chooseDecoderThread();
-    // Kept: the count stays raised when the construction throws.
+    // A construction that throws leaves the count raised: the thread then passes for one decoder busier than it is.
     if (thread < _decodersPerThread.size())
         ++_decodersPerThread[thread];
     const bool performanceMode = (flags & CreationFlags::ExcludeFromTuning) != 0 || _performanceMode;

@@ -1,6 +1,7 @@
 #ifndef FAKES_RECORDEDMESSAGES_H
 #define FAKES_RECORDEDMESSAGES_H
 
+#include <QString>
 #include <QtGlobal>
 
 #include <mutex>

@@ -6,7 +6,8 @@
 #include "ContractLayouts.h"
 #include <gmock/gmock.h>
 
-// docs/binary-contract.md is made from the tables: to mend a failure, put the text that it shows in the place of the old one.
+// docs/binary-contract.md is made from the tables: to mend a failure, put the text that it shows in the place of the
+// old one.
 
 namespace {
 

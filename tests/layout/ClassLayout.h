@@ -63,8 +63,8 @@ ClassLayout::Place operation(const char *name, const char *signature, std::size_
 
 } // namespace layout
 
-// One line of a table: the names as they are written, where the contract has the place, and the type at the end, because
-// it may contain commas.
+// One line of a table: the names as they are written, where the contract has the place, and the type at the end,
+// because it may contain commas.
 #define LAYOUT_BASE(Class, Base, stated) layout::base<Class, Base>(#Base, stated)
 #define LAYOUT_FIELD(Class, name, stated, ...)                                                                         \
     layout::field<decltype(Class::name), __VA_ARGS__>(#name, #__VA_ARGS__, stated, offsetof(Class, name))

@@ -7,8 +7,8 @@
 namespace {
 
 thread_local int creationsBeforeThrow = -1;
-// Of the decoder whose construction the thread is in. These have no destructor: MinGW's runtime would run it at the end of the
-// thread, under the loader's lock, where several ending threads wait for each other.
+// Of the decoder whose construction the thread is in. These have no destructor: MinGW's runtime would run it at the end
+// of the thread, under the loader's lock, where several ending threads wait for each other.
 thread_local std::array<StormIndication *, 7> indicationsOfDecoder;
 thread_local std::size_t indicationCount = 0;
 

@@ -27,7 +27,8 @@ class DocumentsTest(unittest.TestCase):
             docs = Path(folder)
             page = docs / "performance.md"
             page.write_text(f"before\n{report.BEGIN}\nold\n{report.END}\nafter\n", encoding="utf-8")
-            machine = {"processor": "P", "cores": 2, "kernel": "K", "load": 0.5, "seconds": {"a": 60}, "realtime": False}
+            machine = {"processor": "P", "cores": 2, "kernel": "K", "load": 0.5, "seconds": {"a": 60},
+                       "realtime": False}
             report.update_documents(Results([Figure("a.one", "A", 3.0)]), machine, docs)
             text = page.read_text(encoding="utf-8")
         self.assertTrue(text.startswith(f"before\n{report.BEGIN}\n") and text.endswith(f"{report.END}\nafter\n"))

@@ -44,15 +44,17 @@ public:
     /// @throws Error when the system has no more descriptors.
     int descriptor() const;
 
-    /// Has every frame from now on given to @p callback, on a thread that serves this reader alone: however long a
-    /// callback takes, it delays this stream only. When the stream has ended, @p ended is called once, behind the last
-    /// frame. Once only, and instead of the calls above.
+    /// Has every frame from now on given to @p callback, on threads that all readers of the session share, one call at
+    /// a time and in order. There are as many threads as callbacks that wait or last long, and one more for each
+    /// processor at most, beside a spare one: however long a callback takes, it delays this stream only. When the
+    /// stream has ended, @p ended is called once, behind the last frame. Once only, and instead of the calls above.
     ///
     /// What a callback throws ends the input with an error. Close and destroy whatever you like from within a callback.
     /// Closing the input, or destroying the reader, on another thread does not wait for a callback that is running or
-    /// about to; @p ended tells when no more will come. The session's destructor waits for that, unless a callback
-    /// calls it.
-    /// @throws Error when frames are delivered already, without a callback, or when the system has no thread left.
+    /// about to; @p ended tells when no more will come, and both callbacks are then destroyed on one of these threads.
+    /// The session's destructor waits for that, unless a callback calls it.
+    /// @throws Error when frames are delivered already, without a callback, or when there is no thread for the first
+    ///         reader that asks; a thread that the system refuses later makes callbacks wait for each other.
     void deliver(std::function<void(const Frame &frame)> callback, std::function<void()> ended = {});
 
     /// @return frames that the decoder has made for this reader, and those of them that were dropped because it was

@@ -21,7 +21,8 @@ struct InputOptions {
     /// Which of its streams are of interest: at most one of each kind is decoded.
     bool video = true;
     bool audio = true;
-    /// Decode a file in its own time rather than as fast as it is read. Live inputs always come in theirs.
+    /// Decode a file in its own time rather than as fast as it is read, whatever happens to the wall clock; what a
+    /// reader has held up is caught up on. Live inputs always come in theirs.
     bool paced = false;
     /// Decode those pictures only that need no other one, whatever mode the session is in.
     bool keyFramesOnly = false;
@@ -37,7 +38,13 @@ struct InputOptions {
     int queuedFrames = 8;
     /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together,
     /// and a kind of stream that no output takes is left out.
+    ///
+    /// What an output cannot take at once, a file waits for, and nobody else does; with a live input, that output drops
+    /// it. An output that cannot be written any more only counts, and has an error.
     std::vector<Output> outputs;
+    /// Replace the files that a live input was written to before, rather than take the next free names. Those of other
+    /// inputs, which can be made again, are replaced in any case.
+    bool overwrite = false;
 };
 
 /// One file or live source that a session decodes. Thread-safe. Destroying the last reference to it closes it; a

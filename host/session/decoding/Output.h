@@ -21,7 +21,9 @@ struct DECODING_EXPORT Output {
     };
 
     Kind kind = Kind::Null;
-    std::string directory = ".";                       // that the files are written to; made where it is missing
+    /// That the files are written to; made where it is missing. "-" stands for the standard output of the program
+    /// instead, which can hold one stream of one input, and no Png.
+    std::string directory = ".";
     std::chrono::milliseconds snapshotInterval{10000}; // of Png, at least 1
 
     /// @param text `KIND[:DIR]`, as in "y4m", "framemd5:/tmp/sums" and "png@0.5:shots" for a snapshot every half
@@ -31,6 +33,7 @@ struct DECODING_EXPORT Output {
 
     /// @return the word for its kind, such as "framemd5".
     const char *kindName() const;
+    bool isStandardOutput() const;
     bool takesVideo() const;
     bool takesAudio() const;
 };

@@ -15,7 +15,7 @@
 
 namespace decoding {
 
-/// The CPU loads between which the governor leaves everything as it is; 1.0 is every usable core busy.
+/// The measured CPU loads between which the governor leaves everything as it is; 1.0 is every usable core busy.
 struct LoadLimits {
     double low = 0.6;  // below it there is room to decode every block; above 0
     double high = 0.9; // above it there is too much to do; greater than low
@@ -23,7 +23,7 @@ struct LoadLimits {
 
 struct SessionOptions {
     /// Decoder threads, up to 1024; 0: as the environment variable DECODING_THREADS or the file `settings` says, else
-    /// one for each processor core.
+    /// one for each processor core. Where the system refuses one of them, there is no session.
     int threads = 0;
     /// The component's library. Empty: as the environment variable DECODING_COMPONENT says, else the one that was built
     /// or installed with this library.

@@ -22,10 +22,12 @@ enum class State {
     Running,
     Waiting, // a live input has lost its connection, and tries again
     Ended,
-    Failed
+    Failed,
+    NoDecoder // of a stream alone: nothing can decode it
 };
 
-/// @return the word that lists and reports use: "connecting", "ready", "running", "waiting", "ended", "failed".
+/// @return the word that lists and reports use: "connecting", "ready", "running", "waiting", "ended", "failed",
+///         "no-decoder".
 /// Thread-safe.
 DECODING_EXPORT const char *toText(State state);
 
@@ -35,15 +37,23 @@ enum class Light { Black, Good, Warning, Bad };
 /// A session at one moment: whoever shows or tells something of it reads this. Plain values; texts are UTF-8, and may
 /// hold anything but what is secret. Counters only grow while an input lives, also when a live input connects again.
 struct Snapshot {
+    /// Something that went wrong.
+    struct Trouble {
+        std::chrono::system_clock::time_point at;
+        std::string text; // one line, without the name of what it is about
+    };
+
     /// One place that the frames of a stream go to.
     struct Output {
-        std::string kind;            // as Output::kindName; "reader" for a FrameReader
-        std::int64_t frames = 0;     // for audio, runs of samples
-        std::int64_t dropped = 0;    // of them, because it was slow
-        std::int64_t nullBlocks = 0; // breaks in the stream
-        std::int64_t bytes = 0;      // written to files
-        std::int64_t waitedMs = 0;   // by the decoder, for it to have room
-        std::optional<std::string> error;
+        std::string kind;                 // as Output::kindName; "reader" for a FrameReader
+        std::int64_t frames = 0;          // for audio, runs of samples
+        std::int64_t dropped = 0;         // of them, because it was slow, or could not be written any more
+        std::int64_t nullBlocks = 0;      // breaks in the stream
+        std::int64_t bytes = 0;           // written to files
+        std::int64_t waitedMs = 0;        // that the decoder was given nothing until it had room
+        std::optional<std::string> error; // the first
+        std::int64_t failed = 0;          // frames that were to be written and could not be
+        bool failing = false;             // the latest was one of them
     };
 
     /// From a block's arrival in its queue to its reading by the decoder.
@@ -59,21 +69,32 @@ struct Snapshot {
     using Lights = std::array<Light, lightCount>;
 
     struct Stream {
-        std::string name; // "<input> video" or "<input> audio"
-        int index = 0;    // within the input
-        std::string kind; // "video" or "audio"
-        std::string codec;
+        std::string name;  // "<input> video" or "<input> audio"
+        int index = 0;     // within the input
+        std::string kind;  // "video" or "audio"
+        std::string codec; // the present one, as are width and height
+        int width = 0;     // of its pictures, in pixels; 0 when unknown or without pictures
+        int height = 0;
+        std::string missingCodec; // that there is no decoder for, such as "NOPE"; empty when there is one
         std::int64_t frames = 0;
-        std::int64_t damaged = 0; // blocks, pictures and runs of samples
-        std::int64_t lost = 0;    // blocks of a live input that came faster than they could be decoded, or not at all
-        std::int64_t late = 0;    // of them: because the decoder was too slow
-        std::optional<double> framesPerSecond; // lately; nothing while it cannot be told yet
-        std::optional<Latency> latency;        // of all streams that share its queue; nothing when no block was read
+        std::int64_t damaged = 0;                             // blocks, pictures and runs of samples
+        std::optional<std::chrono::milliseconds> sinceDamage; // the latest; nothing when there was none
+        std::int64_t lost = 0; // blocks of a live input that came faster than they could be decoded, or not at all
+        std::int64_t late = 0; // of them: because the decoder was too slow
+        std::optional<double> framesPerSecond;   // lately; nothing while it cannot be told yet
+        std::chrono::milliseconds delivering{0}; // since its first frame, or from that to its end
+        std::optional<Latency> latency;          // of all streams that share its queue; nothing when no block was read
         Mode mode = Mode::Performance;
         bool tuned = true;            // whether switches of the mode concern it
         std::optional<Lights> lights; // nothing while there is no decoder, or without SessionOptions::lights
         std::string thread;           // the name of its decoder thread, where lights tell it
         std::vector<Output> outputs;
+        std::optional<Trouble> lastError; // with it and its outputs, also when that is over
+
+        /// @return the codec, and the size of pictures, such as "h264 1280x720".
+        DECODING_EXPORT std::string form() const;
+        /// @return over all outputs, the frames that could not be written.
+        DECODING_EXPORT std::int64_t notWritten() const;
     };
 
     struct Input {
@@ -83,6 +104,7 @@ struct Snapshot {
         std::optional<std::string> error;      // what is wrong now, or ended it too early: one line that names it
         std::optional<double> progress;        // part of a file that is read, 0 to 1
         std::chrono::milliseconds decoding{0}; // since its decoders began, or for as long as they worked
+        std::optional<Trouble> lastError;      // also when that is over; those of its streams are theirs
         std::int64_t connections = 0;          // that a live input made
         std::int64_t packets = 0;              // read
         std::int64_t bytes = 0;                // read
@@ -94,8 +116,13 @@ struct Snapshot {
         bool finished = false;          // nothing of it changes any more, unless a stream is read that was not yet
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a
-        ///         live input may have without failing, and the errors of its outputs.
+        ///         live input may have without failing, that a live video has ended without a picture, and the errors
+        ///         of its outputs.
         DECODING_EXPORT std::vector<std::string> errors() const;
+        /// @return what went wrong last with the input or this stream of it.
+        DECODING_EXPORT const std::optional<Trouble> &lastErrorOf(const Stream &stream) const;
+        /// @return the state of one of its streams: its own, unless that has no decoder.
+        State stateOf(const Stream &stream) const { return stream.missingCodec.empty() ? state : State::NoDecoder; }
     };
 
     struct Thread {
@@ -103,7 +130,7 @@ struct Snapshot {
         int decoders = 0;
     };
 
-    /// As the component measures it: 1.0 is every usable core busy.
+    /// A share of what decoding can use: 1.0 is every decoder thread busy, or where there are fewer cores, every core.
     struct Load {
         double now = std::numeric_limits<double>::quiet_NaN();
         std::int64_t samples = 0; // that were taken, one a second; the average and the maximum are theirs
@@ -114,13 +141,16 @@ struct Snapshot {
     struct Message {
         std::int64_t number = 0; // counts from 1 since the session's start
         std::chrono::system_clock::time_point at;
-        std::string text; // one line
+        std::string text;     // one line
+        bool isError = false; // one of Input::errors, which whoever reports at the end tells again
     };
 
-    std::chrono::milliseconds running{0}; // since the session's start
+    std::chrono::system_clock::time_point at; // when it was taken
+    std::chrono::milliseconds running{0};     // since the session's start
     Mode mode = Mode::Performance;
     std::string governor; // what switches the mode by itself and when, in a few words; empty when nothing does
-    Load load;
+    Load load;            // as the component counts it: without what it decodes in less than a millisecond
+    Load measuredLoad;    // processor time of the decoder threads, which the governor goes by
     int decoders = 0;
     std::vector<Thread> threads;   // that have decoders, where lights tell it
     std::vector<Input> inputs;     // in the order in which they were opened, but for closed ones

@@ -51,6 +51,21 @@ std::vector<std::string> kindsAndDirectories(const DecodeOptions &options)
 
 } // namespace
 
+TEST(CommandLine, RefusesInputsOfOneNameUnlessItMadeTheirNamesItself)
+{
+    EXPECT_THAT(wrong({"decode", "door=udp://:1", "door=udp://:2"}), HasSubstr("\"door\" is the name of another"));
+    EXPECT_THAT(wrong({"decode", "a/door", "door=udp://:1"}), HasSubstr("\"door\" is the name of another"));
+    EXPECT_THAT(wrong({"probe", "a b=udp://:1"}), HasSubstr("a b=udp://:1: what stands before the \"=\" is no name"));
+    EXPECT_EQ(parsed<DecodeOptions>({"decode", "a/clip.mp4", "b/clip.mp4"}).inputs.size(), 2U);
+}
+
+TEST(CommandLine, ShowsNoSecretOfWhatItRefuses)
+{
+    EXPECT_THAT(wrong({"rtsp://keeper:ses ame@host/x"}), HasSubstr("\"rtsp://***@host/x\" is no command"));
+    EXPECT_THAT(wrong({"decode", "--board=rtsp://keeper:ses ame@host/x", "a"}), HasSubstr("rtsp://***@host/x"));
+    EXPECT_THAT(wrong({"check", "http://host/x?sesame"}), HasSubstr("http://host/x?***"));
+}
+
 TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
 {
     const auto options = parsed<DecodeOptions>({"decode", "a.mp4", "b.avi"});

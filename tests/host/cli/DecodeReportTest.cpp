@@ -22,7 +22,7 @@ Snapshot::Stream video()
     stream.codec = "h264";
     stream.frames = 12345;
     stream.damaged = 2;
-    stream.outputs = {{"null", 12345, 0, 1, 0, 50, std::nullopt}, {"y4m", 12345, 0, 1, 6400, 200, std::nullopt}};
+    stream.outputs = {{"null", 12345, 20, 1, 0, 50, std::nullopt}, {"y4m", 12345, 40, 1, 6400, 200, std::nullopt}};
     return stream;
 }
 
@@ -80,9 +80,9 @@ QJsonObject only(const QJsonObject &object, const char *key)
 TEST(DecodeReport, ShowsARowForEachStreamInColumnsThatFit)
 {
     EXPECT_THAT(linesOf(finished().toText()),
-                ElementsAre("input     stream  codec  frames  damaged  lost      fps   latency ms  waited ms",
-                            "clip.mp4  video   h264   12,345        2     0  1,234.5  4.3 / 1,017        250",
-                            "clip.mp4  audio   aac         5        0     0      0.5                       0",
+                ElementsAre("input     stream  codec  frames  damaged  lost      fps   latency ms  waited ms  dropped",
+                            "clip.mp4  video   h264   12,345        2     0  1,234.5  4.3 / 1,017        250       60",
+                            "clip.mp4  audio   aac         5        0     0      0.5                       0        0",
                             "total      1 input, 2 streams, 12,350 frames in 2.00 s", //
                             "processor  3.00 s of CPU time, 75 % of 2 cores",         //
                             "memory     123.5 MB at most",                            //
@@ -104,7 +104,7 @@ TEST(DecodeReport, ShortensNamesAtTheLeftToKeepTheTableWithinItsWidth)
     const std::vector<std::string> lines = linesOf(report.toText(100));
     EXPECT_EQ(lines[0].size(), 100);
     EXPECT_EQ(lines[1].size(), 100);
-    EXPECT_THAT(lines[1], HasSubstr("...ep/below/the/root/clip.mp4  video"));
+    EXPECT_THAT(lines[1], HasSubstr("...the/root/clip.mp4  video"));
     EXPECT_THAT(linesOf(report.toText(20))[1], HasSubstr(".../clip.mp4  video"));
 }
 
@@ -116,12 +116,12 @@ TEST(DecodeReport, ShowsTheLatencyInTheFirstRowOfEachInputAndADashWhenNothingWas
     report.snapshot.inputs.push_back(report.snapshot.inputs[0]);
     report.snapshot.inputs[2].latency.reset();
     const std::vector<std::string> lines = linesOf(report.toText());
-    EXPECT_THAT(lines[1], EndsWith("1,234.5  4.3 / 1,017        250"));
-    EXPECT_THAT(lines[2], EndsWith("0.5                       0"));
-    EXPECT_THAT(lines[3], EndsWith("1,234.5      0.5 / 7        250"));
-    EXPECT_THAT(lines[4], EndsWith("0.5                       0"));
-    EXPECT_THAT(lines[5], EndsWith("1,234.5            -        250"));
-    EXPECT_THAT(lines[6], EndsWith("0.5                       0"));
+    EXPECT_THAT(lines[1], EndsWith("1,234.5  4.3 / 1,017        250       60"));
+    EXPECT_THAT(lines[2], EndsWith("0.5                       0        0"));
+    EXPECT_THAT(lines[3], EndsWith("1,234.5      0.5 / 7        250       60"));
+    EXPECT_THAT(lines[4], EndsWith("0.5                       0        0"));
+    EXPECT_THAT(lines[5], EndsWith("1,234.5            -        250       60"));
+    EXPECT_THAT(lines[6], EndsWith("0.5                       0        0"));
 }
 
 TEST(DecodeReport, KeepsTheTableInOneLineForEachStreamWhateverTheNameHolds)
@@ -148,14 +148,17 @@ TEST(DecodeReport, EndsWithALineForEachErrorInTheOrderOfTheInputsThenForWhatIsLe
                             "error      the component left 1 thread", ""));
 }
 
-TEST(DecodeReport, ShowsTheComponentsLoadOnceItIsKnown)
+TEST(DecodeReport, ShowsBothLoadsOnceTheyAreKnown)
 {
     DecodeReport report = finished();
     report.snapshot.load = {0.25, 0, 0.5, 0.875};
     EXPECT_THAT(report.toText(), Not(HasSubstr("\nload ")));
     EXPECT_TRUE(json(report)[QStringLiteral("totals")].toObject()[QStringLiteral("componentCpuLoad")].isNull());
+    EXPECT_TRUE(json(report)[QStringLiteral("totals")].toObject()[QStringLiteral("measuredCpuLoad")].isNull());
     report.snapshot.load.samples = 3;
-    EXPECT_THAT(report.toText(), HasSubstr("load       50 % by the component's count, at most 88 %\n"));
+    report.snapshot.measuredLoad = {0.5, 3, 0.625, 1};
+    EXPECT_THAT(report.toText(), HasSubstr("load       63 % measured, at most 100 %\n"
+                                           "load       50 % by the component's count, at most 88 %\n"));
 }
 
 TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
@@ -219,6 +222,7 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
 {
     DecodeReport report = finished();
     report.snapshot.inputs[0].live = true;
+    report.snapshot.inputs[0].streams[0].delivering = std::chrono::seconds(10);
     report.snapshot.inputs[0].connections = 3;
     report.snapshot.inputs[0].packets = 600;
     report.snapshot.inputs[0].bytes = 70000;
@@ -227,6 +231,7 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
     report.snapshot.inputs[0].streams[0].lost = 25;
     report.remains.threads = {11};
     report.snapshot.load = {0.25, 2, 0.5, 0.75};
+    report.snapshot.measuredLoad = {0.5, 2, 0.625, 0.875};
     const QJsonObject root = json(report);
     EXPECT_EQ(root[QStringLiteral("exitCode")].toInt(-1), 1) << "a thread is left";
     EXPECT_EQ(root[QStringLiteral("interrupted")].toBool(true), false);
@@ -243,7 +248,9 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
                            {QStringLiteral("cores"), 2},
                            {QStringLiteral("peakMemoryBytes"), 123456789},
                            {QStringLiteral("componentCpuLoad"),
-                            QJsonObject{{QStringLiteral("average"), 0.5}, {QStringLiteral("maximum"), 0.75}}}}));
+                            QJsonObject{{QStringLiteral("average"), 0.5}, {QStringLiteral("maximum"), 0.75}}},
+                           {QStringLiteral("measuredCpuLoad"),
+                            QJsonObject{{QStringLiteral("average"), 0.625}, {QStringLiteral("maximum"), 0.875}}}}));
 
     const QJsonObject input = only(root, "inputs");
     EXPECT_EQ(input[QStringLiteral("name")].toString(), QStringLiteral("clip.mp4"));
@@ -260,14 +267,21 @@ TEST(DecodeReport, HoldsTheSameFiguresAsJson)
     QJsonObject stream = only(input, "streams");
     EXPECT_EQ(only(stream, "outputs"), (QJsonObject{{QStringLiteral("kind"), QStringLiteral("null")},
                                                     {QStringLiteral("frames"), 12345},
+                                                    {QStringLiteral("dropped"), 20},
                                                     {QStringLiteral("nullBlocks"), 1},
                                                     {QStringLiteral("bytes"), 0},
+                                                    {QStringLiteral("notWritten"), 0},
                                                     {QStringLiteral("waitedMs"), 50},
                                                     {QStringLiteral("error"), QJsonValue()}}));
     stream.remove(QStringLiteral("outputs"));
     EXPECT_EQ(stream, (QJsonObject{{QStringLiteral("index"), 0},
                                    {QStringLiteral("kind"), QStringLiteral("video")},
                                    {QStringLiteral("codec"), QStringLiteral("h264")},
+                                   {QStringLiteral("width"), 0},
+                                   {QStringLiteral("height"), 0},
+                                   {QStringLiteral("state"), QStringLiteral("connecting")},
+                                   {QStringLiteral("notWritten"), 0},
+                                   {QStringLiteral("lastError"), QJsonValue()},
                                    {QStringLiteral("frames"), 12345},
                                    {QStringLiteral("damaged"), 2},
                                    {QStringLiteral("lost"), 25},
@@ -291,4 +305,42 @@ TEST(DecodeReport, PutsErrorsInJsonWhereTheyBelongAndAllTogether)
     EXPECT_EQ(input[QStringLiteral("error")].toString(), QStringLiteral("of the input"));
     EXPECT_EQ(only(only(input, "streams"), "outputs")[QStringLiteral("error")].toString(),
               QStringLiteral("of the output"));
+}
+
+TEST(DecodeReport, TellsTheRateOfALiveInputFromItsFirstFrameOn)
+{
+    DecodeReport report = finished();
+    report.snapshot.inputs[0].streams[0].frames = 100;
+    report.snapshot.inputs[0].streams[0].delivering = std::chrono::seconds(4);
+    EXPECT_EQ(only(only(json(report), "inputs"), "streams")[QStringLiteral("framesPerSecond")].toDouble(), 10);
+    report.snapshot.inputs[0].live = true;
+    EXPECT_EQ(only(only(json(report), "inputs"), "streams")[QStringLiteral("framesPerSecond")].toDouble(), 25);
+}
+
+TEST(DecodeReport, TellsWhatWasWrongWhileItRan)
+{
+    DecodeReport report = finished();
+    Snapshot::Input &input = report.snapshot.inputs[0];
+    input.state = decoding::State::Running;
+    input.lastError = Snapshot::Trouble{{}, "no packet for 5 s"};
+    input.streams[0].width = 1280;
+    input.streams[0].height = 720;
+    input.streams[0].outputs[1].failed = 7;
+    input.streams[1].missingCodec = "NOPE";
+    input.streams[1].lastError = Snapshot::Trouble{{}, "no decoder for NOPE"};
+    EXPECT_THAT(linesOf(report.toText())[1], HasSubstr("  video   h264 1280x720  "));
+    const QJsonObject shown = only(json(report), "inputs");
+    EXPECT_EQ(shown[QStringLiteral("state")].toString(), QStringLiteral("running"));
+    EXPECT_EQ(shown[QStringLiteral("lastError")].toObject()[QStringLiteral("text")].toString(),
+              QStringLiteral("no packet for 5 s"));
+    const QJsonObject picture = only(shown, "streams");
+    EXPECT_EQ(picture[QStringLiteral("codec")].toString(), QStringLiteral("h264"));
+    EXPECT_EQ(picture[QStringLiteral("width")].toInt(), 1280);
+    EXPECT_EQ(picture[QStringLiteral("height")].toInt(), 720);
+    EXPECT_EQ(picture[QStringLiteral("notWritten")].toInt(), 7);
+    EXPECT_TRUE(picture[QStringLiteral("lastError")].isNull());
+    EXPECT_EQ(picture[QStringLiteral("outputs")].toArray()[1].toObject()[QStringLiteral("notWritten")].toInt(), 7);
+    const QJsonObject sound = shown[QStringLiteral("streams")].toArray()[1].toObject();
+    EXPECT_EQ(sound[QStringLiteral("state")].toString(), QStringLiteral("no-decoder"));
+    EXPECT_FALSE(sound[QStringLiteral("lastError")].toObject()[QStringLiteral("at")].toString().isEmpty());
 }

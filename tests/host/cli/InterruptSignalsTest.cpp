@@ -1,7 +1,11 @@
 #include "cli/InterruptSignals.h"
 
+#include <QCoreApplication>
+
 #include <csignal>
 #include <cstdlib>
+#include <thread>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -20,9 +24,19 @@ void raiseAndExit(int signal, int times)
     standard.sa_handler = SIG_DFL;
     sigaction(signal, &standard, nullptr);
     const InterruptSignals signals;
-    for (int i = 0; i < times; ++i)
-        static_cast<void>(raise(signal));
-    std::_Exit(InterruptSignals::isInterruptRequested() ? interrupted : 0);
+    for (int i = 0; i < times; ++i) {
+        kill(getpid(), signal);
+        QCoreApplication::processEvents();
+    }
+    std::_Exit(signals.isInterruptRequested() ? interrupted : 0);
+}
+
+/// @return whether the calling thread blocks @p signal.
+bool blocks(int signal)
+{
+    sigset_t mask;
+    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+    return sigismember(&mask, signal) == 1;
 }
 
 } // namespace
@@ -52,21 +66,63 @@ TEST(InterruptSignals, LeaveTheEndOfTheSessionIgnoredWhereItWas)
         struct sigaction during = {};
         sigaction(SIGHUP, nullptr, &during);
         EXPECT_EQ(during.sa_handler, SIG_IGN);
+        EXPECT_FALSE(blocks(SIGHUP));
     }
     sigaction(SIGHUP, &before, nullptr);
 }
 
+TEST(InterruptSignals, ComeThoughTheShellHasThemIgnoredInTheBackground)
+{
+    const auto ignoreAndRaise = [](int times) {
+        struct sigaction ignored = {};
+        ignored.sa_handler = SIG_IGN;
+        sigaction(SIGINT, &ignored, nullptr);
+        const InterruptSignals signals;
+        for (int i = 0; i < times; ++i) {
+            kill(getpid(), SIGINT);
+            QCoreApplication::processEvents();
+        }
+        std::_Exit(signals.isInterruptRequested() ? interrupted : 0);
+    };
+    EXPECT_EXIT(ignoreAndRaise(1), ExitedWithCode(interrupted), "");
+    EXPECT_EXIT(ignoreAndRaise(2), KilledBySignal(SIGINT), "");
+}
+
+TEST(InterruptSignals, ComeToNoOtherThread)
+{
+    const InterruptSignals signals;
+    bool areBlocked = false;
+    std::thread([&areBlocked] { areBlocked = blocks(SIGINT) && blocks(SIGTERM); }).join();
+    EXPECT_TRUE(areBlocked);
+}
+
+TEST(InterruptSignals, EndTheProgramOnceTheyAreLetGoOf)
+{
+    const auto raiseAfterwards = [] {
+        struct sigaction standard = {};
+        standard.sa_handler = SIG_DFL;
+        sigaction(SIGTERM, &standard, nullptr);
+        {
+            const InterruptSignals signals;
+        }
+        kill(getpid(), SIGTERM);
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(raiseAfterwards(), KilledBySignal(SIGTERM), "");
+}
+
 TEST(InterruptSignals, AreHandledAsBeforeAfterwards)
 {
+    struct sigaction ignored = {};
+    ignored.sa_handler = SIG_IGN;
     struct sigaction before = {};
-    sigaction(SIGTERM, nullptr, &before);
+    sigaction(SIGTERM, &ignored, &before);
     {
         const InterruptSignals signals;
-        struct sigaction during = {};
-        sigaction(SIGTERM, nullptr, &during);
-        EXPECT_NE(during.sa_handler, before.sa_handler);
+        EXPECT_TRUE(blocks(SIGTERM));
     }
+    EXPECT_FALSE(blocks(SIGTERM));
     struct sigaction after = {};
-    sigaction(SIGTERM, nullptr, &after);
-    EXPECT_EQ(after.sa_handler, before.sa_handler);
+    sigaction(SIGTERM, &before, &after);
+    EXPECT_EQ(after.sa_handler, SIG_IGN);
 }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "media/ClockTime.h"
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
@@ -10,7 +11,7 @@ using testing::IsEmpty;
 TEST(RunMessages, GivesOutTheTextsOnceInTheOrderInWhichTheyCame)
 {
     RunMessages messages;
-    messages.add(RunMessages::Message{7, {}, "of the session"});
+    messages.add(RunMessages::Message{7, {}, "of the session", false});
     messages.add("of the program");
     EXPECT_THAT(messages.take(), ElementsAre("of the session", "of the program"));
     EXPECT_THAT(messages.take(), IsEmpty());
@@ -22,7 +23,7 @@ TEST(RunMessages, KeepsTheLastOnesWithTheirTimesAndNumbersThemAnew)
     RunMessages messages;
     for (int i = 1; i <= 60; ++i)
         messages.add(std::to_string(i));
-    messages.add(RunMessages::Message{7, sessionTime, "of the session"});
+    messages.add(RunMessages::Message{7, sessionTime, "of the session", false});
     const std::vector<RunMessages::Message> latest = messages.latest();
     ASSERT_EQ(latest.size(), 50U);
     EXPECT_EQ(latest.front().text, "12");
@@ -31,4 +32,19 @@ TEST(RunMessages, KeepsTheLastOnesWithTheirTimesAndNumbersThemAnew)
     EXPECT_EQ(latest.back().text, "of the session");
     EXPECT_EQ(latest.back().number, 61);
     EXPECT_EQ(latest.back().at, sessionTime);
+}
+
+TEST(RunMessages, SayWhenTheyCameUnlessTheyAreErrorsOfABatch)
+{
+    const auto time = std::chrono::system_clock::time_point(std::chrono::hours(5));
+    const std::string shown = ClockTime::full(time);
+    RunMessages batch(RunMessages::Times::OfMessages);
+    RunMessages live(RunMessages::Times::OfAll);
+    for (RunMessages *const messages : {&batch, &live}) {
+        messages->add(RunMessages::Message{7, time, "a message", false});
+        messages->add(RunMessages::Message{7, time, "an error", true});
+    }
+    EXPECT_THAT(batch.take(), ElementsAre(shown + ": a message", "an error"));
+    EXPECT_THAT(live.take(), ElementsAre(shown + ": a message", shown + ": an error"));
+    EXPECT_EQ(live.latest().front().text, "a message") << "whoever shows it shows its time";
 }

@@ -66,21 +66,37 @@ TEST_F(ControlServerTest, ListsEachStreamOnALineAndEachInputThatHasNone)
     video.lost = 7;
     video.latency = decoding::Snapshot::Latency{12.5, 40, 480};
     video.mode = decoding::Mode::TimeSaving;
+    video.damaged = 147;
+    video.codec = "h264";
+    video.width = 1280;
+    video.height = 720;
+    video.outputs.resize(2);
+    video.outputs[0].dropped = 2;
+    video.outputs[1].dropped = 3;
+    video.outputs[0].failed = 12;
+    const std::chrono::system_clock::time_point time{};
+    video.lastError = decoding::Snapshot::Trouble{time, "damaged\tpicture"};
     decoding::Snapshot::Stream audio;
     audio.kind = "audio";
+    audio.missingCodec = "NOPE";
     decoding::Snapshot::Input front;
     front.name = "front\tdoor\n";
     front.state = decoding::State::Running;
+    front.connections = 3;
     front.streams = {video, audio};
     decoding::Snapshot::Input ok;
     ok.name = "ok";
     ok.state = decoding::State::Waiting;
     _control.state.inputs = {front, ok};
     RawClient client(path());
-    EXPECT_EQ(client.ask("list"), " front?door?\tvideo\trunning\t12345678901\t25.0\t7\t40\t480\ttime-saving\n"
-                                  " front?door?\taudio\trunning\t0\t0.0\t0\t-\t-\tperformance\n"
-                                  " ok\t\twaiting\t0\t0.0\t0\t-\t-\tperformance\n"
-                                  "ok\n");
+    EXPECT_EQ(
+        client.ask("list"),
+        " front?door?\tvideo\trunning\t12345678901\t25.0\t7\t40\t480\ttime-saving\t5\t147\t12\th264 1280x720\t3\t" +
+            ClockTime::full(time) +
+            " damaged?picture\n"
+            " front?door?\taudio\tno-decoder\t0\t0.0\t0\t-\t-\tperformance\t0\t0\t0\t-\t3\t-\n"
+            " ok\t\twaiting\t0\t0.0\t0\t-\t-\tperformance\t0\t0\t0\t-\t0\t-\n"
+            "ok\n");
     _control.state.inputs.clear();
     EXPECT_EQ(client.ask("list"), "ok\n");
 }
@@ -96,7 +112,7 @@ TEST_F(ControlServerTest, ListsNoTextThatCommandsATerminalOrTurnsTheDirectionOfW
     _control.state.governor = "off\x1b[0m\u202e";
     RawClient client(path());
     EXPECT_EQ(client.ask("list"),
-              " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\nok\n");
+              " ?]0;title? ?4pm.gpj???2J\tvi?[1mdeo\tconnecting\t0\t0.0\t0\t-\t-\tperformance\t0\t0\t0\t-\t0\t-\nok\n");
     EXPECT_EQ(client.ask("remove x"), "error no ?[31mroute?\n");
     EXPECT_THAT(client.ask("status"), HasSubstr(" governor=off?[0m?\n"));
     EXPECT_THAT(client.ask("re\u202emove"), HasSubstr("there is no request \"re?move\""));
@@ -109,15 +125,18 @@ TEST_F(ControlServerTest, TellsTheStatusOfTheHost)
     _control.state.inputs[0].streams.resize(2);
     _control.state.inputs[2].streams.resize(3);
     _control.state.load.now = 0.8765;
+    _control.state.measuredLoad.now = 0.9312;
     _control.state.mode = decoding::Mode::TimeSaving;
     _control.state.governor = "0.60:0.90, time-saving";
     RawClient client(path());
-    EXPECT_EQ(client.ask("status"), " runningMs=61234\n inputs=3\n streams=5\n cpuLoad=0.876\n mode=time-saving\n"
-                                    " governor=0.60:0.90, time-saving\nok\n");
+    EXPECT_EQ(client.ask("status"),
+              " runningMs=61234\n inputs=3\n streams=5\n cpuLoad=0.876\n measuredCpuLoad=0.931\n mode=time-saving\n"
+              " governor=0.60:0.90, time-saving\nok\n");
     _control.state = decoding::Snapshot();
     _control.state.load.now = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(client.ask("status"),
-              " runningMs=0\n inputs=0\n streams=0\n cpuLoad=-\n mode=performance\n governor=-\nok\n");
+    EXPECT_EQ(
+        client.ask("status"),
+        " runningMs=0\n inputs=0\n streams=0\n cpuLoad=-\n measuredCpuLoad=-\n mode=performance\n governor=-\nok\n");
 }
 
 TEST_F(ControlServerTest, SwitchesModeAndGovernor)

@@ -99,7 +99,7 @@ protected:
         OutputSpec spec;
         spec.kind = OutputSpec::FrameMd5;
         spec.directory = path("out");
-        const auto sink = std::get<0>(Media::createSink(spec, {"joined", 0}, workers));
+        const auto sink = std::get<0>(Media::createSink(spec, {"joined", 0, {}, std::make_shared<Gate>()}, workers));
         const ModkitPtr<NullBlocks<typename Media::Queue, typename Media::Handle>> nullBlocks(
             new NullBlocks<typename Media::Queue, typename Media::Handle>);
         {
@@ -125,7 +125,7 @@ private:
         MediaSource::Options options;
         options.video = Media::kind == std::string("video");
         options.audio = !options.video;
-        auto opened = MediaSource::open(file, options);
+        auto opened = MediaSource::open(file.toStdString(), options);
         ASSERT_EQ(opened.index(), 0U) << std::get<1>(opened);
         MediaSource &source = *std::get<0>(opened);
         BlockQueue blocks(1, BlockQueue::Limits());

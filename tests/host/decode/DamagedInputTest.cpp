@@ -129,6 +129,18 @@ TEST_F(DamagedInput, InAnUnknownCodecIsRefused)
     expectRefused(write("unknown.avi", content.replace("cvid", "zzz9")), "no video or audio stream in it");
 }
 
+TEST_F(DamagedInput, OfAPlaylistThatLacksASegmentIsDecodedAsFarAsItGoes)
+{
+    const QString list =
+        generate("list.m3u8", "-f lavfi -i testsrc2=size=160x120:rate=25:duration=3 -c:v mpeg2video -g 5 "
+                              "-f hls -hls_time 1 -hls_list_size 0");
+    ASSERT_TRUE(QFile::remove(path("list1.ts")));
+    const HostRun run = decodeWithOthers(list);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errors, Contains(HasSubstr(list.toStdString() + ": a part of it is missing: ")));
+    EXPECT_EQ(run.stream("list.m3u8", "video")["frames"].toInt(), 50);
+}
+
 TEST_F(DamagedInput, KeepsItsPlaceInTheReport)
 {
     const HostRun run = HostRun::decode({sample("tree.avi"), path("missing.avi"), sample("tree.avi")});

@@ -4,7 +4,7 @@
 #include <QFile>
 
 #include "host/format/FfmpegTool.h"
-#include "session/InputNames.h"
+#include "sources/InputNames.h"
 
 namespace {
 

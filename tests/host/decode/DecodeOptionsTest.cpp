@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 
 #include "DecodeFixture.h"
 #include "WakeUps.h"
@@ -38,7 +39,33 @@ QStringList wholeFiles(QStringList files)
     return files;
 }
 
+/// The time stamps in a framemd5 file.
+std::vector<int> timestamps(const QByteArray &framemd5)
+{
+    std::vector<int> found;
+    for (const QByteArray &line : framemd5.split('\n')) {
+        if (line.startsWith('0'))
+            found.push_back(line.split(',').value(2).trimmed().toInt());
+    }
+    return found;
+}
+
 } // namespace
+
+TEST_F(DecodeOptions, TimeStampsGoOnInAFileThatWasPutTogether)
+{
+    const QByteArray part = read(generate(
+        "part.ts", "-f lavfi -i testsrc2=size=64x48:rate=25:duration=2 -f lavfi -i sine=sample_rate=48000:duration=2 "
+                   "-c:v mpeg2video -c:a mp2"));
+    decode({}, {write("whole.ts", part + part + part)});
+    for (const char *const kind : {"video", "audio"}) {
+        const std::vector<int> found = timestamps(framemd5(path("out"), "whole", kind));
+        ASSERT_GE(found.size(), 150u) << kind;
+        EXPECT_EQ(std::adjacent_find(found.begin(), found.end(), std::greater_equal<int>()), found.end()) << kind;
+        const double seconds = (found.back() - found.front()) / (kind == std::string("video") ? 25.0 : 48000.0);
+        EXPECT_NEAR(seconds, 6, 0.2) << kind;
+    }
+}
 
 TEST_F(DecodeOptions, PacedPlaysAClipInItsOwnTime)
 {

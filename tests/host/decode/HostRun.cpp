@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 
 HostRun HostRun::decode(const QStringList &arguments, std::chrono::seconds limit,
-                        const std::function<void(qint64)> &whileRunning)
+                        const std::function<void(qint64)> &whileRunning, const char *program)
 {
     const QTemporaryDir folder;
     QFile json(folder.filePath(QStringLiteral("report.json")));
@@ -16,7 +16,7 @@ HostRun HostRun::decode(const QStringList &arguments, std::chrono::seconds limit
     if (!arguments.contains("--json"))
         all << "--json" << json.fileName();
     QProcess process;
-    process.start(QStringLiteral(HOST_FILE), all + arguments);
+    process.start(QString::fromLocal8Bit(program ? program : HOST_FILE), all + arguments);
     EXPECT_TRUE(process.waitForStarted());
     whileRunning(process.processId());
     const bool ended = process.waitForFinished(static_cast<int>(std::chrono::milliseconds(limit).count()));

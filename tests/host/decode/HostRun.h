@@ -14,10 +14,10 @@
 struct HostRun {
     /// Runs the program with @p arguments, `--quiet` and, unless they name a file for it, `--json`, to its end. It is a
     /// failure of the calling test when it crashes or takes longer than @p limit.
-    /// @param whileRunning called once it was started, with its process id.
+    /// @param whileRunning called once it was started, with its process id. @param program null: the host itself.
     static HostRun decode(
         const QStringList &arguments, std::chrono::seconds limit = std::chrono::seconds(100),
-        const std::function<void(qint64)> &whileRunning = [](qint64) {});
+        const std::function<void(qint64)> &whileRunning = [](qint64) {}, const char *program = nullptr);
 
     int exitCode = -1; // -1: it crashed, or had to be killed
     std::string output;

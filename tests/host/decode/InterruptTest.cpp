@@ -1,12 +1,15 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 
 #include <csignal>
 #include <functional>
+#include <termios.h>
 
 #include "DecodeFixture.h"
 #include "fakes/WaitUntil.h"
+#include "host/terminal/PseudoTerminal.h"
 #include <gmock/gmock.h>
 
 namespace {
@@ -72,6 +75,24 @@ TEST_F(Interrupt, EndsARunInOrderWhenItsSessionEndsThoughItIsToldSoMoreThanOnce)
     EXPECT_EQ(run.exitCode, 130);
     EXPECT_TRUE(run.report["interrupted"].toBool());
     run.expectNothingLeft();
+}
+
+TEST_F(Interrupt, EndsARunThoughItsTerminalTakesNothing)
+{
+    PseudoTerminal terminal(80, 24);
+    ASSERT_EQ(tcflow(terminal.file(), TCOOFF), 0); // as ^S
+    const QString pictures = path("stopped/cup.video.raw");
+    QProcess process;
+    process.setStandardErrorFile(QString::fromLocal8Bit(ttyname(terminal.file()))); // NOLINT(concurrency-mt-unsafe)
+    process.start(QStringLiteral(HOST_FILE),
+                  {"decode", "--paced", "--output", "raw:" + path("stopped"), sample("cup.mp4")});
+    ASSERT_TRUE(process.waitForStarted());
+    // Decoding goes on beside the progress, which was to be drawn long before the second second.
+    EXPECT_TRUE(waitUntil([&] { return QFileInfo(pictures).size() > 640 * 480 * 3 / 2 * 25; }));
+    kill(static_cast<pid_t>(process.processId()), SIGINT);
+    EXPECT_TRUE(process.waitForFinished(20000));
+    EXPECT_EQ(process.exitCode(), 130);
+    EXPECT_THAT(process.readAllStandardOutput().toStdString(), testing::HasSubstr("left       nothing"));
 }
 
 TEST_F(Interrupt, DoesNotWaitForOutputsThatAreSlowerThanTheDecoding)

@@ -97,4 +97,21 @@ TEST(Fourcc, IsUnknownForAnythingElse)
     EXPECT_FALSE(isKnownFourcc(MKTAG('H', '2', '6', '4'), AVMEDIA_TYPE_SUBTITLE));
 }
 
+TEST(Fourcc, IsShownAsItsCharactersOrElseItsNumber)
+{
+    EXPECT_EQ(fourccText(MKTAG('N', 'O', 'P', 'E')), "NOPE");
+    EXPECT_EQ(fourccText(MKTAG('a', 'b', 1, '\xff')), "0xff016261");
+}
+
+TEST(Fourcc, NamesACodecThatLibavcodecDoesNotKnow)
+{
+    AVCodecParameters *parameters = avcodec_parameters_alloc();
+    EXPECT_EQ(codecNameOf(*parameters), "an unknown codec");
+    parameters->codec_tag = MKTAG('N', 'O', 'P', 'E');
+    EXPECT_EQ(codecNameOf(*parameters), "NOPE");
+    parameters->codec_id = AV_CODEC_ID_H264;
+    EXPECT_EQ(codecNameOf(*parameters), "h264");
+    avcodec_parameters_free(&parameters);
+}
+
 } // namespace

@@ -35,6 +35,22 @@ TEST_F(VideoCodecDecoding, DamageIsCountedAndReportedOnceForEachKind)
     EXPECT_THAT(messages.take(), ElementsAre(HasSubstr("clip video: damaged picture or samples")));
 }
 
+TEST_F(VideoCodecDecoding, TellsThePresentCodecAndSizeOfAStream)
+{
+    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.name, "");
+    addOutput();
+    decodeAll(made(h264Small, "small.mp4"));
+    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.name, "h264");
+    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.width, 176);
+    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.height, 144);
+    decodeAll(made("-s 320x240 -c:v mpeg4", "clip.avi"));
+    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.name, "mpeg4");
+    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.width, 320);
+    EXPECT_FALSE(damage->conditionOf(videoOrigin).codec.isMissing);
+    damage->forget(videoOrigin);
+    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.name, "");
+}
+
 TEST_F(VideoCodecDecoding, RefusedBlocksAreCountedAndTheOthersDecoded)
 {
     Clip clip = made("-c:v png", "clip.avi");
@@ -149,6 +165,7 @@ TEST_F(VideoCodecDecoding, UnusableStreamIsCountedUntilAnotherComes)
         const quint64 before = damageOf(DamageCounts::UnusableStream);
         decode(block);
         EXPECT_GT(damageOf(DamageCounts::UnusableStream), before);
+        EXPECT_TRUE(damage->conditionOf(videoOrigin).codec.isMissing);
     }
     av_packet_free(&packet);
     EXPECT_TRUE(records->entries.empty());

@@ -83,7 +83,7 @@ TEST_F(LiveEnd, ComesSoonAfterItIsAskedForThoughNothingAnswers)
     for (const std::string name : {"silent", "nothing"}) {
         const std::string error = run.input(name)["error"].toString().toStdString();
         EXPECT_THAT(error, testing::StartsWith(name + ": nothing came "));
-        EXPECT_THAT(run.errors, testing::Contains("decoding-host: " + error).Times(1));
+        EXPECT_THAT(run.errors, testing::Contains(testing::EndsWith(": " + error)).Times(1));
     }
 }
 
@@ -93,6 +93,6 @@ TEST_F(LiveEnd, AfterItsDurationIsAFailureOfWhatNeverCame)
         HostRun::decode({QStringLiteral("--duration"), QStringLiteral("1"),
                          QStringLiteral("nothing=udp://127.0.0.1:%1").arg(Loopback::freePort(SOCK_DGRAM))});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_THAT(run.errors, testing::ElementsAre(testing::StartsWith("decoding-host: nothing: nothing came ")));
+    EXPECT_THAT(run.errors, testing::ElementsAre(testing::HasSubstr(": nothing: nothing came ")));
     run.expectNothingLeft();
 }

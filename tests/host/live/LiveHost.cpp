@@ -60,10 +60,10 @@ std::vector<LiveHost::Row> LiveHost::list() const
     std::vector<Row> rows;
     for (const std::string &line : request({"list"})) {
         const std::vector<std::string> fields = fieldsOf(line);
-        EXPECT_GE(fields.size(), 9u) << line;
-        if (fields.size() >= 9)
+        EXPECT_GE(fields.size(), 10u) << line;
+        if (fields.size() >= 10)
             rows.push_back({fields[0], fields[1], fields[2], std::stoll(fields[3]), std::stoll(fields[5]),
-                            fieldInMs(fields[6]), fieldInMs(fields[7]), fields[8]});
+                            fieldInMs(fields[6]), fieldInMs(fields[7]), fields[8], std::stoll(fields[9])});
     }
     return rows;
 }

@@ -36,6 +36,7 @@ public:
         std::optional<int> latencyMs;
         std::optional<int> worstLatencyMs;
         std::string mode;
+        qint64 dropped = 0; // by its outputs
     };
 
     /// Starts it, and returns once it takes requests. @param arguments behind `decode`.

@@ -53,6 +53,12 @@ public:
         return static_cast<int>(std::count(_lines.begin(), _lines.end(), text));
     }
 
+    bool isRunning()
+    {
+        _process.waitForReadyRead(1); // notices the end
+        return _process.state() != QProcess::NotRunning;
+    }
+
     /// Has the program end by itself.
     void end()
     {

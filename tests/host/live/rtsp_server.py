@@ -1,8 +1,9 @@
 #!/usr/bin/python3
 """Serves the H.264 video of an MP4 file by RTSP at rtsp://127.0.0.1:PORT/live, from its beginning for each client.
 
-Usage: rtsp_server.py PORT FILE [udp|password]. With "udp" it sends datagrams only; with "password" it lets nobody in but
-"keeper" with "sesame". Prints "ready" once clients can connect, then "client" for each, and ends with its standard input.
+Usage: rtsp_server.py PORT FILE [udp|password]. With "udp" it sends datagrams only; with "password" it lets nobody in
+but "keeper" with "sesame". Prints "ready" once clients can connect, then "client" for each, and ends with its standard
+input.
 """
 
 import sys

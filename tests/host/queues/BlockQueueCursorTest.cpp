@@ -36,6 +36,29 @@ TEST(BlockQueueCursor, ACursorBehindTheOldestBlockGoesOnAtTheOldest)
     EXPECT_EQ(reader.takeStamp(), 6);
 }
 
+TEST(BlockQueueCursor, ACursorThatFellBehindIsToldHowManyBlocksItLost)
+{
+    BlockQueue queue(1, roomy);
+    appendStamps(queue, 0, 299); // on past the end of the sequence numbers
+    QueueReader surplus{queue};
+    EXPECT_EQ(surplus.take()->lost, 0u);
+    QueueReader reader{queue}; // the first one to come back, and so the one that counts
+    for (qint64 stamp = 0; stamp <= 250; ++stamp)
+        EXPECT_EQ(reader.take()->lost, 0u);
+
+    for (int look = 0; look < 2; ++look) {
+        EXPECT_EQ(surplus.look()->timestamp, 250);
+        EXPECT_EQ(surplus.look()->lost, 249u);
+    }
+    EXPECT_EQ(surplus.take()->lost, 249u);
+    EXPECT_EQ(surplus.take()->lost, 0u);
+    EXPECT_EQ(QueueReader{queue}.look()->lost, 0u) << "a new reader has lost nothing";
+    for (const quint32 neverThere : {0x7fffffffu, 0x80000000u, 0u - 102u}) {
+        const QueueReader nonsense{queue, {neverThere, 0, false}};
+        EXPECT_EQ(nonsense.look()->lost, 0u);
+    }
+}
+
 TEST(BlockQueueCursor, AReaderTooManyIsServedFromTheOldestBlockAndHoldsNothingBack)
 {
     BlockQueue queue(1, {2, 1000});

@@ -1,6 +1,7 @@
 #include <random>
 
 #include "LiveQueueFixture.h"
+#include "fakes/RecordedMessages.h"
 #include "fakes/TestSeed.h"
 
 namespace {
@@ -34,7 +35,41 @@ TEST_F(LiveQueueReaderTest, AFreshReaderMayDeclineItsFirstBlock)
     EXPECT_THAT(takeAll(reader), ElementsAre(Taken{0, 0}, Taken{1, 0}));
 }
 
-TEST_F(LiveQueueReaderTest, TheSlowerOfTwoReadersGoesOnAtAKeyBlock)
+TEST_F(LiveQueueReaderTest, OnceAnotherHasBegunAReaderGetsNothingMoreAndAWarningSaysSo)
+{
+    LiveQueue queue(roomy, clock());
+    appendGroup(queue, 0, 4);
+    QueueReader first{queue};
+    QueueReader second{queue};
+    RecordedMessages messages;
+    EXPECT_EQ(first.takeStamp(), 0);
+    EXPECT_EQ(second.takeStamp(), 0);
+    EXPECT_THAT(messages.take(), ElementsAre());
+    EXPECT_FALSE(first.take());
+    EXPECT_FALSE(first.take());
+    EXPECT_THAT(messages.take(), ElementsAre(testing::AllOf(testing::StartsWith("warning: Two decoders read one"),
+                                                            testing::HasSubstr("each needs a queue of its own"))));
+    EXPECT_THAT(takeAll(second), ElementsAre(Taken{1, 0}, Taken{2, 0}, Taken{3, 0}));
+    expectTheSumHolds(queue);
+}
+
+TEST_F(LiveQueueReaderTest, ReadersThatFollowEachOtherNeedNoWarning)
+{
+    LiveQueue queue(roomy, clock());
+    RecordedMessages messages;
+    int served = 0;
+    for (qint64 stamp = 0; stamp < 70'000; ++stamp) { // more than there are tickets
+        queue.append(key(stamp));
+        QueueReader reader{queue};
+        const bool isDeclined = stamp % 2 == 0 && reader.look();
+        served += reader.takeStamp() == stamp && !reader.take() && (isDeclined || stamp % 2 != 0) ? 1 : 0;
+    }
+    EXPECT_EQ(served, 70'000);
+    EXPECT_THAT(messages.take(), ElementsAre());
+    EXPECT_EQ(queue.figures().taken, 70'000u);
+}
+
+TEST_F(LiveQueueReaderTest, TheSlowerOfTwoCopiesOfACursorGoesOnAtAKeyBlock)
 {
     LiveQueue queue(roomy, clock());
     appendGroup(queue, 0, 4);
@@ -55,9 +90,10 @@ TEST_F(LiveQueueReaderTest, ACursorFromNowhereGoesOnAtAKeyBlock)
 {
     LiveQueue queue(roomy, clock());
     appendGroup(queue, 0, 2);
-    for (const quint32 word1 : {1u, 0xffffffffu}) {
-        QueueReader nonsense{queue, {7, word1, false}};
-        EXPECT_EQ(nonsense.look()->timestamp, 0);
+    for (const quint32 word1 : {1u, 0x10001u, 0xffffffffu}) {
+        const auto block = QueueReader{queue, {7, word1, false}}.look();
+        ASSERT_TRUE(block);
+        EXPECT_EQ(block->timestamp, 0);
     }
     QueueReader reader{queue};
     EXPECT_THAT(takeAll(reader), ElementsAre(Taken{0, 0}, Taken{1, 0}));

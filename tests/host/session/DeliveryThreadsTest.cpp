@@ -1,8 +1,10 @@
 #include "session/DeliveryThreads.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <memory>
 #include <pthread.h>
@@ -12,23 +14,19 @@
 #include <unistd.h>
 
 #include "fakes/WaitUntil.h"
-#include "session/ProcessThreads.h"
+#include "host/session/DeliveredOnce.h"
+#include "host/session/ThreadRefusal.h"
 #include <gtest/gtest.h>
 
 namespace {
+
+using Next = DeliveryThreads::Next;
 
 std::size_t addressSpacePages()
 {
     std::size_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
     return pages;
-}
-
-// A sanitizer starts a thread of its own beside the first one of a process, and keeps it.
-std::set<int> threadsOnceOneHasRun()
-{
-    std::thread([] {}).join();
-    return ProcessThreads::ids();
 }
 
 } // namespace
@@ -38,7 +36,7 @@ TEST(DeliveryThreads, RunOnThreadsOfTheirOwnWhoseNameTellsWhatTheyDo)
     const auto threads = std::make_shared<DeliveryThreads>();
     std::promise<std::string> name;
     std::promise<std::thread::id> id;
-    ASSERT_TRUE(threads->add([&] {
+    ASSERT_TRUE(runOnce(threads, [&] {
         char text[16] = {};
         pthread_getname_np(pthread_self(), text, sizeof text);
         name.set_value(text);
@@ -57,7 +55,7 @@ TEST(DeliveryThreads, WaitingForAllLeavesNoThread)
     const std::shared_future<void> gate = open.get_future().share();
     std::atomic<int> done{0};
     for (int index = 0; index < 4; ++index)
-        ASSERT_TRUE(threads->add([gate, &done, index] {
+        ASSERT_TRUE(runOnce(threads, [gate, &done, index] {
             if (index > 0)
                 gate.wait();
             ++done;
@@ -87,7 +85,7 @@ TEST(DeliveryThreads, ThatEndedAreLetGoOfWhileOthersComeAndGo)
     const std::size_t pagesBefore = addressSpacePages();
     for (int round = 0; round < rounds; ++round) {
         std::promise<void> ran;
-        ASSERT_TRUE(threads->add([&ran] { ran.set_value(); }));
+        ASSERT_TRUE(runOnce(threads, [&ran] { ran.set_value(); }));
         ran.get_future().wait();
     }
     const std::size_t pages = addressSpacePages();
@@ -105,12 +103,12 @@ TEST(DeliveryThreads, DoNotWaitForThemselvesButForTheOthers)
     const std::shared_future<void> gate = open.get_future().share();
     std::atomic<bool> otherIsDone{false};
     std::promise<bool> waited;
-    ASSERT_TRUE(threads->add([gate, &otherIsDone] {
+    ASSERT_TRUE(runOnce(threads, [gate, &otherIsDone] {
         gate.wait();
         otherIsDone = true;
     }));
     // As the destructor of a session does that a callback destroys.
-    ASSERT_TRUE(threads->add([shared = threads, &waited, &otherIsDone] {
+    ASSERT_TRUE(runOnce(threads, [shared = threads, &waited, &otherIsDone] {
         shared->waitForAll();
         waited.set_value(otherIsDone);
     }));
@@ -132,7 +130,7 @@ TEST(DeliveryThreads, DestroyWhatTheyRunOnTheirOwnThread)
             delete number;
             destroyed.set_value(std::this_thread::get_id());
         });
-        ASSERT_TRUE(threads->add([held, gate] { gate.wait(); }));
+        ASSERT_TRUE(runOnce(threads, [held, gate] { gate.wait(); }));
     }
     open.set_value();
     EXPECT_NE(destroyed.get_future().get(), std::this_thread::get_id());
@@ -150,7 +148,7 @@ TEST(DeliveryThreads, WhatTheyHoldMayWaitForThemWhenItIsDestroyed)
             threads->waitForAll();
             waited.set_value();
         });
-        ASSERT_TRUE(threads->add([held] {}));
+        ASSERT_TRUE(runOnce(threads, [held] {}));
     }
     EXPECT_EQ(waited.get_future().wait_for(deadline), std::future_status::ready);
     threads->waitForAll();
@@ -161,8 +159,8 @@ TEST(DeliveryThreads, WhatTheyRunMayDestroyTheRestOfThem)
     const std::set<int> before = threadsOnceOneHasRun();
     for (int round = 0; round < 20; ++round) {
         auto threads = std::make_shared<DeliveryThreads>();
-        ASSERT_TRUE(threads->add([] {}));
-        ASSERT_TRUE(threads->add([] {}));
+        ASSERT_TRUE(runOnce(threads, [] {}));
+        ASSERT_TRUE(runOnce(threads, [] {}));
         threads.reset();
     }
     EXPECT_TRUE(ProcessThreads::leftSince(before).empty());
@@ -171,21 +169,74 @@ TEST(DeliveryThreads, WhatTheyRunMayDestroyTheRestOfThem)
 TEST(DeliveryThreads, SayThatTheSystemHasNoThreadLeftAndGoOn)
 {
     const auto threads = std::make_shared<DeliveryThreads>();
-    // Without room for a stack, the system gives no thread.
-    pthread_attr_t before;
-    ASSERT_EQ(pthread_getattr_default_np(&before), 0);
-    pthread_attr_t tooLarge;
-    pthread_attr_init(&tooLarge);
-    pthread_attr_setstacksize(&tooLarge, std::size_t(1) << 46);
-    ASSERT_EQ(pthread_setattr_default_np(&tooLarge), 0);
-    const bool isAdded = threads->add([] {});
-    ASSERT_EQ(pthread_setattr_default_np(&before), 0);
-    pthread_attr_destroy(&tooLarge);
-    pthread_attr_destroy(&before);
+    bool isAdded = true;
+    {
+        const ThreadRefusal refusal;
+        isAdded = runOnce(threads, [] {});
+    }
     EXPECT_FALSE(isAdded);
+    threads->waitForAll();
 
     std::atomic<bool> ran{false};
-    EXPECT_TRUE(threads->add([&ran] { ran = true; }));
+    EXPECT_TRUE(runOnce(threads, [&ran] { ran = true; }));
     threads->waitForAll();
     EXPECT_TRUE(ran);
+}
+
+TEST(DeliveryThreads, DoWithThoseThatThereAreWhenTheSystemHasNoneLeft)
+{
+    const auto threads = std::make_shared<DeliveryThreads>();
+    std::promise<void> open;
+    const std::shared_future<void> gate = open.get_future().share();
+    std::atomic<int> done{0};
+    // Keeps the first thread from ending.
+    const std::function<void()> wakeLast = threads->add([&done] {
+        ++done;
+        return Next::Done;
+    });
+    {
+        const ThreadRefusal refusal;
+        std::promise<void> runs;
+        ASSERT_TRUE(runOnce(threads, [gate, &runs, &done] {
+            runs.set_value();
+            gate.wait();
+            ++done;
+        }));
+        runs.get_future().wait();
+        for (int index = 0; index < 5; ++index)
+            ASSERT_TRUE(runOnce(threads, [&done] { ++done; }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        EXPECT_EQ(done, 0) << "there is no thread for them";
+        open.set_value();
+        EXPECT_TRUE(waitUntil([&done] { return done == 6; }));
+    }
+    wakeLast();
+    threads->waitForAll();
+    EXPECT_EQ(done, 7);
+}
+
+TEST(DeliveryThreads, AskForAThreadAgainWhenTheOnlyOneWaitsForAllOthers)
+{
+    const auto threads = std::make_shared<DeliveryThreads>();
+    std::promise<void> waits;
+    std::atomic<bool> otherIsDone{false};
+    std::promise<bool> waited;
+    const std::function<void()> wakeOther = threads->add([&otherIsDone] {
+        otherIsDone = true;
+        return Next::Done;
+    });
+    auto refusal = std::make_unique<ThreadRefusal>();
+    ASSERT_TRUE(runOnce(threads, [shared = threads, &waits, &waited, &otherIsDone] {
+        waits.set_value();
+        shared->waitForAll();
+        waited.set_value(otherIsDone);
+    }));
+    waits.get_future().wait();
+    wakeOther();
+    std::future<bool> wasDone = waited.get_future();
+    EXPECT_EQ(wasDone.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    refusal.reset();
+    ASSERT_EQ(wasDone.wait_for(deadline), std::future_status::ready);
+    EXPECT_TRUE(wasDone.get());
+    threads->waitForAll();
 }

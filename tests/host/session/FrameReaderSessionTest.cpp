@@ -214,6 +214,19 @@ TEST_F(FrameReaderSessionTest, PacesAFile)
     EXPECT_GT(time.count(), 0.8);
 }
 
+TEST_F(FrameReaderSessionTest, APacedFileCatchesUpAfterItsReaderPaused)
+{
+    InputOptions options;
+    options.paced = true;
+    options.duration = 6s;
+    const auto input = _session->open(sample("cup.mp4"), options);
+    const auto before = std::chrono::steady_clock::now();
+    ASSERT_TRUE(input->video().next());
+    std::this_thread::sleep_for(3s); // over two key frames
+    EXPECT_EQ(countFrames(input->video()), 160);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 7s);
+}
+
 TEST_F(FrameReaderSessionTest, PushesFramesToACallback)
 {
     const auto input = _session->open(sample("cup.mp4"));

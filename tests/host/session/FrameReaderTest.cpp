@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fakes/WaitUntil.h"
+#include "host/session/ThreadRefusal.h"
 #include "host/sinks/Records.h"
 #include "session/ReaderSource.h"
 #include <decoding/Error.h>
@@ -300,16 +301,11 @@ TEST_F(FrameReaderTest, RefusesToDeliverToNobody)
 
 TEST_F(FrameReaderTest, SaysThatTheSystemHasNoThreadLeftAndCanBeAskedAgain)
 {
-    pthread_attr_t before;
-    ASSERT_EQ(pthread_getattr_default_np(&before), 0);
-    pthread_attr_t tooLarge;
-    pthread_attr_init(&tooLarge);
-    pthread_attr_setstacksize(&tooLarge, std::size_t(1) << 46);
-    ASSERT_EQ(pthread_setattr_default_np(&tooLarge), 0);
-    const std::string error = errorOf([this] { deliver(*reader); });
-    ASSERT_EQ(pthread_setattr_default_np(&before), 0);
-    pthread_attr_destroy(&tooLarge);
-    pthread_attr_destroy(&before);
+    std::string error;
+    {
+        const ThreadRefusal refusal;
+        error = errorOf([this] { deliver(*reader); });
+    }
     EXPECT_EQ(error, "frames cannot be delivered: the system has no thread left");
     EXPECT_THAT(story->events(), IsEmpty());
 

@@ -1,14 +1,9 @@
 #include "session/Governor.h"
 
-#include <QCoreApplication>
-
 #include <limits>
 #include <memory>
-#include <thread>
 #include <vector>
 
-#include "QEvent_CpuLoad.h"
-#include "fakes/WaitUntil.h"
 #include "host/session/FakeTuning.h"
 #include <gmock/gmock.h>
 
@@ -23,23 +18,16 @@ constexpr std::chrono::milliseconds never = 1h;
 
 class GovernorTest : public testing::Test {
 protected:
-    void create(std::chrono::milliseconds dwell, std::chrono::milliseconds loadInterval,
-                decoding::Mode mode = decoding::Mode::Performance)
+    void create(std::chrono::milliseconds dwell, decoding::Mode mode = decoding::Mode::Performance)
     {
         GovernorPolicy::Settings settings;
         settings.dwell = dwell;
         settings.maxDwell = dwell;
-        _governor = std::make_unique<Governor>(
-            _published, settings, mode, [this](const std::string &line) { _lines.push_back(line); }, loadInterval);
+        _governor = std::make_unique<Governor>(_published, settings, mode,
+                                               [this](const std::string &line) { _lines.push_back(line); });
     }
 
-    /// As the component does it.
-    void tell(double load)
-    {
-        for (QObject *const listener : _tuning.listeners)
-            QCoreApplication::postEvent(listener, new QEvent_CpuLoad(load));
-        QCoreApplication::sendPostedEvents();
-    }
+    void tell(double load, bool lostLateBlocks = false) { _governor->sample(load, lostLateBlocks); }
 
     FakeTuning &_tuning = *new FakeTuning;
     const ModkitPtr<ITuneDecoding> _published{&_tuning};
@@ -49,17 +37,9 @@ protected:
 
 } // namespace
 
-TEST_F(GovernorTest, ListensWhileItLives)
-{
-    create(5s, never);
-    EXPECT_EQ(_tuning.listeners.size(), 1U);
-    _governor.reset();
-    EXPECT_THAT(_tuning.listeners, IsEmpty());
-}
-
 TEST_F(GovernorTest, SwitchesTheDecodersThereAndBackWithALineForEach)
 {
-    create(0ms, never);
+    create(0ms);
     tell(0.95);
     EXPECT_THAT(_tuning.modes, IsEmpty());
     tell(1.042);
@@ -74,67 +54,28 @@ TEST_F(GovernorTest, SwitchesTheDecodersThereAndBackWithALineForEach)
 
 TEST_F(GovernorTest, SavesAtALowLoadWhereBlocksAreLate)
 {
-    create(0ms, never);
-    _governor->noteLateBlocks();
-    tell(0.1);
+    create(0ms);
+    tell(0.1, true);
+    EXPECT_THAT(_tuning.modes, IsEmpty());
     tell(0.2);
     EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::TimeSaving));
 }
 
-TEST_F(GovernorTest, ForgetsLateBlocksAfterAnIntervalAndAHalf)
+TEST_F(GovernorTest, ForgetsLateBlocksAfterTheNextSample)
 {
-    create(0ms, 200ms);
-    const auto begin = std::chrono::steady_clock::now();
-    _governor->noteLateBlocks();
-    while (std::chrono::steady_clock::now() < begin + 300ms)
-        std::this_thread::yield();
+    create(0ms);
+    _governor->setPaused(true);
+    tell(0.1, true);
+    _governor->setPaused(false);
     tell(0.1);
-    tell(0.2);
+    tell(0.1);
     EXPECT_THAT(_tuning.modes, IsEmpty());
 }
 
-TEST_F(GovernorTest, TakesALoadThatStaysForFurtherSamples)
+TEST_F(GovernorTest, PassesOverLoadsThatAreNoNumbers)
 {
-    create(0ms, 10ms);
+    create(0ms);
     tell(0.95);
-    EXPECT_TRUE(waitUntil([this] {
-        QCoreApplication::processEvents();
-        return !_tuning.modes.empty();
-    }));
-    EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::TimeSaving));
-}
-
-TEST_F(GovernorTest, TakesTheLoadOfItsBeginningForASample)
-{
-    _tuning.load = 0.95;
-    create(0ms, 10ms);
-    EXPECT_TRUE(waitUntil([this] {
-        QCoreApplication::processEvents();
-        return !_tuning.modes.empty();
-    }));
-}
-
-TEST_F(GovernorTest, DoesNotTakeALoadTwiceWhenTheNextOneIsALittleLate)
-{
-    create(0ms, 200ms);
-    const auto begin = std::chrono::steady_clock::now();
-    tell(0.95);
-    while (std::chrono::steady_clock::now() < begin + 240ms)
-        QCoreApplication::processEvents();
-    tell(0.5);
-    // On a machine that stood still meanwhile, the first load did stay for two.
-    if (std::chrono::steady_clock::now() < begin + 290ms)
-        EXPECT_THAT(_tuning.modes, IsEmpty());
-    else
-        GTEST_SKIP() << "the machine is too slow to tell";
-}
-
-TEST_F(GovernorTest, IgnoresOtherEventsAndLoadsThatAreNoNumbers)
-{
-    create(0ms, never);
-    tell(0.95);
-    for (QObject *const listener : _tuning.listeners)
-        QCoreApplication::postEvent(listener, new QEvent(static_cast<QEvent::Type>(QEvent::User + 1)));
     tell(std::numeric_limits<double>::infinity());
     tell(std::numeric_limits<double>::quiet_NaN());
     EXPECT_THAT(_tuning.modes, IsEmpty());
@@ -144,7 +85,7 @@ TEST_F(GovernorTest, IgnoresOtherEventsAndLoadsThatAreNoNumbers)
 
 TEST_F(GovernorTest, SwitchesNothingWhilePausedAndNeedsFreshSamplesAfterwards)
 {
-    create(0ms, never);
+    create(0ms);
     tell(0.95);
     _governor->setPaused(true);
     EXPECT_TRUE(_governor->isPaused());
@@ -160,7 +101,7 @@ TEST_F(GovernorTest, SwitchesNothingWhilePausedAndNeedsFreshSamplesAfterwards)
 
 TEST_F(GovernorTest, KeepsAModeThatSomebodyElseChoseForTheDwellTime)
 {
-    create(never, never);
+    create(never);
     EXPECT_EQ(_governor->status(), "0.60:0.90, performance");
     _governor->noteSwitch(decoding::Mode::TimeSaving);
     EXPECT_THAT(_governor->status(), StartsWith("0.60:0.90, time-saving, 3600 s to dwell"));
@@ -172,7 +113,7 @@ TEST_F(GovernorTest, KeepsAModeThatSomebodyElseChoseForTheDwellTime)
 
 TEST_F(GovernorTest, KeepsTheTimeSavingModeItBeginsInForTheDwellTime)
 {
-    create(never, never, decoding::Mode::TimeSaving);
+    create(never, decoding::Mode::TimeSaving);
     EXPECT_EQ(_governor->mode(), decoding::Mode::TimeSaving);
     tell(0.1);
     tell(0.2);
@@ -181,7 +122,7 @@ TEST_F(GovernorTest, KeepsTheTimeSavingModeItBeginsInForTheDwellTime)
 
 TEST_F(GovernorTest, EndsTheTimeSavingModeItBeginsInWhenTheDwellTimeIsOver)
 {
-    create(0ms, never, decoding::Mode::TimeSaving);
+    create(0ms, decoding::Mode::TimeSaving);
     tell(0.1);
     tell(0.2);
     EXPECT_THAT(_tuning.modes, ElementsAre(decoding::Mode::Performance));

@@ -47,8 +47,8 @@ protected:
     {
         _jobs->run(_inputs);
         _inputs.poll();
-        for (const std::string &message : _inputs.takeMessages())
-            _messages.push_back(message);
+        for (const Report &message : _inputs.takeMessages())
+            _messages.push_back(message.text);
     }
     bool pollUntil(const std::function<bool()> &condition)
     {

@@ -50,3 +50,12 @@ TEST_F(RecentRateTest, IsThatOfTheTimeSinceTheLastButOneWhereFramesAreFarApart)
     after(1s, 1);
     EXPECT_THAT(after(5s, 2), Optional(DoubleNear(0.25, 0.001)));
 }
+
+TEST_F(RecentRateTest, CountsFromTheFirstTime)
+{
+    after(0s, 0);
+    after(3s, 0);
+    _rate.begin(1, RecentRate::Instant(3500ms));
+    EXPECT_EQ(after(4s, 13), std::nullopt) << "half a second is too short to tell";
+    EXPECT_THAT(after(5s, 38), Optional(DoubleNear(37 / 1.5, 0.001)));
+}

@@ -1,5 +1,7 @@
 #include "session/SnapshotFiller.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <QThread>
 
 #include <memory>
@@ -31,6 +33,21 @@ protected:
 };
 
 } // namespace
+
+TEST(SnapshotInput, ThatIsLiveFailsWhenItsVideoHasEndedWithoutAPicture)
+{
+    Snapshot::Input input;
+    input.name = "door";
+    input.live = true;
+    input.streams.resize(2);
+    input.streams[0].kind = "video";
+    input.streams[1].kind = "audio";        // may have been silent
+    EXPECT_THAT(input.errors(), IsEmpty()); // so far
+    input.finished = true;
+    EXPECT_THAT(input.errors(), ElementsAre("door video: no picture could be decoded"));
+    input.streams[0].frames = 1;
+    EXPECT_THAT(input.errors(), IsEmpty());
+}
 
 TEST_F(SnapshotFillerTest, ShowsALiveInputThatHasNoStreams)
 {
@@ -120,4 +137,62 @@ TEST_F(SnapshotFillerTest, CountsWhatEachOutputWasGiven)
     EXPECT_EQ(video.outputs[0].frames, 24);
     EXPECT_EQ(video.codec, "cinepak");
     EXPECT_EQ(video.name, "tree.avi video");
+}
+
+TEST_F(SnapshotFillerTest, ShowsAStreamThatThereIsNoDecoderForBesideTheOthers)
+{
+    const QTemporaryDir folder;
+    QFile whole(QString::fromStdString(sample("cup.mp4")));
+    QFile unknown(folder.filePath("unknown.mp4"));
+    ASSERT_TRUE(whole.open(QIODevice::ReadOnly) && unknown.open(QIODevice::WriteOnly));
+    unknown.write(whole.readAll().replace("avc1", "NOPE"));
+    unknown.close();
+    add(unknown.fileName().toStdString());
+    ASSERT_TRUE(pollUntil([this] { return !_messages.empty(); }));
+    EXPECT_THAT(_messages, ElementsAre("unknown.mp4 video: no decoder for NOPE"));
+    const Snapshot::Input input = shown("unknown.mp4");
+    ASSERT_EQ(input.streams.size(), 2U);
+    EXPECT_EQ(input.streams[0].name, "unknown.mp4 video");
+    EXPECT_EQ(input.streams[0].missingCodec, "NOPE");
+    EXPECT_EQ(input.stateOf(input.streams[0]), State::NoDecoder);
+    EXPECT_EQ(input.lastErrorOf(input.streams[0])->text, "no decoder for NOPE");
+    EXPECT_EQ(input.stateOf(input.streams[1]), State::Running);
+    EXPECT_EQ(input.streams[1].missingCodec, "");
+}
+
+TEST_F(SnapshotFillerTest, ShowsThePresentCodecAndSizeAndWhatCannotBeOpened)
+{
+    addSample("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
+    EXPECT_EQ(shown("tree.avi").streams[0].form(), "cinepak 320x240");
+    _damage.setCodec("tree.avi video", {"h264", 1280, 720});
+    EXPECT_EQ(shown("tree.avi").streams[0].form(), "h264 1280x720");
+    _damage.setCodec("tree.avi video", {"hevc", 0, 0, true});
+    EXPECT_EQ(shown("tree.avi").streams[0].missingCodec, "hevc");
+    ASSERT_TRUE(pollUntil([this] { return !_messages.empty(); }));
+    EXPECT_THAT(_messages, ElementsAre("tree.avi video: no decoder for hevc"));
+}
+
+TEST_F(SnapshotFillerTest, ShowsDamageWhileItComes)
+{
+    addSample("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
+    EXPECT_EQ(shown("tree.avi").streams[0].sinceDamage, std::nullopt);
+    _damage.add("tree.avi video", DamageCounts::ConcealedDamage, "cinepak");
+    ASSERT_TRUE(pollUntil([this] { return shown("tree.avi").streams[0].sinceDamage.has_value(); }));
+    const Snapshot::Stream video = shown("tree.avi").streams[0];
+    EXPECT_EQ(video.damaged, 1);
+    EXPECT_LT(*video.sinceDamage, std::chrono::seconds(30));
+    EXPECT_EQ(video.lastError->text, "damaged picture or samples: cinepak");
+}
+
+TEST_F(SnapshotFillerTest, ShowsSinceWhenAStreamDelivers)
+{
+    addSample("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
+    EXPECT_EQ(shown("tree.avi").streams[0].delivering.count(), 0);
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("tree.avi"); }));
+    const Snapshot::Input input = shown("tree.avi");
+    EXPECT_LE(input.streams[0].delivering, input.decoding);
+    EXPECT_FALSE(_inputs.inputs().front()->streams().front().stream->firstFrameAt() == std::nullopt);
 }

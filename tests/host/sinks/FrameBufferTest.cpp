@@ -245,6 +245,45 @@ TEST_F(FrameBufferTest, ADescriptorThatIsAskedForLateShowsTheEnd)
     EXPECT_TRUE(isReadable(std::get<int>(waits.descriptor())));
 }
 
+TEST_F(FrameBufferTest, CallsWhenItBecomesReadableAndNotBefore)
+{
+    int calls = 0;
+    waits.callWhenReadable([&] {
+        ++calls;
+        EXPECT_TRUE(waits.isReadable()) << "which takes the lock";
+    });
+    EXPECT_EQ(calls, 0);
+    EXPECT_FALSE(waits.isReadable());
+    push(1, 2, waits);
+    EXPECT_EQ(calls, 1);
+    waits.take();
+    waits.take();
+    EXPECT_FALSE(waits.isReadable());
+    EXPECT_EQ(calls, 1);
+    push(3, 3, waits);
+    EXPECT_EQ(calls, 2);
+    waits.end();
+    waits.take();
+    waits.close();
+    EXPECT_TRUE(waits.isReadable());
+    EXPECT_EQ(calls, 2) << "it was readable all the time";
+}
+
+TEST_F(FrameBufferTest, CallsForAnEndAndForWhatIsThereAlready)
+{
+    int calls = 0;
+    waits.callWhenReadable([&] { ++calls; });
+    waits.end();
+    EXPECT_EQ(calls, 1);
+    drops.callWhenReadable([&] { ++calls; });
+    drops.close();
+    EXPECT_EQ(calls, 2);
+    PictureBuffer late(3, Overflow::DropOldest, nullptr);
+    push(1, 1, late);
+    late.callWhenReadable([&] { ++calls; });
+    EXPECT_EQ(calls, 3);
+}
+
 TEST_F(FrameBufferTest, ItsDescriptorGoesWithIt)
 {
     int descriptor = -1;

@@ -64,7 +64,8 @@ protected:
         spec.kind = kind;
         spec.directory = _directory.path();
         SinkWorkers workers(1);
-        auto created = SinkFactory::createVideoSink(spec, {QStringLiteral("clip"), startTimeUs}, workers);
+        auto created = SinkFactory::createVideoSink(
+            spec, {QStringLiteral("clip"), startTimeUs, {}, std::make_shared<Gate>()}, workers);
         const ModkitPtr<VideoSink> sink = std::get<ModkitPtr<VideoSink>>(created);
         for (const VideoFrameHandle &picture : pictures)
             sink->push(picture, 0, 0);
@@ -150,6 +151,23 @@ TEST_F(PictureFileWriterTest, TimeStampsFollowOneAnotherWhereTheyAreMissingOrGoB
         pictures.push_back(Records::picture(AV_PIX_FMT_GRAY8, 2, 2, "abcd", pts));
     EXPECT_EQ(write(OutputSpec::FrameMd5, pictures).error, std::nullopt);
     EXPECT_EQ(timestamps(written("clip.video.framemd5")), QList<int>({0, 1, 2, 5, 5, 6}));
+}
+
+TEST_F(PictureFileWriterTest, TimeStampsGoOnWhereTheyJumpBackWithoutABreak)
+{
+    for (const int length : {30, 5}) {
+        std::vector<VideoFrameHandle> pictures;
+        QList<int> expected;
+        for (int round = 0; round < 3; ++round) {
+            for (int pts = 0; pts < length; ++pts) {
+                pictures.push_back(Records::picture(AV_PIX_FMT_GRAY8, 2, 2, "abcd", pts));
+                // Of a jump of less than half a second, only the second picture behind tells.
+                expected.append(length * 25 < 500 ? round * (length - 1) + pts : round * length + pts);
+            }
+        }
+        EXPECT_EQ(write(OutputSpec::FrameMd5, pictures).error, std::nullopt);
+        EXPECT_EQ(timestamps(written("clip.video.framemd5")), expected) << length;
+    }
 }
 
 TEST_F(PictureFileWriterTest, AStreamThatBeginsAnewAfterABreakFollowsTheOneBefore)

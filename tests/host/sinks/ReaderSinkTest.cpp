@@ -90,7 +90,7 @@ TEST_F(ReaderSinkTest, HandsSamplesOn)
 TEST_F(ReaderSinkTest, FinishingEndsTheBufferBehindItsFrames)
 {
     sink->push(picture(1), 0, 0);
-    sink->waitNoMore();
+    sink->hurry();
     sink->finish();
     EXPECT_FALSE(buffer->hasEnded());
     EXPECT_EQ(takeStamp(), 1);

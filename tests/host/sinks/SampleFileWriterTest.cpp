@@ -12,6 +12,10 @@
 #include "sinks/SinkFactory.h"
 #include <gmock/gmock.h>
 
+extern "C" {
+#include <libavcodec/codec_id.h>
+}
+
 namespace {
 
 using testing::HasSubstr;
@@ -25,7 +29,8 @@ protected:
         spec.kind = kind;
         spec.directory = _directory.path();
         SinkWorkers workers(1);
-        auto created = SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), startTimeUs}, workers);
+        auto created = SinkFactory::createAudioSink(
+            spec, {QStringLiteral("clip"), startTimeUs, {}, std::make_shared<Gate>()}, workers);
         const ModkitPtr<AudioSink> sink = std::get<ModkitPtr<AudioSink>>(created);
         for (const AudioSampleHandle &run : samples)
             sink->push(run, 0, 0);
@@ -137,6 +142,21 @@ TEST_F(SampleFileWriterTest, AChangeOfRateOrChannelsGoesOnInRawFilesAndInANewWav
     EXPECT_EQ(FfmpegTool::run("-i '" + path("clip.part2.wav") + "' -f s16le -"), bytesOf(ramp(100, 500)));
     EXPECT_EQ(FfmpegTool::run("-i '" + path("clip.part3.wav") + "' -f s16le -"), all.right(120));
     EXPECT_TRUE(written("clip.part2.wav").contains(QByteArray::fromHex("803e0000"))); // 16000 Hz
+}
+
+TEST_F(SampleFileWriterTest, AFileThatHoldsNoMoreIsFollowedByANewOne)
+{
+    const FileFormat format{"wav", ".wav", AV_CODEC_ID_PCM_S16LE, false, 44 + 250};
+    SampleFileWriter writer({path("clip")}, format, 0);
+    ASSERT_EQ(writer.create(), std::nullopt);
+    for (const int first : {0, 50, 100, 150, 200}) {
+        const AudioSampleHandle samples = Records::samples(ramp(50, static_cast<qint16>(first)), 8000, 1, first);
+        EXPECT_TRUE(std::holds_alternative<quint64>(writer.write(Records::headerOf(samples), 0)));
+    }
+    EXPECT_EQ(writer.finish(), std::nullopt);
+    EXPECT_EQ(FfmpegTool::run("-i '" + path("clip.wav") + "' -f s16le -"), bytesOf(ramp(100, 0)));
+    EXPECT_EQ(FfmpegTool::run("-i '" + path("clip.part2.wav") + "' -f s16le -"), bytesOf(ramp(100, 100)));
+    EXPECT_EQ(FfmpegTool::run("-i '" + path("clip.part3.wav") + "' -f s16le -"), bytesOf(ramp(50, 200)));
 }
 
 TEST_F(SampleFileWriterTest, AnyNumberOfChannelsOfUnknownOrderIsWritten)

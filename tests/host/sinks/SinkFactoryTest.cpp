@@ -26,15 +26,19 @@ protected:
         OutputSpec spec;
         spec.kind = kind;
         spec.directory = directory;
-        return SinkFactory::createVideoSink(spec, {QStringLiteral("clip"), 0}, _workers);
+        return SinkFactory::createVideoSink(spec, {QStringLiteral("clip"), 0, {}, std::make_shared<Gate>(), existing},
+                                            _workers);
     }
     SinkFactory::Result<AudioSink> audio(OutputSpec::Kind kind, const QString &directory)
     {
         OutputSpec spec;
         spec.kind = kind;
         spec.directory = directory;
-        return SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), 0}, _workers);
+        return SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), 0, {}, std::make_shared<Gate>(), existing},
+                                            _workers);
     }
+
+    OutputFile::Existing existing = OutputFile::Existing::Replace;
 
     QString inside(const char *name) const { return _directory.filePath(QLatin1String(name)); }
 
@@ -42,11 +46,15 @@ protected:
     SinkWorkers _workers{2};
 };
 
+/// Of one that was told to end.
 template <class Sink>
 std::string errorOf(const SinkFactory::Result<Sink> &result)
 {
-    const std::string *const error = std::get_if<std::string>(&result);
-    return error ? *error : "none";
+    if (const std::string *const error = std::get_if<std::string>(&result))
+        return *error;
+    const ModkitPtr<Sink> sink = std::get<ModkitPtr<Sink>>(result);
+    sink->finish();
+    return sink->status().error.value_or("none");
 }
 
 VideoFrameHandle picture()
@@ -105,6 +113,23 @@ TEST_F(SinkFactoryTest, ExistingFilesAreOverwritten)
     EXPECT_EQ(QFile(inside("clip.video.raw")).size(), 64 * 64);
 }
 
+TEST_F(SinkFactoryTest, ExistingFilesThatCannotBeMadeAgainAreKeptAndTheNextFreeNameIsTaken)
+{
+    existing = OutputFile::Existing::Keep;
+    for (int run = 0; run < 3; ++run) {
+        for (const auto kind : {OutputSpec::Raw, OutputSpec::Png}) {
+            const auto sink = std::get<ModkitPtr<VideoSink>>(video(kind, _directory.path()));
+            for (int number = 0; number <= run; ++number)
+                sink->push(picture(), 0, 0);
+            EXPECT_EQ(errorOf<VideoSink>(sink), "none");
+        }
+    }
+    EXPECT_EQ(QFile(inside("clip.video.raw")).size(), 1 * 64 * 64);
+    EXPECT_EQ(QFile(inside("clip.part2.video.raw")).size(), 2 * 64 * 64);
+    EXPECT_EQ(QFile(inside("clip.part3.video.raw")).size(), 3 * 64 * 64);
+    EXPECT_EQ(QDir(_directory.path()).entryList(QStringList(QStringLiteral("*.png"))).size(), 3);
+}
+
 TEST_F(SinkFactoryTest, AFullDiskIsNoticedHoweverLittleIsWritten)
 {
     for (const char *const name : {"clip.video.framemd5", "clip.y4m", "clip.video.raw", "clip-0001.png"})
@@ -150,7 +175,7 @@ TEST_F(SinkFactoryTest, NoFileStaysOpen)
         sink->push(picture(), 0, 0);
         sink->finish();
         EXPECT_EQ(openFiles(), before) << kind;
-        const auto unused = video(kind, _directory.path());
+        EXPECT_NE(errorOf(video(kind, _directory.path())), std::string());
     }
     EXPECT_EQ(openFiles(), before);
 }

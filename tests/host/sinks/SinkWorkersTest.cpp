@@ -1,53 +1,173 @@
 #include "sinks/SinkWorkers.h"
 
 #include <algorithm>
+#include <atomic>
+#include <functional>
 #include <future>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "fakes/WaitUntil.h"
 #include <gmock/gmock.h>
 
-TEST(SinkWorkers, AreTakenInTurn)
-{
-    SinkWorkers workers(2);
-    const auto first = workers.next();
-    const auto second = workers.next();
-    EXPECT_NE(first, second);
-    EXPECT_EQ(workers.next(), first);
-}
+namespace {
 
-TEST(SinkWorkers, RunJobsInTheirOrderOnOneOtherThread)
-{
-    std::vector<int> order;
-    std::vector<std::thread::id> threads;
+/// Steps that the test chooses.
+class Steps final : public SinkWorkers::Work {
+public:
+    explicit Steps(std::function<bool()> each)
+        : _each(std::move(each))
     {
-        SinkWorkers workers(1);
-        const auto worker = workers.next();
-        for (int number = 0; number < 1000; ++number)
-            ASSERT_TRUE(worker->post([&, number] {
-                order.push_back(number);
-                threads.push_back(std::this_thread::get_id());
-            }));
     }
-    ASSERT_EQ(order.size(), 1000U);
-    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
-    EXPECT_THAT(threads, testing::Each(threads.front()));
-    EXPECT_NE(threads.front(), std::this_thread::get_id());
+
+    bool step() override { return _each(); }
+    bool isLeftBehind(std::chrono::steady_clock::time_point /*now*/) override { return leftBehind; }
+
+    std::atomic<bool> leftBehind{false};
+
+private:
+    const std::function<bool()> _each;
+};
+
+bool begin(const SinkWorkers &workers, const std::shared_ptr<Steps> &work)
+{
+    return SinkWorkers::schedule(*workers.pool(), work);
 }
 
-TEST(SinkWorkers, RunWhatWaitsBeforeTheyEndAndTakeNothingAfterwards)
+/// Work that waits in its only step until it is let go.
+struct Stuck {
+    explicit Stuck(std::function<void()> beforehand = [] {})
+        : work(std::make_shared<Steps>([this, gate = _gate.get_future().share(), beforehand] {
+            beforehand();
+            isIn = true;
+            gate.wait();
+            return false;
+        }))
+    {
+    }
+    void letGo() { _gate.set_value(); }
+
+    std::atomic<bool> isIn{false};
+
+private:
+    std::promise<void> _gate;
+
+public:
+    const std::shared_ptr<Steps> work;
+};
+
+std::shared_ptr<Steps> once(std::atomic<int> &count)
+{
+    return std::make_shared<Steps>([&count] {
+        ++count;
+        return false;
+    });
+}
+
+} // namespace
+
+TEST(SinkWorkers, DoAllStepsOfAWorkOneAfterTheOtherOnOtherThreads)
+{
+    std::atomic<bool> isIn{false};
+    int steps = 0;
+    {
+        const SinkWorkers workers(4);
+        const auto caller = std::this_thread::get_id();
+        EXPECT_TRUE(begin(workers, std::make_shared<Steps>([&, caller] {
+                              EXPECT_FALSE(isIn.exchange(true));
+                              EXPECT_NE(std::this_thread::get_id(), caller);
+                              isIn = false;
+                              return ++steps < 1000;
+                          })));
+    }
+    EXPECT_EQ(steps, 1000);
+}
+
+TEST(SinkWorkers, DoNoMoreAtATimeThanThereArePlaces)
+{
+    std::atomic<int> atWork{0};
+    std::atomic<int> most{0};
+    {
+        const SinkWorkers workers(2);
+        for (int number = 0; number < 20; ++number)
+            EXPECT_TRUE(begin(workers, std::make_shared<Steps>([&] {
+                                  const int now = ++atWork;
+                                  int before = most;
+                                  while (before < now && !most.compare_exchange_weak(before, now)) {
+                                  }
+                                  std::this_thread::yield();
+                                  --atWork;
+                                  return false;
+                              })));
+    }
+    EXPECT_LE(most, 2);
+}
+
+TEST(SinkWorkers, DoOtherWorkBesideStepsThatDoNotEnd)
+{
+    Stuck stuck[3];
+    std::atomic<int> done{0};
+    const SinkWorkers workers(1);
+    for (const Stuck &each : stuck)
+        EXPECT_TRUE(begin(workers, each.work));
+    EXPECT_TRUE(begin(workers, once(done)));
+    EXPECT_TRUE(waitUntil([&] { return done == 1; }));
+    for (Stuck &each : stuck) {
+        EXPECT_TRUE(each.isIn);
+        each.letGo();
+    }
+}
+
+TEST(SinkWorkers, GiveThePlaceOfOneThatSaysItWaitsToAnotherAtOnce)
 {
     std::promise<void> gate;
-    std::shared_future<void> opened = gate.get_future().share();
-    bool ran = false;
-    std::shared_ptr<SinkWorkers::Worker> worker;
-    {
-        SinkWorkers workers(1);
-        worker = workers.next();
-        ASSERT_TRUE(worker->post([opened] { opened.wait(); }));
-        ASSERT_TRUE(worker->post([&ran] { ran = true; }));
-        gate.set_value();
+    std::atomic<int> done{0};
+    const SinkWorkers workers(1);
+    EXPECT_TRUE(begin(workers, std::make_shared<Steps>([&] {
+                          const SinkWorkers::Waiting waiting;
+                          gate.get_future().wait();
+                          return false;
+                      })));
+    // Each after the other had the place; 50 ms each would take ten times as long as this may.
+    const auto before = std::chrono::steady_clock::now();
+    for (int number = 1; number <= 1000; ++number) {
+        EXPECT_TRUE(begin(workers, once(done)));
+        EXPECT_TRUE(waitUntil([&] { return done == number; }));
     }
-    EXPECT_TRUE(ran);
-    EXPECT_FALSE(worker->post([] {}));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+    gate.set_value();
+}
+
+TEST(SinkWorkers, DoWhatWaitsBeforeTheyEndAndTakeNothingAfterwards)
+{
+    std::atomic<int> done{0};
+    std::shared_ptr<SinkWorkers::Pool> pool;
+    {
+        const SinkWorkers workers(1);
+        pool = workers.pool();
+        for (int number = 0; number < 100; ++number)
+            EXPECT_TRUE(begin(workers, once(done)));
+    }
+    EXPECT_EQ(done, 100);
+    EXPECT_FALSE(SinkWorkers::schedule(*pool, once(done)));
+}
+
+TEST(SinkWorkers, LeaveBehindWhatNobodyWaitsFor)
+{
+    Stuck stuck;
+    std::atomic<int> done{0};
+    std::weak_ptr<SinkWorkers::Pool> pool;
+    {
+        const SinkWorkers workers(1);
+        pool = workers.pool();
+        EXPECT_TRUE(begin(workers, stuck.work));
+        EXPECT_TRUE(waitUntil([&] { return stuck.isIn.load(); }));
+        EXPECT_TRUE(begin(workers, once(done)));
+        stuck.work->leftBehind = true;
+    }
+    EXPECT_EQ(done, 1);
+    EXPECT_FALSE(pool.expired());
+    stuck.letGo();
+    EXPECT_TRUE(waitUntil([&] { return pool.expired(); }));
 }

@@ -124,7 +124,7 @@ TEST_F(BadMediaTest, AbsurdHeadersDoNotHoldUpTheOpening)
             state = state * 1664525 + 1013904223;
             bytes[bytes.size() - 1 - static_cast<int>((state >> 8) % 2500)] = static_cast<char>(0xff);
         }
-        auto opened = MediaSource::open(write(QStringLiteral("absurd.mp4"), bytes), {});
+        auto opened = MediaSource::open(write(QStringLiteral("absurd.mp4"), bytes).toStdString(), {});
         if (auto *const source = std::get_if<std::unique_ptr<MediaSource>>(&opened)) {
             deliver(**source);
             ++usable;
@@ -139,8 +139,30 @@ TEST_F(BadMediaTest, ANameWithAColonIsNoProtocol)
     makeClip(QStringLiteral("door:1.mkv"));
     const QString before = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(path(QString())));
-    const auto opened = MediaSource::open(QStringLiteral("door:1.mkv"), {});
+    const auto opened = MediaSource::open("door:1.mkv", {});
     ASSERT_TRUE(QDir::setCurrent(before));
+    EXPECT_TRUE(std::holds_alternative<std::unique_ptr<MediaSource>>(opened)) << std::get<std::string>(opened);
+}
+
+TEST_F(BadMediaTest, ANameThatIsNotUtf8IsOpenedAndShownAsText)
+{
+    const std::string clip = makeClip().toStdString();
+    const std::string odd = path(QString()).toStdString() + "/od\xff.\xe9.mkv";
+    ASSERT_EQ(std::rename(clip.c_str(), odd.c_str()), 0);
+    const auto opened = MediaSource::open(odd, {});
+    ASSERT_TRUE(std::holds_alternative<std::unique_ptr<MediaSource>>(opened)) << std::get<std::string>(opened);
+    EXPECT_EQ(std::get<std::unique_ptr<MediaSource>>(opened)->streams()[0].origin,
+              QStringLiteral("od\ufffd.\ufffd.mkv video").toUtf8());
+    const auto missing = MediaProbe::of(odd + "missing");
+    EXPECT_THAT(std::get<std::string>(missing),
+                HasSubstr("/od\xef\xbf\xbd.\xef\xbf\xbd.mkvmissing: there is no such file"));
+    EXPECT_EQ(std::remove(odd.c_str()), 0); // which Qt could not
+}
+
+TEST_F(BadMediaTest, ASchemeInLargeLettersIsTheSame)
+{
+    const std::string clip = makeClip().toStdString();
+    const auto opened = MediaSource::open("FILE://" + clip, {});
     EXPECT_TRUE(std::holds_alternative<std::unique_ptr<MediaSource>>(opened)) << std::get<std::string>(opened);
 }
 
@@ -149,14 +171,14 @@ TEST_F(BadMediaTest, NothingIsWrittenToStandardError)
     const QByteArray whole = contents(makeClip(QStringLiteral("clip.mp4")));
     const QString fileName = write(QStringLiteral("cut.mp4"), whole.left(whole.size() / 2));
     testing::internal::CaptureStderr();
-    const auto opened = MediaSource::open(fileName, {});
+    const auto opened = MediaSource::open(fileName.toStdString(), {});
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_TRUE(std::holds_alternative<std::string>(opened));
 }
 
 TEST_F(BadMediaTest, AProbeTellsTheSameErrors)
 {
-    const auto probed = MediaProbe::of(path(QStringLiteral("missing.mp4")));
+    const auto probed = MediaProbe::of(path(QStringLiteral("missing.mp4")).toStdString());
     ASSERT_TRUE(std::holds_alternative<std::string>(probed));
     EXPECT_THAT(std::get<std::string>(probed), HasSubstr("missing.mp4: there is no such file"));
 }
@@ -168,7 +190,7 @@ TEST_F(BadMediaTest, AProbeTellsEveryStreamAndWhichWouldBeDecoded)
                                                  "sine=duration=2 -map 0 -map 1 -map 2 -c:s srt -c:v mpeg4 -c:a aac")
                                       .arg(path(QStringLiteral("words.srt"))),
                                   QStringLiteral("all.mkv"));
-    const auto probed = MediaProbe::of(fileName);
+    const auto probed = MediaProbe::of(fileName.toStdString());
     ASSERT_TRUE(std::holds_alternative<MediaProbe>(probed));
     const MediaProbe &probe = std::get<MediaProbe>(probed);
     EXPECT_THAT(probe.container, HasSubstr("matroska"));

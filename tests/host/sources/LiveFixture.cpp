@@ -13,7 +13,7 @@ LiveSource::Options LiveFixture::impatient()
 
 void LiveFixture::start(const QString &url, const LiveSource::Options &options)
 {
-    source = std::make_unique<LiveSource>(url, options, video, audio);
+    source = std::make_unique<LiveSource>(url.toStdString(), options, video, audio);
 }
 
 bool LiveFixture::takeMore()

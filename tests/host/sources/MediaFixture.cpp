@@ -45,7 +45,7 @@ QString MediaFixture::corpus(const QString &name)
 
 std::unique_ptr<MediaSource> MediaFixture::open(const QString &fileName, const MediaSource::Options &options)
 {
-    auto opened = MediaSource::open(fileName, options);
+    auto opened = MediaSource::open(fileName.toStdString(), options);
     if (const auto *const error = std::get_if<std::string>(&opened))
         throw std::runtime_error(*error);
     return std::move(std::get<std::unique_ptr<MediaSource>>(opened));
@@ -53,7 +53,7 @@ std::unique_ptr<MediaSource> MediaFixture::open(const QString &fileName, const M
 
 std::string MediaFixture::errorOf(const QString &fileName, const MediaSource::Options &options)
 {
-    const auto opened = MediaSource::open(fileName, options);
+    const auto opened = MediaSource::open(fileName.toStdString(), options);
     const auto *const error = std::get_if<std::string>(&opened);
     EXPECT_TRUE(error) << fileName.toStdString() << " could be opened";
     if (!error)

@@ -215,7 +215,7 @@ TEST_F(MediaSourceStopTest, AnOpeningThatGetsNoAnswerIsAbandonedOnRequest)
     const QString url = QStringLiteral("tcp://127.0.0.1:%1").arg(silent.port());
     std::atomic<bool> abandoned(false);
     auto opening = std::async(std::launch::async, [&] {
-        const auto opened = MediaSource::open(url, {}, abandoned);
+        const auto opened = MediaSource::open(url.toStdString(), {}, abandoned);
         const auto *const error = std::get_if<std::string>(&opened);
         return error ? *error : std::string();
     });

@@ -1,5 +1,6 @@
 #include "sources/Outage.h"
 
+#include "media/ClockTime.h"
 #include <gmock/gmock.h>
 
 namespace {
@@ -27,6 +28,24 @@ TEST_F(OutageTest, IsReportedOnceAndItsMendingOnce)
     EXPECT_EQ(outage.end(now), "camera: delivers again after 12 s, 3 attempts");
     EXPECT_EQ(outage.reason(), "");
     EXPECT_EQ(outage.end(now), std::nullopt);
+}
+
+TEST_F(OutageTest, IsReportedAgainNowAndThenWhileItLasts)
+{
+    const std::chrono::system_clock::time_point noon(std::chrono::hours(12));
+    EXPECT_EQ(outage.remind(now, noon), std::nullopt);
+    ASSERT_TRUE(outage.begin("refused", now));
+    outage.noteAttempt();
+    EXPECT_EQ(outage.remind(now + milliseconds(9999), noon), std::nullopt);
+    const std::string since = ClockTime::ofDay(noon);
+    EXPECT_EQ(outage.remind(now + milliseconds(10'000), noon + milliseconds(10'000)),
+              "camera: has delivered nothing since " + since + ", 1 attempt: refused");
+    outage.noteAttempt();
+    EXPECT_EQ(outage.begin("refused", now + milliseconds(11'000)), std::nullopt);
+    EXPECT_EQ(outage.remind(now + milliseconds(60'000), noon + milliseconds(60'000)),
+              "camera: has delivered nothing since " + since + ", 2 attempts: refused");
+    outage.end(now + milliseconds(61'000));
+    EXPECT_EQ(outage.remind(now + milliseconds(600'000), noon), std::nullopt);
 }
 
 TEST_F(OutageTest, AnotherReasonIsReportedButDoesNotBeginItAnew)

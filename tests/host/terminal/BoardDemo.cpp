@@ -34,7 +34,7 @@ void showEarlierLoads(Board &board)
 {
     decoding::Snapshot snapshot;
     for (const decoding::Snapshot::Load &load : MadeUpSnapshot::loads()) {
-        snapshot.load = load;
+        snapshot.measuredLoad = load;
         board.draw(snapshot);
     }
 }

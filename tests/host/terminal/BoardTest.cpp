@@ -56,7 +56,8 @@ TEST(Board, FitsAFewStreamsInto80By24)
     show(terminal, "3");
     const Tmux::Screen screen = terminal.screen();
     EXPECT_THAT(screen[0], AllOf(StartsWith("3 streams   1 unwell   running 0:00:"), EndsWith(" worst first")));
-    EXPECT_THAT(screen[1], AllOf(StartsWith("CPU load  37 %  ▆"), EndsWith("  3 decoders  performance mode")));
+    EXPECT_THAT(screen[1],
+                AllOf(StartsWith("CPU load  37 %  ▆"), EndsWith("  component's   1 %  3 decoders  performance mode")));
     EXPECT_EQ(screen[3], "  Stream      State   MLCTKND   Frames   fps   Lost Latency  Worst Mode");
     EXPECT_EQ(screen[5], "  cam-1 video run     GGGG··G   19,251  25.0      0      17     41 perf");
     EXPECT_EQ(streamsIn(screen), 3);

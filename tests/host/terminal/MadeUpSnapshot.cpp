@@ -87,8 +87,10 @@ StreamRow MadeUpSnapshot::row(const Snapshot::Input &input)
 Snapshot MadeUpSnapshot::streams(int count)
 {
     Snapshot snapshot;
-    snapshot.load.now = 0.37;
+    snapshot.load.now = 0.01;
     snapshot.load.samples = samples;
+    snapshot.measuredLoad.now = 0.37;
+    snapshot.measuredLoad.samples = samples;
     snapshot.running = std::chrono::minutes(12);
     snapshot.threads = {{"Decoder/1", (count + 1) / 2}, {"Decoder/2", count / 2}};
     snapshot.decoders = count;

@@ -97,3 +97,54 @@ TEST(RowHealth, AStreamThatNobodyReadsYetIsNotUnwell)
     EXPECT_FALSE(healthOf(input).isUnwell());
     EXPECT_STREQ(healthOf(input).text(), "nobody asks for its frames yet");
 }
+
+TEST(RowHealth, DamageIsUnwellForAWhileAndOfAFileUntilItsEnd)
+{
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.live = true;
+    input.streams[0].damaged = 147;
+    input.streams[0].sinceDamage = std::chrono::milliseconds(9'999);
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Damaged);
+    EXPECT_TRUE(healthOf(input).isUnwell());
+    input.streams[0].sinceDamage = std::chrono::seconds(10);
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Well);
+    input.live = false;
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Damaged);
+}
+
+TEST(RowHealth, AnOutputThatCannotBeWrittenIsUnwellUntilItCan)
+{
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.streams[0].outputs.resize(2);
+    input.streams[0].outputs[1].error = "cannot write cam.y4m: full";
+    input.streams[0].outputs[1].failed = 3;
+    input.streams[0].outputs[1].failing = true;
+    EXPECT_EQ(healthOf(input).degree, RowHealth::NotWritten);
+    EXPECT_TRUE(healthOf(input).isUnwell());
+    EXPECT_EQ(MadeUpSnapshot::row(input).trouble(), "cannot write cam.y4m: full");
+    input.streams[0].outputs[1].failing = false;
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Well);
+}
+
+TEST(RowHealth, AStreamWithoutADecoderIsUnwellWhateverItsInputIsAboutAndItsLightsShow)
+{
+    for (const State state : {State::Running, State::Waiting, State::Ended}) {
+        Snapshot::Input input = MadeUpSnapshot::input("cam");
+        input.state = state;
+        input.streams[0].missingCodec = "NOPE";
+        EXPECT_EQ(healthOf(input).degree, RowHealth::NoDecoder);
+        EXPECT_TRUE(healthOf(input).isUnwell());
+        EXPECT_EQ(MadeUpSnapshot::row(input).trouble(), "no decoder for NOPE");
+    }
+}
+
+TEST(RowHealth, AStreamThatHasGivenNoFrameInFiveSecondsIsStill)
+{
+    Snapshot::Input input = MadeUpSnapshot::input("cam");
+    input.streams[0].frames = 0;
+    input.streams[0].framesPerSecond.reset();
+    input.decoding = std::chrono::milliseconds(4'999);
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Well);
+    input.decoding = std::chrono::seconds(5);
+    EXPECT_EQ(healthOf(input).degree, RowHealth::Still);
+}

@@ -2,10 +2,10 @@
 
 #include <cstdio>
 #include <string>
-#include <unistd.h>
 
 #include "MadeUpSnapshot.h"
 #include "PseudoTerminal.h"
+#include "StandardError.h"
 #include <gmock/gmock.h>
 
 using namespace std::chrono_literals;
@@ -19,26 +19,6 @@ using testing::internal::GetCapturedStderr;
 using testing::internal::GetCapturedStdout;
 
 namespace {
-
-/// While it lives, the standard error output is @p file.
-class StandardError final {
-public:
-    explicit StandardError(int file)
-        : _previous(dup(STDERR_FILENO))
-    {
-        dup2(file, STDERR_FILENO);
-    }
-    ~StandardError()
-    {
-        dup2(_previous, STDERR_FILENO);
-        close(_previous);
-    }
-    StandardError(const StandardError &) = delete;
-    StandardError &operator=(const StandardError &) = delete;
-
-private:
-    const int _previous;
-};
 
 constexpr RunDisplay::Options withBoard{true, false};
 constexpr RunDisplay::Options withProgress{false, false};
@@ -87,7 +67,7 @@ TEST(RunDisplay, ShowsNoProgressBesideTheBoard)
     CaptureStdout();
     RunDisplay display(withBoard);
     display.update(MadeUpSnapshot::streams(1), start);
-    EXPECT_THAT(GetCapturedStdout(), StartsWith("board running_s="));
+    EXPECT_THAT(GetCapturedStdout(), HasSubstr(" board running_s="));
     EXPECT_EQ(terminal.written(), "");
 }
 

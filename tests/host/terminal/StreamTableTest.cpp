@@ -75,9 +75,10 @@ TEST_F(StreamTableInUtf8, SaysMoreIn200Columns)
 {
     Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
     input.error = "the queue is full";
-    EXPECT_EQ(painted(200, input).text(0),
-              "  cam-1 video  running     G G G G · · G         18,250     25.0          0          "
-              "12        41  performance  Decoder/1  the queue is full");
+    EXPECT_EQ(
+        painted(200, input).text(0),
+        "  cam-1 video  running     G G G G · · G         18,250     25.0          0          "
+        "12        41  performance  Decoder/1                         0            0          0  the queue is full");
 }
 
 TEST_F(StreamTableInUtf8, LeavesOutTheLeastImportantColumnsFirst)
@@ -232,4 +233,34 @@ TEST(StreamTable, KeepsToAsciiInALocaleThatIsNotUtf8)
     while (view.sortColumn() != BoardView::SortColumn::Lost)
         view.handleKey(BoardKey::NextSort);
     EXPECT_THAT(heading(80, view), HasSubstr(" vLost "));
+}
+
+TEST_F(StreamTableInUtf8, HasColumnsForTheCodecDamageOutputsConnectionsAndTheLastErrorWhereThereIsRoom)
+{
+    Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
+    input.connections = 3;
+    input.streams[0].codec = "h264";
+    input.streams[0].width = 1280;
+    input.streams[0].height = 720;
+    input.streams[0].damaged = 147;
+    input.streams[0].outputs.resize(1);
+    input.streams[0].outputs[0].failed = 12;
+    input.streams[0].lastError = Snapshot::Trouble{{}, "damaged picture"};
+    const std::string row = painted(260, input).text(0);
+    EXPECT_THAT(row, HasSubstr("  Decoder/1  h264 1280x720        147           12          3  damaged  "));
+    EXPECT_THAT(row, EndsWith(":00 damaged picture"));
+    EXPECT_THAT(heading(260, BoardView()),
+                EndsWith("  Thread     Codec            Damaged  Not written  Connected  Trouble" +
+                         std::string(38, ' ') + "Last error"));
+    EXPECT_THAT(columns(200, input),
+                testing::IsSupersetOf({Column::Thread, Column::Form, Column::Damaged, Column::Trouble}));
+    EXPECT_THAT(columns(140, input), testing::Not(testing::Contains(Column::Form)));
+}
+
+TEST_F(StreamTableInUtf8, SaysThatThereIsNoDecoder)
+{
+    Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
+    input.streams[0].missingCodec = "NOPE";
+    EXPECT_THAT(painted(80, input).text(0), StartsWith("! cam-1 video no dec. "));
+    EXPECT_THAT(painted(200, input).text(0), HasSubstr(" no-decoder "));
 }

@@ -1,25 +1,20 @@
-#include "session/InputNames.h"
+#include "sources/InputNames.h"
 
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include "media/SafeText.h"
 #include "media/ShownUrl.h"
-#include "sources/LiveSource.h"
+#include "sources/LiveUrl.h"
 
 namespace {
 
-bool isUrl(const QString &input)
+std::string liveName(const std::string &url)
 {
-    return input.contains(QLatin1String("://"));
-}
-
-QString liveName(const QString &url)
-{
-    static const QRegularExpression device(QStringLiteral("^([A-Za-z0-9]+:[^=,:;@]*)"));
-    if (isUrl(url))
-        return ShownUrl::place(url);
-    const QRegularExpressionMatch match = device.match(url);
-    return match.hasMatch() ? match.captured(1) : url;
+    static const QRegularExpression device(QStringLiteral("^(?:lavfi|v4l2):[^=,:;@]*"),
+                                           QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = device.match(QString::fromStdString(url));
+    return match.hasMatch() ? SafeText::utf8(match.captured().toStdString()) : SafeText::utf8(ShownUrl::place(url));
 }
 
 QString fileStem(const QString &name)
@@ -33,18 +28,28 @@ QString fileStem(const QString &name)
 
 InputNames::Name InputNames::next(const std::string &address, const std::string &name)
 {
-    const QString url = QString::fromStdString(address);
     std::string shown;
-    std::string stem;
-    if (!name.empty() || LiveSource::isLive(url)) {
-        shown = name.empty() ? liveName(url).toStdString() : name;
-        stem = fileStem(QString::fromStdString(shown)).toStdString();
+    QString stem;
+    if (!name.empty() || LiveUrl::isLive(address)) {
+        shown = name.empty() ? liveName(address) : shownName(name);
+        stem = fileStem(QString::fromStdString(shown));
     } else {
-        const QFileInfo file(isUrl(url) ? ShownUrl::place(url) : url);
-        shown = file.fileName().isEmpty() ? ShownUrl::withoutSecrets(url).toStdString() : file.fileName().toStdString();
-        stem = (isUrl(url) ? fileStem(file.completeBaseName()) : file.completeBaseName()).toStdString();
+        const QFileInfo file(QString::fromStdString(ShownUrl::place(address)));
+        shown = SafeText::utf8(file.fileName().isEmpty() ? ShownUrl::withoutSecrets(address)
+                                                         : file.fileName().toStdString());
+        stem = ShownUrl::isAddress(address) ? fileStem(file.completeBaseName()) : file.completeBaseName();
     }
-    return {nextShown(shown), nextStem(stem.empty() ? "input" : stem)};
+    return {nextShown(shown), nextStem(stem.isEmpty() ? "input" : stem.toStdString())};
+}
+
+bool InputNames::isTaken(const std::string &name) const
+{
+    return _shown.count(shownName(name)) > 0;
+}
+
+std::string InputNames::shownName(const std::string &name)
+{
+    return ShownUrl::withoutSecrets(name);
 }
 
 void InputNames::release(const Name &name)

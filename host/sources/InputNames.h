@@ -1,5 +1,5 @@
-#ifndef HOST_SESSION_INPUTNAMES_H
-#define HOST_SESSION_INPUTNAMES_H
+#ifndef HOST_SOURCES_INPUTNAMES_H
+#define HOST_SOURCES_INPUTNAMES_H
 
 #include <map>
 #include <set>
@@ -14,15 +14,17 @@ public:
     };
 
     /// Made of the name that the user gave the input. Without one, a live source is known by its URL without the scheme
-    /// and what may be secret in it: user name, password and query; any other one by the file that it names.
+    /// and what may be secret in it; any other one by the file that it names. See ShownUrl.
     /// @param name that the user gave; empty: none.
     Name next(const std::string &address, const std::string &name);
 
     /// The shown name may be given again; the stem never is, so that no later input overwrites the output files.
     void release(const Name &name);
-    bool isShown(const std::string &shown) const { return _shown.count(shown) > 0; }
+    /// Whether another input is shown by what the user gave as @p name.
+    bool isTaken(const std::string &name) const;
 
 private:
+    static std::string shownName(const std::string &name);
     std::string nextShown(const std::string &wanted);
     std::string nextStem(const std::string &wanted);
     bool wasGiven(const std::string &stem) const;

@@ -1,0 +1,62 @@
+#include "cli/ReportFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+
+#include "cli/OutputFiles.h"
+#include "media/ShownUrl.h"
+#include <sys/stat.h>
+
+namespace {
+
+std::string message(const std::string &path, int error)
+{
+    return "cannot write " + ShownUrl::withoutSecrets(path) + ": " + std::generic_category().message(error);
+}
+
+/// @return 0, or the error that an access of the kind would meet.
+int errorOfAccess(const std::string &path, int kind)
+{
+    return faccessat(AT_FDCWD, path.c_str(), kind, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+} // namespace
+
+std::optional<std::string> ReportFile::obstacle(const std::string &path, const std::vector<decoding::Output> &outputs)
+{
+    struct stat file = {};
+    int error = 0;
+    if (stat(path.c_str(), &file) == 0) {
+        error = S_ISDIR(file.st_mode) ? EISDIR : errorOfAccess(path, W_OK);
+    } else if (errno != ENOENT) {
+        error = errno;
+    } else {
+        const std::string directory = (std::filesystem::path(path).parent_path() / ".").string();
+        error = errorOfAccess(directory, W_OK | X_OK);
+        const bool isMade = std::any_of(outputs.begin(), outputs.end(), [&directory](const decoding::Output &output) {
+            return output.kind != decoding::Output::Kind::Null &&
+                   OutputFiles::placeOf(output.directory) == OutputFiles::placeOf(directory);
+        });
+        if (error == ENOENT && isMade)
+            error = 0;
+    }
+    return error == 0 ? std::nullopt : std::optional(message(path, error));
+}
+
+std::optional<std::string> ReportFile::write(const std::string &path, const std::string &text)
+{
+    std::FILE *const file = std::fopen(path.c_str(), "wb");
+    if (!file)
+        return message(path, errno);
+    const bool written = std::fputs(text.c_str(), file) >= 0 && std::fflush(file) == 0;
+    const int error = errno;
+    const bool closed = std::fclose(file) == 0;
+    if (written && closed)
+        return std::nullopt;
+    return message(path, written ? errno : error);
+}

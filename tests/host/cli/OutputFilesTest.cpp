@@ -1,0 +1,70 @@
+#include "cli/OutputFiles.h"
+
+#include <filesystem>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using OutputFiles::mayInclude;
+using OutputFiles::placeOf;
+
+class OutputFilesTest : public testing::Test {
+protected:
+    OutputFilesTest() { fs::create_directories(_folder); }
+    ~OutputFilesTest() override { fs::remove_all(_folder); }
+
+    std::string path(const std::string &name) const { return (_folder / name).string(); }
+
+private:
+    const fs::path _folder = fs::path(testing::TempDir()) / ("output-files-" + std::to_string(getpid()));
+};
+
+} // namespace
+
+TEST_F(OutputFilesTest, HaveOneTextForEachWayToNameADirectory)
+{
+    EXPECT_EQ(placeOf("a/b/.."), placeOf("a"));
+    EXPECT_EQ(placeOf("a//"), placeOf("./a"));
+    EXPECT_EQ(placeOf("."), placeOf(fs::current_path().string()));
+    EXPECT_NE(placeOf("a"), placeOf("b"));
+    fs::create_directory(path("out"));
+    fs::create_directory_symlink("out", path("link"));
+    EXPECT_EQ(placeOf(path("link")), placeOf(path("out/")));
+    EXPECT_EQ(placeOf(path("link/new")), placeOf(path("out/new")));
+}
+
+TEST_F(OutputFilesTest, AreThoseInItsDirectoryThatEndAsItsFilesDo)
+{
+    const std::vector<std::pair<const char *, const char *>> files{{"framemd5", "clip.video.framemd5"},
+                                                                   {"framemd5", "clip-2.audio.framemd5"},
+                                                                   {"y4m", "clip.part2.y4m"},
+                                                                   {"raw", "clip.audio.raw"},
+                                                                   {"wav", "clip.wav"},
+                                                                   {"png", "clip-0001.png"}};
+    for (const auto &[kind, file] : files) {
+        const auto output = decoding::Output::parse(kind + (":" + path("out")));
+        EXPECT_TRUE(mayInclude(output, path("out/") + file)) << file;
+        EXPECT_TRUE(mayInclude(output, path("out/../out/") + file)) << file;
+        EXPECT_FALSE(mayInclude(output, path("") + file)) << file;
+        EXPECT_FALSE(mayInclude(output, path("out/report.json"))) << file;
+        EXPECT_FALSE(mayInclude(decoding::Output(), file)) << file;
+    }
+    EXPECT_TRUE(mayInclude(decoding::Output::parse("wav"), "clip.wav"));
+}
+
+TEST_F(OutputFilesTest, AreFoundBehindLinks)
+{
+    const auto output = decoding::Output::parse("wav:" + path("out"));
+    fs::create_directory_symlink("out", path("link"));
+    fs::create_symlink("out/clip.wav", path("report.json"));
+    fs::create_symlink("report.json", path("again.json"));
+    for (const bool isMade : {false, true}) {
+        EXPECT_TRUE(mayInclude(output, path("again.json"))) << isMade;
+        fs::create_directory(path("out"));
+    }
+    EXPECT_TRUE(mayInclude(output, path("link/clip.wav")));
+    EXPECT_FALSE(mayInclude(output, path("link/clip.json")));
+}

@@ -1,0 +1,57 @@
+#include <algorithm>
+#include <set>
+
+#include "DecodeFixture.h"
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+
+/// A system that gives the host so many threads, and refuses all others.
+class FewThreads : public DecodeFixture {
+protected:
+    ~FewThreads() override
+    {
+        qunsetenv("LD_PRELOAD");
+        qunsetenv("FEW_THREADS");
+    }
+
+    static HostRun decodeWith(int threads)
+    {
+        qputenv("LD_PRELOAD", FEW_THREADS_FILE);
+        qputenv("FEW_THREADS", QByteArray::number(threads));
+        return HostRun::decode(
+            {"--threads", "2", "--duration", "0.3", sample("cup.mp4"), "door=lavfi:testsrc2=rate=25:size=64x48"});
+    }
+};
+
+} // namespace
+
+TEST_F(FewThreads, AreToldWhereTheyAreMissingAndEndNoRunWithoutAWord)
+{
+    const std::vector<std::string> places = {"no thread for the session", "no threads to write the outputs",
+                                             "no thread to open it", "door: there is no thread to read it"};
+    std::set<std::string> told;
+    constexpr int most = 100;
+    int threads = 0;
+    for (; threads < most; ++threads) {
+        SCOPED_TRACE(threads);
+        const HostRun run = decodeWith(threads);
+        if (run.exitCode == 0)
+            break;
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_THAT(run.errors, Contains(testing::AnyOf(HasSubstr("no thread "), HasSubstr("no threads "))));
+        EXPECT_THAT(run.errors, Not(Contains(HasSubstr("trying again"))));
+        for (const std::string &error : run.errors) {
+            for (const std::string &place : places) {
+                if (error.find(place) != std::string::npos)
+                    told.insert(place);
+            }
+        }
+    }
+    EXPECT_LT(threads, most);
+    EXPECT_EQ(told, std::set<std::string>(places.begin(), places.end()));
+}

@@ -1,0 +1,212 @@
+#include <QFileInfo>
+
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+#include "LiveRunFixture.h"
+#include "host/decode/WakeUps.h"
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+
+/// A live input whose output takes nothing, beside others that must not notice.
+class StuckOutputs : public LiveRunFixture {
+protected:
+    StuckOutputs() { EXPECT_EQ(::mkdir(qUtf8Printable(path("out")), 0700), 0); }
+    ~StuckOutputs() override { closeReader(); }
+
+    /// Fast, so that little time fills a pipe.
+    static QString fast(const char *name)
+    {
+        return QString::fromLatin1(name) + "=lavfi:testsrc2=size=64x64:rate=250,format=yuv420p";
+    }
+    QString output(const char *name) const { return path(QStringLiteral("out/%1.video.framemd5").arg(name)); }
+    void makePipe(const char *name) const { EXPECT_EQ(::mkfifo(qUtf8Printable(output(name)), 0600), 0); }
+    /// Opens the pipe, which holds little, and reads nothing.
+    void openReader(const char *name)
+    {
+        _reader = ::open(qUtf8Printable(output(name)), O_RDONLY | O_NONBLOCK);
+        EXPECT_GE(_reader, 0);
+        EXPECT_GE(::fcntl(_reader, F_SETPIPE_SZ, 4096), 0);
+    }
+    void closeReader()
+    {
+        if (_reader >= 0)
+            ::close(std::exchange(_reader, -1));
+    }
+
+    static bool drops(LiveHost &host, const char *name)
+    {
+        return host.until([&] { return host.row(name).dropped > 0; });
+    }
+    /// Its decoder goes on, whatever the output does.
+    static bool goesOn(LiveHost &host, const char *name)
+    {
+        const qint64 frames = host.row(name).frames;
+        return host.until([&] { return host.row(name).frames > frames + 100; });
+    }
+    std::string loss(const char *name) const { return output(name).toStdString() + " did not take its last "; }
+
+    /// Does what should take less than a second.
+    template <class Action>
+    static void promptly(Action action)
+    {
+        const auto begin = LiveHost::Clock::now();
+        WakeUps wakeUps;
+        action();
+        const auto late = wakeUps.end();
+        EXPECT_LT(LiveHost::Clock::now() - begin, std::chrono::seconds(1) + 4 * late);
+    }
+
+private:
+    int _reader = -1;
+};
+
+/// Has programs that this one starts meet a disk that hangs.
+class HangingDisk final {
+public:
+    HangingDisk()
+    {
+        qputenv("LD_PRELOAD", HANGING_DISK_FILE);
+        // The sanitizer wants to be the first, and need not be.
+        qputenv("ASAN_OPTIONS", _sanitizer + ":verify_asan_link_order=0");
+    }
+    ~HangingDisk()
+    {
+        qunsetenv("LD_PRELOAD");
+        qputenv("ASAN_OPTIONS", _sanitizer);
+    }
+    Q_DISABLE_COPY(HangingDisk)
+
+private:
+    const QByteArray _sanitizer = qgetenv("ASAN_OPTIONS");
+};
+
+} // namespace
+
+TEST_F(StuckOutputs, APipeThatNobodyReadsCostsItsStreamFramesOfThatOutputAlone)
+{
+    makePipe("unread");
+    makePipe("paused");
+    LiveHost host(withNeighbours({fast("unread"), fast("paused")}));
+    ASSERT_TRUE(neighboursRun(host));
+    openReader("paused");
+    EXPECT_TRUE(drops(host, "unread"));
+    EXPECT_TRUE(drops(host, "paused"));
+    EXPECT_TRUE(goesOn(host, "unread"));
+    EXPECT_TRUE(goesOn(host, "paused"));
+    EXPECT_EQ(host.row("unread").lost, 0);
+    promptly([&] { host.request({"remove", "unread"}); });
+    EXPECT_THAT(host.request({"list"}), testing::Not(Contains(HasSubstr("unread"))));
+    ASSERT_TRUE(fileEnds(host));
+
+    HostRun run;
+    promptly([&] { run = host.quit(); });
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errors, Contains(HasSubstr(loss("unread"))));
+    EXPECT_THAT(run.errors, Contains(HasSubstr(loss("paused"))).Times(1));
+    const QJsonObject paused = run.stream("paused", "video")["outputs"].toArray()[0].toObject();
+    EXPECT_GT(paused["dropped"].toInt(), 0);
+    EXPECT_THAT(paused["error"].toString().toStdString(), HasSubstr(loss("paused")));
+    EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(host.socket())));
+    run.expectNothingLeft();
+    expectNeighboursUntouched(run);
+}
+
+TEST_F(StuckOutputs, AReaderThatClosesItsPipeCostsThatOutputAlone)
+{
+    makePipe("closed");
+    LiveHost host(withNeighbours({fast("closed")}));
+    openReader("closed");
+    ASSERT_TRUE(neighboursRun(host));
+    EXPECT_TRUE(host.until([&] { return host.row("closed").frames > 0; }));
+    closeReader();
+    EXPECT_TRUE(goesOn(host, "closed"));
+    ASSERT_TRUE(fileEnds(host));
+    const HostRun run = host.quit();
+    EXPECT_EQ(run.exitCode, 1);
+    const std::string error = "cannot write " + output("closed").toStdString() + ": its reader has closed it";
+    EXPECT_THAT(run.errors, Contains("decoding-host: " + error));
+    run.expectNothingLeft();
+    expectNeighboursUntouched(run);
+}
+
+TEST_F(StuckOutputs, ADiskThatHangsIsLeftBehind)
+{
+    const HangingDisk disk;
+    LiveHost host(withNeighbours({fast("cannot-open"), fast("cannot-write")}));
+    ASSERT_TRUE(neighboursRun(host));
+    EXPECT_TRUE(drops(host, "cannot-open"));
+    EXPECT_TRUE(drops(host, "cannot-write"));
+    EXPECT_TRUE(goesOn(host, "cannot-open"));
+    ASSERT_TRUE(fileEnds(host));
+    HostRun run;
+    promptly([&] {
+        kill(static_cast<pid_t>(host.processId()), SIGINT);
+        run = host.end();
+    });
+    EXPECT_EQ(run.exitCode, 130);
+    EXPECT_THAT(run.errors, Contains(HasSubstr(loss("cannot-open"))));
+    EXPECT_THAT(run.errors, Contains(HasSubstr(loss("cannot-write"))));
+    EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(host.socket())));
+    expectNeighboursUntouched(run);
+}
+
+TEST_F(StuckOutputs, ADurationEndsThemInTime)
+{
+    makePipe("unread");
+    const auto begin = LiveHost::Clock::now();
+    WakeUps wakeUps;
+    const HostRun run =
+        HostRun::decode({"--duration", "1", "--output", "framemd5:" + path("out"), fast("unread"), fast("well")});
+    const auto late = wakeUps.end();
+    // Half a second is what the program itself takes to begin and to end.
+    EXPECT_LT(LiveHost::Clock::now() - begin, std::chrono::milliseconds(2500) + 4 * late);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errors, testing::ElementsAre(HasSubstr(loss("unread"))));
+    run.expectNothingLeft();
+}
+
+TEST_F(StuckOutputs, AFileWaitsForTheReaderOfItsOutputAndNobodyElseDoes)
+{
+    makePipe("box");
+    LiveHost host({"--output", "framemd5:" + path("out"), sample("box.mp4"), sample("cup.mp4"), sample("tree.avi")});
+    EXPECT_TRUE(
+        host.until([&] { return host.row("cup.mp4").state == "ended" && host.row("tree.avi").state == "ended"; }));
+    EXPECT_EQ(host.row("box.mp4").state, "running");
+    const int reader = ::open(qUtf8Printable(output("box")), O_RDONLY);
+    ASSERT_GE(reader, 0);
+    QByteArray frames;
+    char piece[4096];
+    while (const ssize_t size = ::read(reader, piece, sizeof piece))
+        frames.append(piece, static_cast<int>(size));
+    ::close(reader);
+    EXPECT_TRUE(host.until([&] { return host.row("box.mp4").state == "ended"; }));
+    const HostRun run = host.quit();
+    run.expectSuccess();
+    EXPECT_EQ(run.stream("box.mp4", "video")["outputs"].toArray()[0].toObject()["dropped"].toInt(-1), 0);
+    EXPECT_GT(run.stream("box.mp4", "video")["waitedMs"].toInt(), 0);
+    const QJsonArray streams = run.input("box.mp4")["streams"].toArray();
+    EXPECT_TRUE(ToolFrames::hashes(frames) ==
+                ToolFrames::hashes(ToolFrames::framemd5(sample("box.mp4"), streams, "video")));
+    expectFramesOfTool(run, {sample("cup.mp4"), sample("tree.avi")}, path("out"));
+}
+
+TEST_F(StuckOutputs, AFileWhoseOutputNobodyReadsEndsWhenItIsToldTo)
+{
+    makePipe("box");
+    LiveHost host({"--output", "framemd5:" + path("out"), sample("box.mp4"), sample("tree.avi")});
+    ASSERT_TRUE(host.until([&] { return host.row("tree.avi").state == "ended" && host.row("box.mp4").frames > 0; }));
+    promptly([&] { host.request({"remove", "box.mp4"}); });
+    const HostRun run = host.quit();
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.errors, Contains(HasSubstr(loss("box"))));
+    run.expectNothingLeft();
+    expectFramesOfTool(run, {sample("tree.avi")}, path("out"));
+}

@@ -1,0 +1,98 @@
+#include <QFile>
+
+#include "MediaFixture.h"
+#include "host/live/ByteServer.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Optional;
+using testing::StartsWith;
+
+/// Playlists of HTTP live streaming, whose demuxer passes over what it cannot read.
+class PlaylistTest : public MediaFixture {
+protected:
+    /// @return the answer of a server of HTTP. @param missing bytes at its end that it never sends.
+    static ByteServer::Script answer(const QByteArray &content, int missing = 0)
+    {
+        return {"HTTP/1.0 200 OK\r\nContent-Length: " + QByteArray::number(content.size() + missing) + "\r\n\r\n" +
+                content};
+    }
+
+    static QByteArray playlist(int firstSegment, int count, bool isLive)
+    {
+        QByteArray text = "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXT-X-MEDIA-SEQUENCE:" + QByteArray::number(firstSegment);
+        for (int segment = firstSegment; segment < firstSegment + count; ++segment)
+            text += "\n#EXTINF:1,\n" + QByteArray::number(segment) + ".ts";
+        return text + (isLive ? "\n" : "\n#EXT-X-ENDLIST\n");
+    }
+
+    QByteArray segment() const
+    {
+        return contents(make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=1 -c:v mpeg2video"),
+                             QStringLiteral("segment.ts")));
+    }
+
+    /// Reads what a server gives that answers with one script after the other.
+    std::optional<std::string> errorOfServed(std::vector<ByteServer::Script> scripts)
+    {
+        const ByteServer server(std::move(scripts));
+        const auto source =
+            open(server.url().replace(QStringLiteral("tcp"), QStringLiteral("http")) + QStringLiteral("/list.m3u8"));
+        _blocks = deliver(*source).size();
+        return source->error();
+    }
+
+    std::size_t _blocks = 0;
+};
+
+} // namespace
+
+TEST_F(PlaylistTest, ThatIsWholeIsReadWithoutAnError)
+{
+    const QByteArray content = segment();
+    EXPECT_EQ(errorOfServed({answer(playlist(0, 2, false)), answer(content), answer(content)}), std::nullopt);
+    EXPECT_EQ(_blocks, 51U);
+}
+
+TEST_F(PlaylistTest, OfFilesOneOfWhichIsMissingIsReadOnAndReported)
+{
+    const QByteArray content = segment();
+    for (const int missing : {1, 2}) {
+        const QString list = write(QStringLiteral("list-%1.m3u8").arg(missing), playlist(0, 3, false));
+        for (const int number : {0, 1, 2})
+            write(QStringLiteral("%1.ts").arg(number), content);
+        ASSERT_TRUE(QFile::remove(path(QStringLiteral("%1.ts").arg(missing))));
+        const auto source = open(list);
+        EXPECT_EQ(deliver(*source).size(), 51U);
+        EXPECT_THAT(source->error(), Optional(StartsWith(list.toStdString() +
+                                                         ": a part of it is missing: Failed to open "
+                                                         "segment " +
+                                                         std::to_string(missing))));
+    }
+}
+
+TEST_F(PlaylistTest, WhoseServerDiesIsReported)
+{
+    const QByteArray content = segment();
+    EXPECT_THAT(errorOfServed({answer(playlist(0, 2, true)), answer(content), answer(content), {}}),
+                Optional(HasSubstr("/list.m3u8: a part of it is missing: Failed to reload playlist 0")));
+    EXPECT_EQ(_blocks, 51U);
+}
+
+TEST_F(PlaylistTest, WithASegmentThatIsCutOffIsReported)
+{
+    const QByteArray content = segment();
+    EXPECT_THAT(errorOfServed({answer(playlist(0, 2, false)), answer(content, 1000), answer(content)}),
+                Optional(HasSubstr("a part of it is missing: Stream ends prematurely")));
+    EXPECT_EQ(_blocks, 51U);
+}
+
+TEST_F(PlaylistTest, ThatMovesOnTooFastIsReported)
+{
+    const QByteArray content = segment();
+    EXPECT_THAT(
+        errorOfServed({answer(playlist(0, 1, true)), answer(content), answer(playlist(5, 1, false)), answer(content)}),
+        Optional(HasSubstr("a part of it is missing: skipping 4 segments ahead")));
+    EXPECT_EQ(_blocks, 51U);
+}
