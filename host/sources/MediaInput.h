@@ -32,7 +32,8 @@ public:
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, std::string>
     open(const std::string &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
 
-    /// Opens the live source @p url likewise, for @p limit at most; a server's limit begins once somebody has called, which is waited for until @p end.
+    /// Opens the live source @p url likewise, for @p limit at most; a server's limit begins once somebody has called,
+    /// which is waited for until @p end.
     /// Bytes that cost much computing before there is a stream in them are given up sooner.
     /// @return the input, or libavformat's error; AVERROR(ETIMEDOUT) when the limit was reached.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, int>
