@@ -19,7 +19,8 @@ class Figure:
     @property
     def verdict(self) -> str:
         """A ratio of times counts as reached when the instructions meet the target and the interval does not
-        contradict. Without instructions the whole interval must meet it; a figure whose interval holds the target is open."""
+        contradict. Without instructions the whole interval must meet it; a figure whose interval holds the target is
+        open."""
         if self.target is None:
             return ""
         low, high = (self.value, self.value) if self.low is None else (self.low, self.high)

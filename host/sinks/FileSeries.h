@@ -12,8 +12,8 @@
 
 /// The files that a stream is written to, one after the other: `<stem><suffix>`, and where the format cannot go on
 /// because the form of the packets has changed or the file has all that it may hold, `<stem>.part2<suffix>` and so on.
-/// Existing files are overwritten, or kept and their names passed over, as the place says. The standard output holds the
-/// first one alone. Reentrant.
+/// Existing files are overwritten, or kept and their names passed over, as the place says. The standard output holds
+/// the first one alone. Reentrant.
 ///
 /// Time stamps in a file never go back: one that does is raised to the one before it. Where the stream breaks and its
 /// time stamps begin anew, the rest is shifted behind what is written already, and so it is where they jump back

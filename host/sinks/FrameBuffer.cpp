@@ -174,7 +174,8 @@ void FrameBuffer<Handle>::showLocked()
         ::eventfd_read(_descriptor, &count);
 }
 
-/// @return what is to be called without the lock, after a change of a buffer that @p wasReadable or was not; may be null.
+/// @return what is to be called without the lock, after a change of a buffer that @p wasReadable or was not; may be
+/// null.
 template <class Handle>
 const std::function<void()> *FrameBuffer<Handle>::callOfLocked(bool wasReadable) const
 {

@@ -26,7 +26,8 @@ public:
     /// Has one line for people shown.
     void tell(const std::string &message);
 
-    /// @return whether the display is about to show how the run is going, and waits for `show`. Spares those who ask the
+    /// @return whether the display is about to show how the run is going, and waits for `show`. Spares those who ask
+    /// the
     ///         snapshot.
     [[nodiscard]] bool wantsSnapshot() const;
     void show(decoding::Snapshot snapshot);

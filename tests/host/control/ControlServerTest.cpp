@@ -1,7 +1,5 @@
 #include "control/ControlServer.h"
 
-#include "media/ClockTime.h"
-
 #include <algorithm>
 #include <limits>
 

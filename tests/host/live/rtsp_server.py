@@ -23,7 +23,8 @@ def require_password(server, factory):
     auth.add_basic(GstRtspServer.RTSPAuth.make_basic("keeper", "sesame"), token)
     server.set_auth(auth)
     factory.add_role_from_structure(
-        Gst.Structure.from_string("keeper, media.factory.access=(boolean)true, media.factory.construct=(boolean)true")[0])
+        Gst.Structure.from_string(
+            "keeper, media.factory.access=(boolean)true, media.factory.construct=(boolean)true")[0])
 
 
 def main():
