@@ -73,6 +73,26 @@ void checkReportIsNoOutput(const DecodeOptions &options)
     }
 }
 
+/// @throw CLI::ValidationError when the standard output would hold more than one stream, or something beside it.
+void checkStandardOutput(const DecodeOptions &options)
+{
+    const auto &outputs = options.input.outputs;
+    const auto output = std::find_if(outputs.begin(), outputs.end(), std::mem_fn(&decoding::Output::isStandardOutput));
+    if (output == outputs.end())
+        return;
+    const auto refuse = [&](const std::string &why) {
+        throw CLI::ValidationError("--output",
+                                   std::string(output->kindName()) + ":-: the standard output takes " + why);
+    };
+    if (options.jsonFile == "-" ||
+        std::count_if(outputs.begin(), outputs.end(), std::mem_fn(&decoding::Output::isStandardOutput)) > 1)
+        refuse("one output, or the report of --json");
+    if (options.inputs.size() != 1 || options.copies != 1 || options.controlSocket)
+        refuse("one input");
+    if (options.input.video && output->takesVideo() && options.input.audio && output->takesAudio())
+        refuse("one stream; choose it by --streams");
+}
+
 bool takesAny(const std::vector<decoding::Output> &outputs, bool (decoding::Output::*takes)() const)
 {
     return std::any_of(outputs.begin(), outputs.end(),
@@ -179,7 +199,8 @@ void addDecode(CLI::App &app, DecodeOptions &options)
             [&options](const std::vector<std::string> &texts) { options.input.outputs = parseOutputs(texts); },
             "Count the frames (null, the default), or write files to DIR\n"
             "(by default the current directory): framemd5, y4m, raw, wav, or png\n"
-            "for a snapshot every 10 seconds (png@SECONDS for others).\nMay be given several times")
+            "for a snapshot every 10 seconds (png@SECONDS for others).\n"
+            "The directory - stands for the standard output, for one stream.\nMay be given several times")
         ->option_text("KIND[:DIR]")
         ->allow_extra_args(false);
     command
@@ -192,6 +213,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
             "Decode the inputs' video, audio or both (the default)")
         ->option_text("KIND")
         ->check(CLI::IsMember({"video", "audio", "both"}));
+    command.add_flag("--overwrite", options.input.overwrite, "Replace files that live inputs were written to before");
     command.add_flag("--paced", options.input.paced, "Feed blocks when they are due, not as fast as possible");
     command.add_flag_callback(
         "--time-saving", [&options] { options.session.mode = decoding::Mode::TimeSaving; }, "Decode key blocks only");
@@ -225,7 +247,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
     command
         .add_option_function<std::string>(
             "--json", [&options](const std::string &file) { options.jsonFile = file; },
-            "Write the report as JSON to FILE, too")
+            "Write the report as JSON to FILE, too; - is the standard output")
         ->option_text("FILE")
         ->check(notEmpty);
     command.add_flag("--quiet", options.quiet, "Print nothing but errors");
@@ -241,6 +263,7 @@ void addDecode(CLI::App &app, DecodeOptions &options)
         // Nobody would read a stream that no output takes.
         input.video = input.video && takesAny(input.outputs, &decoding::Output::takesVideo);
         input.audio = input.audio && takesAny(input.outputs, &decoding::Output::takesAudio);
+        checkStandardOutput(options);
     });
 }
 
@@ -301,6 +324,11 @@ std::string describe(const CLI::Error &error, const CLI::App &app)
 }
 
 } // namespace
+
+bool DecodeOptions::isStandardOutputTaken() const
+{
+    return jsonFile == "-" || takesAny(input.outputs, &decoding::Output::isStandardOutput);
+}
 
 std::variant<DecodeOptions, ProbeOptions, CheckOptions, ControlOptions, CommandLine::Exit>
 CommandLine::parse(int argc, const char *const *argv)

@@ -25,8 +25,11 @@ struct DecodeOptions {
     int copies = 1;                           // of each input, side by side
     std::optional<std::string> controlSocket; // path
     Board board = Board::Automatic;
-    std::optional<std::string> jsonFile;
+    std::optional<std::string> jsonFile; // "-": the standard output
     bool quiet = false;
+
+    /// Whether the standard output is for an output or the JSON report alone, and the error output for everything else.
+    bool isStandardOutputTaken() const;
 };
 
 struct ProbeOptions {

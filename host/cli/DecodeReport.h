@@ -16,6 +16,7 @@
 struct DecodeReport {
     decoding::Snapshot snapshot; // of the session when every input had finished
     bool interrupted = false;
+    bool isAwaited = false; // whoever ended the run waits for its end
 
     qint64 wallTimeMs = 0;
     qint64 cpuTimeMs = 0; // of the process, over all threads

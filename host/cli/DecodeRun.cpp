@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <memory>
 #include <optional>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -27,17 +27,22 @@
 #include "slab/BigBlockCounts.h"
 #include "terminal/DisplayText.h"
 #include "terminal/DisplayThread.h"
+#include "terminal/LineOutput.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int pollIntervalMs = 20;
+constexpr std::chrono::milliseconds messagePatience(100);
 
-/// Writes one line for people.
-void tell(const std::string &message)
+/// Writes lines for people, one for each message. Where somebody waits for the end, nobody need read them.
+void tell(const std::vector<std::string> &messages, bool isAwaited)
 {
-    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+    LineOutput output(STDERR_FILENO);
+    for (const std::string &message : messages)
+        output.write("decoding-host: " + DisplayText::printable(message).toStdString() + '\n');
+    static_cast<void>(output.finish(isAwaited ? std::optional(messagePatience) : std::nullopt));
 }
 
 /// Whether it may go on and on, and be looked at meanwhile; else it is a batch of files.
@@ -65,7 +70,7 @@ public:
         , _messages(messages)
         , _inputs(_session, messages, options.input)
         , _control(_session, _inputs, [this] { _quitRequested = true; })
-        , _display({showsBoard(options), options.quiet})
+        , _display({showsBoard(options), options.quiet, options.isStandardOutputTaken()})
         , _warnings(warnings)
         , _report(report)
     {
@@ -116,6 +121,7 @@ private:
     {
         if (std::exchange(_isEnding, true))
             return;
+        _report.isAwaited = true;
         const std::vector<decoding::Snapshot::Input> inputs = _inputs.snapshot().inputs;
         // Who quits expects live inputs to end, but hardly files.
         _report.interrupted =
@@ -229,15 +235,16 @@ std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &opti
         // Decoders outlive their inputs, and warn until the component is stopped.
         for (const std::string &warning : warnings.take())
             messages.add(warning);
-        for (const std::string &message : messages.take())
-            tell(message);
+        tell(messages.take(), report.isAwaited);
         if (error)
             return *error;
     }
     report.peakMemoryBytes = ProcessFigures::peakMemoryBytes();
     report.objectsLeft = ObjectTrace::liveCountByType();
     report.slabBlocksLeft = static_cast<qint64>(slab::liveBlockCount());
-    for (const QString &left : report.leftBehind())
-        tell("the component left " + left.toStdString());
+    std::vector<std::string> left;
+    for (const QString &each : report.leftBehind())
+        left.push_back("the component left " + each.toStdString());
+    tell(left, report.isAwaited);
     return report;
 }

@@ -10,13 +10,20 @@
 
 #include "cli/OutputFiles.h"
 #include "media/ShownUrl.h"
+#include "terminal/LineOutput.h"
 #include <sys/stat.h>
 
 namespace {
 
+bool isStandardOutput(const std::string &path)
+{
+    return path == "-";
+}
+
 std::string message(const std::string &path, int error)
 {
-    return "cannot write " + ShownUrl::withoutSecrets(path) + ": " + std::generic_category().message(error);
+    const std::string shown = isStandardOutput(path) ? "to the standard output" : ShownUrl::withoutSecrets(path);
+    return "cannot write " + shown + ": " + std::generic_category().message(error);
 }
 
 /// @return 0, or the error that an access of the kind would meet.
@@ -29,6 +36,8 @@ int errorOfAccess(const std::string &path, int kind)
 
 std::optional<std::string> ReportFile::obstacle(const std::string &path, const std::vector<decoding::Output> &outputs)
 {
+    if (isStandardOutput(path))
+        return std::nullopt;
     struct stat file = {};
     int error = 0;
     if (stat(path.c_str(), &file) == 0) {
@@ -50,6 +59,12 @@ std::optional<std::string> ReportFile::obstacle(const std::string &path, const s
 
 std::optional<std::string> ReportFile::write(const std::string &path, const std::string &text)
 {
+    if (isStandardOutput(path)) {
+        LineOutput output(STDOUT_FILENO);
+        output.write(text);
+        const int error = output.finish(std::nullopt);
+        return error == 0 ? std::nullopt : std::optional(message(path, error));
+    }
     std::FILE *const file = std::fopen(path.c_str(), "wb");
     if (!file)
         return message(path, errno);

@@ -7,7 +7,7 @@
 
 #include <decoding/Output.h>
 
-/// The file that the report of a run is written to. Failures are one line that names it.
+/// The file that the report of a run is written to; "-" is the standard output. Failures are one line that names it.
 namespace ReportFile {
 
 /// @return why @p path cannot be written, as far as that shows without touching it; a directory that is missing may be

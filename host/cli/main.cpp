@@ -1,14 +1,15 @@
 #include <QCoreApplication>
 #include <QThread>
 
-#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <malloc.h>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 #include <variant>
 #include <vector>
 
@@ -21,26 +22,35 @@
 #include "cli/StandardDescriptors.h"
 #include "control/ControlClient.h"
 #include "media/SafeText.h"
+#include "terminal/LineOutput.h"
 
 namespace {
 
 // An input may take ten seconds to open, and its outputs some time to be written to their end.
 constexpr std::chrono::seconds controlTimeout(60);
+// Of who has told the host to end.
+constexpr std::chrono::milliseconds reportPatience(200);
+constexpr std::chrono::milliseconds messagePatience(200);
 
 int fail(int exitCode, const std::string &message)
 {
     // One line, whatever texts of others the message quotes.
     const std::string line = SafeText::utf8(QString::fromStdString(message).simplified().toStdString());
-    std::fprintf(stderr, "decoding-host: %s\n", line.c_str());
+    LineOutput output(STDERR_FILENO);
+    output.write("decoding-host: " + line + '\n');
+    static_cast<void>(output.finish(messagePatience)); // Who reads nothing misses it.
     return exitCode;
 }
 
-/// @return the exit code.
-int print(const std::string &text)
+/// @param patience for which the text may find no room, if it may not wait for ever. @return the exit code.
+int print(const std::string &text, int descriptor = STDOUT_FILENO,
+          std::optional<std::chrono::milliseconds> patience = std::nullopt)
 {
-    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+    LineOutput output(descriptor);
+    output.write(text);
+    if (const int error = output.finish(patience))
         return fail(ExitCode::failure,
-                    "cannot write to the standard output: " + std::generic_category().message(errno));
+                    "cannot write to the standard output: " + std::generic_category().message(error));
     return ExitCode::success;
 }
 
@@ -63,12 +73,17 @@ int run(const CheckOptions &options)
 
 int run(const DecodeOptions &options)
 {
+    // Who reads an output no more costs that output, which tells it, rather than the run.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const auto result = DecodeRun::run(options);
     if (const std::string *const error = std::get_if<std::string>(&result))
         return fail(ExitCode::failure, *error);
     const DecodeReport &report = std::get<DecodeReport>(result);
     const auto error = options.jsonFile ? ReportFile::write(*options.jsonFile, report.toJson()) : std::nullopt;
-    int exitCode = options.quiet ? ExitCode::success : print(report.toText());
+    int exitCode = options.quiet
+                       ? ExitCode::success
+                       : print(report.toText(), options.isStandardOutputTaken() ? STDERR_FILENO : STDOUT_FILENO,
+                               report.isAwaited ? std::optional(reportPatience) : std::nullopt);
     if (error)
         exitCode = fail(ExitCode::failure, *error);
     // That a report is missing is told; how the run ended would not be.

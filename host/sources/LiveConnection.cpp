@@ -37,10 +37,10 @@ LiveConnection::LiveConnection(std::unique_ptr<MediaInput> input, const Wanted &
 }
 
 std::variant<std::unique_ptr<LiveConnection>, LiveConnection::Failure>
-LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
+LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit, Instant end,
                      const std::atomic<bool> &stopRequested)
 {
-    auto opened = MediaInput::openLive(url, limit, stopRequested);
+    auto opened = MediaInput::openLive(url, limit, end, stopRequested);
     if (const int *const error = std::get_if<int>(&opened)) {
         const std::string what = *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
                                                               : "cannot be opened: " + ffmpegErrorText(*error);

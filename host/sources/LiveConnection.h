@@ -25,6 +25,8 @@
 /// another. Reentrant.
 class LiveConnection final {
 public:
+    using Instant = std::chrono::steady_clock::time_point;
+
     struct Wanted {
         bool video = true;
         bool audio = true;
@@ -55,13 +57,13 @@ public:
         std::vector<MediaSource::Stream> undecodable; // for want of decoders, where that is why
     };
 
-    /// Opens @p url; blocks for @p limit at most.
+    /// Opens @p url; blocks for @p limit at most; for a caller it waits until @p end.
     /// @param stopRequested ends this call and each read within a tenth of a second once it is set, but for the time
     ///         that
     ///        the system needs to look up a name; outlives the connection.
     /// @return the connection, or what went wrong.
     [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, Failure>
-    open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit,
+    open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit, Instant end,
          const std::atomic<bool> &stopRequested);
 
     /// One stream or two, video first.
@@ -76,8 +78,6 @@ public:
     Result read(std::chrono::steady_clock::time_point deadline, BlockTimes &times);
 
 private:
-    using Instant = std::chrono::steady_clock::time_point;
-
     /// What is kept of each stream.
     struct Track {
         QByteArray parameters; // as they travel in key blocks

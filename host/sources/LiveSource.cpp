@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "sources/Pacing.h"
+#include "sources/ThreadTime.h"
 
 namespace {
 
@@ -17,6 +18,9 @@ QByteArray labelOf(const LiveSource::Options &options, const LiveUrl &url)
 /// Until a device that has nothing at the moment is asked again.
 constexpr std::chrono::milliseconds idleInterval{5};
 
+/// So many times what an attempt in vain has computed passes until the next.
+constexpr int delayByComputing = 25;
+
 } // namespace
 
 LiveSource::LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
@@ -25,7 +29,8 @@ LiveSource::LiveSource(const std::string &url, const Options &options, const Mod
     , _options(options)
     , _end(options.duration ? Clock::now() + *options.duration : Clock::time_point::max())
     , _queues{video, audio}
-    , _backoff(options.firstRetryDelay, _url.isListening() ? options.firstRetryDelay : options.lastRetryDelay,
+    , _backoff(options.firstRetryDelay,
+               _url.isListening() || _url.isServer() ? options.firstRetryDelay : options.lastRetryDelay,
                std::random_device()())
     , _outage(options.label.isEmpty() ? _url.shown() : options.label.toStdString())
 {
@@ -101,33 +106,45 @@ void LiveSource::run()
         noteTrouble(last.trouble);
         noteState(State::Waiting);
         if (last.isWaited)
-            waitUntil(notAfterEnd(Clock::now() + _backoff.next()));
+            waitUntil(notAfterEnd(Clock::now() + delayAfter(last)));
     }
     noteEnd(last.trouble);
     endQueues();
 }
 
+std::chrono::nanoseconds LiveSource::delayAfter(const Break &end)
+{
+    return std::max<std::chrono::nanoseconds>(_backoff.next(), delayByComputing * end.computed);
+}
+
 LiveSource::Break LiveSource::connectAndDeliver()
 {
     noteState(State::Connecting);
+    const std::chrono::nanoseconds computedBefore = ThreadTime::now();
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
     const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
                                            _options.audio && !_queues[1].isNull(), labelOf(_options, _url)};
-    const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _stopRequested);
+    const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
     if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened)) {
         if (!failure->undecodable.empty())
             noteUndecodable(failure->undecodable);
-        return {failure->what, _url.isHopeless(failure->error, status().connections > 0)};
+        return {failure->what, _url.isHopeless(failure->error, status().connections > 0), true,
+                ThreadTime::now() - computedBefore};
     }
     LiveConnection &connection = *std::get<std::unique_ptr<LiveConnection>>(opened);
     noteConnection(connection);
     noteUndecodable(connection.undecodable());
     _times.beginConnection();
+    const quint64 packetsBefore = status().packets;
     const Clock::time_point begin = Clock::now();
     Break end = deliver(connection);
     if (_lastPacket - begin >= _options.steadyAfter)
         _backoff.reset();
     endStreams();
+    if (status().packets == packetsBefore)
+        end.computed = ThreadTime::now() - computedBefore;
+    else if (_url.isServer())
+        end.isWaited = false; // for the next caller
     return end;
 }
 

@@ -26,9 +26,10 @@
 /// Reads a live source with libavformat on a thread of its own and fills one queue for its video and one for its audio,
 /// each as it arrives. It waits for nobody but the source. When the source ends, breaks off, or sends nothing for a
 /// while, it is connected again and again, after ever longer waits, until the source is stopped or its duration is
-/// over; one that merely listens for datagrams after short waits. What no further attempt would mend, such as a wrong
-/// password, ends it: see LiveUrl::isHopeless. At each break both streams get an empty block, and
-/// each goes on at its next key block; block times go on where they ended.
+/// over; one that merely listens, for datagrams or callers, after short waits. So that what never becomes a stream costs
+/// little, each wait is many times as long as an attempt in vain has computed. What no further attempt would mend, such
+/// as a wrong password, ends it: see LiveUrl::isHopeless. At each break both streams get an empty block, and each goes
+/// on at its next key block; block times go on where they ended.
 ///
 /// Thread-safe but for the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its
 /// queues.
@@ -118,8 +119,11 @@ private:
         std::string trouble;
         bool isFinal = false; // no further attempt would mend it
         bool isWaited = true; // for a while, before the next attempt
+        /// What an attempt that delivered nothing has cost.
+        std::chrono::nanoseconds computed{0};
     };
     Break connectAndDeliver();
+    std::chrono::nanoseconds delayAfter(const Break &end);
     Break deliver(LiveConnection &connection);
     void append(const LiveConnection::Delivery &delivery);
     void endStream(std::size_t kind);

@@ -103,3 +103,12 @@ bool LiveUrl::isListening() const
 {
     return _scheme == "udp" || _scheme == "rtp" || _scheme == "srtp";
 }
+
+bool LiveUrl::isServer() const
+{
+    const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
+    if (_scheme == "srt")
+        return parameters.contains(QLatin1String("mode=listener"));
+    return _scheme == "tcp" &&
+           (parameters.contains(QLatin1String("listen")) || parameters.contains(QLatin1String("listen=1")));
+}

@@ -40,6 +40,8 @@ public:
     bool isDevice() const { return _scheme == "v4l2"; }
     /// It waits for whoever sends, so that opening it again troubles nobody.
     bool isListening() const;
+    /// It keeps a port open, and is open itself once somebody has called.
+    bool isServer() const;
 
     /// Whether an attempt to open it that failed with libavformat's @p error would fail each time: there is no such
     /// protocol, format or graph, or the server refuses. A camera may lock the account after some wrong passwords.

@@ -14,11 +14,15 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "sources/ThreadTime.h"
 #include <sys/stat.h>
 
 namespace {
 
 constexpr std::chrono::seconds fileOpenLimit{10};
+
+/// So long a live source may be computed for until there is a stream: many times what real ones take.
+constexpr std::chrono::seconds formatLimit{1};
 
 /// Enough for the streams beside one that cannot be decoded.
 constexpr qint64 undecodableAnalysisUs = 250'000;
@@ -112,6 +116,7 @@ MediaInput::MediaInput(const std::atomic<bool> &stopRequested, std::chrono::mill
 MediaInput::~MediaInput()
 {
     avformat_close_input(&_context);
+    avio_closep(&_connection);
 }
 
 std::variant<std::unique_ptr<MediaInput>, std::string>
@@ -142,10 +147,11 @@ MediaInput::open(const std::string &url, const std::atomic<bool> &stopRequested,
 }
 
 std::variant<std::unique_ptr<MediaInput>, int> MediaInput::openLive(const LiveUrl &url, std::chrono::milliseconds limit,
-                                                                    const std::atomic<bool> &stopRequested)
+                                                                    Instant end, const std::atomic<bool> &stopRequested)
 {
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, limit));
-    const int result = input->openLiveContext(url);
+    input->_end = end;
+    const int result = input->openLiveContext(url, limit);
     input->endOpening();
     if (input->_deadlinePassed)
         return AVERROR(ETIMEDOUT);
@@ -168,7 +174,7 @@ void MediaInput::endOpening()
     _deadline = Instant::max();
 }
 
-int MediaInput::openLiveContext(const LiveUrl &url)
+int MediaInput::openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit)
 {
     if (!makeContext())
         return AVERROR(ENOMEM);
@@ -180,14 +186,46 @@ int MediaInput::openLiveContext(const LiveUrl &url)
     AVDictionary *options = nullptr;
     for (const LiveUrl::Option &option : url.options())
         av_dict_set(&options, option.name, option.value, 0);
-    const int result = avformat_open_input(&_context, url.name().c_str(), url.format(), &options);
+    int result = url.isServer() ? openServer(url, limit, &options) : 0;
+    if (result >= 0)
+        result = openFormat(url, &options);
     av_dict_free(&options);
-    if (result < 0 || url.isDevice())
-        return result;
-    // To find out more about a stream without a decoder is in vain, and would take five seconds of it.
-    if (undecodableStream(AVMEDIA_TYPE_VIDEO) || undecodableStream(AVMEDIA_TYPE_AUDIO))
-        _context->max_analyze_duration = undecodableAnalysisUs;
-    return avformat_find_stream_info(_context, nullptr);
+    return result;
+}
+
+/// Waits for a caller, however long that takes.
+int MediaInput::openServer(const LiveUrl &url, std::chrono::milliseconds limit, AVDictionary **options)
+{
+    _deadline = _end;
+    const int result =
+        avio_open2(&_connection, url.name().c_str(), AVIO_FLAG_READ, &_context->interrupt_callback, options);
+    _deadline = std::min(std::chrono::steady_clock::now() + limit, _end);
+    _context->pb = _connection;
+    return result;
+}
+
+int MediaInput::openFormat(const LiveUrl &url, AVDictionary **options)
+{
+    // What is generated may be anything.
+    if (!url.isGenerated())
+        _mayComputeUntil = ThreadTime::now() + formatLimit;
+    int result = avformat_open_input(&_context, url.name().c_str(), url.format(), options);
+    if (result == AVERROR_EXIT && isFlooded())
+        result = AVERROR_INVALIDDATA;
+    if (result >= 0 && !url.isDevice()) {
+        // To find out more about a stream without a decoder is in vain, and would take five seconds of it.
+        if (undecodableStream(AVMEDIA_TYPE_VIDEO) || undecodableStream(AVMEDIA_TYPE_AUDIO))
+            _context->max_analyze_duration = undecodableAnalysisUs;
+        result = avformat_find_stream_info(_context, nullptr);
+    }
+    _mayComputeUntil.reset();
+    return result;
+}
+
+/// Whether much was computed, and no stream was found in it.
+bool MediaInput::isFlooded() const
+{
+    return _mayComputeUntil && (!_context || _context->nb_streams == 0) && ThreadTime::now() >= *_mayComputeUntil;
 }
 
 int MediaInput::openContext(const std::string &url)
@@ -234,8 +272,8 @@ int MediaInput::isInterrupted(void *input)
     auto *const self = static_cast<MediaInput *>(input);
     if (self->_deadline != Instant::max() && std::chrono::steady_clock::now() >= self->_deadline)
         self->_deadlinePassed = true;
-    const bool stop =
-        self->_deadlinePassed || self->isAbandoned() || self->_stopRequested.load(std::memory_order_relaxed);
+    const bool stop = self->isFlooded() || self->_deadlinePassed || self->isAbandoned() ||
+                      self->_stopRequested.load(std::memory_order_relaxed);
     return stop ? 1 : 0;
 }
 

@@ -32,10 +32,13 @@ public:
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, std::string>
     open(const std::string &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
 
-    /// Opens the live source @p url likewise, for @p limit at most.
+    /// Opens the live source @p url likewise, for @p limit at most; a server's limit begins once somebody has called,
+    /// which is waited for until @p end.
+    /// Bytes that cost much computing before there is a stream in them are given up sooner.
     /// @return the input, or libavformat's error; AVERROR(ETIMEDOUT) when the limit was reached.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, int>
-    openLive(const LiveUrl &url, std::chrono::milliseconds limit, const std::atomic<bool> &stopRequested);
+    openLive(const LiveUrl &url, std::chrono::milliseconds limit, std::chrono::steady_clock::time_point end,
+             const std::atomic<bool> &stopRequested);
 
     MediaInput(const MediaInput &) = delete;
     MediaInput &operator=(const MediaInput &) = delete;
@@ -115,16 +118,22 @@ private:
     static void takeMessage(void *sender, int level, const char *format, va_list arguments);
     bool makeContext();
     int openContext(const std::string &url);
-    int openLiveContext(const LiveUrl &url);
+    int openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit);
+    int openServer(const LiveUrl &url, std::chrono::milliseconds limit, AVDictionary **options);
+    int openFormat(const LiveUrl &url, AVDictionary **options);
+    bool isFlooded() const;
     void endOpening();
     bool isAbandoned() const { return _abandoned && _abandoned->load(std::memory_order_relaxed); }
     int decodableStream(AVMediaType type) const;
 
     const std::atomic<bool> &_stopRequested;
     const std::atomic<bool> *_abandoned = nullptr; // while opening, by whoever waits for it
+    Instant _end = Instant::max();                 // of waiting for a caller
     Instant _deadline;                             // of the opening, then of each read
     bool _deadlinePassed = false;
+    std::optional<std::chrono::nanoseconds> _mayComputeUntil; // by its thread's time, while streams are looked for
     bool _noticedGap = false;
+    AVIOContext *_connection = nullptr;  // of a server; owned
     AVFormatContext *_context = nullptr; // owned; null until opened
     std::string _complaint;
     std::string _missingPart;

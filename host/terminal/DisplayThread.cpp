@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto keyInterval = 20ms; // that the keyboard is looked at in
-constexpr auto patience = 1s;      // with a terminal that takes nothing at the end
+constexpr auto patience = 500ms;   // with a terminal that takes nothing at the end
 
 } // namespace
 

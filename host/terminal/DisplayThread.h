@@ -19,8 +19,8 @@ public:
     explicit DisplayThread(RunDisplay::Options options);
     DisplayThread(const DisplayThread &) = delete;
     DisplayThread &operator=(const DisplayThread &) = delete;
-    /// Has it show what is waiting and give the terminal back. Leaves it behind if the terminal takes nothing for a
-    /// second.
+    /// Has it show what is waiting and give the terminal back. Leaves it behind if the terminal takes nothing for
+    /// half a second.
     ~DisplayThread();
 
     /// Has one line for people shown.

@@ -20,10 +20,11 @@ void write(const std::string &message)
 RunDisplay::RunDisplay(Options options)
     : _showsProgress(!options.quiet && !options.showsBoard && isatty(STDERR_FILENO) == 1)
     , _progress(STDERR_FILENO, !_showsProgress)
+    , _lineOutput(options.isStandardOutputTaken ? STDERR_FILENO : STDOUT_FILENO)
 {
     if (options.quiet || !options.showsBoard)
         return;
-    if (isatty(STDOUT_FILENO) == 1) {
+    if (!options.isStandardOutputTaken && isatty(STDOUT_FILENO) == 1) {
         auto opened = Board::open();
         if (const std::string *const error = std::get_if<std::string>(&opened))
             write(*error);
@@ -83,8 +84,9 @@ void RunDisplay::updateLines(const decoding::Snapshot &snapshot, Instant now)
     const std::optional<std::string> lines = _lines->update(snapshot, now);
     if (!lines)
         return;
-    std::fputs(lines->c_str(), stdout);
-    std::fflush(stdout);
+    _lineOutput.write(*lines);
+    // Not by the C library, which would try to write the rest once more when the program exits.
+    static_cast<void>(_lineOutput.finish(std::nullopt));
 }
 
 BoardAction RunDisplay::updateBoard(const decoding::Snapshot &snapshot, Instant now)

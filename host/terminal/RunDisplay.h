@@ -10,6 +10,7 @@
 #include "terminal/Board.h"
 #include "terminal/BoardLines.h"
 #include "terminal/BoardView.h"
+#include "terminal/LineOutput.h"
 #include "terminal/ProgressDisplay.h"
 #include <decoding/Snapshot.h>
 
@@ -21,8 +22,9 @@ public:
     using Instant = std::chrono::steady_clock::time_point;
 
     struct Options {
-        bool showsBoard = false; // rather than the progress
-        bool quiet = false;      // shows messages only
+        bool showsBoard = false;            // rather than the progress
+        bool quiet = false;                 // shows messages only
+        bool isStandardOutputTaken = false; // by others, so that the board is lines on the standard error output
     };
 
     explicit RunDisplay(Options options);
@@ -49,7 +51,8 @@ private:
 
     const bool _showsProgress;
     ProgressDisplay _progress;
-    std::unique_ptr<Board> _board;    // while it has the screen
+    std::unique_ptr<Board> _board; // while it has the screen
+    LineOutput _lineOutput;
     std::optional<BoardLines> _lines; // where there is no terminal for the board
     std::vector<std::string> _hidden; // messages behind the board
     std::optional<Instant> _updatedAt;

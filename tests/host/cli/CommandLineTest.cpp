@@ -251,3 +251,31 @@ TEST(CommandLine, GivesHelpForTheWholeAndForEachCommand)
     EXPECT_THAT(help({"check", "-h"}), AllOf(HasSubstr("--threads N"), Not(HasSubstr("INPUT"))));
     EXPECT_THAT(help({"--version"}), StartsWith("decoding-host "));
 }
+
+TEST(CommandLine, TakesTheStandardOutputForOneStreamOfOneInputOrForTheReport)
+{
+    const auto video = parsed<DecodeOptions>({"decode", "a.mp4", "--output", "y4m:-", "--output", "wav"});
+    EXPECT_TRUE(video.isStandardOutputTaken());
+    EXPECT_TRUE(video.input.outputs[0].isStandardOutput());
+    EXPECT_TRUE(parsed<DecodeOptions>({"decode", "a.mp4", "--json", "-"}).isStandardOutputTaken());
+    EXPECT_FALSE(parsed<DecodeOptions>({"decode", "a.mp4", "--json", "r"}).isStandardOutputTaken());
+    EXPECT_TRUE(
+        parsed<DecodeOptions>({"decode", "a", "--output", "raw:-", "--streams", "audio"}).isStandardOutputTaken());
+
+    EXPECT_THAT(wrong({"decode", "a", "--output", "raw:-"}), HasSubstr("raw:-: the standard output takes one stream"));
+    EXPECT_THAT(wrong({"decode", "a", "--output", "y4m:-", "--output", "wav:-"}), HasSubstr("takes one output"));
+    EXPECT_THAT(wrong({"decode", "a", "--output", "y4m:-", "--json", "-"}), HasSubstr("takes one output"));
+    for (const std::vector<const char *> &many :
+         {std::vector<const char *>{"b"}, {"--copies", "2"}, {"--control", "socket"}}) {
+        std::vector<const char *> arguments{"decode", "a", "--output", "y4m:-"};
+        arguments.insert(arguments.end(), many.begin(), many.end());
+        EXPECT_THAT(wrong(arguments), HasSubstr("takes one input"));
+    }
+    EXPECT_THAT(wrong({"decode", "a", "--output", "png:-"}), HasSubstr("png writes files of their own"));
+}
+
+TEST(CommandLine, KeepsFilesOfLiveInputsUnlessToldOtherwise)
+{
+    EXPECT_FALSE(parsed<DecodeOptions>({"decode", "a"}).input.overwrite);
+    EXPECT_TRUE(parsed<DecodeOptions>({"decode", "a", "--overwrite"}).input.overwrite);
+}

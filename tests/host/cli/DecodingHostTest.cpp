@@ -6,12 +6,15 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <fcntl.h>
 #include <iterator>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "fakes/WaitUntil.h"
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -356,6 +359,59 @@ TEST(DecodingHost, DoesNotWriteAnOutputOverAnInput)
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.errors, AllOf(isOneLine(), HasSubstr("one of the inputs")));
     EXPECT_EQ(QFile(sound).size(), size);
+}
+
+TEST(DecodingHost, WritesAnOutputToTheStandardOutputAndAllElseToTheErrorOutput)
+{
+    QTemporaryDir folder;
+    const QString clip = QStringLiteral(SAMPLES_DIR "/cup.mp4");
+    for (const QString &kind : {QStringLiteral("framemd5"), QStringLiteral("y4m"), QStringLiteral("raw")}) {
+        const QStringList common{QStringLiteral("decode"),    clip,
+                                 QStringLiteral("--streams"), QStringLiteral("video"),
+                                 QStringLiteral("--board"),   QStringLiteral("always"),
+                                 QStringLiteral("--output")};
+        ASSERT_EQ(run(QStringList(common) << kind + QLatin1Char(':') + folder.path()).exitCode, 0);
+        const Outcome result = run(QStringList(common) << kind + QStringLiteral(":-"));
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_THAT(result.errors, AllOf(HasSubstr("board running_s="), HasSubstr("1 input, 1 stream, 217 frames")));
+        QFile file(folder.filePath(kind == QLatin1String("y4m") ? QStringLiteral("cup.y4m")
+                                                                : QStringLiteral("cup.video.") + kind));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        EXPECT_TRUE(result.output == file.readAll().toStdString()) << kind.toStdString();
+    }
+    EXPECT_FALSE(QFile::exists(QStringLiteral("-")));
+}
+
+TEST(DecodingHost, WritesItsJsonReportToTheStandardOutput)
+{
+    const Outcome result = run({QStringLiteral("decode"), QStringLiteral("--json"), QStringLiteral("-"),
+                                QStringLiteral(SAMPLES_DIR "/tree.avi")});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.errors, HasSubstr("1 input, 1 stream"));
+    EXPECT_TRUE(QJsonDocument::fromJson(QByteArray::fromStdString(result.output)).isObject()) << result.output;
+}
+
+TEST(DecodingHost, GoesOnWhenTheReaderOfItsStandardOutputGoes)
+{
+    QTemporaryDir folder;
+    const QString pipe = folder.filePath(QStringLiteral("pipe"));
+    ASSERT_EQ(::mkfifo(qUtf8Printable(pipe), 0600), 0);
+    const int reader = ::open(qUtf8Printable(pipe), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    QProcess host;
+    host.setStandardOutputFile(pipe, QIODevice::Append);
+    host.start(QStringLiteral(HOST_FILE),
+               {QStringLiteral("decode"), QStringLiteral("--streams"), QStringLiteral("video"),
+                QStringLiteral("--output"), QStringLiteral("y4m:-"), QStringLiteral("--output"),
+                QStringLiteral("raw:") + folder.path(), QStringLiteral(SAMPLES_DIR "/cup.mp4")});
+    char byte = 0;
+    EXPECT_TRUE(waitUntil([&] { return ::read(reader, &byte, 1) == 1; }));
+    ::close(reader);
+    ASSERT_TRUE(host.waitForFinished(60000));
+    EXPECT_EQ(host.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(host.exitCode(), 1);
+    EXPECT_THAT(host.readAllStandardError().toStdString(),
+                HasSubstr("cannot write the standard output: its reader has closed it"));
+    EXPECT_EQ(QFile(folder.filePath(QStringLiteral("cup.video.raw"))).size(), 217 * 640 * 480 * 3 / 2);
 }
 
 TEST(DecodingHost, SaysInOneLineWhatIsWrongWithATextOfSeveralLines)

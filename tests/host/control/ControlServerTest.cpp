@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "ControlFixture.h"
+#include "media/ClockTime.h"
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;

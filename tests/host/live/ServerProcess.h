@@ -53,6 +53,19 @@ public:
         return static_cast<int>(std::count(_lines.begin(), _lines.end(), text));
     }
 
+    bool isRunning()
+    {
+        _process.waitForReadyRead(1); // notices the end
+        return _process.state() != QProcess::NotRunning;
+    }
+
+    /// Has the program end by itself.
+    void end()
+    {
+        _process.terminate();
+        _process.waitForFinished();
+    }
+
     void kill()
     {
         _process.kill();

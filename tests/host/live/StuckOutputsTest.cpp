@@ -1,4 +1,5 @@
 #include <QFileInfo>
+#include <QProcess>
 
 #include <csignal>
 #include <fcntl.h>
@@ -6,6 +7,7 @@
 #include <utility>
 
 #include "LiveRunFixture.h"
+#include "fakes/WaitUntil.h"
 #include "host/decode/WakeUps.h"
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -31,7 +33,7 @@ protected:
     /// Opens the pipe, which holds little, and reads nothing.
     void openReader(const char *name)
     {
-        _reader = ::open(qUtf8Printable(output(name)), O_RDONLY | O_NONBLOCK);
+        _reader = ::open(qUtf8Printable(output(name)), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         EXPECT_GE(_reader, 0);
         EXPECT_GE(::fcntl(_reader, F_SETPIPE_SZ, 4096), 0);
     }
@@ -156,6 +158,61 @@ TEST_F(StuckOutputs, ADiskThatHangsIsLeftBehind)
     EXPECT_THAT(run.errors, Contains(HasSubstr(loss("cannot-write"))));
     EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(host.socket())));
     expectNeighboursUntouched(run);
+}
+
+TEST_F(StuckOutputs, AStandardOutputThatIsReadNoFurtherHoldsUpNothing)
+{
+    const QString pager = path("pager");
+    ASSERT_EQ(::mkfifo(qUtf8Printable(pager), 0600), 0);
+    const int reader = ::open(qUtf8Printable(pager), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    const QByteArray page(4096, 'x');
+    while (::write(reader, page.constData(), static_cast<std::size_t>(page.size())) > 0) {
+    }
+    const QString socket = path("socket");
+    const auto ask = [&](const char *what) { return ControlClient::ask(socket.toStdString(), {what}, deadline); };
+    QProcess host;
+    host.setStandardOutputFile(pager, QIODevice::Append);
+    host.start(QStringLiteral(HOST_FILE), {"decode", "--board", "always", "--control", socket, "--json",
+                                           path("report.json"), "--output", "framemd5:" + path("out"), fast("well")});
+    EXPECT_TRUE(waitUntil([&] {
+        const ControlClient::Answer answer = ask("list");
+        return answer.lines.size() == 1 && QString::fromStdString(answer.lines[0]).section('\t', 3, 3).toInt() > 100;
+    }));
+    promptly([&] {
+        EXPECT_EQ(ask("quit").outcome, ControlClient::Outcome::Done);
+        EXPECT_TRUE(host.waitForFinished(30000));
+    });
+    ::close(reader);
+    EXPECT_EQ(host.exitCode(), 1);
+    EXPECT_THAT(host.readAllStandardError().toStdString(), HasSubstr("cannot write to the standard output: "));
+    EXPECT_THAT(read(path("report.json")).toStdString(), HasSubstr("\"well\""));
+    EXPECT_FALSE(QFileInfo::exists(socket));
+}
+
+TEST_F(StuckOutputs, AHostThatStartsAgainKeepsWhatItRecorded)
+{
+    const auto record = [this](const QStringList &more) {
+        const HostRun run = HostRun::decode(QStringList{"--duration", "0.5", "--output", "framemd5:" + path("out"),
+                                                        fast("camera"), sample("tree.avi")} +
+                                            more);
+        run.expectSuccess();
+        return run.stream("camera", "video")["frames"].toInt();
+    };
+    const auto framesIn = [this](const char *name) {
+        return static_cast<int>(ToolFrames::hashes(read(output(name))).size());
+    };
+    const int first = record({});
+    EXPECT_EQ(framesIn("camera"), first);
+    const int second = record({});
+    EXPECT_EQ(framesIn("camera"), first);
+    EXPECT_EQ(framesIn("camera.part2"), second);
+    const int third = record({"--overwrite"});
+    EXPECT_EQ(framesIn("camera"), third);
+    EXPECT_EQ(framesIn("camera.part2"), second);
+    // A file's can be made again.
+    EXPECT_GT(framesIn("tree"), 0);
+    EXPECT_FALSE(QFileInfo::exists(output("tree.part2")));
 }
 
 TEST_F(StuckOutputs, ADurationEndsThemInTime)

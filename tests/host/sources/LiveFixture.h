@@ -35,6 +35,13 @@ protected:
             return condition();
         });
     }
+    /// As the other, for @p limit at most.
+    template <class Condition>
+    bool takeUntilOrFor(milliseconds limit, Condition condition)
+    {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        return takeUntil([&] { return condition() || std::chrono::steady_clock::now() >= end; }) && condition();
+    }
     bool takeVideo(std::size_t count)
     {
         return takeUntil([&] { return videoBlocks.size() >= count; });

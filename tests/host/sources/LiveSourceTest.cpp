@@ -294,7 +294,7 @@ TEST_F(LiveSourceTest, APathThatIsUnknownEndsItUnlessItWasThereBefore)
     EXPECT_EQ(source->status().trouble, "cannot be opened: Server returned 404 Not Found");
     EXPECT_EQ(never.clients(), 1);
 
-    const LiveUrl url(QStringLiteral("rtsp://127.0.0.1/live"));
+    const LiveUrl url("rtsp://127.0.0.1/live");
     EXPECT_FALSE(url.isHopeless(AVERROR_HTTP_NOT_FOUND, true));
     EXPECT_TRUE(url.isHopeless(AVERROR_HTTP_UNAUTHORIZED, true));
 }

@@ -91,4 +91,14 @@ TEST(LiveUrl, OnlyThoseThatWaitForDatagramsAreListening)
     EXPECT_FALSE(LiveUrl("rtsp://host/live").isListening());
 }
 
+TEST(LiveUrl, KnowsWhoWaitsForCallers)
+{
+    for (const char *const url : {"tcp://0.0.0.0:5000?listen", "tcp://0.0.0.0:5000?a=b&listen=1",
+                                  "srt://0.0.0.0:5000?mode=listener&latency=20"})
+        EXPECT_TRUE(LiveUrl(url).isServer()) << url;
+    for (const char *const url : {"tcp://host:5000", "tcp://host:5000?listen=0", "srt://host:5000?mode=caller",
+                                  "srt://host:5000", "udp://host:5000?listen", "lavfi:testsrc"})
+        EXPECT_FALSE(LiveUrl(url).isServer()) << url;
+}
+
 } // namespace

@@ -104,7 +104,7 @@ TEST(DisplayThread, NobodyWaitsForATerminalThatTakesNothing)
     for (int index = 0; index < 1000; ++index)
         display->tell("message " + std::to_string(index));
     EXPECT_LT(Clock::now() - start, 1s);
-    display.reset(); // after a second
+    display.reset(); // after half a second
     EXPECT_LT(Clock::now() - start, 10s);
 
     const std::string text = pipe.readUpTo("message 999\n");
