@@ -8,7 +8,7 @@ namespace {
 constexpr qint64 leastDamage = 6;
 constexpr std::chrono::milliseconds shortestTime{200};
 // A stream that is damaged and stays so is not to be interrupted all the time.
-constexpr std::chrono::seconds pause{30};
+constexpr std::chrono::seconds pauseOfTold{30};
 
 } // namespace
 
@@ -25,7 +25,7 @@ bool FutileDecoding::isFutile(qint64 frames, qint64 damaged, qint64 lost, Instan
         return false;
     }
     _damagedSince += newDamage;
-    if (_damagedSince < leastDamage || now - *_hopeAt < (_wasTold ? pause : shortestTime))
+    if (_damagedSince < leastDamage || now - *_hopeAt < (_wasTold ? pauseOfTold : shortestTime))
         return false;
     _hopeAt = now;
     _damagedSince = 0;

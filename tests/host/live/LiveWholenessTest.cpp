@@ -44,7 +44,7 @@ TEST_F(LiveWholeness, IsNotThereWithoutAnyPicture)
     const ByteServer server({{withoutKeyPicture, true}});
     const HostRun run = HostRun::decode({"--duration", "2", "door=" + server.url()});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_THAT(run.errors, ElementsAre("decoding-host: door video: no picture could be decoded"));
+    EXPECT_THAT(run.errors, ElementsAre(testing::EndsWith(": door video: no picture could be decoded")));
     EXPECT_EQ(run.input("door")["connections"].toInt(), 1);
     EXPECT_GT(run.input("door")["packets"].toInt(), 0);
     run.expectNothingLeft();
