@@ -10,8 +10,6 @@ Input::Input(std::shared_ptr<Core> core)
 {
 }
 
-// What it closes throws only where the system has no memory left.
-// NOLINTNEXTLINE(bugprone-exception-escape)
 Input::~Input()
 {
     _core->abandon();

@@ -11,6 +11,15 @@ bool isReady(int socket, short events)
     return poll(&descriptor, 1, 20) > 0;
 }
 
+/// Lets the client read to the end. Were what it has sent not read, the system would reset the connection instead.
+void takeLeave(int client)
+{
+    shutdown(client, SHUT_WR);
+    char request[4096];
+    while (isReady(client, POLLIN) && recv(client, request, sizeof request, MSG_DONTWAIT) > 0) {
+    }
+}
+
 } // namespace
 
 ByteServer::ByteServer(std::vector<Script> scripts, quint16 port)
@@ -45,10 +54,12 @@ void ByteServer::run()
                 break;
             sent += count;
         }
-        if (script.keepsOpen)
+        if (script.keepsOpen) {
             open.push_back(client);
-        else
+        } else {
+            takeLeave(client);
             close(client);
+        }
     }
     for (const int client : open)
         close(client);
