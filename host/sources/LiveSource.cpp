@@ -1,6 +1,7 @@
 #include "sources/LiveSource.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <random>
 #include <system_error>
 #include <utility>
@@ -17,6 +18,10 @@ QByteArray labelOf(const LiveSource::Options &options, const LiveUrl &url)
 
 /// Until a device that has nothing at the moment is asked again.
 constexpr std::chrono::milliseconds idleInterval{5};
+
+/// The SRT library gives the port of a closed connection free on a thread of its own, within three seconds or so.
+constexpr std::chrono::seconds portLimit{10};
+constexpr std::chrono::milliseconds portInterval{50};
 
 /// So many times what an attempt in vain has computed passes until the next.
 constexpr int delayByComputing = 25;
@@ -121,10 +126,7 @@ LiveSource::Break LiveSource::connectAndDeliver()
 {
     noteState(State::Connecting);
     const std::chrono::nanoseconds computedBefore = ThreadTime::now();
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
-    const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
-                                           _options.audio && !_queues[1].isNull(), labelOf(_options, _url)};
-    const auto opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
+    const Opened opened = open();
     if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened)) {
         if (!failure->undecodable.empty())
             noteUndecodable(failure->undecodable);
@@ -146,6 +148,23 @@ LiveSource::Break LiveSource::connectAndDeliver()
     else if (_url.isServer())
         end.isWaited = false; // for the next caller
     return end;
+}
+
+LiveSource::Opened LiveSource::open()
+{
+    const LiveConnection::Wanted wanted = {_options.video && !_queues[0].isNull(),
+                                           _options.audio && !_queues[1].isNull(), labelOf(_options, _url)};
+    const bool hadPort = _url.isServer() && status().connections > 0;
+    const Clock::time_point portEnd = notAfterEnd(Clock::now() + portLimit);
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
+        Opened opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
+        const auto *const failure = std::get_if<LiveConnection::Failure>(&opened);
+        const bool isPortKept = hadPort && failure && failure->error == AVERROR(EADDRINUSE);
+        if (!isPortKept || isOver() || Clock::now() >= portEnd)
+            return opened;
+        waitUntil(notAfterEnd(Clock::now() + portInterval));
+    }
 }
 
 /// Delivers what comes until nothing more does.

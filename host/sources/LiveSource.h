@@ -122,7 +122,10 @@ private:
         /// What an attempt that delivered nothing has cost.
         std::chrono::nanoseconds computed{0};
     };
+    using Opened = std::variant<std::unique_ptr<LiveConnection>, LiveConnection::Failure>;
     Break connectAndDeliver();
+    /// One that is called waits for its own port, which its last caller may hold for a moment.
+    Opened open();
     std::chrono::nanoseconds delayAfter(const Break &end);
     Break deliver(LiveConnection &connection);
     void append(const LiveConnection::Delivery &delivery);
