@@ -91,7 +91,7 @@ public:
     /// @return how often something of @p counts could not be decoded, or not whole.
     static qint64 damaged(const DamageCounts::Counts &counts);
     /// What its codec decoder tells of it.
-    DamageCounts::Condition condition() const { return _environment.damage.conditionOf(_description.origin); }
+    DamageCounts::Condition condition() const { return _environment.damage.conditionOf(_damageKey); }
     /// Of its outputs.
     std::vector<decoding::Snapshot::Output> outputs() const;
 
@@ -124,6 +124,7 @@ private:
     const Environment _environment;
     const std::shared_ptr<Gate> _gate;
     const ModkitPtr<GatedQueue> _queue;
+    const DamageCounts::Stream _damageKey;
 
     std::vector<Output> _outputs;
     qint64 _framesBefore = 0; // frames() when an output left last

@@ -39,7 +39,7 @@ InputRun::~InputRun()
     close();
 }
 
-std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
+std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio)
 {
     const QString label = QString::fromStdString(_name.shown);
     std::unique_ptr<InputFeed> feed;
@@ -58,6 +58,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         file.repeat = _options.repeat;
         file.duration = _options.duration;
         file.label = label;
+        file.number = _feedsMade++;
         feed = std::make_unique<FileFeed>(_url, file, _environment.openers, _environment.feeds.wake);
     }
     return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);
@@ -332,8 +333,11 @@ void InputRun::dropLeftFeeds()
         if (!feed->isLeft() || !feed->isFinished())
             return false;
         const InputFeed::Status status = feed->status();
-        _packetsOfDropped += status.packets;
-        _bytesOfDropped += status.bytes;
+        _dropped.packets += status.packets;
+        _dropped.bytes += status.bytes;
+        _dropped.peakQueuedBlocks = std::max(_dropped.peakQueuedBlocks, status.peakQueuedBlocks);
+        _dropped.peakQueuedBytes = std::max(_dropped.peakQueuedBytes, status.peakQueuedBytes);
+        _dropped.decoding = std::max(_dropped.decoding, feed->runningTime());
         return true;
     };
     _feeds.erase(std::remove_if(_feeds.begin() + 1, _feeds.end(), isDropped), _feeds.end());

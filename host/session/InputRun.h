@@ -88,9 +88,15 @@ public:
     };
     /// Video first.
     std::vector<ShownStream> streams() const;
-    /// Of feeds that are there no more.
-    qint64 packetsBefore() const { return _packetsOfDropped; }
-    qint64 bytesBefore() const { return _bytesOfDropped; }
+    /// What feeds counted that are there no more.
+    struct Dropped {
+        qint64 packets = 0;
+        qint64 bytes = 0;
+        qint64 peakQueuedBlocks = 0; // of the one that had most
+        qint64 peakQueuedBytes = 0;
+        std::chrono::milliseconds decoding{0}; // the longest
+    };
+    const Dropped &dropped() const { return _dropped; }
     /// What went wrong with it last, as Snapshot::Input::lastError.
     const std::optional<decoding::Snapshot::Trouble> &lastError() const { return _lastError; }
 
@@ -122,7 +128,7 @@ private:
     };
 
     Kind &at(StreamKind kind) { return _kinds[indexOf(kind)]; }
-    std::unique_ptr<FeedRun> makeFeed(bool video, bool audio) const;
+    std::unique_ptr<FeedRun> makeFeed(bool video, bool audio);
     void takeStreams(FeedRun &feed);
     bool isWanted(StreamKind kind) const;
     bool isWritten(StreamKind kind) const;
@@ -156,8 +162,8 @@ private:
     std::array<Kind, streamKinds.size()> _kinds;
     std::array<bool, streamKinds.size()> _present = {}; // among the streams that are known
     bool _isKnown = false;                              // which streams there are
-    qint64 _packetsOfDropped = 0;                       // feeds, and the bytes
-    qint64 _bytesOfDropped = 0;
+    quint32 _feedsMade = 0;
+    Dropped _dropped;
     std::chrono::steady_clock::time_point _openingSince; // while outputs are opening
     bool _closed = false;
     std::optional<std::string> _error; // of the outputs, the component or a callback

@@ -108,6 +108,12 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
     shown.lastError = input.lastError();
     shown.decoded = !input.isRunning();
     shown.finished = input.isFinished();
+    const InputRun::Dropped &dropped = input.dropped();
+    shown.packets = dropped.packets;
+    shown.bytes = dropped.bytes;
+    shown.peakQueuedBlocks = dropped.peakQueuedBlocks;
+    shown.peakQueuedBytes = dropped.peakQueuedBytes;
+    shown.decoding = dropped.decoding;
     InputFeed::Figures figures;
     shown.streams.reserve(streamKinds.size());
     for (std::size_t index = 0; index < statuses.size(); ++index) {
@@ -124,8 +130,6 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
         addFigures(run->feed().figures(), figures);
     }
     shown.latency = latencyOf(figures);
-    shown.packets += input.packetsBefore();
-    shown.bytes += input.bytesBefore();
     for (const InputRun::ShownStream &stream : input.streams())
         shown.streams.push_back(snapshotOf(input, stream));
     if (shown.state == decoding::State::Ended && !shown.errors().empty())

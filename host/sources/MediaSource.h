@@ -44,11 +44,14 @@ public:
         std::optional<std::chrono::milliseconds> duration;
         /// Names the streams in reports.
         QString label;
+        /// Tells sources of one label apart.
+        quint32 number = 0;
     };
 
     struct Stream : StreamDescription {
         quint32 streamId = 0; // 0: video, 8: audio
         QByteArray origin;    // "<label> video" or "<label> audio"
+        quint32 source = 0;   // Options::number of a file's
     };
 
     /// Opens @p url, a local file or something with "://" in it; blocks for 10 seconds at most.
