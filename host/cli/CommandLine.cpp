@@ -9,6 +9,7 @@
 #include "cli/InputSpec.h"
 #include "cli/LoadLimitsText.h"
 #include "cli/OutputFiles.h"
+#include "media/FilePlace.h"
 #include "media/ShownUrl.h"
 #include "sources/InputNames.h"
 #include <CLI/CLI.hpp>
@@ -44,7 +45,7 @@ std::vector<decoding::Output> parseOutputs(const std::vector<std::string> &texts
         const decoding::Output output = parseOutput(text);
         for (const decoding::Output &other : outputs) {
             if (output.kind == other.kind &&
-                OutputFiles::placeOf(output.directory) == OutputFiles::placeOf(other.directory))
+                FilePlace::ofDirectory(output.directory) == FilePlace::ofDirectory(other.directory))
                 throw CLI::ValidationError("--output", "\"" + text + "\" is the same output as another");
         }
         outputs.push_back(output);

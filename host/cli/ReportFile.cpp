@@ -8,7 +8,7 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "cli/OutputFiles.h"
+#include "media/FilePlace.h"
 #include "media/ShownUrl.h"
 #include "terminal/LineOutput.h"
 #include <sys/stat.h>
@@ -49,7 +49,7 @@ std::optional<std::string> ReportFile::obstacle(const std::string &path, const s
         error = errorOfAccess(directory, W_OK | X_OK);
         const bool isMade = std::any_of(outputs.begin(), outputs.end(), [&directory](const decoding::Output &output) {
             return output.kind != decoding::Output::Kind::Null &&
-                   OutputFiles::placeOf(output.directory) == OutputFiles::placeOf(directory);
+                   FilePlace::ofDirectory(output.directory) == FilePlace::ofDirectory(directory);
         });
         if (error == ENOENT && isMade)
             error = 0;

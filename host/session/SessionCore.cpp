@@ -12,6 +12,7 @@
 #include "media/ShownUrl.h"
 #include "session/HostSettings.h"
 #include "session/InputCore.h"
+#include "session/InputOptionsCheck.h"
 #include "session/ProcessThreads.h"
 #include "session/SnapshotFiller.h"
 
@@ -176,10 +177,7 @@ void decoding::Session::Core::start()
 
 std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options)
 {
-    if (options.repeat < 1)
-        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::repeat is less than 1");
-    if (options.queuedFrames < 1)
-        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::queuedFrames is less than 1");
+    InputOptionsCheck::check(ShownUrl::withoutSecrets(url), options);
     std::shared_ptr<Input::Core> input;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
