@@ -335,8 +335,12 @@ void decoding::Session::Core::addMessage(const std::string &text, bool isError)
             _messages.pop_front();
         _messages.push_back(message);
     }
-    if (_options.onMessage)
+    if (!_options.onMessage)
+        return;
+    try {
         _options.onMessage(message);
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is nobody to tell, and the event thread serves others, too
+    }
 }
 
 decoding::Session::Remains decoding::Session::Core::end()

@@ -109,11 +109,13 @@ void SinkWorkers::Pool::startThreadLocked()
 
 void SinkWorkers::Pool::run(Worker &worker)
 {
-    // A pipe without a reader is an error of its output, not the end of the program.
-    sigset_t brokenPipe;
-    sigemptyset(&brokenPipe);
-    sigaddset(&brokenPipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
+    // A pipe without a reader, and a file as large as it may become, are errors of their output, not the end of the
+    // program.
+    sigset_t ofOutputs;
+    sigemptyset(&ofOutputs);
+    sigaddset(&ofOutputs, SIGPIPE);
+    sigaddset(&ofOutputs, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &ofOutputs, nullptr);
 
     _own = {this, &worker};
     std::unique_lock<std::mutex> lock(_mutex);

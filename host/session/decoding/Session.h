@@ -35,8 +35,11 @@ struct SessionOptions {
     std::optional<LoadLimits> governor;
     /// Whether the decoders show their lights in snapshots, which costs some instructions for each block.
     bool lights = false;
-    /// Given each message for people: what goes wrong and gets better again, mode switches, warnings. Called on the
-    /// session's own thread; must neither wait nor call the session.
+    /// Given each message for people: what goes wrong and gets better again, mode switches, and the component's
+    /// warnings. These come over Qt's message channel: in a program with a Qt application object of its own they go
+    /// where its other messages go, and not here; and where there are several sessions, each is given those of all.
+    /// Called on the event thread, which all sessions of the process share: must neither wait nor call a session, nor
+    /// what belongs to one. What it throws is dropped.
     std::function<void(const Snapshot::Message &message)> onMessage;
 };
 

@@ -1,10 +1,15 @@
+#include <atomic>
 #include <clocale>
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
+#include <unistd.h>
 
 #include "host/session/ProcessFigures.h"
 #include "host/session/SessionFixture.h"
 #include <decoding/Session.h>
+#include <decoding/Version.h>
+#include <sys/resource.h>
 
 using namespace std::chrono_literals;
 using decoding::InputOptions;
@@ -73,6 +78,11 @@ TEST_F(SessionTest, SaysWhatCannotBeOpenedAndWhy)
     // What failed leaves the session once nobody holds it.
     EXPECT_TRUE(waitUntil([&] { return _session->snapshot().inputs.empty(); }));
     EXPECT_THAT(messages(), testing::Contains(HasSubstr("/nowhere/clip.mp4")));
+}
+
+TEST_F(SessionTest, IsOfTheVersionThatItsHeadersTell)
+{
+    EXPECT_STREQ(decoding::version(), DECODING_VERSION);
 }
 
 TEST_F(SessionTest, SaysWhatIsWrongWithItsOptions)
@@ -234,6 +244,56 @@ TEST_F(SessionTest, StandsBesideOthers)
     EXPECT_EQ(countFrames(there->video()), 24);
     other.end();
     EXPECT_EQ(countFrames(_session->open(sample("tree.avi"))->video()), 24);
+}
+
+TEST_F(SessionTest, DropsWhatAMessagesTakerThrows)
+{
+    std::atomic<int> taken{0};
+    SessionOptions options;
+    options.onMessage = [&](const Snapshot::Message &) {
+        if (++taken == 1)
+            throw std::runtime_error("the log is full");
+        throw 1;
+    };
+    decoding::Session session(options);
+    for (const char *const file : {"/nowhere/a.mp4", "/nowhere/b.mp4"})
+        EXPECT_THAT(errorOf([&] { session.open(file); }), HasSubstr("no such file"));
+    ASSERT_TRUE(waitUntil([&] { return taken >= 2; }));
+    EXPECT_EQ(session.snapshot().messages.size(), 2U);
+    EXPECT_EQ(countFrames(session.open(sample("tree.avi"))->video()), 24);
+}
+
+TEST_F(SessionTest, WakesWhoWaitsForAnInputToOpenWhenItEnds)
+{
+    std::string error;
+    std::atomic<bool> isOpening{false};
+    std::thread opening([&] {
+        isOpening = true;
+        error = errorOf([&] { _session->open("udp://127.0.0.1:20778"); }); // to which nobody sends
+    });
+    ASSERT_TRUE(waitUntil([&] { return isOpening && !_session->snapshot().inputs.empty(); }));
+    const auto before = std::chrono::steady_clock::now();
+    _session->end();
+    opening.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 5s);
+    EXPECT_THAT(error, HasSubstr("20778"));
+}
+
+TEST_F(SessionTest, OutlivesAFileThatIsAsLargeAsItMayBecome)
+{
+    const std::string folder = testing::TempDir() + "session-test-" + std::to_string(getpid());
+    rlimit limit = {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit narrow = {1'000'000, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &narrow), 0);
+    InputOptions options;
+    options.outputs = {{decoding::Output::Kind::Raw, folder}};
+    const auto input = _session->open(sample("tree.avi"), options);
+    EXPECT_TRUE(input->waitUntilFinished(30s));
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_THAT(_session->snapshot().inputs[0].streams.at(0).outputs.at(0).error.value_or(""),
+                HasSubstr("File too large"));
+    std::filesystem::remove_all(folder);
 }
 
 // Has no fixture: Qt sets the locale once in a process, with the first session.
