@@ -61,7 +61,6 @@ public:
     [[nodiscard]] std::optional<std::string> decodeIntoOutputs();
     /// Does nothing when it has no such reader. Waits for the block that is being decoded.
     void removeReader(const ReaderBuffer &buffer);
-    bool hasOutputs() const { return !_outputs.empty(); }
 
     /// Drops the decoder, so that nothing reaches the outputs any more. To be called once, when the input is decoded or
     /// cancelled, on any thread, while nobody changes the outputs.

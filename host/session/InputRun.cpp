@@ -72,7 +72,7 @@ void InputRun::addReader(StreamKind kind, const ReaderBuffer &buffer)
         return;
     of.stream->addReader(buffer);
     if (const auto error = of.stream->decodeIntoOutputs())
-        _error = error;
+        giveUp(*error);
 }
 
 void InputRun::removeReader(StreamKind kind, const ReaderBuffer &buffer)
