@@ -5,7 +5,6 @@
 #include <thread>
 #include <unistd.h>
 
-#include "host/session/ProcessFigures.h"
 #include "host/session/SessionFixture.h"
 #include <decoding/Session.h>
 #include <decoding/Version.h>
@@ -324,31 +323,4 @@ TEST_F(SessionTest, MayEndWhileAnotherBegins)
         ASSERT_TRUE(session.open(sample("tree.avi"))->video().next()) << round;
     }
     other.join();
-}
-
-TEST_F(SessionTest, OpensAndClosesForEver)
-{
-    // Further rounds are to be had with DECODING_ROUNDS.
-    const char *const rounds = std::getenv("DECODING_ROUNDS"); // NOLINT(concurrency-mt-unsafe): nobody sets it
-    const int count = rounds ? std::atoi(rounds) : 100;
-    const ProcessFigures before = ProcessFigures::now();
-    ProcessFigures early;
-    for (int round = 0; round < count; ++round) {
-        if (round == count / 4)
-            early = ProcessFigures::now();
-        const auto input = _session->open(sample("cup.mp4"));
-        if (round % 3 != 0) {
-            ASSERT_TRUE(input->video().next()) << round;
-        }
-        if (round % 3 == 2) {
-            ASSERT_TRUE(input->audio().next()) << round;
-        }
-    }
-    EXPECT_TRUE(waitUntil([&] { return _session->snapshot().decoders == 0; }));
-    EXPECT_TRUE(waitUntil([&] { return ProcessFigures::now().descriptors <= before.descriptors; }));
-    // Of those that open and end inputs, a session starts six at most, as they are needed.
-    EXPECT_TRUE(waitUntil([&] { return ProcessFigures::now().threads <= before.threads + 6; }));
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they keep what is freed
-    EXPECT_LT(ProcessFigures::now().residentMegabytes, early.residentMegabytes + 16);
-#endif
 }
