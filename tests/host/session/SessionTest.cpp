@@ -7,7 +7,6 @@
 
 #include "host/session/SessionFixture.h"
 #include <decoding/Session.h>
-#include <decoding/Version.h>
 #include <sys/resource.h>
 
 using namespace std::chrono_literals;
@@ -77,11 +76,6 @@ TEST_F(SessionTest, SaysWhatCannotBeOpenedAndWhy)
     // What failed leaves the session once nobody holds it.
     EXPECT_TRUE(waitUntil([&] { return _session->snapshot().inputs.empty(); }));
     EXPECT_THAT(messages(), testing::Contains(HasSubstr("/nowhere/clip.mp4")));
-}
-
-TEST_F(SessionTest, IsOfTheVersionThatItsHeadersTell)
-{
-    EXPECT_STREQ(decoding::version(), DECODING_VERSION);
 }
 
 TEST_F(SessionTest, SaysWhatIsWrongWithItsOptions)
