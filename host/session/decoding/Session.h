@@ -44,7 +44,7 @@ struct SessionOptions {
 };
 
 /// Decodes any number of inputs on one pool of decoder threads. Thread-safe: every call from any thread at any time,
-/// but for the destructor and calls from SessionOptions::onMessage. Each file that is open has a descriptor, two where
+/// except for the destructor and calls from SessionOptions::onMessage. Each file that is open has a descriptor, two where
 /// both of its streams are read. A program may call std::exit while there are sessions.
 ///
 /// The library runs Qt's event loop on a thread of its own, one for all sessions of the process. Where there is no Qt
@@ -55,7 +55,7 @@ struct SessionOptions {
 class DECODING_EXPORT Session {
 public:
     /// Loads and starts the component.
-    /// @throws Error when there is none, or it cannot be started.
+    /// @throws Error when it finds no component, or cannot start it.
     explicit Session(SessionOptions options = {});
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
