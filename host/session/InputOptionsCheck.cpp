@@ -71,7 +71,7 @@ private:
                 name + " takes no " + (_options.video ? "video" : "audio") + ", and nothing else is decoded");
         if (output.kind == Output::Kind::Null || !output.isStandardOutput())
             return;
-        require(output.kind != Output::Kind::Png, name + " needs a directory; the standard output is none");
+        require(output.kind != Output::Kind::Png, name + " needs a directory, and cannot go to the standard output");
         require(!(hasVideo && hasAudio),
                 name + " would put two streams into the standard output; set video or audio to false");
     }

@@ -8,8 +8,8 @@
 namespace InputOptionsCheck {
 
 /// @param input what people call the input.
-/// @throws decoding::Error, which names the input and the field, when @p options are none that it can be decoded with.
-///         Reentrant; asks the file system where outputs of one kind go to different directories.
+/// @throws decoding::Error, which names the input and the field, when it cannot be decoded with @p options. Reentrant;
+///         asks the file system where outputs of one kind go to different directories.
 void check(const std::string &input, const decoding::InputOptions &options);
 
 } // namespace InputOptionsCheck

@@ -77,7 +77,7 @@ bool isPublic(const std::string &header)
     return header.rfind(publicHeaders + '/', 0) == 0 || std::regex_match(header, standard);
 }
 
-/// @return the first name of Qt's or FFmpeg's in @p line, outside of a comment; empty when there is none.
+/// @return the first name of Qt's or FFmpeg's in @p line, outside of a comment; empty without one.
 std::string foreignName(const std::string &line)
 {
     static const std::regex name(

@@ -44,8 +44,8 @@ struct SessionOptions {
 };
 
 /// Decodes any number of inputs on one pool of decoder threads. Thread-safe: every call from any thread at any time,
-/// except for the destructor and calls from SessionOptions::onMessage. Each file that is open has a descriptor, two where
-/// both of its streams are read. A program may call std::exit while there are sessions.
+/// except for the destructor and calls from SessionOptions::onMessage. Each file that is open has a descriptor, two
+/// where both of its streams are read. A program may call std::exit while there are sessions.
 ///
 /// The library runs Qt's event loop on a thread of its own, one for all sessions of the process. Where there is no Qt
 /// application object, it makes one there, and takes Qt's messages as its own; so a program that uses Qt itself makes
