@@ -54,8 +54,8 @@ private:
 
     // Last to end: what the inputs run on.
     // So many stalled files do not hold up others, and so many slow outputs.
-    JobThreads _openers{4};
-    JobThreads _enders{2};
+    JobThreads _openers{"Opener", 4};
+    JobThreads _enders{"Ender", 2};
     const InputRun::Environment _environment;
     const std::shared_ptr<SessionJobs> _jobs;
 

@@ -3,8 +3,11 @@
 #include <system_error>
 #include <utility>
 
-JobThreads::JobThreads(std::size_t max)
-    : _max(max)
+#include "threads/HostThread.h"
+
+JobThreads::JobThreads(const char *name, std::size_t max)
+    : _name(name)
+    , _max(max)
 {
 }
 
@@ -24,7 +27,7 @@ bool JobThreads::post(std::function<void()> job)
     const std::lock_guard<std::mutex> lock(_mutex);
     if (_idle <= _jobs.size() && _threads.size() < _max) {
         try {
-            _threads.emplace_back(&JobThreads::run, this);
+            _threads.push_back(HostThread::start(_name, [this] { run(); }));
         } catch (const std::system_error &) {
             if (_threads.empty())
                 return false;

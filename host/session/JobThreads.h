@@ -13,8 +13,8 @@
 /// those that are there; none is lost. Owned by one thread; `post` is thread-safe.
 class JobThreads final {
 public:
-    /// @param max threads, at least 1.
-    explicit JobThreads(std::size_t max);
+    /// @param name of the threads, as HostThread has it. @param max of them, at least 1.
+    JobThreads(const char *name, std::size_t max);
     JobThreads(const JobThreads &) = delete;
     JobThreads &operator=(const JobThreads &) = delete;
     /// Waits until all jobs are done.
@@ -27,6 +27,7 @@ public:
 private:
     void run();
 
+    const char *const _name;
     const std::size_t _max;
 
     std::mutex _mutex; // guards all that follows

@@ -8,6 +8,7 @@
 
 #include "sources/Pacing.h"
 #include "sources/ThreadTime.h"
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ LiveSource::LiveSource(const std::string &url, const Options &options, const Mod
     , _outage(options.label.isEmpty() ? _url.shown() : options.label.toStdString())
 {
     try {
-        _thread = std::thread(&LiveSource::run, this);
+        _thread = HostThread::start("LiveSource", [this] { run(); });
     } catch (const std::system_error &error) {
         // No report, which would say that it tries again.
         _outage.begin(std::string("there is no thread to read it; decode fewer inputs at a time: ") + error.what(),

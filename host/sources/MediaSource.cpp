@@ -8,6 +8,7 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -77,7 +78,7 @@ std::optional<std::string> MediaSource::start(BlockQueue &queue)
     if (isStopRequested())
         queue.cutShort();
     try {
-        _thread = std::thread(&MediaSource::run, this);
+        _thread = HostThread::start("FileSource", [this] { run(); });
     } catch (const std::system_error &error) {
         _queue = nullptr;
         queue.end();

@@ -20,7 +20,7 @@ TEST(JobThreads, RunAsManyJobsAtOnceAsTheyMayAndTheOthersAfterwards)
     std::mutex mutex;
     std::set<std::thread::id> used; // guarded by mutex
     {
-        JobThreads threads(2);
+        JobThreads threads("Opener", 2);
         for (int job = 0; job < 10; ++job)
             EXPECT_TRUE(threads.post([&, gate] {
                 ++begun;
@@ -37,8 +37,8 @@ TEST(JobThreads, RunAsManyJobsAtOnceAsTheyMayAndTheOthersAfterwards)
 
 TEST(JobThreads, LoseNoJobWhenThereAreNoThreads)
 {
-    const auto threads = std::make_unique<JobThreads>(8);
-    const auto idle = std::make_unique<JobThreads>(8);
+    const auto threads = std::make_unique<JobThreads>("Opener", 8);
+    const auto idle = std::make_unique<JobThreads>("Opener", 8);
     std::promise<void> open;
     const std::shared_future<void> gate = open.get_future().share();
     std::atomic<int> done{0};
