@@ -5,17 +5,15 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "session/DecodedStream.h"
 #include "session/FeedRun.h"
-#include "session/FutileDecoding.h"
 #include "session/InputCore.h"
+#include "session/InputTroubles.h"
 #include "session/JobThreads.h"
-#include "session/Report.h"
-#include "session/TroubleWatch.h"
+#include "session/StreamRun.h"
 #include "sources/InputNames.h"
 
 /// One input of a session, from its opening until all that came of it is complete.
@@ -43,7 +41,7 @@ public:
     // What its handle asks for.
 
     /// A reader wants frames: from now on the stream of @p kind is decoded while it has readers.
-    void start(StreamKind kind) { at(kind).isStarted = true; }
+    void start(StreamKind kind) { at(kind).start(); }
     void addReader(StreamKind kind, const ReaderBuffer &buffer);
     void removeReader(StreamKind kind, const ReaderBuffer &buffer);
     /// Ends it, with what is decoded so far.
@@ -77,22 +75,14 @@ public:
     /// The first one opened the input.
     const std::vector<std::unique_ptr<FeedRun>> &feeds() const { return _feeds; }
 
-    /// A stream that is or was decoded, or would be if there were a decoder for it.
-    struct ShownStream {
-        const MediaSource::Stream &description;
-        const DecodedStream *stream; // null while nobody reads it
-        const FeedRun &run;
-        qint64 framesBefore; // what came until all readers had left it
-        qint64 damagedBefore;
-        const TroubleWatch &troubles;
-    };
+    using ShownStream = StreamRun::Shown;
     /// Video first.
     std::vector<ShownStream> streams() const;
     /// Of feeds that are there no more.
     qint64 packetsBefore() const { return _packetsOfDropped; }
     qint64 bytesBefore() const { return _bytesOfDropped; }
     /// What went wrong with it last, as Snapshot::Input::lastError.
-    const std::optional<decoding::Snapshot::Trouble> &lastError() const { return _lastError; }
+    const std::optional<decoding::Snapshot::Trouble> &lastError() const { return _troubles.last(); }
 
     /// To be told to people since the last call.
     std::vector<Report> takeReports();
@@ -104,24 +94,8 @@ public:
     void updateRates(RecentRate::Instant now, std::chrono::milliseconds longestPause);
 
 private:
-    /// One kind of stream.
-    struct Kind {
-        bool isStarted = false; // a reader has asked for frames
-        std::vector<ReaderBuffer> readers;
-        FeedRun *feed = nullptr; // that gives its blocks; null before there is one
-        std::optional<InputFeed::Stream> known;
-        FutileDecoding decoding;
-        std::unique_ptr<DecodedStream> opening;         // until its outputs are open
-        DecodedStream *stream = nullptr;                // while it is, or was, decoded
-        std::optional<MediaSource::Stream> undecodable; // that there is no decoder for at present
-        TroubleWatch troubles;
-        // Of the streams that all readers have left.
-        std::optional<MediaSource::Stream> description;
-        qint64 frames = 0;
-        qint64 damaged = 0;
-    };
-
-    Kind &at(StreamKind kind) { return _kinds[indexOf(kind)]; }
+    StreamRun &at(StreamKind kind) { return _streams[indexOf(kind)]; }
+    const StreamRun &at(StreamKind kind) const { return _streams[indexOf(kind)]; }
     std::unique_ptr<FeedRun> makeFeed(bool video, bool audio) const;
     void takeStreams(FeedRun &feed);
     bool isWanted(StreamKind kind) const;
@@ -131,17 +105,13 @@ private:
     std::optional<std::string> openOutputs(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
     bool areOutputsOpening() const;
     void decodeOnceOutputsAreOpen(std::chrono::steady_clock::time_point now);
-    std::optional<std::string> decode(Kind &kind);
     void giveUp(const std::string &error);
     void followChanges();
     void endReadersInVain();
-    void leave(Kind &kind);
     void dropLeftFeeds();
     bool areAllLeft() const;
     void noteUndecodable();
     void noteFirstFrames();
-    TroubleWatch::Figures figuresOf(StreamKind kind) const;
-    void report(std::vector<Report> reports);
     void tellHandle();
 
     // Constant after construction.
@@ -153,17 +123,15 @@ private:
     FileSet _files;
 
     std::vector<std::unique_ptr<FeedRun>> _feeds; // never empty
-    std::array<Kind, streamKinds.size()> _kinds;
+    std::array<StreamRun, streamKinds.size()> _streams = {StreamRun(StreamKind::Video), StreamRun(StreamKind::Audio)};
     std::array<bool, streamKinds.size()> _present = {}; // among the streams that are known
     bool _isKnown = false;                              // which streams there are
-    qint64 _packetsOfDropped = 0;                       // feeds, and the bytes
+    qint64 _packetsOfDropped = 0;                       // feeds, as is the next one
     qint64 _bytesOfDropped = 0;
     std::chrono::steady_clock::time_point _openingSince; // while outputs are opening
     bool _closed = false;
     std::optional<std::string> _error; // of the outputs, the component or a callback
-    std::vector<Report> _reports;
-    std::set<std::string> _toldErrors;
-    std::optional<decoding::Snapshot::Trouble> _lastError;
+    InputTroubles _troubles;
 };
 
 #endif

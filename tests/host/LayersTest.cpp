@@ -17,8 +17,8 @@ using testing::IsEmpty;
 namespace {
 
 /// The folders of the host, the lowest layer first.
-const std::vector<std::string> layers{"threads", "modkit",  "slab",  "indications", "media",    "format", "queues",
-                                      "sources", "sinks", "session", "terminal",    "control", "cli"};
+const std::vector<std::string> layers{"threads", "modkit", "slab",    "indications", "media",   "format", "queues",
+                                      "sources", "sinks",  "session", "terminal",    "control", "cli"};
 const std::string publicHeaders("decoding"); // the folder session/decoding
 
 /// @return the folders whose headers those of @p folder may include.
