@@ -12,9 +12,10 @@ constexpr std::chrono::seconds awakeLimit(30);
 
 } // namespace
 
-FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment)
+FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes)
     : _feed(std::move(feed))
     , _environment(environment)
+    , _changes(std::move(changes))
 {
 }
 
@@ -62,6 +63,9 @@ void FeedRun::poll()
     }
     if (_phase == Phase::Completing)
         completeOutputs();
+    const bool waitsForDecoders = _phase == Phase::Running && !_startedAt && !_streams.empty();
+    if (waitsForDecoders || _phase == Phase::Completing)
+        _changes->set();
 }
 
 void FeedRun::completeOutputs()
@@ -116,11 +120,13 @@ void FeedRun::beginEnding()
     _ending = ending->get_future();
     _phase = Phase::Ending;
     // Where the system gives no thread, better here than never.
-    if (!_environment.enders.post([ending, wake = _environment.wake] {
+    if (!_environment.enders.post([ending, changes = _changes] {
             (*ending)();
-            wake();
-        }))
+            changes->set();
+        })) {
         (*ending)();
+        _changes->set();
+    }
 }
 
 /// On a thread of the enders.

@@ -11,9 +11,9 @@ constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
 
 } // namespace
 
-FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers,
-                   std::function<void()> opened)
+FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers)
     : _isPaced(options.paced)
+    , _changes(options.changes)
 {
     auto open = std::make_shared<std::packaged_task<Opened()>>([this, url, options] {
         auto source = MediaSource::open(url, options, _cancelled);
@@ -22,9 +22,9 @@ FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, 
         return Opened{std::move(std::get<std::unique_ptr<MediaSource>>(source)), std::string()};
     });
     _opening = open->get_future();
-    if (!openers.post([open, opened = std::move(opened)] {
+    if (!openers.post([open, changes = _changes] {
             (*open)();
-            opened();
+            ChangeNote::set(changes);
         })) {
         _opening = {};
         _openingError = options.label.toStdString() + ": there is no thread to open it; decode fewer inputs at a time";
@@ -61,7 +61,7 @@ std::vector<MediaSource::Stream> FileFeed::undecodable() const
 void FileFeed::decode(StreamKind kind)
 {
     _decoded.insert(kind);
-    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), queueLimits));
+    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), queueLimits, _changes));
 }
 
 ModkitPtr<IInputQueue> FileFeed::queue(StreamKind kind) const

@@ -2,7 +2,6 @@
 #define HOST_SESSION_FILEFEED_H
 
 #include <atomic>
-#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
@@ -18,9 +17,7 @@
 class FileFeed final : public InputFeed {
 public:
     /// Opens the file on a thread of @p openers, which outlives the feed.
-    /// @param opened called on that thread when it is open or could not be opened; must not throw.
-    FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers,
-             std::function<void()> opened);
+    FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers);
     FileFeed(const FileFeed &) = delete;
     FileFeed &operator=(const FileFeed &) = delete;
     ~FileFeed() override;
@@ -48,6 +45,7 @@ private:
     };
 
     const bool _isPaced;
+    const std::shared_ptr<ChangeNote> _changes; // the options'
     std::atomic<bool> _cancelled{false};
     std::future<Opened> _opening;         // valid until its result was taken
     std::unique_ptr<MediaSource> _source; // null until it is open

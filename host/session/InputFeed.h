@@ -13,7 +13,8 @@
 #include "strata/base/modkit/modkit"
 
 /// The source of one input together with the block queues that it fills, one of its own for each stream or one for all.
-/// Thread-bound but for `wait`.
+/// It sets a ChangeNote when there is something new in what its operations tell, but for figures. Thread-bound but for
+/// `wait`.
 class InputFeed {
 public:
     enum class State {

@@ -6,8 +6,6 @@
 #include "interfaces/CreationFlags.h"
 #include "media/SafeText.h"
 #include "media/ShownUrl.h"
-#include "session/FileFeed.h"
-#include "session/LiveFeed.h"
 
 using decoding::State;
 
@@ -18,20 +16,21 @@ constexpr std::chrono::milliseconds openingLimit(200);
 
 } // namespace
 
-InputRun::InputRun(const std::string &url, InputNames::Name name, std::shared_ptr<decoding::Input::Core> core,
-                   const Environment &environment)
-    : _url(url)
+InputRun::InputRun(quint64 number, const std::string &url, InputNames::Name name,
+                   std::shared_ptr<decoding::Input::Core> core, const Environment &environment)
+    : _number(number)
     , _name(std::move(name))
     , _core(std::move(core))
     , _options(_core->options())
     , _environment(environment)
+    , _feeds(url, _name.shown, *_core, environment.feeds)
     , _troubles(_name.shown)
 {
     _files.add(url);
     // Nobody would read a stream that no output takes.
     const bool isOpen = _options.outputs.empty();
-    _feeds.push_back(makeFeed(_options.video && (isOpen || isWritten(StreamKind::Video)),
-                              _options.audio && (isOpen || isWritten(StreamKind::Audio))));
+    _feeds.add(_options.video && (isOpen || isWritten(StreamKind::Video)),
+               _options.audio && (isOpen || isWritten(StreamKind::Audio)));
 }
 
 InputRun::~InputRun()
@@ -39,38 +38,22 @@ InputRun::~InputRun()
     close();
 }
 
-std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
+void InputRun::start(StreamKind kind)
 {
-    const QString label = QString::fromStdString(_name.shown);
-    std::unique_ptr<InputFeed> feed;
-    if (isLive()) {
-        LiveSource::Options live;
-        live.video = video;
-        live.audio = audio;
-        live.duration = _options.duration;
-        live.label = label;
-        feed = std::make_unique<LiveFeed>(_url, live, _options.maxLatency);
-    } else {
-        MediaSource::Options file;
-        file.video = video;
-        file.audio = audio;
-        file.paced = _options.paced;
-        file.repeat = _options.repeat;
-        file.duration = _options.duration;
-        file.label = label;
-        feed = std::make_unique<FileFeed>(_url, file, _environment.openers, _environment.feeds.wake);
-    }
-    return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);
+    at(kind).start();
+    _core->changes()->set();
 }
 
 void InputRun::addReader(StreamKind kind, const ReaderBuffer &buffer)
 {
+    _core->changes()->set();
     if (const auto error = at(kind).addReader(buffer))
         _error = error;
 }
 
 void InputRun::removeReader(StreamKind kind, const ReaderBuffer &buffer)
 {
+    _core->changes()->set();
     StreamRun &of = at(kind);
     of.removeReader(buffer);
     if (!of.hasReaders() && !isWritten(kind) && of.feed() && of.feed()->isOpenForOutputs())
@@ -80,11 +63,11 @@ void InputRun::removeReader(StreamKind kind, const ReaderBuffer &buffer)
 void InputRun::close()
 {
     _closed = true;
+    _core->changes()->set();
     _core->closeReaders();
     for (StreamRun &stream : _streams)
         stream.close();
-    for (const auto &feed : _feeds)
-        feed->cancel();
+    _feeds.cancel();
 }
 
 void InputRun::fail(const std::string &what)
@@ -96,7 +79,8 @@ void InputRun::fail(const std::string &what)
 
 void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
 {
-    for (const auto &feed : _feeds) {
+    _core->changes()->take(); // before anything is looked at
+    for (const auto &feed : _feeds.all()) {
         // What is closed while it is being opened has not failed.
         if (feed->isOpenForOutputs())
             takeStreams(*feed);
@@ -110,15 +94,16 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
         }
         openOutputs(ready, inputFiles);
     }
-    if (areOutputsOpening())
+    if (areOutputsOpening()) {
         decodeOnceOutputsAreOpen(std::chrono::steady_clock::now());
-    for (const auto &feed : _feeds)
-        feed->poll();
+        _core->changes()->set(); // for the limit, and for what comes after
+    }
+    _feeds.poll();
     followChanges();
     noteUndecodable();
     noteFirstFrames();
     endReadersInVain();
-    dropLeftFeeds();
+    _feeds.dropLeft();
     tellHandle();
 }
 
@@ -167,20 +152,20 @@ void InputRun::chooseFeeds()
         return std::any_of(_streams.begin(), _streams.end(),
                            [feed](const StreamRun &stream) { return stream.feed() == feed; });
     };
-    const bool isFirstFree = _feeds.front()->isOpenForOutputs() && !hasFeed(_feeds.front().get());
+    FeedRun &first = _feeds.front();
+    const bool isFirstFree = first.isOpenForOutputs() && !hasFeed(&first);
     bool firstIsTaken = false;
     for (const StreamKind kind : streamKinds) {
         StreamRun &of = at(kind);
         if (of.feed() || !isWanted(kind) || !_present[indexOf(kind)])
             continue;
-        if (isLive() && !_feeds.front()->isOpenForOutputs())
+        if (isLive() && !first.isOpenForOutputs())
             continue;
         if (isLive() || (isFirstFree && (isWritten(kind) || !firstIsTaken))) {
-            of.comeFrom(*_feeds.front(), false);
+            of.comeFrom(first, false);
             firstIsTaken = true;
         } else {
-            _feeds.push_back(makeFeed(kind == StreamKind::Video, kind == StreamKind::Audio));
-            of.comeFrom(*_feeds.back(), true);
+            of.comeFrom(_feeds.add(kind == StreamKind::Video, kind == StreamKind::Audio), true);
         }
     }
 }
@@ -204,12 +189,14 @@ std::optional<std::string> InputRun::openOutputs(StreamKind kind, const std::sha
     settings.creationFlags = (_options.paced && !isLive() ? CreationFlags::Paced : 0) |
                              (_options.excludeFromTuning ? CreationFlags::ExcludeFromTuning : 0);
     settings.keyBlocksOnly = _options.keyFramesOnly;
+    settings.changes = _core->changes();
     SinkFactory::Input input{QString::fromStdString(_name.stem), 0, inputFiles};
     // A file waits for its outputs. What a live source sends cannot wait.
     if (!isLive())
         input.gate = _core->gate(kind);
     else if (!_options.overwrite)
         input.existing = OutputFile::Existing::Keep;
+    input.changes = _core->changes();
     return at(kind).open({settings, _core->gate(kind), input, _options.outputs}, _environment.streams);
 }
 
@@ -252,7 +239,7 @@ void InputRun::giveUp(const std::string &error)
 /// Tells the readers of streams that will not be decoded, or no more, that nothing will come.
 void InputRun::endReadersInVain()
 {
-    const bool isOver = _closed || _error || (_feeds.front()->isFinished() && (isLive() || !_isKnown));
+    const bool isOver = _closed || _error || (_feeds.front().isFinished() && (isLive() || !_isKnown));
     for (const StreamKind kind : streamKinds) {
         const FeedRun *const feed = at(kind).feed();
         const bool isMissing = _isKnown && !_present[indexOf(kind)] && !isLive();
@@ -261,56 +248,25 @@ void InputRun::endReadersInVain()
     }
 }
 
-/// Forgets the feeds that were left, but for the first, and keeps what they counted.
-void InputRun::dropLeftFeeds()
-{
-    const auto isDropped = [this](const std::unique_ptr<FeedRun> &feed) {
-        if (!feed->isLeft() || !feed->isFinished())
-            return false;
-        const InputFeed::Status status = feed->status();
-        _packetsOfDropped += status.packets;
-        _bytesOfDropped += status.bytes;
-        return true;
-    };
-    _feeds.erase(std::remove_if(_feeds.begin() + 1, _feeds.end(), isDropped), _feeds.end());
-}
-
 std::vector<InputRun::ShownStream> InputRun::streams() const
 {
     std::vector<ShownStream> streams;
     streams.reserve(streamKinds.size());
     for (const StreamRun &stream : _streams) {
-        if (const auto shown = stream.shown(*_feeds.front()))
+        if (const auto shown = stream.shown(_feeds.front()))
             streams.push_back(*shown);
     }
     return streams;
 }
 
-/// Whether all readers have left a file, so that more may be asked for.
-bool InputRun::areAllLeft() const
-{
-    return std::all_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isLeft(); });
-}
-
 bool InputRun::isRunning() const
 {
-    return (!_closed && areAllLeft()) ||
-           std::any_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isRunning(); });
+    return (!_closed && _feeds.areAllLeft()) || _feeds.isAnyRunning();
 }
 
 bool InputRun::isFinished() const
 {
-    return (_closed || !areAllLeft()) &&
-           std::all_of(_feeds.begin(), _feeds.end(), [](const auto &feed) { return feed->isFinished(); });
-}
-
-std::vector<InputFeed::Status> InputRun::statuses() const
-{
-    std::vector<InputFeed::Status> statuses;
-    statuses.reserve(_feeds.size());
-    for (const auto &feed : _feeds)
-        statuses.push_back(feed->status());
-    return statuses;
+    return (_closed || !_feeds.areAllLeft()) && _feeds.areAllFinished();
 }
 
 InputRun::Condition InputRun::condition(const std::vector<InputFeed::Status> &statuses) const
@@ -331,7 +287,7 @@ InputRun::Condition InputRun::condition(const std::vector<InputFeed::Status> &st
         condition.state = isDecoding || _closed ? State::Running : State::Ready;
     else if (hasState[static_cast<std::size_t>(InputFeed::State::Opening)])
         condition.state = State::Connecting;
-    else if (!_closed && areAllLeft())
+    else if (!_closed && _feeds.areAllLeft())
         condition.state = State::Ready;
     return condition;
 }
@@ -340,7 +296,7 @@ InputRun::Condition InputRun::condition(const std::vector<InputFeed::Status> &st
 void InputRun::noteUndecodable()
 {
     std::array<std::optional<MediaSource::Stream>, streamKinds.size()> undecodable;
-    for (const MediaSource::Stream &stream : _feeds.front()->feed().undecodable())
+    for (const MediaSource::Stream &stream : _feeds.front().feed().undecodable())
         undecodable[indexOf(kindOf(stream.streamId))] = stream;
     for (const StreamKind kind : streamKinds)
         at(kind).setUndecodable(std::move(undecodable[indexOf(kind)]));
@@ -371,7 +327,7 @@ void InputRun::watchEnd(const TroubleWatch::Moment &moment, const std::vector<st
 
 std::vector<Report> InputRun::takeReports()
 {
-    for (const auto &feed : _feeds) {
+    for (const auto &feed : _feeds.all()) {
         for (std::string &text : feed->feed().takeReports())
             _troubles.add({{std::move(text), false}});
     }
@@ -380,7 +336,7 @@ std::vector<Report> InputRun::takeReports()
 
 void InputRun::updateRates(RecentRate::Instant now, std::chrono::milliseconds longestPause)
 {
-    for (const auto &feed : _feeds) {
+    for (const auto &feed : _feeds.all()) {
         for (const auto &stream : feed->streams())
             stream->rate().update(stream->frames(), now, longestPause);
     }
@@ -388,11 +344,7 @@ void InputRun::updateRates(RecentRate::Instant now, std::chrono::milliseconds lo
 
 void InputRun::tellHandle()
 {
-    std::optional<std::string> error = _error;
-    for (const auto &feed : _feeds) {
-        if (!error)
-            error = feed->error();
-    }
+    std::optional<std::string> error = _error ? _error : _feeds.error();
     if (error)
         _troubles.note(*error);
     // Who waits until it is known learns what is wrong with its outputs, too.

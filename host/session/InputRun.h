@@ -9,10 +9,9 @@
 #include <vector>
 
 #include "session/DecodedStream.h"
-#include "session/FeedRun.h"
 #include "session/InputCore.h"
+#include "session/InputFeeds.h"
 #include "session/InputTroubles.h"
-#include "session/JobThreads.h"
 #include "session/StreamRun.h"
 #include "sources/InputNames.h"
 
@@ -26,12 +25,11 @@ public:
     /// What the inputs of a session share. Outlives them.
     struct Environment {
         DecodedStream::Environment streams;
-        FeedRun::Environment feeds;
-        JobThreads &openers; // of files, which may stall
+        InputFeeds::Environment feeds;
     };
 
-    /// Begins to open @p url.
-    InputRun(const std::string &url, InputNames::Name name, std::shared_ptr<decoding::Input::Core> core,
+    /// Begins to open @p url. @param number that no other input of the session has.
+    InputRun(quint64 number, const std::string &url, InputNames::Name name, std::shared_ptr<decoding::Input::Core> core,
              const Environment &environment);
     InputRun(const InputRun &) = delete;
     InputRun &operator=(const InputRun &) = delete;
@@ -41,7 +39,7 @@ public:
     // What its handle asks for.
 
     /// A reader wants frames: from now on the stream of @p kind is decoded while it has readers.
-    void start(StreamKind kind) { at(kind).start(); }
+    void start(StreamKind kind);
     void addReader(StreamKind kind, const ReaderBuffer &buffer);
     void removeReader(StreamKind kind, const ReaderBuffer &buffer);
     /// Ends it, with what is decoded so far.
@@ -49,10 +47,12 @@ public:
     /// Ends it with an error that @p what describes.
     void fail(const std::string &what);
 
-    /// Takes whatever next steps there are to take, and tells its handle.
+    /// Takes whatever next steps there are to take, and tells its handle. To be called once its note of changes was
+    /// set; it sets that itself while it waits for something that nobody tells.
     /// @param inputFiles that no output may be written to.
     void poll(const std::shared_ptr<const FileSet> &inputFiles);
 
+    quint64 number() const { return _number; }
     const InputNames::Name &name() const { return _name; }
     const decoding::Input::Core &core() const { return *_core; }
     /// The file that is read, as it was at the beginning; nothing for other inputs.
@@ -71,16 +71,16 @@ public:
     };
     /// @param statuses of its feeds, in their order, so that each is asked for once only.
     Condition condition(const std::vector<InputFeed::Status> &statuses) const;
-    std::vector<InputFeed::Status> statuses() const;
+    std::vector<InputFeed::Status> statuses() const { return _feeds.statuses(); }
     /// The first one opened the input.
-    const std::vector<std::unique_ptr<FeedRun>> &feeds() const { return _feeds; }
+    const std::vector<std::unique_ptr<FeedRun>> &feeds() const { return _feeds.all(); }
 
     using ShownStream = StreamRun::Shown;
     /// Video first.
     std::vector<ShownStream> streams() const;
     /// Of feeds that are there no more.
-    qint64 packetsBefore() const { return _packetsOfDropped; }
-    qint64 bytesBefore() const { return _bytesOfDropped; }
+    qint64 packetsBefore() const { return _feeds.packetsOfDropped(); }
+    qint64 bytesBefore() const { return _feeds.bytesOfDropped(); }
     /// What went wrong with it last, as Snapshot::Input::lastError.
     const std::optional<decoding::Snapshot::Trouble> &lastError() const { return _troubles.last(); }
 
@@ -96,7 +96,6 @@ public:
 private:
     StreamRun &at(StreamKind kind) { return _streams[indexOf(kind)]; }
     const StreamRun &at(StreamKind kind) const { return _streams[indexOf(kind)]; }
-    std::unique_ptr<FeedRun> makeFeed(bool video, bool audio) const;
     void takeStreams(FeedRun &feed);
     bool isWanted(StreamKind kind) const;
     bool isWritten(StreamKind kind) const;
@@ -108,26 +107,22 @@ private:
     void giveUp(const std::string &error);
     void followChanges();
     void endReadersInVain();
-    void dropLeftFeeds();
-    bool areAllLeft() const;
     void noteUndecodable();
     void noteFirstFrames();
     void tellHandle();
 
     // Constant after construction.
-    const std::string _url;
+    const quint64 _number;
     const InputNames::Name _name;
     const std::shared_ptr<decoding::Input::Core> _core;
     const decoding::InputOptions &_options; // of _core
     const Environment _environment;
     FileSet _files;
 
-    std::vector<std::unique_ptr<FeedRun>> _feeds; // never empty
+    InputFeeds _feeds; // one at least
     std::array<StreamRun, streamKinds.size()> _streams = {StreamRun(StreamKind::Video), StreamRun(StreamKind::Audio)};
-    std::array<bool, streamKinds.size()> _present = {}; // among the streams that are known
-    bool _isKnown = false;                              // which streams there are
-    qint64 _packetsOfDropped = 0;                       // feeds, as is the next one
-    qint64 _bytesOfDropped = 0;
+    std::array<bool, streamKinds.size()> _present = {};  // among the streams that are known
+    bool _isKnown = false;                               // which streams there are
     std::chrono::steady_clock::time_point _openingSince; // while outputs are opening
     bool _closed = false;
     std::optional<std::string> _error; // of the outputs, the component or a callback

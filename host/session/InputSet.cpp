@@ -12,6 +12,12 @@ namespace {
 // Trouble is told at once, but nobody sees whether it is a quarter of a second later.
 constexpr std::chrono::milliseconds watchInterval(250);
 
+/// Whether nothing more comes of the input, and nobody sees it any more.
+bool isLeft(const InputRun &input)
+{
+    return input.isFinished() && input.isAbandoned();
+}
+
 TroubleWatch::Moment present()
 {
     return {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
@@ -19,9 +25,11 @@ TroubleWatch::Moment present()
 
 } // namespace
 
-InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs)
-    : _environment{environment, {_enders, [jobs] { jobs->wake(); }}, _openers}
+InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
+                   std::chrono::milliseconds roundInterval)
+    : _environment{environment, {{_enders}, _openers}}
     , _jobs(std::move(jobs))
+    , _roundInterval(roundInterval)
 {
 }
 
@@ -41,8 +49,11 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
         return ShownUrl::withoutSecrets(options.name) + ": there is an input of this name";
     InputNames::Name name = _names.next(url, options.name);
     const bool isLive = LiveUrl::isLive(url);
-    const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs);
-    _inputs.push_back(std::make_unique<InputRun>(url, std::move(name), core, _environment));
+    const quint64 number = ++_lastNumber;
+    const auto changes = std::make_shared<ChangeNote>([jobs = _jobs, number] { jobs->noteChange(number); });
+    const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs, changes);
+    _inputs.push_back(std::make_unique<InputRun>(number, url, std::move(name), core, _environment));
+    changes->set();
     _inputFiles.reset();
     return core;
 }
@@ -56,22 +67,22 @@ void InputSet::close()
 
 void InputSet::poll()
 {
-    for (const auto &input : _inputs)
-        poll(*input);
-    watch();
-    forgetLeft();
-}
-
-void InputSet::watch()
-{
-    const TroubleWatch::Moment moment = present();
-    if (_watchedAt && moment.now - *_watchedAt < watchInterval)
-        return;
-    _watchedAt = moment.now;
-    for (const auto &input : _inputs) {
-        if (!input->isFinished())
-            input->watch(moment);
+    const Clock::time_point now = Clock::now();
+    // Before a round, too: what is noted during the round is for the next step.
+    const std::vector<quint64> changed = _jobs->takeChanged();
+    if (!_roundAt || now - *_roundAt >= _roundInterval) {
+        _roundAt = now;
+        for (const auto &input : _inputs)
+            poll(*input);
+    } else {
+        for (const quint64 number : changed) {
+            if (InputRun *const input = find(number))
+                poll(*input);
+        }
     }
+    watch();
+    if (std::exchange(_isAnyLeft, false))
+        forgetLeft();
 }
 
 void InputSet::poll(InputRun &input)
@@ -82,11 +93,39 @@ void InputSet::poll(InputRun &input)
         input.watchEnd(present(), SnapshotFiller(nullptr, decoding::Mode()).snapshotOf(input).errors());
     for (Report &report : input.takeReports())
         _messages.push_back(std::move(report));
+    _unwatched.push_back(input.number());
+    _isAnyLeft = _isAnyLeft || isLeft(input);
 }
 
-bool InputSet::hasWork() const
+/// Looks for trouble in what has had something new.
+void InputSet::watch()
 {
-    return !_inputs.empty();
+    const TroubleWatch::Moment moment = present();
+    if (_unwatched.empty() || (_watchedAt && moment.now - *_watchedAt < watchInterval))
+        return;
+    _watchedAt = moment.now;
+    std::vector<quint64> numbers = std::exchange(_unwatched, {});
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    for (const quint64 number : numbers) {
+        InputRun *const input = find(number);
+        if (!input || input->isFinished())
+            continue;
+        input->watch(moment);
+        for (Report &report : input->takeReports())
+            _messages.push_back(std::move(report));
+    }
+}
+
+std::optional<std::chrono::milliseconds> InputSet::idleTime() const
+{
+    if (_inputs.empty())
+        return std::nullopt;
+    const Clock::time_point now = Clock::now();
+    Clock::time_point next = _roundAt ? *_roundAt + _roundInterval : now;
+    if (!_unwatched.empty())
+        next = std::min(next, _watchedAt ? *_watchedAt + watchInterval : now);
+    return std::max(std::chrono::milliseconds(0), std::chrono::ceil<std::chrono::milliseconds>(next - now));
 }
 
 std::shared_ptr<const FileSet> InputSet::inputFiles()
@@ -107,6 +146,13 @@ InputRun *InputSet::find(const decoding::Input::Core &core)
     return found == _inputs.end() ? nullptr : found->get();
 }
 
+InputRun *InputSet::find(quint64 number)
+{
+    const auto found = std::lower_bound(_inputs.begin(), _inputs.end(), number,
+                                        [](const auto &input, quint64 wanted) { return input->number() < wanted; });
+    return found == _inputs.end() || (*found)->number() != number ? nullptr : found->get();
+}
+
 bool InputSet::isFinished() const
 {
     return std::all_of(_inputs.begin(), _inputs.end(), [](const auto &input) { return input->isFinished(); });
@@ -119,13 +165,12 @@ std::vector<Report> InputSet::takeMessages()
 
 void InputSet::forgetLeft()
 {
-    const auto isLeft = [this](const std::unique_ptr<InputRun> &input) {
-        if (!input->isFinished() || !input->isAbandoned())
+    const auto left = std::remove_if(_inputs.begin(), _inputs.end(), [this](const std::unique_ptr<InputRun> &input) {
+        if (!isLeft(*input))
             return false;
         _names.release(input->name());
         return true;
-    };
-    const auto left = std::remove_if(_inputs.begin(), _inputs.end(), isLeft);
+    });
     if (left == _inputs.end())
         return;
     _inputs.erase(left, _inputs.end());

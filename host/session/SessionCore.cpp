@@ -17,9 +17,9 @@
 
 namespace {
 
-constexpr int stepIntervalMs = 20;
-constexpr int loadIntervalMs = 1000; // that the component measures the load in
-constexpr int firstLoadMs = 1100;    // not before it has measured for the first time
+constexpr std::chrono::milliseconds stepInterval(20); // while there is always something new
+constexpr int loadIntervalMs = 1000;                  // that the component measures the load in
+constexpr int firstLoadMs = 1100;                     // not before it has measured for the first time
 constexpr std::size_t maxMessages = 50;
 // After which no frame means that none come any more. Key blocks may be far from each other.
 constexpr std::chrono::seconds longestPause(5);
@@ -75,7 +75,7 @@ std::shared_ptr<EventThread> eventThread()
 decoding::Session::Core::Core(SessionOptions options)
     : _options(std::move(options))
     , _events(eventThread())
-    , _jobs(std::make_shared<SessionJobs>([this] { wake(); }))
+    , _jobs(std::make_shared<SessionJobs>([this](SessionJobs::Step step) { wake(step); }))
 {
     if (_options.threads < 0 || _options.threads > maxThreads)
         throw Error("SessionOptions::threads is " + std::to_string(_options.threads) +
@@ -164,7 +164,7 @@ void decoding::Session::Core::start()
 
     _stepTimer = std::make_unique<QTimer>();
     QObject::connect(_stepTimer.get(), &QTimer::timeout, [this] { step(); });
-    _stepTimer->setInterval(stepIntervalMs);
+    _stepTimer->setSingleShot(true);
     _loadMeter.emplace(_componentThreads, usableCores(_componentThreads), Clock::now());
     _loadTimer = std::make_unique<QTimer>();
     QObject::connect(_loadTimer.get(), &QTimer::timeout, [this] {
@@ -190,7 +190,7 @@ std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::
             throw Error(*error);
         input = std::get<std::shared_ptr<Input::Core>>(added);
     }
-    wake();
+    wake(SessionJobs::Step::Now);
     return input;
 }
 
@@ -268,19 +268,32 @@ void decoding::Session::Core::setGovernor(bool on)
     });
 }
 
-void decoding::Session::Core::wake()
+void decoding::Session::Core::wake(SessionJobs::Step step)
 {
-    if (!_wakePosted.exchange(true))
+    if (step == SessionJobs::Step::InTurn) {
+        _events->post([this] {
+            const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - _steppedAt);
+            stepWithin(std::max(std::chrono::milliseconds(0), stepInterval - passed));
+        });
+    } else if (!_wakePosted.exchange(true)) {
         _events->post([this] {
             _wakePosted = false;
-            step();
+            this->step();
         });
+    }
+}
+
+void decoding::Session::Core::stepWithin(std::chrono::milliseconds time)
+{
+    if (_stepTimer && (!_stepTimer->isActive() || _stepTimer->remainingTime() > time.count()))
+        _stepTimer->start(time);
 }
 
 void decoding::Session::Core::step()
 {
     std::vector<Report> messages;
-    bool hasWork = false;
+    std::optional<std::chrono::milliseconds> idleTime;
+    _steppedAt = Clock::now();
     {
         const std::lock_guard<std::mutex> lock(_mutex);
         if (!_inputs)
@@ -288,16 +301,14 @@ void decoding::Session::Core::step()
         _jobs->run(*_inputs);
         _inputs->poll();
         messages = _inputs->takeMessages();
-        hasWork = _inputs->hasWork();
-        if (_inputs->isFinished())
+        idleTime = _inputs->idleTime();
+        if (_ended && _inputs->isFinished())
             _finished.notify_all();
     }
     for (const Report &message : messages)
         addMessage(message.text, message.isError);
-    if (hasWork && !_stepTimer->isActive())
-        _stepTimer->start();
-    else if (!hasWork)
-        _stepTimer->stop();
+    if (idleTime)
+        stepWithin(*idleTime);
 }
 
 void decoding::Session::Core::sampleLoad()
@@ -350,7 +361,7 @@ decoding::Session::Remains decoding::Session::Core::end()
         if (_inputs)
             _inputs->close();
     }
-    wake();
+    wake(SessionJobs::Step::Now);
     {
         std::unique_lock<std::mutex> lock(_mutex);
         _finished.wait(lock, [this] { return !_inputs || _inputs->isFinished(); });

@@ -59,7 +59,8 @@ private:
     void addMessage(const std::string &text, bool isError = false);
     Remains stop();
 
-    void wake();
+    void wake(SessionJobs::Step step);
+    void stepWithin(std::chrono::milliseconds time);
 
     // Constant after construction.
     const SessionOptions _options;
@@ -78,7 +79,8 @@ private:
     ModkitPtr<ITuneDecoding> _tuning;
 
     // On the event thread only.
-    std::unique_ptr<QTimer> _stepTimer; // runs while there are inputs
+    std::unique_ptr<QTimer> _stepTimer; // to the next step, if there is to be one
+    Clock::time_point _steppedAt;
     std::unique_ptr<QTimer> _loadTimer;
     std::optional<LoadMeter> _loadMeter;
     std::optional<Governor> _governor;

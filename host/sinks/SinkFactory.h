@@ -44,6 +44,8 @@ struct Input {
     /// As SinkLimits has it.
     std::shared_ptr<Gate> gate = {};
     OutputFile::Existing existing = OutputFile::Existing::Replace;
+    /// Set as Sink and Backlog have it; may be null.
+    std::shared_ptr<ChangeNote> changes = {};
 };
 
 template <class Sink>

@@ -260,7 +260,7 @@ void LiveSource::noteConnection(const LiveConnection &connection)
 
 void LiveSource::noteStreams(const LiveConnection &connection)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
+    std::unique_lock<std::mutex> lock(_mutex);
     for (const Stream &stream : connection.streams()) {
         const auto place = std::lower_bound(_streams.begin(), _streams.end(), stream.streamId,
                                             [](const Stream &known, quint32 id) { return known.streamId < id; });
@@ -269,31 +269,42 @@ void LiveSource::noteStreams(const LiveConnection &connection)
         else
             _streams.insert(place, stream);
     }
+    lock.unlock();
+    tellChange();
 }
 
 /// A source that cannot be reached tells nothing of its streams: what is known of them stays.
 void LiveSource::noteUndecodable(const std::vector<Stream> &streams)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _undecodable = streams;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _undecodable = streams;
+    }
+    tellChange();
 }
 
 void LiveSource::noteState(State state)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _status.state = state;
-    if (state == State::Connecting)
-        _outage.noteAttempt();
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _status.state = state;
+        if (state == State::Connecting)
+            _outage.noteAttempt();
+    }
+    tellChange();
 }
 
 void LiveSource::noteTrouble(const std::string &reason)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    if (const auto report = _outage.begin(reason, Clock::now()))
-        _reports.push_back(*report);
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (const auto report = _outage.begin(reason, Clock::now()))
+            _reports.push_back(*report);
+    }
+    tellChange();
 }
 
-/// The source ends with a trouble, which whoever sees it end reports.
+/// The source ends with a trouble, which whoever sees it end reports. That it has ended is told next.
 void LiveSource::noteFailure(const std::string &reason)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -322,4 +333,5 @@ void LiveSource::notePacket(qint64 bytes)
     _status.state = State::Delivering;
     if (const auto report = _outage.end(Clock::now()))
         _reports.push_back(*report);
+    tellChange();
 }

@@ -8,12 +8,14 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "media/ChangeNote.h"
 #include "queues/LiveQueue.h"
 #include "sources/Backoff.h"
 #include "sources/BlockTimes.h"
@@ -52,6 +54,8 @@ public:
         std::chrono::milliseconds steadyAfter{10'000};
         /// The source ends so long after it was made, whatever has come until then.
         std::optional<std::chrono::milliseconds> duration;
+        /// Set when there is something new in its status, streams or reports, but for packets; may be null.
+        std::shared_ptr<ChangeNote> changes = {};
     };
 
     enum class State {
@@ -143,6 +147,7 @@ private:
     void noteFailure(const std::string &reason);
     void noteEnd(const std::string &trouble);
     void notePacket(qint64 bytes);
+    void tellChange() const { ChangeNote::set(_options.changes); }
 
     // Constant after construction.
     const LiveUrl _url;

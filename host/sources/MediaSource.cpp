@@ -322,8 +322,11 @@ bool MediaSource::noteMissingPart()
 
 void MediaSource::noteError(const std::string &what)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _error = what;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _error = what;
+    }
+    ChangeNote::set(_options.changes);
 }
 
 void MediaSource::noteProgress(int repetition)

@@ -15,6 +15,7 @@
 #include <variant>
 #include <vector>
 
+#include "media/ChangeNote.h"
 #include "media/StreamKind.h"
 #include "queues/BlockQueue.h"
 #include "sources/BlockTimes.h"
@@ -44,6 +45,8 @@ public:
         std::optional<std::chrono::milliseconds> duration;
         /// Names the streams in reports.
         QString label;
+        /// Set when there is an error; may be null. The queue tells the rest.
+        std::shared_ptr<ChangeNote> changes = {};
     };
 
     struct Stream : StreamDescription {
