@@ -119,14 +119,10 @@ void FeedRun::beginEnding()
     auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });
     _ending = ending->get_future();
     _phase = Phase::Ending;
-    // Where the system gives no thread, better here than never.
-    if (!_environment.enders.post([ending, changes = _changes] {
-            (*ending)();
-            changes->set();
-        })) {
+    _environment.enders.post([ending, changes = _changes] {
         (*ending)();
-        _changes->set();
-    }
+        changes->set();
+    });
 }
 
 /// On a thread of the enders.

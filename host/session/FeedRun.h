@@ -15,7 +15,7 @@
 
 /// One feed on its way through the component to the outputs of its streams, from its opening until everything is
 /// complete. Thread-bound; the feed, the decoders and the writers run on threads of their own, and nothing here waits
-/// for them but the destructor, and `poll` where the system has no thread left that could wait.
+/// for them but the destructor.
 ///
 /// `poll` is to be called when a part has set the note of changes, which it also sets itself while it waits for
 /// something that nobody tells.

@@ -1,6 +1,10 @@
 #include "session/FileFeed.h"
 
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <utility>
+#include <variant>
 
 #include "queues/PacedQueue.h"
 
@@ -8,27 +12,50 @@ namespace {
 
 // Much for one stream, little for hundreds.
 constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
+// With an opening that was cancelled. What waits for the network comes back sooner, but not for a name.
+constexpr std::chrono::milliseconds openingPatience(600);
 
 } // namespace
+
+/// From its posting to its result. Thread-safe.
+struct FileFeed::Opening {
+    enum class Phase {
+        Waiting, // for a thread
+        Running,
+        Done
+    };
+
+    void run(const std::string &url, const MediaSource::Options &options)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            if (isCancelled)
+                return; // Nobody waits for what has not begun.
+            phase = Phase::Running;
+        }
+        auto opened = MediaSource::open(url, options, isCancelled);
+        const std::lock_guard<std::mutex> lock(mutex);
+        result = std::move(opened);
+        phase = Phase::Done;
+        done.notify_all();
+    }
+
+    std::atomic<bool> isCancelled{false};
+    std::mutex mutex; // guards the next two
+    std::variant<std::unique_ptr<MediaSource>, std::string> result;
+    Phase phase = Phase::Waiting;
+    std::condition_variable done;
+};
 
 FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers)
     : _isPaced(options.paced)
     , _changes(options.changes)
+    , _opening(std::make_shared<Opening>())
 {
-    auto open = std::make_shared<std::packaged_task<Opened()>>([this, url, options] {
-        auto source = MediaSource::open(url, options, _cancelled);
-        if (const std::string *const error = std::get_if<std::string>(&source))
-            return Opened{nullptr, *error};
-        return Opened{std::move(std::get<std::unique_ptr<MediaSource>>(source)), std::string()};
+    openers.post([opening = _opening, url, options] {
+        opening->run(url, options);
+        ChangeNote::set(options.changes);
     });
-    _opening = open->get_future();
-    if (!openers.post([open, changes = _changes] {
-            (*open)();
-            ChangeNote::set(changes);
-        })) {
-        _opening = {};
-        _openingError = options.label.toStdString() + ": there is no thread to open it; decode fewer inputs at a time";
-    }
 }
 
 FileFeed::~FileFeed()
@@ -39,14 +66,19 @@ FileFeed::~FileFeed()
 
 std::vector<InputFeed::Stream> FileFeed::takeStreams()
 {
-    if (!_opening.valid() || _opening.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+    if (!_opening)
         return {};
-    Opened opened = _opening.get();
-    if (!opened.source) {
-        _openingError = opened.error;
+    {
+        const std::lock_guard<std::mutex> lock(_opening->mutex);
+        if (_opening->phase != Opening::Phase::Done)
+            return {};
+    }
+    const std::shared_ptr<Opening> opened = std::exchange(_opening, nullptr);
+    if (const std::string *const error = std::get_if<std::string>(&opened->result)) {
+        _openingError = *error;
         return {};
     }
-    _source = std::move(opened.source);
+    _source = std::move(std::get<std::unique_ptr<MediaSource>>(opened->result));
     std::vector<Stream> streams;
     for (const MediaSource::Stream &stream : _source->streams())
         streams.push_back({stream, _source->startTimeUs()});
@@ -81,7 +113,8 @@ void FileFeed::start()
 
 void FileFeed::cancel()
 {
-    _cancelled = true;
+    if (_opening)
+        _opening->isCancelled = true;
     if (!_source)
         return;
     if (!_queue.isNull())
@@ -91,8 +124,10 @@ void FileFeed::cancel()
 
 void FileFeed::wait()
 {
-    if (_opening.valid())
-        _opening.wait();
+    if (_opening) {
+        std::unique_lock<std::mutex> lock(_opening->mutex);
+        _opening->done.wait_for(lock, openingPatience, [this] { return _opening->phase != Opening::Phase::Running; });
+    }
     if (_source)
         _source->join();
 }

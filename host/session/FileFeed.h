@@ -1,8 +1,6 @@
 #ifndef HOST_SESSION_FILEFEED_H
 #define HOST_SESSION_FILEFEED_H
 
-#include <atomic>
-#include <future>
 #include <memory>
 #include <optional>
 #include <set>
@@ -14,6 +12,8 @@
 #include "sources/MediaSource.h"
 
 /// Feeds an input that comes to its end: a file, whose blocks wait in one queue for all streams until they are decoded.
+/// One that is cancelled while it is being opened is left behind where the opening does not return, as on a disk that
+/// hangs.
 class FileFeed final : public InputFeed {
 public:
     /// Opens the file on a thread of @p openers, which outlives the feed.
@@ -39,18 +39,14 @@ public:
     bool isLive() const override { return false; }
 
 private:
-    struct Opened {
-        std::unique_ptr<MediaSource> source; // null: `error` says why
-        std::string error;
-    };
+    struct Opening;
 
     const bool _isPaced;
     const std::shared_ptr<ChangeNote> _changes; // the options'
-    std::atomic<bool> _cancelled{false};
-    std::future<Opened> _opening;         // valid until its result was taken
-    std::unique_ptr<MediaSource> _source; // null until it is open
-    ModkitPtr<BlockQueue> _queue;         // null until a stream is to be decoded
-    std::set<StreamKind> _decoded;        // kinds
+    std::shared_ptr<Opening> _opening;          // shared with the job; null once its result was taken
+    std::unique_ptr<MediaSource> _source;       // null until it is open
+    ModkitPtr<BlockQueue> _queue;               // null until a stream is to be decoded
+    std::set<StreamKind> _decoded;              // kinds
     std::optional<std::string> _openingError;
 };
 

@@ -5,6 +5,19 @@
 
 #include "session/FileFeed.h"
 #include "session/LiveFeed.h"
+#include "sources/LiveUrl.h"
+
+namespace {
+
+/// Whether reading it waits for the network, or for another machine that gives nothing.
+bool isRemote(const std::string &url)
+{
+    constexpr char ofFiles[] = "file://";
+    return LiveUrl::isLive(url) ||
+           (url.find("://") != std::string::npos && qstrnicmp(url.c_str(), ofFiles, sizeof ofFiles - 1) != 0);
+}
+
+} // namespace
 
 InputFeeds::InputFeeds(const std::string &url, const std::string &label, const decoding::Input::Core &core,
                        const Environment &environment)
@@ -13,13 +26,13 @@ InputFeeds::InputFeeds(const std::string &url, const std::string &label, const d
     , _options(core.options())
     , _isLive(core.isLive())
     , _changes(core.changes())
-    , _environment(environment)
+    , _threads(isRemote(url) ? environment.remote : environment.local)
 {
 }
 
 FeedRun &InputFeeds::add(bool video, bool audio)
 {
-    _all.push_back(std::make_unique<FeedRun>(makeFeed(video, audio), _environment.feeds, _changes));
+    _all.push_back(std::make_unique<FeedRun>(makeFeed(video, audio), _threads.feeds, _changes));
     return *_all.back();
 }
 
@@ -42,7 +55,7 @@ std::unique_ptr<InputFeed> InputFeeds::makeFeed(bool video, bool audio) const
     file.duration = _options.duration;
     file.label = QString::fromStdString(_label);
     file.changes = _changes;
-    return std::make_unique<FileFeed>(_url, file, _environment.openers);
+    return std::make_unique<FileFeed>(_url, file, _threads.openers);
 }
 
 void InputFeeds::cancel()

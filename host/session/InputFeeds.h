@@ -15,8 +15,13 @@ class InputFeeds final {
 public:
     /// What the feeds of a session share. Outlives them.
     struct Environment {
-        FeedRun::Environment feeds;
-        JobThreads &openers; // of files, which may stall
+        /// For files, or for all that waits for the network, so that these wait for none of those.
+        struct Threads {
+            JobThreads &openers; // of what ends by itself
+            FeedRun::Environment feeds;
+        };
+        Threads local;
+        Threads remote;
     };
 
     /// @param label names the input in reports. @param core of the input, as are its options.
@@ -54,7 +59,7 @@ private:
     const decoding::InputOptions &_options;
     const bool _isLive;
     const std::shared_ptr<ChangeNote> _changes;
-    const Environment _environment;
+    const Environment::Threads _threads;
     std::vector<std::unique_ptr<FeedRun>> _all;
     qint64 _packetsOfDropped = 0;
     qint64 _bytesOfDropped = 0;

@@ -27,7 +27,7 @@ TroubleWatch::Moment present()
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
                    std::chrono::milliseconds roundInterval)
-    : _environment{environment, {{_enders}, _openers}}
+    : _environment{environment, {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}}}
     , _jobs(std::move(jobs))
     , _roundInterval(roundInterval)
 {

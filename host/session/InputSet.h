@@ -22,6 +22,7 @@ public:
     static constexpr std::chrono::milliseconds usualRoundInterval{1000};
 
     /// @param jobs for the handles of the inputs, and for what is new in these.
+    /// @throws std::system_error when the system has no thread for them.
     InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
              std::chrono::milliseconds roundInterval = usualRoundInterval);
     InputSet(const InputSet &) = delete;
@@ -61,9 +62,13 @@ private:
     void forgetLeft();
 
     // Last to end: what the inputs run on.
-    // So many stalled files do not hold up others, and so many slow outputs.
-    JobThreads _openers{"Opener", 4};
-    JobThreads _enders{"Ender", 2};
+    static constexpr std::chrono::milliseconds openingPatience{600}; // with disks that hang
+    JobThreads _reserve{"Reserve", openingPatience};
+    // So many stalled files do not hold up others, and so many silent servers.
+    JobThreads _openers{"Opener", 4, _reserve, openingPatience};
+    JobThreads _remoteOpeners{"RemoteOpener", 16, _reserve, openingPatience};
+    JobThreads _enders{"Ender", 2, _reserve};
+    JobThreads _remoteEnders{"RemoteEnder", 16, _reserve};
     const InputRun::Environment _environment;
     const std::shared_ptr<SessionJobs> _jobs;
     const std::chrono::milliseconds _roundInterval;

@@ -144,7 +144,11 @@ void decoding::Session::Core::start()
         } catch (const std::system_error &error) {
             throw Error(std::string("there are no threads to write the outputs: ") + error.what());
         }
-        _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs);
+        try {
+            _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs);
+        } catch (const std::system_error &error) {
+            throw Error(std::string("there is no thread to open the inputs: ") + error.what());
+        }
     }
     if (_options.mode == Mode::TimeSaving)
         switchMode(Mode::TimeSaving);
