@@ -14,16 +14,6 @@ constexpr int retryMs = 1000;
 
 } // namespace
 
-std::variant<std::unique_ptr<ControlServer>, std::string> ControlServer::listen(const std::string &path,
-                                                                                IControl &control)
-{
-    auto socket = ControlSocket::listen(path);
-    if (const std::string *const error = std::get_if<std::string>(&socket))
-        return *error;
-    return std::unique_ptr<ControlServer>(
-        new ControlServer(std::move(std::get<std::unique_ptr<ControlSocket>>(socket)), control));
-}
-
 ControlServer::ControlServer(std::unique_ptr<ControlSocket> socket, IControl &control)
     : _control(control)
     , _socket(std::move(socket))

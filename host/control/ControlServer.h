@@ -6,8 +6,6 @@
 #include <QTimer>
 
 #include <memory>
-#include <string>
-#include <variant>
 
 #include "control/ControlSocket.h"
 #include "control/IControl.h"
@@ -21,17 +19,12 @@ public:
     /// The most clients at once; one more is told so.
     static constexpr int maxClients = 64;
 
-    /// @param path of the socket file; one that a dead host left there is replaced. @param control outlives the server.
-    /// @return the server, listening, or one line that names @p path and says what is wrong.
-    [[nodiscard]] static std::variant<std::unique_ptr<ControlServer>, std::string> listen(const std::string &path,
-                                                                                          IControl &control);
-
+    /// @param control outlives the server.
+    ControlServer(std::unique_ptr<ControlSocket> socket, IControl &control);
     /// Leaves all clients, and removes the socket file. What was asked for goes on; nobody hears of its end.
     ~ControlServer() override;
 
 private:
-    ControlServer(std::unique_ptr<ControlSocket> socket, IControl &control);
-
     void accept();
 
     IControl &_control;

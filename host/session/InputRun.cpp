@@ -26,7 +26,6 @@ InputRun::InputRun(quint64 number, const std::string &url, InputNames::Name name
     , _feeds(url, _name.shown, *_core, environment.feeds)
     , _troubles(_name.shown)
 {
-    _files.add(url);
     // Nobody would read a stream that no output takes.
     const bool isOpen = _options.outputs.empty();
     _feeds.add(_options.video && (isOpen || isWritten(StreamKind::Video)),
@@ -77,7 +76,7 @@ void InputRun::fail(const std::string &what)
     close();
 }
 
-void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
+void InputRun::poll()
 {
     _core->changes()->take(); // before anything is looked at
     for (const auto &feed : _feeds.all()) {
@@ -92,7 +91,7 @@ void InputRun::poll(const std::shared_ptr<const FileSet> &inputFiles)
             if (isWanted(kind) && at(kind).isReady())
                 ready.push_back(kind);
         }
-        openOutputs(ready, inputFiles);
+        openOutputs(ready);
     }
     if (areOutputsOpening()) {
         decodeOnceOutputsAreOpen(std::chrono::steady_clock::now());
@@ -170,19 +169,19 @@ void InputRun::chooseFeeds()
     }
 }
 
-void InputRun::openOutputs(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles)
+void InputRun::openOutputs(const std::vector<StreamKind> &kinds)
 {
     if (!kinds.empty())
         _openingSince = std::chrono::steady_clock::now();
     for (const StreamKind kind : kinds)
         at(kind).feed()->feed().decode(kind);
     for (const StreamKind kind : kinds) {
-        if (const auto error = openOutputs(kind, inputFiles))
+        if (const auto error = openOutputs(kind))
             return giveUp(*error);
     }
 }
 
-std::optional<std::string> InputRun::openOutputs(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles)
+std::optional<std::string> InputRun::openOutputs(StreamKind kind)
 {
     DecodedStream::Settings settings;
     // What a live source sends is due when it comes.
@@ -190,7 +189,7 @@ std::optional<std::string> InputRun::openOutputs(StreamKind kind, const std::sha
                              (_options.excludeFromTuning ? CreationFlags::ExcludeFromTuning : 0);
     settings.keyBlocksOnly = _options.keyFramesOnly;
     settings.changes = _core->changes();
-    SinkFactory::Input input{QString::fromStdString(_name.stem), 0, inputFiles};
+    SinkFactory::Input input{QString::fromStdString(_name.stem), 0, _environment.inputFiles};
     // A file waits for its outputs. What a live source sends cannot wait.
     if (!isLive())
         input.gate = _core->gate(kind);

@@ -26,6 +26,7 @@ public:
     struct Environment {
         DecodedStream::Environment streams;
         InputFeeds::Environment feeds;
+        std::shared_ptr<const InputFiles> inputFiles; // that no output may be written to
     };
 
     /// Begins to open @p url. @param number that no other input of the session has.
@@ -49,14 +50,11 @@ public:
 
     /// Takes whatever next steps there are to take, and tells its handle. To be called once its note of changes was
     /// set; it sets that itself while it waits for something that nobody tells.
-    /// @param inputFiles that no output may be written to.
-    void poll(const std::shared_ptr<const FileSet> &inputFiles);
+    void poll();
 
     quint64 number() const { return _number; }
     const InputNames::Name &name() const { return _name; }
     const decoding::Input::Core &core() const { return *_core; }
-    /// The file that is read, as it was at the beginning; nothing for other inputs.
-    const FileSet &files() const { return _files; }
     bool isLive() const { return _core->isLive(); }
     /// Whether there is, or may be, more of it to decode.
     bool isRunning() const;
@@ -100,8 +98,8 @@ private:
     bool isWanted(StreamKind kind) const;
     bool isWritten(StreamKind kind) const;
     void chooseFeeds();
-    void openOutputs(const std::vector<StreamKind> &kinds, const std::shared_ptr<const FileSet> &inputFiles);
-    std::optional<std::string> openOutputs(StreamKind kind, const std::shared_ptr<const FileSet> &inputFiles);
+    void openOutputs(const std::vector<StreamKind> &kinds);
+    std::optional<std::string> openOutputs(StreamKind kind);
     bool areOutputsOpening() const;
     void decodeOnceOutputsAreOpen(std::chrono::steady_clock::time_point now);
     void giveUp(const std::string &error);
@@ -117,7 +115,6 @@ private:
     const std::shared_ptr<decoding::Input::Core> _core;
     const decoding::InputOptions &_options; // of _core
     const Environment _environment;
-    FileSet _files;
 
     InputFeeds _feeds; // one at least
     std::array<StreamRun, streamKinds.size()> _streams = {StreamRun(StreamKind::Video), StreamRun(StreamKind::Audio)};

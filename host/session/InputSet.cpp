@@ -27,7 +27,7 @@ TroubleWatch::Moment present()
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
                    std::chrono::milliseconds roundInterval)
-    : _environment{environment, {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}}}
+    : _environment{environment, {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}}, _inputFiles}
     , _jobs(std::move(jobs))
     , _roundInterval(roundInterval)
 {
@@ -50,11 +50,14 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
     InputNames::Name name = _names.next(url, options.name);
     const bool isLive = LiveUrl::isLive(url);
     const quint64 number = ++_lastNumber;
+    if (!isLive && url.find("://") == std::string::npos) {
+        _inputFiles->expect(number);
+        _identifiers.post([files = _inputFiles, number, url] { files->identify(number, url); });
+    }
     const auto changes = std::make_shared<ChangeNote>([jobs = _jobs, number] { jobs->noteChange(number); });
     const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs, changes);
     _inputs.push_back(std::make_unique<InputRun>(number, url, std::move(name), core, _environment));
     changes->set();
-    _inputFiles.reset();
     return core;
 }
 
@@ -88,7 +91,7 @@ void InputSet::poll()
 void InputSet::poll(InputRun &input)
 {
     const bool wasFinished = input.isFinished();
-    input.poll(inputFiles());
+    input.poll();
     if (input.isFinished() && !wasFinished)
         input.watchEnd(present(), SnapshotFiller(nullptr, decoding::Mode()).snapshotOf(input).errors());
     for (Report &report : input.takeReports())
@@ -128,17 +131,6 @@ std::optional<std::chrono::milliseconds> InputSet::idleTime() const
     return std::max(std::chrono::milliseconds(0), std::chrono::ceil<std::chrono::milliseconds>(next - now));
 }
 
-std::shared_ptr<const FileSet> InputSet::inputFiles()
-{
-    if (!_inputFiles) {
-        const auto files = std::make_shared<FileSet>();
-        for (const auto &input : _inputs)
-            files->add(input->files());
-        _inputFiles = files;
-    }
-    return _inputFiles;
-}
-
 InputRun *InputSet::find(const decoding::Input::Core &core)
 {
     const auto found =
@@ -169,10 +161,8 @@ void InputSet::forgetLeft()
         if (!isLeft(*input))
             return false;
         _names.release(input->name());
+        _inputFiles->forget(input->number());
         return true;
     });
-    if (left == _inputs.end())
-        return;
     _inputs.erase(left, _inputs.end());
-    _inputFiles.reset();
 }

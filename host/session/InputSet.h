@@ -58,12 +58,13 @@ private:
 
     void poll(InputRun &input);
     void watch();
-    std::shared_ptr<const FileSet> inputFiles();
     void forgetLeft();
 
     // Last to end: what the inputs run on.
-    static constexpr std::chrono::milliseconds openingPatience{600}; // with disks that hang
+    static constexpr std::chrono::milliseconds openingPatience{100}; // with disks that hang, when all were told to stop
     JobThreads _reserve{"Reserve", openingPatience};
+    const std::shared_ptr<InputFiles> _inputFiles = std::make_shared<InputFiles>();
+    JobThreads _identifiers{"Identifier", 2, _reserve, openingPatience}; // of these
     // So many stalled files do not hold up others, and so many silent servers.
     JobThreads _openers{"Opener", 4, _reserve, openingPatience};
     JobThreads _remoteOpeners{"RemoteOpener", 16, _reserve, openingPatience};
@@ -74,7 +75,6 @@ private:
     const std::chrono::milliseconds _roundInterval;
 
     InputNames _names;
-    std::shared_ptr<const FileSet> _inputFiles; // replaced, never changed: outputs hold on to it; null: to be gathered
     std::vector<std::unique_ptr<InputRun>> _inputs;
     std::vector<Report> _messages;
     quint64 _lastNumber = 0;                     // of an input; they rise

@@ -43,6 +43,18 @@ ComponentOptions componentOptions(const decoding::SessionOptions &options)
     return component;
 }
 
+/// @throws decoding::Error when nothing can be decoded with them.
+ModkitPtr<ISettings> settingsOf(const ComponentOptions &options)
+{
+    const auto settings = HostSettings::collect(options);
+    if (const std::string *const error = std::get_if<std::string>(&settings))
+        throw decoding::Error(*error);
+    const ModkitPtr<ISettings> &chosen = std::get<ModkitPtr<ISettings>>(settings);
+    if (chosen->getInt("THREADS", 1) == 0)
+        throw decoding::Error("the setting THREADS (DECODING_THREADS or settings file) is 0: no thread would decode");
+    return chosen;
+}
+
 /// @return what 1.0 of the load is, by the component's count: each of @p threads can keep one core busy.
 int usableCores(const std::vector<int> &threads)
 {
@@ -82,9 +94,13 @@ decoding::Session::Core::Core(SessionOptions options)
                     "; it takes a number from 0 to " + std::to_string(maxThreads));
     if (_options.governor && !(_options.governor->low > 0 && _options.governor->low < _options.governor->high))
         throw Error("SessionOptions::governor takes limits with 0 < low < high");
-    _events->call([this] {
+    // Here rather than on the thread that other sessions need, too: they are read from disks.
+    const ComponentOptions component = componentOptions(_options);
+    const auto settings = settingsOf(component);
+    const QString componentFile = ComponentHost::libraryFile(component);
+    _events->call([this, &settings, &componentFile] {
         try {
-            start();
+            start(settings, componentFile);
         } catch (...) {
             stop();
             throw;
@@ -112,19 +128,11 @@ void decoding::Session::Core::registerServices()
                         ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(_indications)));
 }
 
-void decoding::Session::Core::start()
+void decoding::Session::Core::start(const ModkitPtr<ISettings> &settings, const QString &componentFile)
 {
-    const ComponentOptions options = componentOptions(_options);
-    const auto settings = HostSettings::collect(options);
-    if (const std::string *const error = std::get_if<std::string>(&settings))
-        throw Error(*error);
-    const ModkitPtr<ISettings> &chosen = std::get<ModkitPtr<ISettings>>(settings);
-    if (chosen->getInt("THREADS", 1) == 0)
-        throw Error("the setting THREADS (DECODING_THREADS or settings file) is 0: no thread would decode");
-
     registerServices();
-    _component = std::make_unique<ComponentHost>(chosen, _registry);
-    if (const auto error = _component->start(ComponentHost::libraryFile(options)))
+    _component = std::make_unique<ComponentHost>(settings, _registry);
+    if (const auto error = _component->start(componentFile))
         throw Error(*error);
     _componentThreads = _component->threads();
     _manager = published<IDecodingManager>(_registry, InterfaceIdentifiers::decodingManager);

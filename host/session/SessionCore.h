@@ -48,7 +48,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     // On the event thread.
-    void start();
+    void start(const ModkitPtr<ISettings> &settings, const QString &componentFile);
     void registerServices();
     void step();
     void sampleLoad();

@@ -263,7 +263,7 @@ TEST_F(ControlServerTest, GivesAnswersOfAnySizeWhole)
 
 TEST_F(ControlServerTest, CannotBeHadTwiceOnOnePath)
 {
-    const auto second = ControlServer::listen(path(), _control);
+    const auto second = ControlSocket::listen(path());
     ASSERT_TRUE(std::holds_alternative<std::string>(second));
     EXPECT_THAT(std::get<std::string>(second), HasSubstr("another program listens"));
     EXPECT_TRUE(serves());
