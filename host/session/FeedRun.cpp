@@ -52,6 +52,8 @@ void FeedRun::remove(const DecodedStream &stream)
 void FeedRun::poll()
 {
     if (_phase == Phase::Running) {
+        if (!_cancelled)
+            _feed->retry();
         if (!_cancelled && !_startedAt)
             startOnceDecodersAreAwake();
         if (_cancelled || _feed->isDrained())

@@ -1,11 +1,14 @@
 #include "session/FileFeed.h"
 
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <mutex>
 #include <utility>
 #include <variant>
 
+#include "media/DescriptorLimit.h"
+#include "media/ShownUrl.h"
 #include "queues/PacedQueue.h"
 
 namespace {
@@ -13,7 +16,8 @@ namespace {
 // Much for one stream, little for hundreds.
 constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
 // With an opening that was cancelled. What waits for the network comes back sooner, but not for a name.
-constexpr std::chrono::milliseconds openingPatience(600);
+constexpr std::chrono::milliseconds openingPatience(300);
+constexpr std::chrono::milliseconds retryInterval(500);
 
 } // namespace
 
@@ -33,26 +37,39 @@ struct FileFeed::Opening {
                 return; // Nobody waits for what has not begun.
             phase = Phase::Running;
         }
-        auto opened = MediaSource::open(url, options, isCancelled);
+        std::variant<std::unique_ptr<MediaSource>, std::string> opened =
+            ShownUrl::withoutSecrets(url) + ": cannot be opened: " + DescriptorLimit::text(EMFILE);
+        if (DescriptorLimit::hasRoomForInput())
+            opened = MediaSource::open(url, options, isCancelled);
+        const bool hasFailed = std::holds_alternative<std::string>(opened);
+        const bool isLimited = hasFailed && !DescriptorLimit::hasRoomForInput();
         const std::lock_guard<std::mutex> lock(mutex);
         result = std::move(opened);
+        lacksRoom = isLimited;
         phase = Phase::Done;
         done.notify_all();
     }
 
     std::atomic<bool> isCancelled{false};
-    std::mutex mutex; // guards the next two
+    std::mutex mutex; // guards the next three
     std::variant<std::unique_ptr<MediaSource>, std::string> result;
+    bool lacksRoom = false; // which is why it failed
     Phase phase = Phase::Waiting;
     std::condition_variable done;
 };
 
 FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers)
-    : _isPaced(options.paced)
-    , _changes(options.changes)
-    , _opening(std::make_shared<Opening>())
+    : _url(url)
+    , _options(options)
+    , _openers(openers)
 {
-    openers.post([opening = _opening, url, options] {
+    open();
+}
+
+void FileFeed::open()
+{
+    _opening = std::make_shared<Opening>();
+    _openers.post([opening = _opening, url = _url, options = _options] {
         opening->run(url, options);
         ChangeNote::set(options.changes);
     });
@@ -75,9 +92,13 @@ std::vector<InputFeed::Stream> FileFeed::takeStreams()
     }
     const std::shared_ptr<Opening> opened = std::exchange(_opening, nullptr);
     if (const std::string *const error = std::get_if<std::string>(&opened->result)) {
-        _openingError = *error;
+        if (opened->lacksRoom)
+            noteShortage(*error);
+        else
+            _openingError = *error;
         return {};
     }
+    _shortage.reset();
     _source = std::move(std::get<std::unique_ptr<MediaSource>>(opened->result));
     std::vector<Stream> streams;
     for (const MediaSource::Stream &stream : _source->streams())
@@ -93,12 +114,12 @@ std::vector<MediaSource::Stream> FileFeed::undecodable() const
 void FileFeed::decode(StreamKind kind)
 {
     _decoded.insert(kind);
-    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), queueLimits, _changes));
+    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), queueLimits, _options.changes));
 }
 
 ModkitPtr<IInputQueue> FileFeed::queue(StreamKind kind) const
 {
-    if (!_isPaced)
+    if (!_options.paced)
         return _queue;
     return ModkitPtr<PacedQueue>(new PacedQueue(_queue, streamIdOf(kind)));
 }
@@ -107,8 +128,46 @@ void FileFeed::start()
 {
     if (_decoded.size() == 1)
         _source->keepOnly(*_decoded.begin());
-    if (_source->start(*_queue))
-        cancel(); // The source goes on telling the error.
+    begin();
+}
+
+void FileFeed::begin()
+{
+    const auto error = _source->start(*_queue);
+    _shortage.reset();
+    if (error)
+        noteShortage(*error);
+}
+
+/// It is told once, however often it is tried.
+void FileFeed::noteShortage(const std::string &error)
+{
+    _shortage = error;
+    _triedAt = std::chrono::steady_clock::now();
+    if (!std::exchange(_isShortageTold, true))
+        _reports.push_back(error + "; trying again");
+}
+
+void FileFeed::retry()
+{
+    if (!isShort() || _opening || std::chrono::steady_clock::now() - _triedAt < retryInterval)
+        return;
+    if (_source)
+        begin();
+    else
+        open();
+}
+
+void FileFeed::giveUp()
+{
+    if (!isShort() || _opening)
+        return;
+    _isGivenUp = true;
+    if (_source)
+        _queue->end(); // without any block
+    else
+        _openingError = _shortage;
+    ChangeNote::set(_options.changes);
 }
 
 void FileFeed::cancel()
@@ -142,12 +201,12 @@ InputFeed::Status FileFeed::status() const
     Status status;
     if (!_source) {
         status.state = _openingError ? State::Ended : State::Opening;
-        status.error = _openingError;
+        status.error = error();
         return status;
     }
     const BlockQueue::Figures figures = _queue.isNull() ? BlockQueue::Figures() : _queue->figures();
     status.state = isDrained() ? State::Ended : State::Delivering;
-    status.error = _source->error();
+    status.error = error();
     if (_source->progress() > 0)
         status.progress = _source->progress();
     status.packets = static_cast<qint64>(_source->packets());
@@ -159,6 +218,8 @@ InputFeed::Status FileFeed::status() const
 
 std::optional<std::string> FileFeed::error() const
 {
+    if (_shortage)
+        return _shortage;
     return _source ? _source->error() : _openingError;
 }
 
@@ -173,4 +234,9 @@ InputFeed::Figures FileFeed::figures() const
     told.lastLatencyMs = figures.lastLatencyMs;
     told.maxLatencyMs = figures.maxLatencyMs;
     return told;
+}
+
+std::vector<std::string> FileFeed::takeReports()
+{
+    return std::exchange(_reports, {});
 }

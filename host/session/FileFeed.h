@@ -1,6 +1,7 @@
 #ifndef HOST_SESSION_FILEFEED_H
 #define HOST_SESSION_FILEFEED_H
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <set>
@@ -28,6 +29,9 @@ public:
     void leave(StreamKind /*kind*/) override {}
     ModkitPtr<IInputQueue> queue(StreamKind kind) const override;
     void start() override;
+    void retry() override;
+    bool isShort() const override { return _shortage && !_isGivenUp; }
+    void giveUp() override;
     void cancel() override;
     void wait() override;
     bool isDrained() const override;
@@ -35,19 +39,30 @@ public:
     std::optional<std::string> error() const override;
     Figures figures(StreamKind /*kind*/) const override { return figures(); }
     Figures figures() const override;
-    std::vector<std::string> takeReports() override { return {}; }
+    std::vector<std::string> takeReports() override;
     bool isLive() const override { return false; }
 
 private:
     struct Opening;
 
-    const bool _isPaced;
-    const std::shared_ptr<ChangeNote> _changes; // the options'
-    std::shared_ptr<Opening> _opening;          // shared with the job; null once its result was taken
-    std::unique_ptr<MediaSource> _source;       // null until it is open
-    ModkitPtr<BlockQueue> _queue;               // null until a stream is to be decoded
-    std::set<StreamKind> _decoded;              // kinds
+    void open();
+    void begin();
+    void noteShortage(const std::string &error);
+
+    const std::string _url;
+    const MediaSource::Options _options;
+    JobThreads &_openers;
+    std::shared_ptr<Opening> _opening;    // shared with the job; null once its result was taken
+    std::unique_ptr<MediaSource> _source; // null until it is open
+    ModkitPtr<BlockQueue> _queue;         // null until a stream is to be decoded
+    std::set<StreamKind> _decoded;        // kinds
     std::optional<std::string> _openingError;
+    // While it waits for a thread or a descriptor, or was given up for want of one: what is wrong.
+    std::optional<std::string> _shortage;
+    std::chrono::steady_clock::time_point _triedAt;
+    bool _isGivenUp = false;
+    bool _isShortageTold = false;
+    std::vector<std::string> _reports;
 };
 
 #endif

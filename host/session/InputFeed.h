@@ -70,6 +70,12 @@ public:
     virtual void start() = 0;
     /// What comes cannot be decoded as it was described: a live source finds out anew.
     virtual void describeAnew() {}
+    /// Tries again what the system had no thread or no descriptor for, if there is such a thing. To be called now and
+    /// then until it is cancelled.
+    virtual void retry() = 0;
+    /// Whether a file waits for one of these. It may be given up, and so ends.
+    [[nodiscard]] virtual bool isShort() const { return false; }
+    virtual void giveUp() {}
     /// Has everything stop at once, and the queues give out no more blocks. Does not wait.
     virtual void cancel() = 0;
     /// Waits until nothing reads any more. Thread-safe; call it once the feed has ended or was cancelled.

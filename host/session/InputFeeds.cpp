@@ -98,6 +98,18 @@ bool InputFeeds::isAnyRunning() const
     return std::any_of(_all.begin(), _all.end(), [](const auto &feed) { return feed->isRunning(); });
 }
 
+bool InputFeeds::isAnyShort() const
+{
+    return std::any_of(_all.begin(), _all.end(),
+                       [](const auto &feed) { return feed->isRunning() && feed->feed().isShort(); });
+}
+
+void InputFeeds::giveUp()
+{
+    for (const auto &feed : _all)
+        feed->feed().giveUp();
+}
+
 std::vector<InputFeed::Status> InputFeeds::statuses() const
 {
     std::vector<InputFeed::Status> statuses;

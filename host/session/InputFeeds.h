@@ -44,6 +44,9 @@ public:
     bool areAllLeft() const;
     bool areAllFinished() const;
     bool isAnyRunning() const;
+    /// As InputFeed has the next two.
+    bool isAnyShort() const;
+    void giveUp();
     std::vector<InputFeed::Status> statuses() const;
     /// What is wrong with one of them now, or ended it too early.
     std::optional<std::string> error() const;

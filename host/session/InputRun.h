@@ -59,6 +59,10 @@ public:
     /// Whether there is, or may be, more of it to decode.
     bool isRunning() const;
     bool isFinished() const;
+    /// Whether it is a file that waits for a thread or a descriptor of the system's.
+    bool isShort() const { return _feeds.isAnyShort(); }
+    /// Ends such a file.
+    void giveUpShortage() { _feeds.giveUp(); }
     /// Whether its handle has gone: nobody sees it any more.
     bool isAbandoned() const { return _core->isAbandoned(); }
 

@@ -11,6 +11,8 @@ namespace {
 
 // Trouble is told at once, but nobody sees whether it is a quarter of a second later.
 constexpr std::chrono::milliseconds watchInterval(250);
+// With what other programs may give back.
+constexpr std::chrono::seconds shortagePatience(2);
 
 /// Whether nothing more comes of the input, and nobody sees it any more.
 bool isLeft(const InputRun &input)
@@ -77,6 +79,7 @@ void InputSet::poll()
         _roundAt = now;
         for (const auto &input : _inputs)
             poll(*input);
+        giveUpShortages(now);
     } else {
         for (const quint64 number : changed) {
             if (InputRun *const input = find(number))
@@ -98,6 +101,29 @@ void InputSet::poll(InputRun &input)
         _messages.push_back(std::move(report));
     _unwatched.push_back(input.number());
     _isAnyLeft = _isAnyLeft || isLeft(input);
+}
+
+/// Ends the files that wait for threads or descriptors while no other input is left that could give any back.
+void InputSet::giveUpShortages(Clock::time_point now)
+{
+    bool isAnyShort = false;
+    bool isAnyAtWork = false;
+    for (const auto &input : _inputs) {
+        const bool isShort = input->isShort();
+        isAnyShort = isAnyShort || isShort;
+        isAnyAtWork = isAnyAtWork || (!isShort && !input->isFinished());
+    }
+    if (!isAnyShort || isAnyAtWork) {
+        _shortSince.reset();
+        return;
+    }
+    _shortSince = _shortSince.value_or(now);
+    if (now - *_shortSince < shortagePatience)
+        return;
+    for (const auto &input : _inputs) {
+        if (input->isShort())
+            input->giveUpShortage();
+    }
 }
 
 /// Looks for trouble in what has had something new.

@@ -57,11 +57,12 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void poll(InputRun &input);
+    void giveUpShortages(Clock::time_point now);
     void watch();
     void forgetLeft();
 
     // Last to end: what the inputs run on.
-    static constexpr std::chrono::milliseconds openingPatience{100}; // with disks that hang, when all were told to stop
+    static constexpr std::chrono::milliseconds openingPatience{50}; // with disks that hang, once all feeds have ended
     JobThreads _reserve{"Reserve", openingPatience};
     const std::shared_ptr<InputFiles> _inputFiles = std::make_shared<InputFiles>();
     JobThreads _identifiers{"Identifier", 2, _reserve, openingPatience}; // of these
@@ -77,11 +78,12 @@ private:
     InputNames _names;
     std::vector<std::unique_ptr<InputRun>> _inputs;
     std::vector<Report> _messages;
-    quint64 _lastNumber = 0;                     // of an input; they rise
-    std::optional<Clock::time_point> _roundAt;   // of the last one
-    std::optional<Clock::time_point> _watchedAt; // of the last time
-    std::vector<quint64> _unwatched;             // inputs that were polled since, once or more
-    bool _isAnyLeft = false;                     // of the inputs, for good
+    quint64 _lastNumber = 0;                      // of an input; they rise
+    std::optional<Clock::time_point> _roundAt;    // of the last one
+    std::optional<Clock::time_point> _watchedAt;  // of the last time
+    std::optional<Clock::time_point> _shortSince; // all that is left waits for threads or descriptors
+    std::vector<quint64> _unwatched;              // inputs that were polled since, once or more
+    bool _isAnyLeft = false;                      // of the inputs, for good
     bool _closed = false;
 };
 

@@ -10,7 +10,6 @@
 #include "format/FormatManager.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include "media/ShownUrl.h"
-#include "session/HostSettings.h"
 #include "session/InputCore.h"
 #include "session/ProcessThreads.h"
 #include "session/SnapshotFiller.h"
@@ -29,30 +28,6 @@ template <class Interface>
 ModkitPtr<Interface> published(ObjectRegistry &registry, const char *identifier)
 {
     return ModkitPtr<Interface>(registry.getObject(identifier));
-}
-
-ComponentOptions componentOptions(const decoding::SessionOptions &options)
-{
-    ComponentOptions component;
-    if (!options.component.empty())
-        component.libraryFile = options.component;
-    if (!options.settings.empty())
-        component.settingsFile = options.settings;
-    if (options.threads != 0)
-        component.threads = options.threads;
-    return component;
-}
-
-/// @throws decoding::Error when nothing can be decoded with them.
-ModkitPtr<ISettings> settingsOf(const ComponentOptions &options)
-{
-    const auto settings = HostSettings::collect(options);
-    if (const std::string *const error = std::get_if<std::string>(&settings))
-        throw decoding::Error(*error);
-    const ModkitPtr<ISettings> &chosen = std::get<ModkitPtr<ISettings>>(settings);
-    if (chosen->getInt("THREADS", 1) == 0)
-        throw decoding::Error("the setting THREADS (DECODING_THREADS or settings file) is 0: no thread would decode");
-    return chosen;
 }
 
 /// @return what 1.0 of the load is, by the component's count: each of @p threads can keep one core busy.
@@ -95,12 +70,10 @@ decoding::Session::Core::Core(SessionOptions options)
     if (_options.governor && !(_options.governor->low > 0 && _options.governor->low < _options.governor->high))
         throw Error("SessionOptions::governor takes limits with 0 < low < high");
     // Here rather than on the thread that other sessions need, too: they are read from disks.
-    const ComponentOptions component = componentOptions(_options);
-    const auto settings = settingsOf(component);
-    const QString componentFile = ComponentHost::libraryFile(component);
-    _events->call([this, &settings, &componentFile] {
+    const SessionSettings settings(_options);
+    _events->call([this, &settings] {
         try {
-            start(settings, componentFile);
+            start(settings);
         } catch (...) {
             stop();
             throw;
@@ -128,11 +101,11 @@ void decoding::Session::Core::registerServices()
                         ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(_indications)));
 }
 
-void decoding::Session::Core::start(const ModkitPtr<ISettings> &settings, const QString &componentFile)
+void decoding::Session::Core::start(const SessionSettings &settings)
 {
     registerServices();
-    _component = std::make_unique<ComponentHost>(settings, _registry);
-    if (const auto error = _component->start(componentFile))
+    _component = std::make_unique<ComponentHost>(settings.settings(), _registry);
+    if (const auto error = _component->start(settings.componentFile()))
         throw Error(*error);
     _componentThreads = _component->threads();
     _manager = published<IDecodingManager>(_registry, InterfaceIdentifiers::decodingManager);

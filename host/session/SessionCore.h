@@ -23,6 +23,7 @@
 #include "session/InputSet.h"
 #include "session/LoadMeter.h"
 #include "session/SessionJobs.h"
+#include "session/SessionSettings.h"
 #include "sinks/SinkWorkers.h"
 #include <decoding/Session.h>
 
@@ -48,7 +49,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     // On the event thread.
-    void start(const ModkitPtr<ISettings> &settings, const QString &componentFile);
+    void start(const SessionSettings &settings);
     void registerServices();
     void step();
     void sampleLoad();

@@ -6,7 +6,9 @@
 #include <system_error>
 #include <utility>
 
+#include "media/DescriptorLimit.h"
 #include "sources/Pacing.h"
+#include "sources/ThreadLimit.h"
 #include "sources/ThreadTime.h"
 #include "threads/HostThread.h"
 
@@ -40,14 +42,31 @@ LiveSource::LiveSource(const std::string &url, const Options &options, const Mod
                std::random_device()())
     , _outage(options.label.isEmpty() ? _url.shown() : options.label.toStdString())
 {
+    begin();
+}
+
+void LiveSource::begin()
+{
     try {
         _thread = HostThread::start("LiveSource", [this] { run(); });
+        _lacksThread = false;
     } catch (const std::system_error &error) {
-        // No report, which would say that it tries again.
-        _outage.begin(std::string("there is no thread to read it; decode fewer inputs at a time: ") + error.what(),
-                      Clock::now());
-        endQueues();
+        _lacksThread = true;
+        noteTrouble(noThreadToRead(error));
+        noteState(State::Waiting);
     }
+}
+
+void LiveSource::retry()
+{
+    if (!_lacksThread)
+        return;
+    if (!isOver()) {
+        begin();
+        return;
+    }
+    _lacksThread = false;
+    endQueues();
 }
 
 LiveSource::~LiveSource()
@@ -93,6 +112,8 @@ void LiveSource::requestStop()
 
 void LiveSource::join()
 {
+    if (std::exchange(_lacksThread, false))
+        endQueues();
     if (_thread.joinable())
         _thread.join();
 }
@@ -158,6 +179,8 @@ LiveSource::Opened LiveSource::open()
     const bool hadPort = _url.isServer() && status().connections > 0;
     const Clock::time_point portEnd = notAfterEnd(Clock::now() + portLimit);
     for (;;) {
+        if (!DescriptorLimit::hasRoomForInput())
+            return LiveConnection::Failure{"cannot be opened: " + DescriptorLimit::text(EMFILE), AVERROR(EMFILE), {}};
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
         Opened opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
         const auto *const failure = std::get_if<LiveConnection::Failure>(&opened);

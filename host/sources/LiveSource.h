@@ -33,7 +33,7 @@
 /// mend, such as a wrong password, ends it: see LiveUrl::isHopeless. At each break both streams get an empty block, and
 /// each goes on at its next key block; block times go on where they ended.
 ///
-/// Thread-safe but for the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its
+/// Thread-safe but for the destructor, `retry` and `join`, which belong to one thread. Owned by whoever made it; holds its
 /// queues.
 class LiveSource final {
 public:
@@ -78,7 +78,7 @@ public:
     /// Whether @p url is one for this class: see LiveUrl.
     static bool isLive(const std::string &url) { return LiveUrl::isLive(url); }
 
-    /// Begins to connect; never blocks. When there is no thread to be had, the source has ended with that trouble.
+    /// Begins to connect; never blocks. When there is no thread to be had, it waits, with that trouble, for `retry`.
     /// @param url for which isLive answers true.
     /// @param video receives the video, @p audio the audio; empty where it is not wanted.
     LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
@@ -103,6 +103,9 @@ public:
     ///         its mending. A trouble that ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();
 
+    /// Tries again where the system had no thread for it. To be called now and then; belongs to one thread, as `join`.
+    void retry();
+
     /// Has it connect again, at once, because what comes cannot be decoded as it was described. Thread-safe; never
     /// waits. Nothing happens unless it delivers.
     void describeAnew() { _describeAnew = true; }
@@ -117,6 +120,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    void begin();
     void run();
     /// Why it does not go on.
     struct Break {
@@ -154,6 +158,8 @@ private:
     const Options _options;
     const Clock::time_point _end;
     const std::array<ModkitPtr<LiveQueue>, BlockTimes::kindCount> _queues; // video, audio
+
+    bool _lacksThread = false; // and is to be begun again; of the thread that `join` belongs to
 
     // The source's thread only.
     BlockTimes _times{true};

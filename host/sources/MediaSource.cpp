@@ -8,6 +8,7 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "sources/ThreadLimit.h"
 #include "threads/HostThread.h"
 
 namespace {
@@ -81,10 +82,9 @@ std::optional<std::string> MediaSource::start(BlockQueue &queue)
         _thread = HostThread::start("FileSource", [this] { run(); });
     } catch (const std::system_error &error) {
         _queue = nullptr;
-        queue.end();
-        _error = _shown + ": there is no thread to read it; decode fewer inputs at a time: " + error.what();
+        return _shown + ": " + noThreadToRead(error);
     }
-    return _thread.joinable() ? std::nullopt : _error;
+    return std::nullopt;
 }
 
 void MediaSource::requestStop()

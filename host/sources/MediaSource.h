@@ -85,8 +85,8 @@ public:
     void keepOnly(StreamKind kind);
 
     /// Begins to fill @p queue, which outlives the source's thread. Once only.
-    /// @return what keeps the source from it, in one line that names it and that `error` tells as well: the queue is
-    ///         ended then without any block.
+    /// @return that the system has no thread for it, in one line that names the source. Nothing has begun then, and it
+    ///         may be tried again.
     [[nodiscard]] std::optional<std::string> start(BlockQueue &queue);
 
     /// Ends the source early, whatever it is waiting for: the streams are ended behind the last block that went in.
