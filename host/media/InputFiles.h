@@ -16,7 +16,7 @@
 /// asked about. Thread-safe.
 class InputFiles final {
 public:
-    /// How long is waited for a disk to tell of an input. Once it has told of the output, it would tell of the input,
+    /// How long is waited for a disk to tell of an input. One that knows the output would know the input,
     /// too, if they were the same file.
     static constexpr std::chrono::milliseconds patience{500};
 

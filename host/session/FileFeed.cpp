@@ -139,12 +139,12 @@ void FileFeed::begin()
         noteShortage(*error);
 }
 
-/// It is told once, however often it is tried.
+/// It is reported once, however often it is tried.
 void FileFeed::noteShortage(const std::string &error)
 {
     _shortage = error;
     _triedAt = std::chrono::steady_clock::now();
-    if (!std::exchange(_isShortageTold, true))
+    if (!std::exchange(_isShortageReported, true))
         _reports.push_back(error + "; trying again");
 }
 
@@ -225,15 +225,15 @@ std::optional<std::string> FileFeed::error() const
 
 InputFeed::Figures FileFeed::figures() const
 {
-    Figures told;
+    Figures figures;
     if (_queue.isNull())
-        return told;
-    const BlockQueue::Figures figures = _queue->figures();
-    told.reads = static_cast<qint64>(figures.reads);
-    told.latencySumMs = figures.latencySumMs;
-    told.lastLatencyMs = figures.lastLatencyMs;
-    told.maxLatencyMs = figures.maxLatencyMs;
-    return told;
+        return figures;
+    const BlockQueue::Figures ofQueue = _queue->figures();
+    figures.reads = static_cast<qint64>(ofQueue.reads);
+    figures.latencySumMs = ofQueue.latencySumMs;
+    figures.lastLatencyMs = ofQueue.lastLatencyMs;
+    figures.maxLatencyMs = ofQueue.maxLatencyMs;
+    return figures;
 }
 
 std::vector<std::string> FileFeed::takeReports()

@@ -61,7 +61,7 @@ private:
     std::optional<std::string> _shortage;
     std::chrono::steady_clock::time_point _triedAt;
     bool _isGivenUp = false;
-    bool _isShortageTold = false;
+    bool _isShortageReported = false;
     std::vector<std::string> _reports;
 };
 

@@ -9,7 +9,7 @@
 #include "session/InputCore.h"
 #include "session/JobThreads.h"
 
-/// The feeds of one input, which come as its streams are asked for and go when these are left; but for the first one,
+/// The feeds of one input, which come as its streams are asked for and go when these are left, except the first one,
 /// which opened the input and stays. Thread-bound.
 class InputFeeds final {
 public:

@@ -321,7 +321,7 @@ void InputRun::watchEnd(const TroubleWatch::Moment &moment, const std::vector<st
         if (!_closed && !isLive())
             _troubles.add(stream.troubles().end(stream.figures(_name.shown), moment));
     }
-    _troubles.addUntold(errors);
+    _troubles.addUnreported(errors);
 }
 
 std::vector<Report> InputRun::takeReports()

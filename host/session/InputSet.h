@@ -50,7 +50,7 @@ public:
     InputRun *find(quint64 number);
     bool isFinished() const;
 
-    /// @return what people should be told, since the last call.
+    /// @return what is new for people since the last call.
     std::vector<Report> takeMessages();
 
 private:

@@ -12,15 +12,15 @@ void InputTroubles::add(std::vector<Report> reports)
 {
     for (Report &report : reports) {
         if (report.isError)
-            _toldErrors.insert(report.text);
+            _reportedErrors.insert(report.text);
         _reports.push_back(std::move(report));
     }
 }
 
-void InputTroubles::addUntold(const std::vector<std::string> &errors)
+void InputTroubles::addUnreported(const std::vector<std::string> &errors)
 {
     for (const std::string &error : errors) {
-        if (_toldErrors.count(error) == 0)
+        if (_reportedErrors.count(error) == 0)
             add({{error, true}});
     }
 }

@@ -9,17 +9,17 @@
 #include "session/Report.h"
 #include <decoding/Snapshot.h>
 
-/// What people are to be told of one input, each error once, and what went wrong with it last. Thread-bound.
+/// What is reported of one input, each error once, and what went wrong with it last. Thread-bound.
 class InputTroubles final {
 public:
     /// @param inputName for people, which the texts begin with.
     explicit InputTroubles(const std::string &inputName);
 
-    /// To be told.
+    /// To be given out.
     void add(std::vector<Report> reports);
-    /// Has those of @p errors told that were not.
-    void addUntold(const std::vector<std::string> &errors);
-    /// @return what is to be told since the last call.
+    /// Adds those of @p errors that were not reported.
+    void addUnreported(const std::vector<std::string> &errors);
+    /// @return what is new since the last call.
     std::vector<Report> take();
 
     /// @p error is wrong with the input at present.
@@ -30,7 +30,7 @@ public:
 private:
     const std::string _prefix;
     std::vector<Report> _reports;
-    std::set<std::string> _toldErrors;
+    std::set<std::string> _reportedErrors;
     std::optional<decoding::Snapshot::Trouble> _last;
 };
 

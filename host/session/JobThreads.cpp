@@ -75,7 +75,7 @@ void JobThreads::Pool::run(Threads::iterator own)
     threadEnded.notify_all();
 }
 
-/// @return false when there is none, and the thread is not needed.
+/// @return false when no job is left, and the thread is not needed.
 bool JobThreads::Pool::waitForJob(std::unique_lock<std::mutex> &lock)
 {
     const auto isCalled = [this] { return ending || !jobs.empty(); };

@@ -8,8 +8,8 @@
 #include <optional>
 
 /// Threads for jobs that may take long. They are started as they are needed, and end when nobody has needed them for a
-/// second. When the system gives no more, jobs wait for those that are there, and where there is none, they go to a
-/// reserve; none is lost. Owned by one thread; `post` is thread-safe.
+/// second. When the system gives no more, jobs wait for those that are there, and where no thread is there, they go to
+/// a reserve; none is lost. Owned by one thread; `post` is thread-safe.
 class JobThreads final {
 public:
     /// How long the destructor waits for a job that others need not see done; nothing: for as long as it takes.

@@ -57,7 +57,7 @@ public:
 
     /// Null before there is one.
     FeedRun *feed() const { return _feed; }
-    /// @param isFresh it has told of no streams yet.
+    /// @param isFresh it knows of no streams yet.
     void comeFrom(FeedRun &feed, bool isFresh);
     /// @p feed tells that it has, or now has, @p stream.
     void describe(const FeedRun &feed, const InputFeed::Stream &stream);

@@ -293,7 +293,7 @@ void LiveSource::noteStreams(const LiveConnection &connection)
             _streams.insert(place, stream);
     }
     lock.unlock();
-    tellChange();
+    noteChange();
 }
 
 /// A source that cannot be reached tells nothing of its streams: what is known of them stays.
@@ -303,7 +303,7 @@ void LiveSource::noteUndecodable(const std::vector<Stream> &streams)
         const std::lock_guard<std::mutex> lock(_mutex);
         _undecodable = streams;
     }
-    tellChange();
+    noteChange();
 }
 
 void LiveSource::noteState(State state)
@@ -314,7 +314,7 @@ void LiveSource::noteState(State state)
         if (state == State::Connecting)
             _outage.noteAttempt();
     }
-    tellChange();
+    noteChange();
 }
 
 void LiveSource::noteTrouble(const std::string &reason)
@@ -324,10 +324,10 @@ void LiveSource::noteTrouble(const std::string &reason)
         if (const auto report = _outage.begin(reason, Clock::now()))
             _reports.push_back(*report);
     }
-    tellChange();
+    noteChange();
 }
 
-/// The source ends with a trouble, which whoever sees it end reports. That it has ended is told next.
+/// The source ends with a trouble, which whoever sees it end reports. That it has ended is noted next.
 void LiveSource::noteFailure(const std::string &reason)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -356,5 +356,5 @@ void LiveSource::notePacket(qint64 bytes)
     _status.state = State::Delivering;
     if (const auto report = _outage.end(Clock::now()))
         _reports.push_back(*report);
-    tellChange();
+    noteChange();
 }

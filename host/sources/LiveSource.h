@@ -33,8 +33,8 @@
 /// mend, such as a wrong password, ends it: see LiveUrl::isHopeless. At each break both streams get an empty block, and
 /// each goes on at its next key block; block times go on where they ended.
 ///
-/// Thread-safe but for the destructor, `retry` and `join`, which belong to one thread. Owned by whoever made it; holds its
-/// queues.
+/// Thread-safe except the destructor, `retry` and `join`, which belong to one thread. Owned by whoever made it; holds
+/// its queues.
 class LiveSource final {
 public:
     using Stream = MediaSource::Stream;
@@ -54,7 +54,7 @@ public:
         std::chrono::milliseconds steadyAfter{10'000};
         /// The source ends so long after it was made, whatever has come until then.
         std::optional<std::chrono::milliseconds> duration;
-        /// Set when there is something new in its status, streams or reports, but for packets; may be null.
+        /// Set when there is something new in its status, streams or reports, except packets; may be null.
         std::shared_ptr<ChangeNote> changes = {};
     };
 
@@ -98,7 +98,7 @@ public:
 
     [[nodiscard]] Status status() const;
 
-    /// @return what is to be told to people since the last call, in single lines that name the source: each trouble
+    /// @return what is new for people since the last call, in single lines that name the source: each trouble
     ///         when it comes or gets another reason, not with each attempt that fails, now and then while it lasts, and
     ///         its mending. A trouble that ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();
@@ -151,7 +151,7 @@ private:
     void noteFailure(const std::string &reason);
     void noteEnd(const std::string &trouble);
     void notePacket(qint64 bytes);
-    void tellChange() const { ChangeNote::set(_options.changes); }
+    void noteChange() const { ChangeNote::set(_options.changes); }
 
     // Constant after construction.
     const LiveUrl _url;
