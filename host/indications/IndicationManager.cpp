@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <new>
-#include <pthread.h>
 
 #include "indications/Indication.h"
+#include "threads/HostThread.h"
 
 IndicationManager::IndicationManager()
     : _wheel(std::chrono::steady_clock::now())
-    , _thread([this] {
-        pthread_setname_np(pthread_self(), "Indications");
-        _wheel.run();
-    })
+    , _thread(HostThread::start("Indications", [this] { _wheel.run(); }))
 {
 }
 

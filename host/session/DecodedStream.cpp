@@ -55,9 +55,13 @@ std::optional<std::string> DecodedStream::outputError() const
 void DecodedStream::addReader(const ReaderBuffer &buffer)
 {
     if (_kind == StreamKind::Video)
-        add("reader", ModkitPtr<VideoReaderSink>(new VideoReaderSink(_shownName, std::get<0>(buffer))), buffer);
+        add("reader",
+            ModkitPtr<VideoReaderSink>(new VideoReaderSink(_shownName, std::get<0>(buffer), _settings.changes)),
+            buffer);
     else
-        add("reader", ModkitPtr<AudioReaderSink>(new AudioReaderSink(_shownName, std::get<1>(buffer))), buffer);
+        add("reader",
+            ModkitPtr<AudioReaderSink>(new AudioReaderSink(_shownName, std::get<1>(buffer), _settings.changes)),
+            buffer);
 }
 
 template <class Sink>

@@ -38,6 +38,7 @@ public:
     struct Settings {
         int creationFlags = 0;
         bool keyBlocksOnly = false;
+        std::shared_ptr<ChangeNote> changes = {}; // set by its outputs; may be null
     };
 
     /// @param queue that the decoder is to read. @param gate closed by outputs without room.

@@ -6,8 +6,11 @@
 #include <system_error>
 #include <utility>
 
+#include "media/DescriptorLimit.h"
 #include "sources/Pacing.h"
+#include "sources/ThreadLimit.h"
 #include "sources/ThreadTime.h"
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -39,14 +42,31 @@ LiveSource::LiveSource(const std::string &url, const Options &options, const Mod
                std::random_device()())
     , _outage(options.label.isEmpty() ? _url.shown() : options.label.toStdString())
 {
+    begin();
+}
+
+void LiveSource::begin()
+{
     try {
-        _thread = std::thread(&LiveSource::run, this);
+        _thread = HostThread::start("LiveSource", [this] { run(); });
+        _lacksThread = false;
     } catch (const std::system_error &error) {
-        // No report, which would say that it tries again.
-        _outage.begin(std::string("there is no thread to read it; decode fewer inputs at a time: ") + error.what(),
-                      Clock::now());
-        endQueues();
+        _lacksThread = true;
+        noteTrouble(noThreadToRead(error));
+        noteState(State::Waiting);
     }
+}
+
+void LiveSource::retry()
+{
+    if (!_lacksThread)
+        return;
+    if (!isOver()) {
+        begin();
+        return;
+    }
+    _lacksThread = false;
+    endQueues();
 }
 
 LiveSource::~LiveSource()
@@ -92,6 +112,8 @@ void LiveSource::requestStop()
 
 void LiveSource::join()
 {
+    if (std::exchange(_lacksThread, false))
+        endQueues();
     if (_thread.joinable())
         _thread.join();
 }
@@ -157,6 +179,8 @@ LiveSource::Opened LiveSource::open()
     const bool hadPort = _url.isServer() && status().connections > 0;
     const Clock::time_point portEnd = notAfterEnd(Clock::now() + portLimit);
     for (;;) {
+        if (!DescriptorLimit::hasRoomForInput())
+            return LiveConnection::Failure{"cannot be opened: " + DescriptorLimit::text(EMFILE), AVERROR(EMFILE), {}};
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
         Opened opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
         const auto *const failure = std::get_if<LiveConnection::Failure>(&opened);
@@ -259,7 +283,7 @@ void LiveSource::noteConnection(const LiveConnection &connection)
 
 void LiveSource::noteStreams(const LiveConnection &connection)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
+    std::unique_lock<std::mutex> lock(_mutex);
     for (const Stream &stream : connection.streams()) {
         const auto place = std::lower_bound(_streams.begin(), _streams.end(), stream.streamId,
                                             [](const Stream &known, quint32 id) { return known.streamId < id; });
@@ -268,31 +292,42 @@ void LiveSource::noteStreams(const LiveConnection &connection)
         else
             _streams.insert(place, stream);
     }
+    lock.unlock();
+    noteChange();
 }
 
 /// A source that cannot be reached tells nothing of its streams: what is known of them stays.
 void LiveSource::noteUndecodable(const std::vector<Stream> &streams)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _undecodable = streams;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _undecodable = streams;
+    }
+    noteChange();
 }
 
 void LiveSource::noteState(State state)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _status.state = state;
-    if (state == State::Connecting)
-        _outage.noteAttempt();
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _status.state = state;
+        if (state == State::Connecting)
+            _outage.noteAttempt();
+    }
+    noteChange();
 }
 
 void LiveSource::noteTrouble(const std::string &reason)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    if (const auto report = _outage.begin(reason, Clock::now()))
-        _reports.push_back(*report);
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (const auto report = _outage.begin(reason, Clock::now()))
+            _reports.push_back(*report);
+    }
+    noteChange();
 }
 
-/// The source ends with a trouble, which whoever sees it end reports.
+/// The source ends with a trouble, which whoever sees it end reports. That it has ended is noted next.
 void LiveSource::noteFailure(const std::string &reason)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -321,4 +356,5 @@ void LiveSource::notePacket(qint64 bytes)
     _status.state = State::Delivering;
     if (const auto report = _outage.end(Clock::now()))
         _reports.push_back(*report);
+    noteChange();
 }

@@ -8,6 +8,8 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "sources/ThreadLimit.h"
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -77,13 +79,12 @@ std::optional<std::string> MediaSource::start(BlockQueue &queue)
     if (isStopRequested())
         queue.cutShort();
     try {
-        _thread = std::thread(&MediaSource::run, this);
+        _thread = HostThread::start("FileSource", [this] { run(); });
     } catch (const std::system_error &error) {
         _queue = nullptr;
-        queue.end();
-        _error = _shown + ": there is no thread to read it; decode fewer inputs at a time: " + error.what();
+        return _shown + ": " + noThreadToRead(error);
     }
-    return _thread.joinable() ? std::nullopt : _error;
+    return std::nullopt;
 }
 
 void MediaSource::requestStop()
@@ -321,8 +322,11 @@ bool MediaSource::noteMissingPart()
 
 void MediaSource::noteError(const std::string &what)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _error = what;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _error = what;
+    }
+    ChangeNote::set(_options.changes);
 }
 
 void MediaSource::noteProgress(int repetition)

@@ -20,15 +20,18 @@ protected:
         EXPECT_TRUE(input.open(QIODevice::WriteOnly) && input.write("samples") == 7);
         input.close();
         EXPECT_TRUE(QFile::link(path("clip.wav"), path("link.wav")));
-        const auto files = std::make_shared<FileSet>();
-        files->add(path("clip.wav").toStdString());
-        files->add(path("missing.wav").toStdString());
+        const auto files = std::make_shared<InputFiles>();
+        quint64 number = 0;
+        for (const char *const name : {"clip.wav", "missing.wav"}) {
+            files->expect(++number);
+            files->identify(number, path(name).toStdString());
+        }
         inputs = files;
     }
 
     QString path(const char *name) const { return _directory.filePath(QLatin1String(name)); }
 
-    std::shared_ptr<const FileSet> inputs;
+    std::shared_ptr<const InputFiles> inputs;
 
 private:
     QTemporaryDir _directory;
