@@ -51,7 +51,7 @@ struct SessionOptions {
 class DECODING_EXPORT Session {
 public:
     /// Loads and starts the component.
-    /// @throws Error when there is none, or it cannot be started.
+    /// @throws Error when it finds no component, or cannot start it.
     explicit Session(SessionOptions options = {});
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
