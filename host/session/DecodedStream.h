@@ -89,6 +89,8 @@ public:
     void setDescription(const MediaSource::Stream &description) { _description = description; }
     /// That have come while anybody took them.
     qint64 frames() const;
+    /// The same, of what outputs() has just returned, so that each output is asked once only.
+    qint64 frames(const std::vector<decoding::Snapshot::Output> &outputs) const;
     /// @return how often something of @p counts could not be decoded, or not whole.
     static qint64 damaged(const DamageCounts::Counts &counts);
     /// What its codec decoder tells of it.

@@ -1,7 +1,6 @@
 #include "sinks/SinkFactory.h"
 
-#include <QDir>
-
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <utility>
@@ -28,7 +27,7 @@ const std::map<OutputSpec::Kind, FileFormat> sampleFormats = {
 OutputPlace placeOf(const OutputSpec &spec, const SinkFactory::Input &input)
 {
     OutputPlace place;
-    place.base = QDir(spec.directory).filePath(input.stem).toStdString();
+    place.base = (std::filesystem::path(spec.directory) / input.stem.toStdString()).string();
     place.inputs = input.inputs;
     place.existing = input.existing;
     place.isStandardOutput = spec.isStandardOutput();

@@ -55,7 +55,7 @@ TEST_F(OutputPlaceTest, AnOutputThatWouldReplaceAnInputIsNotMade)
     SinkWorkers workers(1);
     OutputSpec spec;
     spec.kind = OutputSpec::Wav;
-    spec.directory = path(".");
+    spec.directory = path(".").toStdString();
     const auto refused = SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), 0, inputs}, workers);
     const auto sink = std::get<ModkitPtr<AudioSink>>(refused);
     sink->finish();
