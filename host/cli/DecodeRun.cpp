@@ -187,10 +187,10 @@ std::optional<std::string> obstacle(const DecodeOptions &options)
         return "the setting THREADS (--threads, DECODING_THREADS or settings file) is 0: no thread would decode";
     FileSet inputFiles;
     for (const std::string &input : options.inputs)
-        inputFiles.add(input);
+        inputFiles.add(InputSpec::parse(input).url);
     if (options.jsonFile && inputFiles.contains(*options.jsonFile))
         return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
-    return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.input.outputs) : std::nullopt;
+    return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.outputs()) : std::nullopt;
 }
 
 /// @return nothing on success, and then nothing that was made here lives any more; otherwise what went wrong.

@@ -42,6 +42,7 @@ InputRun::~InputRun()
 std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
 {
     const QString label = QString::fromStdString(_name.shown);
+    const InputAccess access = {_options.formatOptions};
     std::unique_ptr<InputFeed> feed;
     if (isLive()) {
         LiveSource::Options live;
@@ -49,6 +50,10 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         live.audio = audio;
         live.duration = _options.duration;
         live.label = label;
+        live.access = access;
+        live.stallLimit = _options.stallLimit.value_or(live.stallLimit);
+        live.firstRetryDelay = _options.firstRetryDelay;
+        live.lastRetryDelay = _options.lastRetryDelay;
         feed = std::make_unique<LiveFeed>(_url, live, _options.maxLatency);
     } else {
         MediaSource::Options file;
@@ -58,6 +63,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         file.repeat = _options.repeat;
         file.duration = _options.duration;
         file.label = label;
+        file.access = access;
         feed = std::make_unique<FileFeed>(_url, file, _environment.openers, _environment.feeds.wake);
     }
     return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);

@@ -22,6 +22,9 @@ constexpr std::array<const char *, 4> missingParts = {
     "skipping %",              // segments that have left the list before they were read
     "Stream ends prematurely", // said by the connection that a segment comes over
 };
+constexpr std::array<const char *, 5> wrongValues = {"Unable to parse ", "Value %f for parameter ",
+                                                     "Undefined constant or missing ", "Error setting option ",
+                                                     "Invalid value "};
 
 template <std::size_t Count>
 bool isOneOf(const std::array<const char *, Count> &beginnings, const char *message)
@@ -46,6 +49,7 @@ FfmpegMessages::Listening::Listening(FfmpegMessages &messages, const void *conte
 {
     messages._context = context;
     messages._complaint.clear();
+    messages._wrongValue.clear();
     messages._hasNoticedGap = false;
     taker = &messages;
 }
@@ -65,7 +69,8 @@ void FfmpegMessages::take(void *sender, int level, const char *format, va_list a
         taker->_hasNoticedGap = true;
     const bool isFirstPart = isPart && taker->_missingPart.empty();
     const bool isComplaint = level <= AV_LOG_ERROR && sender == taker->_context;
-    if (!isFirstPart && !isComplaint)
+    const bool isWrongValue = taker->_wrongValue.empty() && isOneOf(wrongValues, format);
+    if (!isFirstPart && !isComplaint && !isWrongValue)
         return;
     std::array<char, 256> text = {};
     std::vsnprintf(text.data(), text.size(), format, arguments);
@@ -74,4 +79,6 @@ void FfmpegMessages::take(void *sender, int level, const char *format, va_list a
         taker->_missingPart = message;
     if (isComplaint)
         taker->_complaint = message;
+    if (isWrongValue)
+        taker->_wrongValue = message;
 }

@@ -30,7 +30,7 @@ constexpr int delayByComputing = 25;
 
 LiveSource::LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                        const ModkitPtr<LiveQueue> &audio)
-    : _url(url)
+    : _url(url, options.access)
     , _options(options)
     , _end(options.duration ? Clock::now() + *options.duration : Clock::time_point::max())
     , _queues{video, audio}

@@ -4,6 +4,8 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <utility>
+
 #include "media/ShownUrl.h"
 
 extern "C" {
@@ -42,8 +44,9 @@ bool LiveUrl::isLive(const std::string &url)
     return !schemeOf(url).empty();
 }
 
-LiveUrl::LiveUrl(const std::string &url)
-    : _scheme(schemeOf(url))
+LiveUrl::LiveUrl(const std::string &url, InputAccess access)
+    : _access(std::move(access))
+    , _scheme(schemeOf(url))
     , _shown(ShownUrl::withoutSecrets(url))
 {
     if (isGenerated() || isDevice()) {
@@ -54,6 +57,10 @@ LiveUrl::LiveUrl(const std::string &url)
         _name = _scheme + url.substr(_scheme.size());
         const std::size_t query = url.find('?');
         _query = query == std::string::npos ? std::string() : url.substr(query + 1);
+        // libavformat asks nothing but the address when it first listens.
+        const auto interface = _access.options.find("localaddr");
+        if (_scheme == "rtp" && interface != _access.options.end())
+            _name += (query == std::string::npos ? "?localaddr=" : "&localaddr=") + interface->second;
     }
 }
 
@@ -106,9 +113,18 @@ bool LiveUrl::isListening() const
 
 bool LiveUrl::isServer() const
 {
-    const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
     if (_scheme == "srt")
-        return parameters.contains(QLatin1String("mode=listener"));
-    return _scheme == "tcp" &&
-           (parameters.contains(QLatin1String("listen")) || parameters.contains(QLatin1String("listen=1")));
+        return hasParameter("mode", "listener");
+    return _scheme == "tcp" && hasParameter("listen", "1");
+}
+
+/// Whether the address says so, be it by the name alone, or an option.
+bool LiveUrl::hasParameter(const std::string &name, const std::string &value) const
+{
+    const auto option = _access.options.find(name);
+    if (option != _access.options.end())
+        return option->second == value;
+    const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
+    return parameters.contains(QString::fromStdString(name + '=' + value)) ||
+           (value == "1" && parameters.contains(QString::fromStdString(name)));
 }

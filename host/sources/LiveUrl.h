@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "sources/InputAccess.h"
+
 struct AVInputFormat;
 
 /// The address of a live source, and how libavformat is to open it. A value; reentrant, once made.
@@ -21,7 +23,7 @@ public:
     static bool isLive(const std::string &url);
 
     /// @param url for which isLive answers true.
-    explicit LiveUrl(const std::string &url);
+    explicit LiveUrl(const std::string &url, InputAccess access = {});
 
     /// The url as it may be shown to people: see ShownUrl::withoutSecrets.
     const std::string &shown() const { return _shown; }
@@ -31,7 +33,9 @@ public:
     const std::string &name() const { return _name; }
     const AVInputFormat *format() const { return _format; }
 
-    /// To be given to libavformat. What the url's own parameters say goes first.
+    const InputAccess &access() const { return _access; }
+
+    /// To be given to libavformat. What the url's own parameters say goes first, and the user's options.
     std::vector<Option> options() const;
 
     /// It is made here as it is asked for, as fast as the machine can: it must be held back to the pace of its times.
@@ -49,6 +53,9 @@ public:
     bool isHopeless(int error, bool hasConnected) const;
 
 private:
+    bool hasParameter(const std::string &name, const std::string &value) const;
+
+    InputAccess _access;
     std::string _scheme; // in small letters
     std::string _query;  // behind the question mark
     std::string _name;

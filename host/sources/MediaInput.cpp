@@ -6,6 +6,7 @@
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
 #include "sources/InputFile.h"
+#include "sources/Outage.h"
 #include "sources/ThreadTime.h"
 
 namespace {
@@ -49,8 +50,10 @@ MediaInput::~MediaInput()
     avio_closep(&_connection);
 }
 
-std::variant<std::unique_ptr<MediaInput>, std::string>
-MediaInput::open(const std::string &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned)
+std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const std::string &url,
+                                                                        const InputAccess &access,
+                                                                        const std::atomic<bool> &stopRequested,
+                                                                        const std::atomic<bool> *abandoned)
 {
     const std::optional<std::string> path = InputFile::pathOf(url);
     if (const auto obstacle = path ? InputFile::obstacle(*path) : std::nullopt)
@@ -58,13 +61,16 @@ MediaInput::open(const std::string &url, const std::atomic<bool> &stopRequested,
 
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, fileOpenLimit));
     input->_abandoned = abandoned;
-    const int result = input->openContext(url);
+    FormatOptions options(access.options);
+    const int result = input->openContext(url, options);
     const bool wasAbandoned = input->isAbandoned();
     input->endOpening();
     if (wasAbandoned)
         return message(url, "opening it was abandoned");
     if (input->_deadlinePassed)
         return message(url, "gave up opening it after " + std::to_string(fileOpenLimit.count()) + " s");
+    if (const auto wrong = input->wrongOption(options))
+        return message(url, *wrong);
     if (result == AVERROR_INVALIDDATA)
         return message(url, "this is no media file, or it is damaged at its beginning: " + ffmpegErrorText(result));
     if (result < 0)
@@ -75,18 +81,32 @@ MediaInput::open(const std::string &url, const std::atomic<bool> &stopRequested,
     return input;
 }
 
-std::variant<std::unique_ptr<MediaInput>, int> MediaInput::openLive(const LiveUrl &url, std::chrono::milliseconds limit,
-                                                                    Instant end, const std::atomic<bool> &stopRequested)
+std::variant<std::unique_ptr<MediaInput>, MediaInput::Failure>
+MediaInput::openLive(const LiveUrl &url, std::chrono::milliseconds limit, Instant end,
+                     const std::atomic<bool> &stopRequested)
 {
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, limit));
     input->_end = end;
-    const int result = input->openLiveContext(url, limit);
+    FormatOptions options(url.access().options);
+    const int result = input->openLiveContext(url, limit, options);
     input->endOpening();
     if (input->_deadlinePassed)
-        return AVERROR(ETIMEDOUT);
+        return Failure{AVERROR(ETIMEDOUT), "nothing came within " + Outage::seconds(limit)};
+    if (const auto wrong = input->wrongOption(options))
+        return Failure{AVERROR_OPTION_NOT_FOUND, *wrong};
     if (result < 0)
-        return result;
+        return Failure{result, "cannot be opened: " + ffmpegErrorText(result)};
     return input;
+}
+
+/// @return what is wrong with the options that the user asked for, in words that go behind a name.
+std::optional<std::string> MediaInput::wrongOption(const FormatOptions &options) const
+{
+    if (_refusedOptions)
+        return "libavformat takes no option \"" + *_refusedOptions + "\" for this input";
+    if (!isOpen() && options.isAsked() && !_messages.wrongValue().empty())
+        return "an option is wrong: " + _messages.wrongValue();
+    return std::nullopt;
 }
 
 bool MediaInput::makeContext()
@@ -103,7 +123,7 @@ void MediaInput::endOpening()
     _deadline = Instant::max();
 }
 
-int MediaInput::openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit)
+int MediaInput::openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options)
 {
     if (!makeContext())
         return AVERROR(ENOMEM);
@@ -112,33 +132,30 @@ int MediaInput::openLiveContext(const LiveUrl &url, std::chrono::milliseconds li
     // libavdevice cannot interrupt a device that it waits for.
     if (url.isDevice())
         _context->flags |= AVFMT_FLAG_NONBLOCK;
-    AVDictionary *options = nullptr;
     for (const LiveUrl::Option &option : url.options())
-        av_dict_set(&options, option.name, option.value, 0);
-    int result = url.isServer() ? openServer(url, limit, &options) : 0;
-    if (result >= 0)
-        result = openFormat(url, &options);
-    av_dict_free(&options);
-    return result;
+        options.set(option.name, option.value);
+    const FfmpegMessages::Listening listening(_messages, _context);
+    const int result = url.isServer() ? openServer(url, limit, options) : 0;
+    return result < 0 ? result : openFormat(url, options);
 }
 
 /// Waits for a caller, however long that takes.
-int MediaInput::openServer(const LiveUrl &url, std::chrono::milliseconds limit, AVDictionary **options)
+int MediaInput::openServer(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options)
 {
     _deadline = _end;
-    const int result =
-        avio_open2(&_connection, url.name().c_str(), AVIO_FLAG_READ, &_context->interrupt_callback, options);
+    const int result = avio_open2(&_connection, url.name().c_str(), AVIO_FLAG_READ, &_context->interrupt_callback,
+                                  options.dictionary());
     _deadline = std::min(std::chrono::steady_clock::now() + limit, _end);
     _context->pb = _connection;
     return result;
 }
 
-int MediaInput::openFormat(const LiveUrl &url, AVDictionary **options)
+int MediaInput::openFormat(const LiveUrl &url, FormatOptions &options)
 {
     // What is generated may be anything.
     if (!url.isGenerated())
         _mayComputeUntil = ThreadTime::now() + formatLimit;
-    int result = avformat_open_input(&_context, url.name().c_str(), url.format(), options);
+    int result = openInput(url.name(), url.format(), options);
     if (result == AVERROR_EXIT && isFlooded())
         result = AVERROR_INVALIDDATA;
     if (result >= 0 && !url.isDevice()) {
@@ -151,26 +168,30 @@ int MediaInput::openFormat(const LiveUrl &url, AVDictionary **options)
     return result;
 }
 
+int MediaInput::openInput(const std::string &name, const AVInputFormat *format, FormatOptions &options)
+{
+    const int result = avformat_open_input(&_context, name.c_str(), format, options.dictionary());
+    if (result >= 0)
+        _refusedOptions = options.refused();
+    return _refusedOptions ? AVERROR_OPTION_NOT_FOUND : result;
+}
+
 /// Whether much was computed, and no stream was found in it.
 bool MediaInput::isFlooded() const
 {
     return _mayComputeUntil && (!_context || _context->nb_streams == 0) && ThreadTime::now() >= *_mayComputeUntil;
 }
 
-int MediaInput::openContext(const std::string &url)
+int MediaInput::openContext(const std::string &url, FormatOptions &options)
 {
     if (!makeContext())
         return AVERROR(ENOMEM);
     // As the ffmpeg tool does: it decides which streams of a broadcast recording there are.
-    AVDictionary *options = nullptr;
-    av_dict_set(&options, "scan_all_pmts", "1", 0);
+    options.set("scan_all_pmts", "1");
     // What is found out about the streams may be all of a short playlist.
     const FfmpegMessages::Listening listening(_messages, _context);
-    int result = avformat_open_input(&_context, nameOf(url).c_str(), nullptr, &options);
-    av_dict_free(&options);
-    if (result >= 0)
-        result = avformat_find_stream_info(_context, nullptr);
-    return result;
+    const int result = openInput(nameOf(url), nullptr, options);
+    return result < 0 ? result : avformat_find_stream_info(_context, nullptr);
 }
 
 /// Called by libavformat, before it reads from the file.

@@ -9,6 +9,8 @@
 #include <variant>
 
 #include "sources/FfmpegMessages.h"
+#include "sources/FormatOptions.h"
+#include "sources/InputAccess.h"
 #include "sources/LiveUrl.h"
 #include "sources/MediaStreams.h"
 
@@ -23,13 +25,19 @@ public:
     /// @param abandoned ends this call likewise, and is not looked at afterwards.
     /// @return the input, or one line that names @p url and says what is wrong with it.
     [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, std::string>
-    open(const std::string &url, const std::atomic<bool> &stopRequested, const std::atomic<bool> *abandoned = nullptr);
+    open(const std::string &url, const InputAccess &access, const std::atomic<bool> &stopRequested,
+         const std::atomic<bool> *abandoned = nullptr);
+
+    /// Why a live source is not open.
+    struct Failure {
+        int error;        // libavformat's; AVERROR(ETIMEDOUT) when the limit was reached
+        std::string what; // in words that go behind a name
+    };
 
     /// Opens the live source @p url likewise, for @p limit at most; a server's limit begins once somebody has called,
     /// which is waited for until @p end.
     /// Bytes that cost much computing before there is a stream in them are given up sooner.
-    /// @return the input, or libavformat's error; AVERROR(ETIMEDOUT) when the limit was reached.
-    [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, int>
+    [[nodiscard]] static std::variant<std::unique_ptr<MediaInput>, Failure>
     openLive(const LiveUrl &url, std::chrono::milliseconds limit, std::chrono::steady_clock::time_point end,
              const std::atomic<bool> &stopRequested);
 
@@ -67,10 +75,13 @@ private:
 
     static int isInterrupted(void *input);
     bool makeContext();
-    int openContext(const std::string &url);
-    int openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit);
-    int openServer(const LiveUrl &url, std::chrono::milliseconds limit, AVDictionary **options);
-    int openFormat(const LiveUrl &url, AVDictionary **options);
+    int openContext(const std::string &url, FormatOptions &options);
+    int openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options);
+    int openServer(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options);
+    int openFormat(const LiveUrl &url, FormatOptions &options);
+    int openInput(const std::string &name, const AVInputFormat *format, FormatOptions &options);
+    bool isOpen() const { return _context && _context->iformat; }
+    std::optional<std::string> wrongOption(const FormatOptions &options) const;
     bool isFlooded() const;
     void endOpening();
     bool isAbandoned() const { return _abandoned && _abandoned->load(std::memory_order_relaxed); }
@@ -82,6 +93,7 @@ private:
     bool _deadlinePassed = false;
     std::optional<std::chrono::nanoseconds> _mayComputeUntil; // by its thread's time, while streams are looked for
     AVIOContext *_connection = nullptr;                       // of a server; owned
+    std::optional<std::string> _refusedOptions;
     FfmpegMessages _messages;
 };
 

@@ -111,7 +111,7 @@ std::optional<std::string> MediaSource::error() const
 std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *abandoned)
 {
     _input.reset();
-    auto opened = MediaInput::open(_url, _stopRequested, abandoned);
+    auto opened = MediaInput::open(_url, _options.access, _stopRequested, abandoned);
     if (const auto *const error = std::get_if<std::string>(&opened))
         return *error;
     _input = std::move(std::get<std::unique_ptr<MediaInput>>(opened));

@@ -18,6 +18,7 @@
 #include "media/StreamKind.h"
 #include "queues/BlockQueue.h"
 #include "sources/BlockTimes.h"
+#include "sources/InputAccess.h"
 #include "sources/Interleaver.h"
 #include "sources/MediaInput.h"
 #include "sources/Pacing.h"
@@ -44,6 +45,7 @@ public:
         std::optional<std::chrono::milliseconds> duration;
         /// Names the streams in reports.
         QString label;
+        InputAccess access;
     };
 
     struct Stream : StreamDescription {

@@ -172,6 +172,47 @@ TEST_F(LiveServersTest, ASenderOfDatagramsThatStopsIsNoticedAndFoundAgain)
     expectDecodable(videoBlocks);
 }
 
+/// A group of receivers, by the scheme of its address and the muxer of its senders.
+struct Group {
+    const char *scheme;
+    const char *muxer;
+};
+
+class GroupSource : public LiveServersTest, public testing::WithParamInterface<Group> {};
+
+TEST_P(GroupSource, IsJoinedOnTheInterfaceThatIsAskedFor)
+{
+    const QString url = QStringLiteral("%1://239.255.77.1:%2")
+                            .arg(QLatin1String(GetParam().scheme))
+                            .arg(Loopback::freePort(SOCK_DGRAM));
+    LiveSource::Options options = pictures();
+    options.access.options["localaddr"] = "127.0.0.1";
+    start(url, options);
+    const auto sender = ServerProcess::transportStream(
+        clip(), url + QStringLiteral("?localaddr=127.0.0.1&pkt_size=1316"), QLatin1String(GetParam().muxer));
+    ASSERT_TRUE(takeVideo(20));
+    EXPECT_GE(pictureIn(videoBlocks[10]), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Live, GroupSource, testing::Values(Group{"udp", "mpegts"}, Group{"rtp", "rtp_mpegts"}),
+                         [](const auto &test) { return std::string(test.param.scheme); });
+
+TEST_F(LiveServersTest, AnOptionThatItDoesNotTakeEndsTheSource)
+{
+    const quint16 port = Loopback::freePort(SOCK_STREAM);
+    const auto server = ServerProcess::rtsp(clip(), port);
+    LiveSource::Options options = pictures();
+    options.access.options["listen_timeout"] = "never";
+    start(QStringLiteral("rtsp://127.0.0.1:%1/live").arg(port), options);
+    ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
+    EXPECT_THAT(source->status().trouble, testing::StartsWith("an option is wrong: "));
+
+    options.access.options = {{"mode", "listener"}};
+    start(QStringLiteral("rtsp://127.0.0.1:%1/live").arg(port), options);
+    ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
+    EXPECT_EQ(source->status().trouble, "libavformat takes no option \"mode\" for this input");
+}
+
 /// A source that others call, by an url with a port to be filled in, and the url that they call.
 struct Called {
     const char *url;

@@ -99,6 +99,17 @@ TEST(LiveUrl, KnowsWhoWaitsForCallers)
     for (const char *const url : {"tcp://host:5000", "tcp://host:5000?listen=0", "srt://host:5000?mode=caller",
                                   "srt://host:5000", "udp://host:5000?listen", "lavfi:testsrc"})
         EXPECT_FALSE(LiveUrl(url).isServer()) << url;
+    EXPECT_TRUE(LiveUrl("tcp://0.0.0.0:5000", {{{"listen", "1"}}}).isServer());
+    EXPECT_TRUE(LiveUrl("srt://0.0.0.0:5000", {{{"mode", "listener"}}}).isServer());
+    EXPECT_FALSE(LiveUrl("tcp://0.0.0.0:5000?listen", {{{"listen", "0"}}}).isServer());
+}
+
+TEST(LiveUrl, TellsTheInterfaceOfRtpInTheAddress)
+{
+    const InputAccess access = {{{"localaddr", "10.0.0.1"}}};
+    EXPECT_EQ(LiveUrl("rtp://239.0.0.1:5004", access).name(), "rtp://239.0.0.1:5004?localaddr=10.0.0.1");
+    EXPECT_EQ(LiveUrl("rtp://239.0.0.1:5004?ttl=2", access).name(), "rtp://239.0.0.1:5004?ttl=2&localaddr=10.0.0.1");
+    EXPECT_EQ(LiveUrl("udp://239.0.0.1:5004", access).name(), "udp://239.0.0.1:5004");
 }
 
 } // namespace
