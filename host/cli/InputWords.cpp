@@ -115,7 +115,9 @@ const std::vector<SetWord> &words()
          [](InputOptions &options, const std::string &value) {
              options.maxLatency = milliseconds(wholeNumber(value, 3600000));
          }},
-        {{"stall", "SECONDS", "Connect to a live source again when nothing has come for SECONDS\n(by default 5)"},
+        {{"stall", "SECONDS",
+          "Connect to a live source again when nothing has come for SECONDS\n"
+          "(by default 5); a file from the network fails then (by default 30)"},
          [](InputOptions &options, const std::string &value) {
              options.stallLimit = secondsOf(value, maxWaitSeconds);
          }},

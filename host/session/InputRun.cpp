@@ -64,6 +64,7 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         file.duration = _options.duration;
         file.label = label;
         file.access = access;
+        file.stallLimit = _options.stallLimit.value_or(file.stallLimit);
         feed = std::make_unique<FileFeed>(_url, file, _environment.openers, _environment.feeds.wake);
     }
     return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);

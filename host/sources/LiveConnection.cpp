@@ -88,7 +88,7 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
     _input->setDeadline(deadline);
     const int error = _input->read(_packet.get());
     _gapNoticed = _gapNoticed || _input->hasNoticedGap();
-    result.timedOut = _input->hasReachedDeadline();
+    result.timedOut = _input->hasTimedOut();
     if (error == AVERROR(EAGAIN)) {
         result.isIdle = true;
     } else if (error == AVERROR_EOF) {

@@ -41,6 +41,7 @@ std::string message(const std::string &url, const std::string &what)
 MediaInput::MediaInput(const std::atomic<bool> &stopRequested, std::chrono::milliseconds openLimit)
     : _stopRequested(stopRequested)
     , _deadline(std::chrono::steady_clock::now() + openLimit)
+    , _parts([this] { return isToEnd(); })
 {
 }
 
@@ -113,7 +114,7 @@ bool MediaInput::makeContext()
 {
     _context = avformat_alloc_context();
     if (_context)
-        _context->interrupt_callback = {isInterrupted, this};
+        _parts.attach(*_context);
     return _context != nullptr;
 }
 
@@ -194,22 +195,24 @@ int MediaInput::openContext(const std::string &url, FormatOptions &options)
     return result < 0 ? result : avformat_find_stream_info(_context, nullptr);
 }
 
-/// Called by libavformat, before it reads from the file.
-int MediaInput::isInterrupted(void *input)
+/// Asked while libavformat waits.
+bool MediaInput::isToEnd()
 {
-    auto *const self = static_cast<MediaInput *>(input);
-    if (self->_deadline != Instant::max() && std::chrono::steady_clock::now() >= self->_deadline)
-        self->_deadlinePassed = true;
-    const bool stop = self->isFlooded() || self->_deadlinePassed || self->isAbandoned() ||
-                      self->_stopRequested.load(std::memory_order_relaxed);
-    return stop ? 1 : 0;
+    if (_deadline != Instant::max() && std::chrono::steady_clock::now() >= _deadline)
+        _deadlinePassed = true;
+    return isFlooded() || _deadlinePassed || isAbandoned() || _stopRequested.load(std::memory_order_relaxed);
 }
 
 int MediaInput::read(AVPacket *packet)
 {
     const FfmpegMessages::Listening listening(_messages, _context);
+    _parts.beginRead();
     const int result = av_read_frame(_context, packet);
-    if (result < 0 && _deadlinePassed)
+    const std::optional<std::string> cutOff = _parts.takeCutOff();
+    _noticedCutOff = cutOff.has_value();
+    if (cutOff && _cutOffPart.empty())
+        _cutOffPart = *cutOff;
+    if (result < 0 && hasTimedOut())
         return AVERROR(ETIMEDOUT);
     // Some demuxers take any failure to read the file for its end.
     const bool hidesError = result == AVERROR_EOF && _context->pb && _context->pb->error < 0;

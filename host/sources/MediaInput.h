@@ -12,6 +12,7 @@
 #include "sources/FormatOptions.h"
 #include "sources/InputAccess.h"
 #include "sources/LiveUrl.h"
+#include "sources/MediaParts.h"
 #include "sources/MediaStreams.h"
 
 /// A media file opened with libavformat, as the ffmpeg tool opens it by default, or a live source. Reentrant. The
@@ -43,24 +44,36 @@ public:
 
     ~MediaInput();
 
+    /// How long nothing may come of what a read waits for; forever unless told otherwise. It does not concern sources
+    /// that libavformat opens no connection for over its own ways, such as RTSP.
+    void setStallLimit(std::chrono::milliseconds limit) { _parts.setStallLimit(limit); }
+
     /// Until when each further read may wait; forever unless told otherwise.
     void setDeadline(std::chrono::steady_clock::time_point instant) { _deadline = instant; }
 
-    /// Reads the next packet. @return 0, or libavformat's error; AVERROR_EOF at the end, AVERROR(ETIMEDOUT) when the
-    /// deadline was reached and libavformat holds no packet any more.
+    /// Reads the next packet. @return 0, or libavformat's error; AVERROR_EOF at the end, AVERROR(ETIMEDOUT) when it has
+    /// timed out and libavformat holds no packet any more.
     [[nodiscard]] int read(AVPacket *packet);
 
-    /// @return whether a read was cut short by its deadline. From then on nothing is waited for: further reads give
-    ///         what libavformat still held.
-    bool hasReachedDeadline() const { return _deadlinePassed; }
+    /// @return whether a read was cut short by its deadline or the stall limit. From then on nothing is waited for:
+    ///         further reads give what libavformat still held.
+    bool hasTimedOut() const { return _deadlinePassed || hasStalled(); }
+    /// @return whether it was the stall limit.
+    bool hasStalled() const { return _parts.hasStalled(); }
 
-    /// @return whether, during the last call, libavformat noticed that datagrams are missing. It does not tell how many
-    ///         packets that damaged, nor of which stream.
-    bool hasNoticedGap() const { return _messages.hasNoticedGap(); }
+    /// Whether it is a playlist, whose parts come one after the other, each at once.
+    bool isPlaylist() const { return container() == "hls"; }
 
-    /// @return what libavformat said when it first passed over a part of a playlist, or lost the server that continues
-    ///         it, since the beginning of the opening; empty when it did not.
-    const std::string &missingPart() const { return _messages.missingPart(); }
+    /// @return whether, during the last call, datagrams or a part of a playlist were found to be missing. Nobody knows how
+    ///         many packets that damaged, nor of which stream.
+    bool hasNoticedGap() const { return _messages.hasNoticedGap() || _noticedCutOff; }
+
+    /// @return in words, the first part of a playlist that libavformat has passed over, or did not get to its end, or how
+    ///         it lost the server that continues it, since the beginning of the opening; empty when it did not.
+    const std::string &missingPart() const
+    {
+        return _messages.missingPart().empty() ? _cutOffPart : _messages.missingPart();
+    }
 
     /// @return what libavformat found wrong with the file during the last call; empty when it was content.
     const std::string &complaint() const { return _messages.complaint(); }
@@ -73,7 +86,7 @@ private:
 
     MediaInput(const std::atomic<bool> &stopRequested, std::chrono::milliseconds openLimit);
 
-    static int isInterrupted(void *input);
+    bool isToEnd();
     bool makeContext();
     int openContext(const std::string &url, FormatOptions &options);
     int openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options);
@@ -95,6 +108,9 @@ private:
     AVIOContext *_connection = nullptr;                       // of a server; owned
     std::optional<std::string> _refusedOptions;
     FfmpegMessages _messages;
+    std::string _cutOffPart; // the first one
+    bool _noticedCutOff = false;
+    MediaParts _parts;
 };
 
 #endif

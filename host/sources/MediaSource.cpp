@@ -8,6 +8,7 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "sources/Outage.h"
 
 namespace {
 
@@ -115,6 +116,7 @@ std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *aband
     if (const auto *const error = std::get_if<std::string>(&opened))
         return *error;
     _input = std::move(std::get<std::unique_ptr<MediaInput>>(opened));
+    _input->setStallLimit(_options.stallLimit);
     return std::nullopt;
 }
 
@@ -218,10 +220,12 @@ bool MediaSource::deliverFile(int repetition)
         _interleaver.end(position);
     if (isStopRequested() || !appendInterleaved())
         return false;
-    if (noteMissingPart())
-        return false;
     const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
-    if (result != AVERROR_EOF)
+    if (_input->hasStalled())
+        noteError(_shown + ": nothing has come for " + Outage::seconds(_options.stallLimit) + after);
+    else if (noteMissingPart())
+        return false;
+    else if (result != AVERROR_EOF)
         noteError(_shown + ": reading it stopped" + after + ": " + ffmpegErrorText(result));
     else if (!_input->complaint().empty())
         noteError(_shown + ": the file is damaged or truncated" + after + ": " + _input->complaint());

@@ -46,6 +46,8 @@ public:
         /// Names the streams in reports.
         QString label;
         InputAccess access;
+        /// How long nothing may come of a file that is read over the network.
+        std::chrono::milliseconds stallLimit{30'000};
     };
 
     struct Stream : StreamDescription {

@@ -35,7 +35,8 @@ struct InputOptions {
     std::optional<std::chrono::milliseconds> duration;
     /// Of a live input: what has waited longer for its decoder is dropped, up to the next key block.
     std::chrono::milliseconds maxLatency{400};
-    /// A live input from which nothing has come for so long is taken for lost; more than 0. Nothing: 5 seconds.
+    /// A live input from which nothing has come for so long is taken for lost, and a file that comes over the network
+    /// fails; more than 0. Nothing: 5 seconds for the one, 30 for the other.
     std::optional<std::chrono::milliseconds> stallLimit;
     /// How long to wait before a lost live input is connected to again. Each further wait is twice as long, up to the
     /// last, and all of them vary by a third. The first is more than 0, the last not less.
