@@ -25,6 +25,7 @@
 #include "media/FileSet.h"
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
+#include "sources/LiveUrl.h"
 #include "terminal/DisplayText.h"
 #include "terminal/DisplayThread.h"
 #include "terminal/LineOutput.h"
@@ -187,7 +188,7 @@ std::optional<std::string> obstacle(const DecodeOptions &options)
         return "the setting THREADS (--threads, DECODING_THREADS or settings file) is 0: no thread would decode";
     FileSet inputFiles;
     for (const std::string &input : options.inputs)
-        inputFiles.add(InputSpec::parse(input).url);
+        inputFiles.add(LiveUrl::pathOf(InputSpec::parse(input).url));
     if (options.jsonFile && inputFiles.contains(*options.jsonFile))
         return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
     return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.outputs()) : std::nullopt;

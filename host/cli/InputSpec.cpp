@@ -68,8 +68,7 @@ InputSpec named(const std::string &text)
 void checkWord(const std::string &word, const std::string &url)
 {
     // What devices take is not known before they are opened.
-    const bool isOfDevice = LiveUrl::isLive(url) && LiveUrl(url).format();
-    if (InputWords::isWord(word) || isOfDevice)
+    if (InputWords::isWord(word) || (LiveUrl::isLive(url) && LiveUrl(url).isOfDevice()))
         return;
     const std::vector<std::string> names = FormatOptions::names();
     if (std::find(names.begin(), names.end(), word) == names.end())
@@ -100,10 +99,12 @@ InputSpec InputSpec::parse(const std::string &text, const std::optional<std::str
 std::string InputSpec::completed(const std::string &text)
 {
     const Parts parts = partsOf(text);
+    const std::string path = LiveUrl::pathOf(parts.input);
     std::error_code error;
-    if (!std::filesystem::exists(parts.input, error))
+    if (!std::filesystem::exists(path, error))
         return text;
-    return std::filesystem::absolute(parts.input, error).lexically_normal().string() + text.substr(parts.input.size());
+    return parts.input.substr(0, parts.input.size() - path.size()) +
+           std::filesystem::absolute(path, error).lexically_normal().string() + text.substr(parts.input.size());
 }
 
 decoding::InputOptions InputSpec::over(decoding::InputOptions options) const

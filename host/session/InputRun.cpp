@@ -9,6 +9,7 @@
 #include "session/FileFeed.h"
 #include "session/LiveFeed.h"
 #include "session/OutputSpecs.h"
+#include "sources/LiveUrl.h"
 
 using decoding::State;
 
@@ -27,7 +28,7 @@ InputRun::InputRun(const std::string &url, InputNames::Name name, std::shared_pt
     , _options(_core->options())
     , _environment(environment)
 {
-    _files.add(url);
+    _files.add(LiveUrl::pathOf(url));
     // Nobody would read a stream that no output takes.
     const bool isOpen = _options.outputs.empty();
     _feeds.push_back(makeFeed(_options.video && (isOpen || isWritten(StreamKind::Video)),

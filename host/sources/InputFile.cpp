@@ -1,5 +1,6 @@
 #include "sources/InputFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <fstream>
@@ -24,9 +25,16 @@ std::optional<std::string> InputFile::pathOf(const std::string &url)
     return std::nullopt;
 }
 
-std::string InputFile::nameOf(const std::string &path)
+std::string InputFile::nameOf(const std::string &url)
 {
-    return filePrefix + path;
+    // Without the prefix, a file name with a colon in it would name a protocol.
+    if (const auto path = pathOf(url))
+        return filePrefix + *path;
+    std::string name = url;
+    std::transform(
+        name.begin(), name.begin() + static_cast<std::ptrdiff_t>(name.find("://")), name.begin(),
+        [](char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter; });
+    return name;
 }
 
 std::optional<std::string> InputFile::obstacle(const std::string &path)

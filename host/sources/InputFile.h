@@ -11,8 +11,8 @@ namespace InputFile {
 ///         itself, whatever signs are in it but "://".
 [[nodiscard]] std::optional<std::string> pathOf(const std::string &url);
 
-/// @return what libavformat is to open for the file at @p path: what looks like a protocol in it is none.
-[[nodiscard]] std::string nameOf(const std::string &path);
+/// @return what libavformat knows @p url by: a scheme in small letters, and a file by its bytes.
+[[nodiscard]] std::string nameOf(const std::string &url);
 
 /// @return in words that go behind its name, what libavformat would say less clearly, or, of a pipe that nobody writes
 ///         to, not at all; nothing when the file may be media.

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "media/ShownUrl.h"
+#include "sources/InputFile.h"
 
 extern "C" {
 #include <libavdevice/avdevice.h>
@@ -16,15 +17,16 @@ namespace {
 
 const QRegularExpression &schemePattern()
 {
-    static const QRegularExpression pattern(QStringLiteral("^(?:(rtsps?|s?rtp|udp|srt|rtmps?|tcp)://|(lavfi|v4l2):)"),
-                                            QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression pattern(
+        QStringLiteral("^(?:(rtsps?|s?rtp|udp|srt|rtmps?|tcp)://|(lavfi|v4l2|sdp|hls):|(live):https?://)"),
+        QRegularExpression::CaseInsensitiveOption);
     return pattern;
 }
 
 std::string schemeOf(const std::string &url)
 {
     const QRegularExpressionMatch match = schemePattern().match(QString::fromStdString(url));
-    return (match.captured(1) + match.captured(2)).toLower().toStdString();
+    return (match.captured(1) + match.captured(2) + match.captured(3)).toLower().toStdString();
 }
 
 /// libavdevice brings window systems and sound servers with it, whose loading takes longer than decoding a short file.
@@ -49,9 +51,14 @@ LiveUrl::LiveUrl(const std::string &url, InputAccess access)
     , _scheme(schemeOf(url))
     , _shown(ShownUrl::withoutSecrets(url))
 {
-    if (isGenerated() || isDevice()) {
+    if (isOfDevice()) {
         _name = url.substr(_scheme.size() + 1);
         _format = deviceFormat(isDevice() ? "video4linux2" : "lavfi");
+    } else if (isDescription() || isPlaylist() || _scheme == "live") {
+        const std::string source = url.substr(_scheme.size() + 1);
+        _name = InputFile::nameOf(source);
+        _path = InputFile::pathOf(source);
+        _format = _scheme == "live" ? nullptr : av_find_input_format(_scheme.c_str());
     } else {
         // libavformat knows schemes in small letters only.
         _name = _scheme + url.substr(_scheme.size());
@@ -64,9 +71,28 @@ LiveUrl::LiveUrl(const std::string &url, InputAccess access)
     }
 }
 
+std::string LiveUrl::pathOf(const std::string &url)
+{
+    const std::string scheme = schemeOf(url);
+    return scheme == "sdp" || scheme == "hls" ? url.substr(scheme.size() + 1) : url;
+}
+
+std::optional<std::string> LiveUrl::obstacle() const
+{
+    if (!_path)
+        return std::nullopt;
+    if (const auto obstacle = InputFile::obstacle(*_path))
+        return obstacle;
+    if (isDescription() && !InputFile::beginsWith(*_path, descriptionBegin))
+        return "this is no session description (SDP)";
+    if (isPlaylist() && !InputFile::beginsWith(*_path, "#EXTM3U"))
+        return "this is no playlist (M3U8)";
+    return std::nullopt;
+}
+
 std::vector<LiveUrl::Option> LiveUrl::options() const
 {
-    if (_format)
+    if (isOfDevice())
         return {};
     std::vector<Option> options;
     // So long a group of pictures may be, to be found out about before it is delivered.
@@ -75,6 +101,12 @@ std::vector<LiveUrl::Option> LiveUrl::options() const
     options.push_back({"buffer_size", "1048576"});
     if (_scheme == "udp")
         options.push_back({"overrun_nonfatal", "1"});
+    // A file may else name none but files, and a description names what nobody but it can.
+    if (isDescription() && _path)
+        options.push_back({"protocol_whitelist", "file,crypto,data,rtp,srtp,udp"});
+    // Of five of its parts' duration, for which none was added to the playlist.
+    if (isPlaylist() || _scheme == "live")
+        options.push_back({"m3u8_hold_counters", "10"});
 
     // Datagrams get lost; so over the connection unless the url says otherwise, in libavformat's own way.
     const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
@@ -98,6 +130,8 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
         return true;
     case AVERROR_HTTP_NOT_FOUND:
         return !hasConnected;
+    case AVERROR(ENOENT):
+        return _path && !hasConnected;
     case AVERROR(EINVAL):
         // A graph that does not parse, or an address without a port. Elsewhere a server's answer may be meant.
         return isGenerated() || _scheme == "tcp" || _scheme == "srt";
@@ -108,7 +142,7 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
 
 bool LiveUrl::isListening() const
 {
-    return _scheme == "udp" || _scheme == "rtp" || _scheme == "srtp";
+    return _scheme == "udp" || _scheme == "rtp" || _scheme == "srtp" || isDescription();
 }
 
 bool LiveUrl::isServer() const

@@ -19,18 +19,6 @@ constexpr std::chrono::seconds formatLimit{1};
 /// Enough for the streams beside one that cannot be decoded.
 constexpr qint64 undecodableAnalysisUs = 250'000;
 
-/// @return what libavformat knows @p url by: a scheme in small letters, and a file by its bytes.
-std::string nameOf(const std::string &url)
-{
-    if (const auto path = InputFile::pathOf(url))
-        return InputFile::nameOf(*path);
-    std::string name = url;
-    std::transform(
-        name.begin(), name.begin() + static_cast<std::ptrdiff_t>(name.find("://")), name.begin(),
-        [](char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter; });
-    return name;
-}
-
 std::string message(const std::string &url, const std::string &what)
 {
     return ShownUrl::withoutSecrets(url) + ": " + what;
@@ -72,6 +60,8 @@ std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const st
         return message(url, "gave up opening it after " + std::to_string(fileOpenLimit.count()) + " s");
     if (const auto wrong = input->wrongOption(options))
         return message(url, *wrong);
+    if (result < 0 && path && InputFile::beginsWith(*path, LiveUrl::descriptionBegin))
+        return message(url, "this is a session description; to receive what it describes, name it sdp:FILE");
     if (result == AVERROR_INVALIDDATA)
         return message(url, "this is no media file, or it is damaged at its beginning: " + ffmpegErrorText(result));
     if (result < 0)
@@ -86,6 +76,8 @@ std::variant<std::unique_ptr<MediaInput>, MediaInput::Failure>
 MediaInput::openLive(const LiveUrl &url, std::chrono::milliseconds limit, Instant end,
                      const std::atomic<bool> &stopRequested)
 {
+    if (const auto obstacle = url.obstacle())
+        return Failure{AVERROR(ENOENT), *obstacle};
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, limit));
     input->_end = end;
     FormatOptions options(url.access().options);
@@ -128,7 +120,7 @@ int MediaInput::openLiveContext(const LiveUrl &url, std::chrono::milliseconds li
 {
     if (!makeContext())
         return AVERROR(ENOMEM);
-    if ((url.isDevice() || url.isGenerated()) && !url.format())
+    if (url.needsFormat() && !url.format())
         return AVERROR_DEMUXER_NOT_FOUND;
     // libavdevice cannot interrupt a device that it waits for.
     if (url.isDevice())
@@ -191,7 +183,7 @@ int MediaInput::openContext(const std::string &url, FormatOptions &options)
     options.set("scan_all_pmts", "1");
     // What is found out about the streams may be all of a short playlist.
     const FfmpegMessages::Listening listening(_messages, _context);
-    const int result = openInput(nameOf(url), nullptr, options);
+    const int result = openInput(InputFile::nameOf(url), nullptr, options);
     return result < 0 ? result : avformat_find_stream_info(_context, nullptr);
 }
 

@@ -148,6 +148,7 @@ TEST(InputSpec, CompletesThePathOfAFileThatIsThere)
     const std::string here = (std::filesystem::current_path() / "").string();
     EXPECT_EQ(InputSpec::completed("."), here);
     EXPECT_EQ(InputSpec::completed(".#{paced}"), here + "#{paced}");
+    EXPECT_EQ(InputSpec::completed("hls:.#{paced}"), "hls:" + here + "#{paced}");
     EXPECT_EQ(InputSpec::completed("is-not-there.mp4#{paced}"), "is-not-there.mp4#{paced}");
     EXPECT_EQ(InputSpec::completed("rtsp://10.0.0.5/1"), "rtsp://10.0.0.5/1");
 }
