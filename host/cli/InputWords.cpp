@@ -74,6 +74,13 @@ void setStreams(InputOptions &options, const std::string &text)
     options.audio = text != "video";
 }
 
+void setReferences(InputOptions &options, const std::string &text)
+{
+    if (text != "beside" && text != "anywhere")
+        throw Error("takes beside or anywhere, not \"" + text + "\"");
+    options.mayNameAnything = text == "anywhere";
+}
+
 void setRetry(InputOptions &options, const std::string &text)
 {
     const std::size_t colon = text.find(':');
@@ -125,6 +132,10 @@ const std::vector<SetWord> &words()
           "Wait MIN seconds before a lost source is connected to again, and\n"
           "twice as long each further time, up to MAX (by default 0.5:30)"},
          setRetry},
+        {{"references", "WHERE",
+          "What a playlist that is a local file may name: what lies beside it\n(beside, the default), or any file and "
+          "address (anywhere)"},
+         setReferences},
     };
     return all;
 }

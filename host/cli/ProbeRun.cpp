@@ -104,7 +104,8 @@ ProbeRun::Result ProbeRun::run(const ProbeOptions &options)
     for (const std::string &input : options.inputs) {
         const InputSpec spec = InputSpec::parse(input);
         const QString shown = DisplayText::printable(ShownUrl::withoutSecrets(spec.url));
-        const auto probed = MediaProbe::of(spec.url, {spec.over({}).formatOptions});
+        const decoding::InputOptions own = spec.over({});
+        const auto probed = MediaProbe::of(spec.url, {own.formatOptions, own.mayNameAnything});
         if (const std::string *const error = std::get_if<std::string>(&probed)) {
             result.errors.push_back(*error);
             inputs.append(QJsonObject{{QStringLiteral("input"), shown},

@@ -43,7 +43,7 @@ InputRun::~InputRun()
 std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
 {
     const QString label = QString::fromStdString(_name.shown);
-    const InputAccess access = {_options.formatOptions};
+    const InputAccess access = {_options.formatOptions, _options.mayNameAnything};
     std::unique_ptr<InputFeed> feed;
     if (isLive()) {
         LiveSource::Options live;

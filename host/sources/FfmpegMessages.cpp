@@ -26,6 +26,8 @@ constexpr std::array<const char *, 5> wrongValues = {"Unable to parse ", "Value 
                                                      "Undefined constant or missing ", "Error setting option ",
                                                      "Invalid value "};
 
+constexpr std::array<const char *, 1> refusedFormats = {"Format not on whitelist"};
+
 template <std::size_t Count>
 bool isOneOf(const std::array<const char *, Count> &beginnings, const char *message)
 {
@@ -50,6 +52,7 @@ FfmpegMessages::Listening::Listening(FfmpegMessages &messages, const void *conte
     messages._context = context;
     messages._complaint.clear();
     messages._wrongValue.clear();
+    messages._hasRefusedFormat = false;
     messages._hasNoticedGap = false;
     taker = &messages;
 }
@@ -64,6 +67,8 @@ void FfmpegMessages::take(void *sender, int level, const char *format, va_list a
 {
     if (!taker || level > AV_LOG_WARNING)
         return;
+    if (isOneOf(refusedFormats, format))
+        taker->_hasRefusedFormat = true;
     const bool isPart = isOneOf(missingParts, format);
     if (isPart || isOneOf(missingDatagrams, format))
         taker->_hasNoticedGap = true;

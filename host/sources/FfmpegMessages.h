@@ -28,6 +28,8 @@ public:
     const std::string &complaint() const { return _complaint; }
     /// @return what was wrong with the value of an option; empty when there was nothing.
     const std::string &wrongValue() const { return _wrongValue; }
+    /// @return whether the format of the file was one that was not allowed.
+    bool hasRefusedFormat() const { return _hasRefusedFormat; }
     /// @return whether something is missing: datagrams, or a part of a playlist.
     bool hasNoticedGap() const { return _hasNoticedGap; }
     /// @return the first message of them all that tells of a missing part of a playlist.
@@ -39,6 +41,7 @@ private:
     const void *_context = nullptr;
     std::string _complaint;
     std::string _wrongValue;
+    bool _hasRefusedFormat = false;
     bool _hasNoticedGap = false;
     std::string _missingPart;
 };

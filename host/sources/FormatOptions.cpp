@@ -52,6 +52,17 @@ std::optional<std::string> FormatOptions::refused() const
     return names.empty() ? std::nullopt : std::optional(names);
 }
 
+std::string FormatOptions::formatsBut(const std::set<std::string> &others)
+{
+    std::string names;
+    void *iteration = nullptr;
+    while (const AVInputFormat *const format = av_demuxer_iterate(&iteration)) {
+        if (others.count(format->name) == 0)
+            names += (names.empty() ? "" : ",") + std::string(format->name);
+    }
+    return names;
+}
+
 std::vector<std::string> FormatOptions::names()
 {
     std::vector<std::string> names;

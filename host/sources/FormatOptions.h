@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ public:
 
     /// @return which of the user's options were not taken; nothing when all were.
     [[nodiscard]] std::optional<std::string> refused() const;
+
+    /// @return the names of all formats of inputs but @p others, with commas between. Thread-safe.
+    [[nodiscard]] static std::string formatsBut(const std::set<std::string> &others);
 
     /// @return the names of all options that there are for inputs, but for those of devices. Thread-safe.
     [[nodiscard]] static std::vector<std::string> names();

@@ -8,6 +8,8 @@
 struct InputAccess {
     /// libavformat's own options, by their names.
     std::map<std::string, std::string> options;
+    /// Whether a playlist that is a local file may name any file and address, and not only what lies beside it.
+    bool mayNameAnything = false;
 };
 
 #endif

@@ -51,6 +51,8 @@ public:
     /// Whether it can be opened as its format alone.
     bool needsFormat() const { return isOfDevice() || isDescription() || isPlaylist(); }
 
+    /// @return the path of the file that it is; nothing when it is none.
+    const std::optional<std::string> &path() const { return _path; }
     /// @return what is wrong with the file that it names, in words that go behind a name.
     std::optional<std::string> obstacle() const;
 

@@ -51,6 +51,8 @@ std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const st
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, fileOpenLimit));
     input->_abandoned = abandoned;
     FormatOptions options(access.options);
+    if (path)
+        input->guardReferences(*path, access.mayNameAnything, options);
     const int result = input->openContext(url, options);
     const bool wasAbandoned = input->isAbandoned();
     input->endOpening();
@@ -60,6 +62,10 @@ std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const st
         return message(url, "gave up opening it after " + std::to_string(fileOpenLimit.count()) + " s");
     if (const auto wrong = input->wrongOption(options))
         return message(url, *wrong);
+    if (result < 0 && !input->_parts.refusal().empty())
+        return message(url, input->_parts.refusal());
+    if (result < 0 && path && input->_messages.hasRefusedFormat())
+        return message(url, "what it is may name any file and address; references=anywhere allows that");
     if (result < 0 && path && InputFile::beginsWith(*path, LiveUrl::descriptionBegin))
         return message(url, "this is a session description; to receive what it describes, name it sdp:FILE");
     if (result == AVERROR_INVALIDDATA)
@@ -81,12 +87,16 @@ MediaInput::openLive(const LiveUrl &url, std::chrono::milliseconds limit, Instan
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, limit));
     input->_end = end;
     FormatOptions options(url.access().options);
+    if (url.path() && !url.isDescription())
+        input->guardReferences(*url.path(), url.access().mayNameAnything, options);
     const int result = input->openLiveContext(url, limit, options);
     input->endOpening();
     if (input->_deadlinePassed)
         return Failure{AVERROR(ETIMEDOUT), "nothing came within " + Outage::seconds(limit)};
     if (const auto wrong = input->wrongOption(options))
         return Failure{AVERROR_OPTION_NOT_FOUND, *wrong};
+    if (result < 0 && !input->_parts.refusal().empty())
+        return Failure{AVERROR(ENOENT), input->_parts.refusal()};
     if (result < 0)
         return Failure{result, "cannot be opened: " + ffmpegErrorText(result)};
     return input;
@@ -100,6 +110,18 @@ std::optional<std::string> MediaInput::wrongOption(const FormatOptions &options)
     if (!isOpen() && options.isAsked() && !_messages.wrongValue().empty())
         return "an option is wrong: " + _messages.wrongValue();
     return std::nullopt;
+}
+
+/// Keeps the local file at @p path from naming anything but what lies beside it, unless it may.
+void MediaInput::guardReferences(const std::string &path, bool mayNameAnything, FormatOptions &options)
+{
+    if (mayNameAnything) {
+        options.set("protocol_whitelist", "file,crypto,data,http,https,httpproxy,tcp,tls");
+        return;
+    }
+    _parts.guard(path);
+    // These open what they name in a way of their own.
+    options.set("format_whitelist", FormatOptions::formatsBut({"dash"}));
 }
 
 bool MediaInput::makeContext()

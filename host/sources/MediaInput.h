@@ -68,10 +68,12 @@ public:
     ///         many packets that damaged, nor of which stream.
     bool hasNoticedGap() const { return _messages.hasNoticedGap() || _noticedCutOff; }
 
-    /// @return in words, the first part of a playlist that libavformat has passed over, or did not get to its end, or how
+    /// @return in words, what a playlist named that it must not, or the first part of it that libavformat has passed over, or did not get to its end, or how
     ///         it lost the server that continues it, since the beginning of the opening; empty when it did not.
     const std::string &missingPart() const
     {
+        if (!_parts.refusal().empty())
+            return _parts.refusal();
         return _messages.missingPart().empty() ? _cutOffPart : _messages.missingPart();
     }
 
@@ -89,6 +91,7 @@ private:
     bool isToEnd();
     bool makeContext();
     int openContext(const std::string &url, FormatOptions &options);
+    void guardReferences(const std::string &path, bool mayNameAnything, FormatOptions &options);
     int openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options);
     int openServer(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options);
     int openFormat(const LiveUrl &url, FormatOptions &options);

@@ -50,15 +50,33 @@ MediaParts &MediaParts::of(const AVFormatContext &context)
 int MediaParts::open(AVFormatContext *context, AVIOContext **io, const char *url, int flags, AVDictionary **options)
 {
     MediaParts &self = of(*context);
-    const bool isInput = io == &context->pb && context == self._context;
     self.beginRead();
     // What is opened keeps the callback that it is opened with. So its waiting can be told from that of the demuxer,
     // which pauses until a playlist goes on.
     context->interrupt_callback.callback = isWaitInterrupted;
-    const int result = self._open(context, io, url, flags, options);
+    const bool isInput = io == &context->pb && context == self._context;
+    const int result =
+        isInput ? self._open(context, io, url, flags, options) : self.openPart(context, io, url, flags, options);
     context->interrupt_callback.callback = isPauseInterrupted;
-    if (result >= 0 && !isInput)
-        self._parts.push_back({*io, url});
+    return result;
+}
+
+int MediaParts::openPart(AVFormatContext *context, AVIOContext **io, const std::string &url, int flags,
+                         AVDictionary **options)
+{
+    std::string name = url;
+    if (_references) {
+        const auto followed = _references->follow(url);
+        if (const auto *const refusal = std::get_if<LocalReferences::Refusal>(&followed)) {
+            if (_refusal.empty())
+                _refusal = refusal->what;
+            return AVERROR(refusal->what.empty() ? ENOENT : EACCES);
+        }
+        name = std::get<std::string>(followed);
+    }
+    const int result = _open(context, io, name.c_str(), flags, options);
+    if (result >= 0)
+        _parts.push_back({*io, url});
     return result;
 }
 

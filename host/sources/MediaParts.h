@@ -9,12 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "sources/LocalReferences.h"
+
 extern "C" {
 #include <libavformat/avformat.h>
 }
 
-/// What libavformat opens for an input: the file itself, and what that names, such as the segments of a playlist. Ends
-/// the waiting for those that send nothing any more, and notices those that were cut off, which the demuxer of playlists
+/// What libavformat opens for an input: the file itself, and what that names, such as the segments of a playlist. Opens
+/// nothing that a local file must not name, ends the waiting for those that send nothing any more, and notices those that were cut off, which the demuxer of playlists
 /// passes over without a word. Belongs to an input, whose context it outlives; reentrant.
 class MediaParts final {
 public:
@@ -28,6 +30,12 @@ public:
 
     /// Has @p context, which is not open yet, open everything over here.
     void attach(AVFormatContext &context);
+
+    /// Keeps the input, a local file at @p path, from naming anything but what lies beside it.
+    void guard(const std::string &path) { _references.emplace(path); }
+
+    /// @return what the input named first that it must not, in words that go behind its name; empty when it did not.
+    const std::string &refusal() const { return _refusal; }
 
     /// How long nothing may come of a part that is waited for; at first forever.
     void setStallLimit(std::chrono::milliseconds limit) { _stallLimit = limit; }
@@ -50,6 +58,7 @@ private:
 
     static MediaParts &of(const AVFormatContext &context);
     static int open(AVFormatContext *context, AVIOContext **io, const char *url, int flags, AVDictionary **options);
+    int openPart(AVFormatContext *context, AVIOContext **io, const std::string &url, int flags, AVDictionary **options);
     static int close(AVFormatContext *context, AVIOContext *io);
     static int isPauseInterrupted(void *parts);
     static int isWaitInterrupted(void *parts);
@@ -58,6 +67,8 @@ private:
     void noteCutOff(Part &part);
 
     const std::function<bool()> _isToEnd;
+    std::optional<LocalReferences> _references;
+    std::string _refusal;
     decltype(AVFormatContext::io_open) _open = nullptr; // libavformat's own
     decltype(AVFormatContext::io_close2) _close = nullptr;
     std::vector<Part> _parts; // that are open, but for the input itself

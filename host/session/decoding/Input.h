@@ -44,6 +44,9 @@ struct InputOptions {
     std::chrono::milliseconds lastRetryDelay{30000};
     /// libavformat's own options for the input, by their names. One that it does not take is an error of the input.
     std::map<std::string, std::string> formatOptions;
+    /// Whether a playlist that is a local file may name any file and address. Else it may name what lies in its own
+    /// folder, or in folders in it.
+    bool mayNameAnything = false;
     /// Frames that wait for each reader; at least 1.
     int queuedFrames = 8;
     /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together,

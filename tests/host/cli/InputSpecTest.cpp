@@ -133,6 +133,8 @@ TEST(InputSpec, NamesTheCulpritAmongItsOptions)
     EXPECT_THAT(specError("a#{max_latency=5}"), HasSubstr("the nearest is \"max-latency\""));
     EXPECT_EQ(specError("a#{=5}"), "a: a word is missing before \"=5\"; it is WORD=VALUE&WORD=VALUE");
     EXPECT_THAT(specError("a#{streams=subtitles}"), HasSubstr("a: streams: takes video, audio or both"));
+    EXPECT_THAT(specError("a#{references=everywhere}"), HasSubstr("a: references: takes beside or anywhere"));
+    EXPECT_TRUE(InputSpec::parse("a#{references=anywhere}").over({}).mayNameAnything);
     EXPECT_THAT(specError("a#{paced=perhaps}"), HasSubstr("a: paced: takes yes or no"));
     EXPECT_THAT(specError("a#{output=mkv}"), HasSubstr("a: output: output \"mkv\": there is no such kind"));
     EXPECT_THAT(specError("a#{output=wav&output=wav:.}"), HasSubstr("is the same output as another"));
