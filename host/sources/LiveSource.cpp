@@ -11,6 +11,14 @@
 
 namespace {
 
+/// A caller that is silent holds up all others; later it is given up as any source is.
+InputAccess accessOf(const LiveSource::Options &options)
+{
+    InputAccess access = options.access;
+    access.callerLimit = std::max(options.openLimit, options.stallLimit);
+    return access;
+}
+
 QByteArray labelOf(const LiveSource::Options &options, const LiveUrl &url)
 {
     return options.label.isEmpty() ? QByteArray::fromStdString(url.shown()) : options.label.toUtf8();
@@ -30,7 +38,7 @@ constexpr int delayByComputing = 25;
 
 LiveSource::LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                        const ModkitPtr<LiveQueue> &audio)
-    : _url(url, options.access)
+    : _url(url, accessOf(options))
     , _options(options)
     , _end(options.duration ? Clock::now() + *options.duration : Clock::time_point::max())
     , _queues{video, audio}

@@ -64,6 +64,9 @@ LiveUrl::LiveUrl(const std::string &url, InputAccess access)
         _name = _scheme + url.substr(_scheme.size());
         const std::size_t query = url.find('?');
         _query = query == std::string::npos ? std::string() : url.substr(query + 1);
+        // What would be taken for a part of the stream's name is an option.
+        if (_scheme == "rtmp" && isServer())
+            _name = _name.substr(0, query);
         // libavformat asks nothing but the address when it first listens.
         const auto interface = _access.options.find("localaddr");
         if (_scheme == "rtp" && interface != _access.options.end())
@@ -104,6 +107,11 @@ std::vector<LiveUrl::Option> LiveUrl::options() const
     // A file may else name none but files, and a description names what nobody but it can.
     if (isDescription() && _path)
         options.push_back({"protocol_whitelist", "file,crypto,data,rtp,srtp,udp"});
+    if (_scheme == "rtmp" && isServer()) {
+        options.push_back({"listen", "1"});
+        const auto limit = std::chrono::microseconds(_access.callerLimit).count();
+        options.push_back({"rw_timeout", std::to_string(limit)});
+    }
     // Of five of its parts' duration, for which none was added to the playlist.
     if (isPlaylist() || _scheme == "live")
         options.push_back({"m3u8_hold_counters", "10"});
@@ -149,7 +157,7 @@ bool LiveUrl::isServer() const
 {
     if (_scheme == "srt")
         return hasParameter("mode", "listener");
-    return _scheme == "tcp" && hasParameter("listen", "1");
+    return (_scheme == "tcp" || _scheme == "rtmp") && hasParameter("listen", "1");
 }
 
 /// Whether the address says so, be it by the name alone, or an option.

@@ -13,8 +13,8 @@ struct AVInputFormat;
 class LiveUrl final {
 public:
     struct Option {
-        const char *name;
-        const char *value;
+        std::string name;
+        std::string value;
     };
 
     /// How a session description begins.

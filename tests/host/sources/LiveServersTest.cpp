@@ -217,6 +217,7 @@ TEST_F(LiveServersTest, AnOptionThatItDoesNotTakeEndsTheSource)
 struct Called {
     const char *url;
     const char *caller;
+    const char *muxer;
 };
 
 class CalledSource : public LiveServersTest, public testing::WithParamInterface<Called> {
@@ -234,7 +235,8 @@ protected:
 
     std::unique_ptr<ServerProcess> call() const
     {
-        return ServerProcess::transportStream(clip(), QString(GetParam().caller).arg(_port));
+        return ServerProcess::transportStream(clip(), QString(GetParam().caller).arg(_port),
+                                              QLatin1String(GetParam().muxer));
     }
 
     const quint16 _port = Loopback::freePort(std::string(GetParam().url).find("srt") == 0 ? SOCK_DGRAM : SOCK_STREAM);
@@ -284,11 +286,31 @@ TEST_P(CalledSource, StopsAtOnceWhileNobodyCalls)
     EXPECT_LT(timeToStop(), milliseconds(400));
 }
 
-INSTANTIATE_TEST_SUITE_P(Live, CalledSource,
-                         testing::Values(Called{"tcp://127.0.0.1:%1?listen", "tcp://127.0.0.1:%1"},
-                                         Called{"srt://127.0.0.1:%1?mode=listener",
-                                                "srt://127.0.0.1:%1?connect_timeout=10000"}),
-                         [](const auto &test) { return std::string(test.param.url, 3); });
+INSTANTIATE_TEST_SUITE_P(
+    Live, CalledSource,
+    testing::Values(Called{"tcp://127.0.0.1:%1?listen", "tcp://127.0.0.1:%1", "mpegts"},
+                    Called{"srt://127.0.0.1:%1?mode=listener", "srt://127.0.0.1:%1?connect_timeout=10000", "mpegts"},
+                    Called{"rtmp://127.0.0.1:%1/app/key?listen", "rtmp://127.0.0.1:%1/app/key", "flv"}),
+    [](const auto &test) { return std::string(test.param.url, 3); });
+
+TEST_F(LiveServersTest, ACallerByRtmpThatSaysNothingIsGivenUpForTheNextOne)
+{
+    const quint16 port = Loopback::freePort(SOCK_STREAM);
+    start(QStringLiteral("rtmp://127.0.0.1:%1/app/key?listen").arg(port), pictures());
+    const sockaddr_in address = Loopback::at(port);
+    const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_TRUE(eventually(
+        [&] { return ::connect(silent, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0; }));
+    EXPECT_TRUE(takeReports(1));
+    std::unique_ptr<ServerProcess> caller;
+    EXPECT_TRUE(takeUntil([&] {
+        if (!caller || (!caller->isRunning() && videoBlocks.empty()))
+            caller = ServerProcess::transportStream(clip(), QStringLiteral("rtmp://127.0.0.1:%1/app/key").arg(port),
+                                                    QStringLiteral("flv"));
+        return videoBlocks.size() >= 20;
+    }));
+    ::close(silent);
+}
 
 /// What a source over datagrams says of losses, with the muxer that is told.
 class DroppedDatagrams : public LiveServersTest, public testing::WithParamInterface<const char *> {};

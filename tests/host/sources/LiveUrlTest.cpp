@@ -114,11 +114,16 @@ TEST(LiveUrl, OnlyThoseThatWaitForDatagramsAreListening)
 TEST(LiveUrl, KnowsWhoWaitsForCallers)
 {
     for (const char *const url : {"tcp://0.0.0.0:5000?listen", "tcp://0.0.0.0:5000?a=b&listen=1",
-                                  "srt://0.0.0.0:5000?mode=listener&latency=20"})
+                                  "srt://0.0.0.0:5000?mode=listener&latency=20", "rtmp://0.0.0.0:1935/app/key?listen"})
         EXPECT_TRUE(LiveUrl(url).isServer()) << url;
     for (const char *const url : {"tcp://host:5000", "tcp://host:5000?listen=0", "srt://host:5000?mode=caller",
                                   "srt://host:5000", "udp://host:5000?listen", "lavfi:testsrc"})
         EXPECT_FALSE(LiveUrl(url).isServer()) << url;
+    EXPECT_EQ(LiveUrl("rtmp://0.0.0.0:1935/app/key?listen").name(), "rtmp://0.0.0.0:1935/app/key");
+    EXPECT_EQ(optionOf("rtmp://0.0.0.0:1935/app/key?listen", "listen"), "1");
+    EXPECT_EQ(LiveUrl("rtmp://host/app/key?token=x").name(), "rtmp://host/app/key?token=x");
+    EXPECT_FALSE(LiveUrl("rtmp://host/app/key").isServer());
+    EXPECT_TRUE(LiveUrl("rtmp://0.0.0.0:1935/app", {{{"listen", "1"}}}).isServer());
     EXPECT_TRUE(LiveUrl("tcp://0.0.0.0:5000", {{{"listen", "1"}}}).isServer());
     EXPECT_TRUE(LiveUrl("srt://0.0.0.0:5000", {{{"mode", "listener"}}}).isServer());
     EXPECT_FALSE(LiveUrl("tcp://0.0.0.0:5000?listen", {{{"listen", "0"}}}).isServer());
