@@ -312,7 +312,7 @@ TEST_F(LiveServersTest, ACallerByRtmpThatSaysNothingIsGivenUpForTheNextOne)
     ::close(silent);
 }
 
-/// What a source over datagrams says of losses, with the muxer that is told.
+/// What a source over datagrams says of losses, with the given muxer.
 class DroppedDatagrams : public LiveServersTest, public testing::WithParamInterface<const char *> {};
 
 TEST_P(DroppedDatagrams, ShowInTheNextBlock)
