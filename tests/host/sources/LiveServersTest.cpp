@@ -1,3 +1,4 @@
+#include <QFile>
 #include <QtEndian>
 
 #include <algorithm>
@@ -178,16 +179,37 @@ struct Group {
     const char *muxer;
 };
 
-class GroupSource : public LiveServersTest, public testing::WithParamInterface<Group> {};
+class GroupSource : public LiveServersTest, public testing::WithParamInterface<Group> {
+protected:
+    static constexpr const char *group = "239.255.77.1";
+
+    /// Whether this machine has joined the group on the loopback interface.
+    static bool isJoined()
+    {
+        QFile file(QStringLiteral("/proc/net/igmp"));
+        if (!file.open(QIODevice::ReadOnly))
+            return false;
+        // Each interface has a line that begins with its number, and behind it one for each of its groups.
+        bool isLoopback = false;
+        for (const QByteArray &line : file.readAll().split('\n')) {
+            if (!line.startsWith('\t'))
+                isLoopback = line.contains("\tlo ");
+            else if (isLoopback && line.contains("014DFFEF"))
+                return true;
+        }
+        return false;
+    }
+};
 
 TEST_P(GroupSource, IsJoinedOnTheInterfaceThatIsAskedFor)
 {
-    const QString url = QStringLiteral("%1://239.255.77.1:%2")
-                            .arg(QLatin1String(GetParam().scheme))
+    const QString url = QStringLiteral("%1://%2:%3")
+                            .arg(QLatin1String(GetParam().scheme), QLatin1String(group))
                             .arg(Loopback::freePort(SOCK_DGRAM));
     LiveSource::Options options = pictures();
     options.access.options["localaddr"] = "127.0.0.1";
     start(url, options);
+    ASSERT_TRUE(eventually([] { return isJoined(); }));
     const auto sender = ServerProcess::transportStream(
         clip(), url + QStringLiteral("?localaddr=127.0.0.1&pkt_size=1316"), QLatin1String(GetParam().muxer));
     ASSERT_TRUE(takeVideo(20));
