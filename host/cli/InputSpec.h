@@ -8,9 +8,9 @@
 #include "cli/InputWords.h"
 
 /// One input as the user writes it: a file or a URL; a URL also as `NAME=URL`, such as `front-door=rtsp://10.0.0.5/1`,
-/// where the name consists of letters, digits, dots, dashes and underscores. Behind either there may be options for this
-/// input alone, `#{WORD=VALUE&WORD=VALUE}`. No address has such signs in it; a file whose name ends so is given with
-/// "#{}" behind it.
+/// where the name consists of letters, digits, dots, dashes and underscores. Behind either there may be options for
+/// this input alone, `#{WORD=VALUE&WORD=VALUE}`. No address has such signs in it; a file whose name ends so is given
+/// with "#{}" behind it.
 struct InputSpec {
     std::string url;
     std::optional<std::string> name;

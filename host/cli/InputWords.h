@@ -6,8 +6,8 @@
 
 #include <decoding/Input.h>
 
-/// The words that say how an input is decoded: the options of `decode` that concern inputs, for all of them, and the same
-/// words behind one input, for it alone. All operations are thread-safe.
+/// The words that say how an input is decoded: the options of `decode` that concern inputs, for all of them, and the
+/// same words behind one input, for it alone. All operations are thread-safe.
 namespace InputWords {
 
 struct Word {
@@ -29,7 +29,7 @@ struct Setting {
 /// @throws decoding::Error that says what the word of @p setting, one of all, takes.
 void set(decoding::InputOptions &options, const Setting &setting);
 
-/// Sets all of them. Outputs come in the place of those that there are, and what is none of the words is an option of
+/// Sets all of them. Outputs come in the place of those that there are, and every other word is an option of
 /// libavformat's. @throws decoding::Error that names the culprit.
 void setAll(decoding::InputOptions &options, const std::vector<Setting> &settings);
 

@@ -5,8 +5,8 @@
 #include <string>
 
 /// What the FFmpeg libraries say of an input in messages only: a demuxer that comes upon the end of the file too early
-/// tells so in no other way, nor does one that misses datagrams or parts of a playlist. Their messages are shown nowhere
-/// from the first object of this class on, in the whole process. Belongs to an input; reentrant.
+/// tells so in no other way, nor does one that misses datagrams or parts of a playlist. Their messages are shown
+/// nowhere from the first object of this class on, in the whole process. Belongs to an input; reentrant.
 class FfmpegMessages final {
 public:
     FfmpegMessages();
@@ -17,7 +17,8 @@ public:
     /// Takes the messages of this thread while it lives. There is one at a time on a thread.
     class Listening final {
     public:
-        /// What was noticed before is forgotten, but for missing parts. @param context whose complaints are of interest.
+        /// What was noticed before is forgotten, except for missing parts. @param context whose complaints are of
+        /// interest.
         Listening(FfmpegMessages &messages, const void *context);
         Listening(const Listening &) = delete;
         Listening &operator=(const Listening &) = delete;

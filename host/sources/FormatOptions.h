@@ -32,7 +32,7 @@ public:
     /// @return the names of all formats of inputs but @p others, with commas between. Thread-safe.
     [[nodiscard]] static std::string formatsBut(const std::set<std::string> &others);
 
-    /// @return the names of all options that there are for inputs, but for those of devices. Thread-safe.
+    /// @return the names of all options that there are for inputs, except for those of devices. Thread-safe.
     [[nodiscard]] static std::vector<std::string> names();
 
 private:

@@ -23,8 +23,9 @@ public:
     /// Whether @p url names something that never ends and cannot be made to wait: `rtsp`, `rtsps`, `rtp`, `srtp`,
     /// `udp`, `srt`, `rtmp`, `rtmps` or `tcp` before "://", `lavfi:` and a graph of libavfilter, `v4l2:` and a video
     /// device, `sdp:` and a session description of what comes by RTP, `hls:` and a playlist, or `live:` and an address
-    /// of `http` or `https`, in small letters or large ones. Files, pipes and what comes over plain `http` are not: they
-    /// are read to the end, as fast as the decoders take them. A file whose name begins so is given with its directory.
+    /// of `http` or `https`, in small letters or large ones. Files, pipes and what comes over plain `http` are not:
+    /// they are read to the end, as fast as the decoders take them. A file whose name begins so is given with its
+    /// directory.
     static bool isLive(const std::string &url);
 
     /// @return the path of the file that @p url, live or not, names, if it names one; else @p url.
@@ -51,7 +52,7 @@ public:
     /// Whether it can be opened as its format alone.
     bool needsFormat() const { return isOfDevice() || isDescription() || isPlaylist(); }
 
-    /// @return the path of the file that it is; nothing when it is none.
+    /// @return the path of the file that it is; nothing when it is no file.
     const std::optional<std::string> &path() const { return _path; }
     /// @return what is wrong with the file that it names, in words that go behind a name.
     std::optional<std::string> obstacle() const;

@@ -20,7 +20,7 @@ bool startsWith(const std::string &text, const std::string &beginning)
     return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-/// @return where the prefix ends with which libavformat has a file decrypted; 0 when there is none.
+/// @return where the prefix ends with which libavformat has a file decrypted; 0 where it has no such prefix.
 std::size_t endOfDecryption(const std::string &url)
 {
     return startsWith(url, "crypto+") || startsWith(url, "crypto:") ? 7 : 0;

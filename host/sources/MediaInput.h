@@ -64,12 +64,13 @@ public:
     /// Whether it is a playlist, whose parts come one after the other, each at once.
     bool isPlaylist() const { return container() == "hls"; }
 
-    /// @return whether, during the last call, datagrams or a part of a playlist were found to be missing. Nobody knows how
-    ///         many packets that damaged, nor of which stream.
+    /// @return whether, during the last call, datagrams or a part of a playlist were found to be missing. Nobody knows
+    ///         how many packets that damaged, nor of which stream.
     bool hasNoticedGap() const { return _messages.hasNoticedGap() || _noticedCutOff; }
 
-    /// @return in words, what a playlist named that it must not, or the first part of it that libavformat has passed over, or did not get to its end, or how
-    ///         it lost the server that continues it, since the beginning of the opening; empty when it did not.
+    /// @return in words, what a playlist named that it must not, or the first part of it that libavformat has passed
+    ///         over, or did not get to its end, or how it lost the server that continues it, since the beginning of the
+    ///         opening; empty when it did not.
     const std::string &missingPart() const
     {
         if (!_parts.refusal().empty())

@@ -16,8 +16,9 @@ extern "C" {
 }
 
 /// What libavformat opens for an input: the file itself, and what that names, such as the segments of a playlist. Opens
-/// nothing that a local file must not name, ends the waiting for those that send nothing any more, and notices those that were cut off, which the demuxer of playlists
-/// passes over without a word. Belongs to an input, whose context it outlives; reentrant.
+/// nothing that a local file must not name, ends the waiting for those that send nothing any more, and notices those
+/// that were cut off, which the demuxer of playlists passes over without a word. Belongs to an input, whose context it
+/// outlives; reentrant.
 class MediaParts final {
 public:
     using Clock = std::chrono::steady_clock;
@@ -46,7 +47,8 @@ public:
     /// Whether nothing came for so long. From then on nothing is waited for any more.
     bool hasStalled() const { return _hasStalled; }
 
-    /// @return what has become known since the last call of a part that was cut off; an input that is one file has none.
+    /// @return what has become known since the last call of a part that was cut off; an input that is one file has
+    ///         none.
     std::optional<std::string> takeCutOff();
 
 private:
@@ -71,7 +73,7 @@ private:
     std::string _refusal;
     decltype(AVFormatContext::io_open) _open = nullptr; // libavformat's own
     decltype(AVFormatContext::io_close2) _close = nullptr;
-    std::vector<Part> _parts; // that are open, but for the input itself
+    std::vector<Part> _parts; // that are open, except for the input itself
     AVFormatContext *_context = nullptr;
     qint64 _closedBytes = 0; // of parts that are closed
     qint64 _knownBytes = 0;  // when something came last
