@@ -25,6 +25,7 @@
 #include "media/FileSet.h"
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
+#include "sources/LiveUrl.h"
 #include "terminal/DisplayText.h"
 #include "terminal/DisplayThread.h"
 #include "terminal/LineOutput.h"
@@ -182,10 +183,11 @@ std::optional<std::string> obstacle(const DecodeOptions &options)
     FileSet report;
     if (options.jsonFile)
         report.add(*options.jsonFile);
-    if (std::any_of(options.inputs.begin(), options.inputs.end(),
-                    [&report](const std::string &input) { return report.contains(input); }))
+    if (std::any_of(options.inputs.begin(), options.inputs.end(), [&report](const std::string &input) {
+            return report.contains(LiveUrl::pathOf(InputSpec::parse(input).url));
+        }))
         return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
-    return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.input.outputs) : std::nullopt;
+    return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.outputs()) : std::nullopt;
 }
 
 /// @return nothing on success, and then nothing that was made here lives any more; otherwise what went wrong.

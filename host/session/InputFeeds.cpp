@@ -38,6 +38,7 @@ FeedRun &InputFeeds::add(bool video, bool audio)
 
 std::unique_ptr<InputFeed> InputFeeds::makeFeed(bool video, bool audio) const
 {
+    const InputAccess access = {_options.formatOptions, _options.mayNameAnything};
     if (_isLive) {
         LiveSource::Options live;
         live.video = video;
@@ -45,6 +46,10 @@ std::unique_ptr<InputFeed> InputFeeds::makeFeed(bool video, bool audio) const
         live.duration = _options.duration;
         live.label = QString::fromStdString(_label);
         live.changes = _changes;
+        live.access = access;
+        live.stallLimit = _options.stallLimit.value_or(live.stallLimit);
+        live.firstRetryDelay = _options.firstRetryDelay;
+        live.lastRetryDelay = _options.lastRetryDelay;
         return std::make_unique<LiveFeed>(_url, live, _options.maxLatency);
     }
     MediaSource::Options file;
@@ -55,6 +60,8 @@ std::unique_ptr<InputFeed> InputFeeds::makeFeed(bool video, bool audio) const
     file.duration = _options.duration;
     file.label = QString::fromStdString(_label);
     file.changes = _changes;
+    file.access = access;
+    file.stallLimit = _options.stallLimit.value_or(file.stallLimit);
     return std::make_unique<FileFeed>(_url, file, _threads.openers);
 }
 

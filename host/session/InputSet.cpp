@@ -54,7 +54,7 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
     const quint64 number = ++_lastNumber;
     if (!isLive && url.find("://") == std::string::npos) {
         _inputFiles->expect(number);
-        _identifiers.post([files = _inputFiles, number, url] { files->identify(number, url); });
+        _identifiers.post([files = _inputFiles, number, url] { files->identify(number, LiveUrl::pathOf(url)); });
     }
     const auto changes = std::make_shared<ChangeNote>([jobs = _jobs, number] { jobs->noteChange(number); });
     const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs, changes);

@@ -161,10 +161,15 @@ void decoding::Session::Core::start(const SessionSettings &settings)
 
 std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options)
 {
-    if (options.repeat < 1)
-        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::repeat is less than 1");
-    if (options.queuedFrames < 1)
-        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::queuedFrames is less than 1");
+    const auto require = [&url](bool isRight, const char *what) {
+        if (!isRight)
+            throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::" + what);
+    };
+    require(options.repeat >= 1, "repeat is less than 1");
+    require(options.queuedFrames >= 1, "queuedFrames is less than 1");
+    require(!options.stallLimit || options.stallLimit->count() > 0, "stallLimit is not more than 0");
+    require(options.firstRetryDelay.count() > 0, "firstRetryDelay is not more than 0");
+    require(options.firstRetryDelay <= options.lastRetryDelay, "lastRetryDelay is less than firstRetryDelay");
     std::shared_ptr<Input::Core> input;
     {
         const std::lock_guard<std::mutex> lock(_mutex);

@@ -14,6 +14,14 @@
 
 namespace {
 
+/// A caller that is silent holds up all others; later it is given up as any source is.
+InputAccess accessOf(const LiveSource::Options &options)
+{
+    InputAccess access = options.access;
+    access.callerLimit = std::max(options.openLimit, options.stallLimit);
+    return access;
+}
+
 QByteArray labelOf(const LiveSource::Options &options, const LiveUrl &url)
 {
     return options.label.isEmpty() ? QByteArray::fromStdString(url.shown()) : options.label.toUtf8();
@@ -33,7 +41,7 @@ constexpr int delayByComputing = 25;
 
 LiveSource::LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                        const ModkitPtr<LiveQueue> &audio)
-    : _url(url)
+    : _url(url, accessOf(options))
     , _options(options)
     , _end(options.duration ? Clock::now() + *options.duration : Clock::time_point::max())
     , _queues{video, audio}
@@ -160,6 +168,8 @@ LiveSource::Break LiveSource::connectAndDeliver()
     noteUndecodable(connection.undecodable());
     _times.beginConnection();
     const quint64 packetsBefore = status().packets;
+    if (connection.isPlaylist())
+        connection.setStallLimit(_options.stallLimit);
     const Clock::time_point begin = Clock::now();
     Break end = deliver(connection);
     if (_lastPacket - begin >= _options.steadyAfter)
@@ -200,14 +210,16 @@ LiveSource::Break LiveSource::deliver(LiveConnection &connection)
     while (!isOver()) {
         if (_describeAnew)
             return {"it has changed, and cannot be decoded as it began", false, false};
-        const Clock::time_point deadline = _lastPacket + _options.stallLimit;
+        // A playlist pauses for as long as its parts last.
+        const bool mayPause = connection.isPlaylist();
+        const Clock::time_point deadline = mayPause ? Clock::time_point::max() : _lastPacket + _options.stallLimit;
         const LiveConnection::Result result = connection.read(notAfterEnd(deadline), _times);
         if (!result.failure.empty())
             return {result.failure};
         if (result.hasOtherStreams)
             noteStreams(connection);
         if (result.delivery) {
-            if (_url.isGenerated())
+            if (_url.isGenerated() || mayPause)
                 waitUntil(notAfterEnd(pacing.dueAt(result.delivery->block.blockTimeMs, Clock::now())));
             if (isOver())
                 break;
@@ -216,7 +228,7 @@ LiveSource::Break LiveSource::deliver(LiveConnection &connection)
             if (!result.timedOut)
                 _lastPacket = Clock::now();
         } else if (result.timedOut || Clock::now() >= deadline) {
-            return {"no packet for " + Outage::seconds(_options.stallLimit)};
+            return {(mayPause ? "nothing has come for " : "no packet for ") + Outage::seconds(_options.stallLimit)};
         } else if (result.isIdle) {
             waitUntil(notAfterEnd(Clock::now() + idleInterval));
         }

@@ -19,6 +19,7 @@
 #include "queues/LiveQueue.h"
 #include "sources/Backoff.h"
 #include "sources/BlockTimes.h"
+#include "sources/InputAccess.h"
 #include "sources/LiveConnection.h"
 #include "sources/LiveUrl.h"
 #include "sources/MediaSource.h"
@@ -44,6 +45,7 @@ public:
         bool audio = true;
         /// Names the source and its streams in reports; the url without its secrets when empty.
         QString label;
+        InputAccess access;
         /// How long opening may take, and how long no packet may come.
         std::chrono::milliseconds openLimit{10'000};
         std::chrono::milliseconds stallLimit{5'000};

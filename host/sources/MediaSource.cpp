@@ -8,6 +8,7 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "sources/Outage.h"
 #include "sources/ThreadLimit.h"
 #include "threads/HostThread.h"
 
@@ -112,10 +113,11 @@ std::optional<std::string> MediaSource::error() const
 std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *abandoned)
 {
     _input.reset();
-    auto opened = MediaInput::open(_url, _stopRequested, abandoned);
+    auto opened = MediaInput::open(_url, _options.access, _stopRequested, abandoned);
     if (const auto *const error = std::get_if<std::string>(&opened))
         return *error;
     _input = std::move(std::get<std::unique_ptr<MediaInput>>(opened));
+    _input->setStallLimit(_options.stallLimit);
     return std::nullopt;
 }
 
@@ -219,10 +221,12 @@ bool MediaSource::deliverFile(int repetition)
         _interleaver.end(position);
     if (isStopRequested() || !appendInterleaved())
         return false;
-    if (noteMissingPart())
-        return false;
     const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
-    if (result != AVERROR_EOF)
+    if (_input->hasStalled())
+        noteError(_shown + ": nothing has come for " + Outage::seconds(_options.stallLimit) + after);
+    else if (noteMissingPart())
+        return false;
+    else if (result != AVERROR_EOF)
         noteError(_shown + ": reading it stopped" + after + ": " + ffmpegErrorText(result));
     else if (!_input->complaint().empty())
         noteError(_shown + ": the file is damaged or truncated" + after + ": " + _input->complaint());

@@ -19,6 +19,7 @@
 #include "media/StreamKind.h"
 #include "queues/BlockQueue.h"
 #include "sources/BlockTimes.h"
+#include "sources/InputAccess.h"
 #include "sources/Interleaver.h"
 #include "sources/MediaInput.h"
 #include "sources/Pacing.h"
@@ -47,6 +48,9 @@ public:
         QString label;
         /// Set when there is an error; may be null. The queue tells the rest.
         std::shared_ptr<ChangeNote> changes = {};
+        InputAccess access;
+        /// How long nothing may come of a file that is read over the network.
+        std::chrono::milliseconds stallLimit{30'000};
     };
 
     struct Stream : StreamDescription {

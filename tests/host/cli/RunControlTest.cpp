@@ -145,6 +145,21 @@ TEST_F(RunControlTest, AnswersWhyALiveSourceHasFailedAndForgetsIt)
     EXPECT_FALSE(_inputs.contains("door"));
 }
 
+TEST_F(RunControlTest, TakesOptionsOfOneInputAndRefusesWrongOnes)
+{
+    askToAdd("cup.mp4#{repeat=3}", "cup");
+    ASSERT_EQ(_session.opened.size(), 1U);
+    EXPECT_EQ(_session.opened[0].repeat, 3);
+    EXPECT_EQ(_session.opened[0].name, "cup");
+    askToAdd("tree.avi#{repeat=never}");
+    ASSERT_TRUE(_answer);
+    EXPECT_THAT(_answer->error, Optional(StartsWith("tree.avi: repeat: ")));
+    askToAdd("tree.avi#{output=y4m:-}");
+    ASSERT_TRUE(_answer);
+    EXPECT_THAT(_answer->error, Optional(StartsWith("tree.avi: the standard output ")));
+    EXPECT_EQ(_session.opened.size(), 1U);
+}
+
 TEST_F(RunControlTest, RefusesANameThatIsTakenAtOnce)
 {
     addOpen("tree");
