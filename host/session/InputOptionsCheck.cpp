@@ -33,6 +33,11 @@ public:
         checkTime("maxLatency", _options.maxLatency);
         if (_options.duration)
             checkTime("duration", *_options.duration);
+        if (_options.stallLimit)
+            checkTime("stallLimit", *_options.stallLimit);
+        checkTime("firstRetryDelay", _options.firstRetryDelay);
+        checkTime("lastRetryDelay", _options.lastRetryDelay);
+        require(_options.firstRetryDelay <= _options.lastRetryDelay, "lastRetryDelay is less than firstRetryDelay");
         for (auto output = _options.outputs.begin(); output != _options.outputs.end(); ++output) {
             checkOutput(*output);
             require(std::none_of(_options.outputs.begin(), output,

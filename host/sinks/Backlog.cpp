@@ -21,12 +21,13 @@ std::string counted(int records, const SamplesHeader * /*kind*/)
 
 template <class Handle, class Header>
 Backlog<Handle, Header>::Backlog(std::unique_ptr<Writer> writer, SinkLimits limits, std::shared_ptr<WriteWatch> watch,
-                                 std::shared_ptr<SinkWorkers::Pool> workers)
+                                 std::shared_ptr<SinkWorkers::Pool> workers, std::shared_ptr<ChangeNote> changes)
     : _writer(std::move(writer))
     , _target(_writer->target())
     , _limits(std::move(limits))
     , _watch(std::move(watch))
     , _workers(std::move(workers))
+    , _changes(std::move(changes))
 {
 }
 
@@ -132,6 +133,7 @@ bool Backlog<Handle, Header>::step()
         _hasBegun = true;
         if (error)
             failLocked(*error, unwritten);
+        ChangeNote::set(_changes);
     } else if (!_waiting.empty()) {
         Record record = std::move(_waiting.front());
         _waiting.pop_front();
@@ -144,6 +146,7 @@ bool Backlog<Handle, Header>::step()
         if (error && !_error)
             _error = *error;
         _completed.notify_all();
+        ChangeNote::set(_changes);
     }
     _isScheduled = !_isLeftBehind && (!_waiting.empty() || (_isEnding && !_hasEnded));
     return _isScheduled;
@@ -171,10 +174,14 @@ void Backlog<Handle, Header>::write(Record record, std::unique_lock<std::mutex> 
         if (!_error)
             _error = *error;
         _isFailing = true;
+        ChangeNote::set(_changes);
     } else {
         const quint64 size = std::get<quint64>(result);
         _bytesWritten += size;
-        _isFailing = _isFailing && size == 0;
+        if (_isFailing && size > 0) {
+            _isFailing = false;
+            ChangeNote::set(_changes);
+        }
     }
     --_pendingRecords;
     _pendingBytes -= record.size;
@@ -192,6 +199,7 @@ void Backlog<Handle, Header>::failLocked(const std::string &error, std::deque<Re
     _hasFailed = _isFailing = true;
     _failed += static_cast<quint64>(_pendingRecords);
     dropAllLocked(unwritten);
+    ChangeNote::set(_changes);
 }
 
 template <class Handle, class Header>

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <filesystem>
+
 #include "host/sinks/Records.h"
 #include <gmock/gmock.h>
 
@@ -25,7 +27,7 @@ protected:
     {
         OutputSpec spec;
         spec.kind = kind;
-        spec.directory = directory;
+        spec.directory = directory.toStdString();
         return SinkFactory::createVideoSink(spec, {QStringLiteral("clip"), 0, {}, std::make_shared<Gate>(), existing},
                                             _workers);
     }
@@ -33,7 +35,7 @@ protected:
     {
         OutputSpec spec;
         spec.kind = kind;
-        spec.directory = directory;
+        spec.directory = directory.toStdString();
         return SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), 0, {}, std::make_shared<Gate>(), existing},
                                             _workers);
     }
@@ -72,6 +74,19 @@ TEST_F(SinkFactoryTest, CreatesTheDirectoryAndTheFilesRightAway)
     EXPECT_EQ(errorOf(samples), "none");
     EXPECT_EQ(QDir(inside("a/b")).entryList(QDir::Files),
               QStringList({QStringLiteral("clip.audio.framemd5"), QStringLiteral("clip.video.framemd5")}));
+}
+
+TEST_F(SinkFactoryTest, CreatesADirectoryWhoseNameIsNotUtf8)
+{
+    OutputSpec spec;
+    spec.kind = OutputSpec::Raw;
+    const std::string odd = _directory.path().toStdString() + "/o\xffut";
+    spec.directory = odd + "/b";
+    SinkFactory::Input input;
+    input.stem = QStringLiteral("clip");
+    EXPECT_EQ(errorOf(SinkFactory::createVideoSink(spec, input, _workers)), "none");
+    EXPECT_TRUE(std::filesystem::exists(spec.directory + "/clip.video.raw"));
+    std::filesystem::remove_all(odd); // which Qt could not
 }
 
 TEST_F(SinkFactoryTest, NullSinksCreateNothing)
