@@ -1,5 +1,8 @@
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <malloc.h>
+#include <thread>
 
 #include "host/session/ProcessFigures.h"
 #include "host/session/SessionFixture.h"
@@ -32,14 +35,20 @@ protected:
         }
     }
 
-    /// @return the bytes that are allocated once all inputs have gone.
+    /// @return the bytes that are allocated once all inputs have gone: the least within a second, since decoders and
+    /// sources are gone a moment before their memory is.
     std::size_t heapBytes()
     {
         EXPECT_TRUE(waitUntil([&] {
             const decoding::Snapshot snapshot = _session->snapshot();
             return snapshot.inputs.empty() && snapshot.decoders == 0;
         }));
-        return mallinfo2().uordblks;
+        std::size_t least = mallinfo2().uordblks;
+        for (int sample = 0; sample < 100; ++sample) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            least = std::min(least, mallinfo2().uordblks);
+        }
+        return least;
     }
 };
 
