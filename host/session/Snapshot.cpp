@@ -41,8 +41,10 @@ std::vector<std::string> decoding::Snapshot::Input::errors() const
         if (stream.damaged > 0 && !live)
             all.push_back(name + " " + stream.kind + ": damaged in " + grouped(stream.damaged) +
                           (stream.damaged == 1 ? " place" : " places"));
-        // Nothing is lost, and nothing damaged, of pictures that a decoder never made anything of.
-        if (live && finished && stream.kind == "video" && stream.frames == 0)
+        // Nothing is lost, and nothing damaged, of what no decoder made anything of.
+        if (!stream.missingCodec.empty())
+            all.push_back(name + " " + stream.kind + ": no decoder for " + stream.missingCodec);
+        else if (live && finished && stream.kind == "video" && stream.frames == 0)
             all.push_back(name + " video: no picture could be decoded");
         for (const Output &output : stream.outputs) {
             if (output.error)

@@ -47,7 +47,7 @@ void TroubleWatch::watchCodec(const Figures &figures, const Moment &moment)
         return;
     if (isNew)
         _codecReminder.begin(moment.now);
-    tell(figures, "no decoder for " + _missingCodec, moment);
+    tell(figures, "no decoder for " + _missingCodec, moment, true);
 }
 
 void TroubleWatch::watchDamage(const Figures &figures, const Moment &moment)
@@ -101,8 +101,8 @@ void TroubleWatch::watchOutput(OutputTrouble &known, const Snapshot::Output &out
 }
 
 /// Has it reported, and keeps it as the latest trouble.
-void TroubleWatch::tell(const Figures &figures, const std::string &what, const Moment &moment)
+void TroubleWatch::tell(const Figures &figures, const std::string &what, const Moment &moment, bool isError)
 {
-    _reports.push_back({figures.name + ": " + what, false});
+    _reports.push_back({figures.name + ": " + what, isError});
     _last = Snapshot::Trouble{moment.clock, what};
 }

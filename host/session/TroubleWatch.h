@@ -55,7 +55,7 @@ private:
     void watchFrames(const Figures &figures, const Moment &moment);
     void watchOutput(OutputTrouble &known, const decoding::Snapshot::Output &output, const Figures &figures,
                      const Moment &moment);
-    void tell(const Figures &figures, const std::string &what, const Moment &moment);
+    void tell(const Figures &figures, const std::string &what, const Moment &moment, bool isError = false);
 
     std::string _missingCodec;
     Reminder _codecReminder;

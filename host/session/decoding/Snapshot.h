@@ -116,8 +116,8 @@ struct Snapshot {
         bool finished = false;          // nothing of it changes any more, unless a stream is read that was not yet
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a
-        ///         live input may have without failing, that a live video has ended without a picture, and the errors
-        ///         of its outputs.
+        ///         live input may have without failing, that there is no decoder for it, that a live video has ended
+        ///         without a picture, and the errors of its outputs.
         DECODING_EXPORT std::vector<std::string> errors() const;
         /// @return what went wrong last with the input or this stream of it.
         DECODING_EXPORT const std::optional<Trouble> &lastErrorOf(const Stream &stream) const;

@@ -129,6 +129,18 @@ TEST_F(DamagedInput, InAnUnknownCodecIsRefused)
     expectRefused(write("unknown.avi", content.replace("cvid", "zzz9")), "no video or audio stream in it");
 }
 
+TEST_F(DamagedInput, WithOneStreamInAnUnknownCodecFailsThoughTheOtherIsDecoded)
+{
+    const QString known = generate("known.avi", "-f lavfi -i testsrc2=size=64x48:rate=25:duration=1 -f lavfi -i "
+                                                "sine=duration=1 -c:v mpeg4 -vtag FMP4 -c:a pcm_s16le");
+    const HostRun run = decodeWithOthers(write("unknown.avi", read(known).replace("FMP4", "NOPE")));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errors, ElementsAre(HasSubstr("unknown.avi video: no decoder for NOPE")));
+    EXPECT_EQ(run.report["errors"].toArray(), QJsonArray{"unknown.avi video: no decoder for NOPE"});
+    EXPECT_EQ(run.input("unknown.avi")["state"].toString(), QStringLiteral("failed"));
+    EXPECT_GT(run.stream("unknown.avi", "audio")["frames"].toInt(), 0);
+}
+
 TEST_F(DamagedInput, OfAPlaylistThatLacksASegmentIsDecodedAsFarAsItGoes)
 {
     const QString list =

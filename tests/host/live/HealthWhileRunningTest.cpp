@@ -1,5 +1,6 @@
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 
 #include "ByteServer.h"
 #include "LiveRunFixture.h"
@@ -55,6 +56,8 @@ TEST_F(HealthWhileRunning, AStreamWithoutADecoderIsNamedWithinASecond)
     EXPECT_TRUE(host.shows("^....-..-..T..:..:.. stream name=\"front door video\" state=no-decoder unwell=yes "));
     const HostRun run = host.quit();
     EXPECT_EQ(run.stream("front door", "video")["state"].toString(), QStringLiteral("no-decoder"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.report["errors"].toArray().contains("front door video: no decoder for NOPE"));
 }
 
 TEST_F(HealthWhileRunning, DamageMakesTheRowUnwellAndIsCountedWhileItComes)

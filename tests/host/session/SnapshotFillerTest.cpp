@@ -158,6 +158,9 @@ TEST_F(SnapshotFillerTest, ShowsAStreamThatThereIsNoDecoderForBesideTheOthers)
     EXPECT_EQ(input.lastErrorOf(input.streams[0])->text, "no decoder for NOPE");
     EXPECT_EQ(input.stateOf(input.streams[1]), State::Running);
     EXPECT_EQ(input.streams[1].missingCodec, "");
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("unknown.mp4"); }));
+    EXPECT_EQ(shown("unknown.mp4").state, State::Failed);
+    EXPECT_THAT(shown("unknown.mp4").errors(), ElementsAre("unknown.mp4 video: no decoder for NOPE"));
 }
 
 TEST_F(SnapshotFillerTest, ShowsThePresentCodecAndSizeAndWhatCannotBeOpened)

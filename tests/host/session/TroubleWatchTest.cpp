@@ -54,12 +54,12 @@ TEST_F(TroubleWatchTest, HasNothingToTellOfAStreamThatRuns)
 TEST_F(TroubleWatchTest, NamesACodecThatIsMissingAndAgainNowAndThenAndAnother)
 {
     _figures.missingCodec = "NOPE";
-    EXPECT_THAT(after(1s), ElementsAre("cam video: no decoder for NOPE"));
+    EXPECT_THAT(after(1s), ElementsAre("error: cam video: no decoder for NOPE"));
     EXPECT_EQ(last(), "no decoder for NOPE");
     EXPECT_THAT(after(2s), IsEmpty());
-    EXPECT_THAT(after(11s), ElementsAre("cam video: no decoder for NOPE"));
+    EXPECT_THAT(after(11s), ElementsAre("error: cam video: no decoder for NOPE"));
     _figures.missingCodec = "ZZQ9";
-    EXPECT_THAT(after(12s), ElementsAre("cam video: no decoder for ZZQ9"));
+    EXPECT_THAT(after(12s), ElementsAre("error: cam video: no decoder for ZZQ9"));
     _figures.missingCodec.clear();
     EXPECT_THAT(after(80s), IsEmpty());
     EXPECT_EQ(last(), "no decoder for ZZQ9") << "what is over remains the latest";
