@@ -462,7 +462,11 @@ void InputRun::watchEnd(const TroubleWatch::Moment &moment, const std::vector<st
             report(at(kind).troubles.end(figuresOf(kind), moment));
     }
     for (const std::string &error : errors) {
-        if (_toldErrors.count(error) == 0)
+        // What was told while it went on has no count behind it.
+        const bool isTold = std::any_of(_toldErrors.begin(), _toldErrors.end(), [&error](const std::string &told) {
+            return error.compare(0, told.size(), told) == 0;
+        });
+        if (!isTold)
             report({{error, true}});
     }
 }

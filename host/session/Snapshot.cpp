@@ -11,6 +11,14 @@ std::string grouped(std::int64_t number)
     return text;
 }
 
+/// @return what follows the error of an output that could not write so many frames.
+std::string missing(std::int64_t frames)
+{
+    if (frames == 0)
+        return {};
+    return "; " + grouped(frames) + (frames == 1 ? " frame is missing" : " frames are missing");
+}
+
 } // namespace
 
 std::string decoding::Snapshot::Stream::form() const
@@ -48,7 +56,7 @@ std::vector<std::string> decoding::Snapshot::Input::errors() const
             all.push_back(name + " video: no picture could be decoded");
         for (const Output &output : stream.outputs) {
             if (output.error)
-                all.push_back(*output.error);
+                all.push_back(*output.error + missing(output.failed));
         }
     }
     return all;

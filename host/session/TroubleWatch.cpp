@@ -11,6 +11,9 @@ namespace {
 // Key blocks of a camera may be so far from each other.
 constexpr std::chrono::seconds firstFrameLimit(5);
 
+// A single frame may still fit where the next ones do not.
+constexpr std::chrono::seconds writtenAgainAfter(1);
+
 std::string counted(std::int64_t count, const char *noun)
 {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
@@ -82,6 +85,7 @@ void TroubleWatch::watchOutput(OutputTrouble &known, const Snapshot::Output &out
     if (!output.error)
         return;
     const std::optional<CountedTrouble::Spell> spell = known.failures.update(output.failed, moment.now, moment.clock);
+    const bool failsNow = output.failing || known.failures.latest() == moment.now;
     if (known.failures.latest() == moment.now || !known.isTold)
         _last = Snapshot::Trouble{moment.clock, *output.error};
     if (!std::exchange(known.isTold, true))
@@ -90,11 +94,19 @@ void TroubleWatch::watchOutput(OutputTrouble &known, const Snapshot::Output &out
         _reports.push_back({figures.name + ": " + counted(spell->count, "frame") + " not written since " +
                                 ClockTime::ofDay(spell->since) + ": " + *output.error,
                             false});
-    if (spell)
+    if (failsNow) {
         known.isFailing = true;
-    if (!known.isFailing || output.failing)
+        known.writtenSince.reset();
+        return;
+    }
+    if (!known.isFailing)
+        return;
+    if (!known.writtenSince)
+        known.writtenSince = moment.now;
+    if (moment.now - *known.writtenSince < writtenAgainAfter)
         return;
     known.isFailing = false;
+    known.failures.endSpell();
     _reports.push_back({figures.name + ": " + output.kind + " is written again; " + counted(output.failed, "frame") +
                             (output.failed == 1 ? " is missing" : " are missing"),
                         false});

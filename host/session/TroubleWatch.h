@@ -46,8 +46,9 @@ public:
 private:
     struct OutputTrouble {
         CountedTrouble failures;
-        bool isTold = false;    // its error
-        bool isFailing = false; // and that is told
+        bool isTold = false;                           // its error
+        bool isFailing = false;                        // and that is told
+        std::optional<Reminder::Instant> writtenSince; // while it is, as far as could be seen
     };
 
     void watchCodec(const Figures &figures, const Moment &moment);

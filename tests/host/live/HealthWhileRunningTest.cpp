@@ -97,6 +97,10 @@ TEST_F(HealthWhileRunning, AnOutputThatFailsIsToldAtOnceAndMakesTheRowUnwellAndT
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_THAT(host.messages("cannot write .*: No space left on device$"), SizeIs(1)) << "told again at the end";
     EXPECT_EQ(run.stream("pattern", "video")["notWritten"], run.stream("pattern", "video")["frames"]);
+    const int missing = run.stream("pattern", "video")["notWritten"].toInt();
+    EXPECT_THAT(run.report["errors"].toArray().first().toString().toStdString(),
+                testing::MatchesRegex("cannot write .*: No space left on device; " + std::to_string(missing) +
+                                      " frames are missing"));
     EXPECT_THAT(run.output, HasSubstr("\nerror      cannot write "));
 }
 #endif
