@@ -431,6 +431,7 @@ TroubleWatch::Figures InputRun::figuresOf(StreamKind kind) const
     TroubleWatch::Figures figures;
     figures.name = _name.shown + ' ' + nameOf(kind);
     figures.isVideo = kind == StreamKind::Video;
+    figures.isLive = isLive();
     if (of.undecodable)
         figures.missingCodec = of.undecodable->missingCodec;
     if (!of.stream)

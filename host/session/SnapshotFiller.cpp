@@ -157,6 +157,7 @@ Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputRu
         return shown;
     showCodec(of.stream->condition(), shown);
     shown.frames += of.stream->frames();
+    shown.lacksFrames = of.troubles.lacksFrames() && shown.frames == 0;
     if (const auto at = of.troubles.damagedAt())
         shown.sinceDamage = std::chrono::duration_cast<std::chrono::milliseconds>(_now - *at);
     shown.framesPerSecond = of.stream->rate().perSecond();

@@ -28,6 +28,8 @@ std::vector<Report> TroubleWatch::update(const Figures &figures, const Moment &m
     if (_missingCodec.empty()) {
         watchDamage(figures, moment);
         watchFrames(figures, moment);
+    } else {
+        _lacksFrames = false;
     }
     if (_outputs.size() < figures.outputs.size())
         _outputs.resize(figures.outputs.size());
@@ -69,8 +71,10 @@ void TroubleWatch::watchDamage(const Figures &figures, const Moment &moment)
 
 void TroubleWatch::watchFrames(const Figures &figures, const Moment &moment)
 {
+    // A stream of a file may begin late, and its blocks wait for it to be due. What is live is due when it comes.
+    const bool isDue = figures.isLive || figures.reads > 0;
     const bool lacked =
-        std::exchange(_lacksFrames, figures.frames == 0 && figures.reads > 0 && figures.decoding >= firstFrameLimit);
+        std::exchange(_lacksFrames, figures.frames == 0 && isDue && figures.decoding >= firstFrameLimit);
     if (!_lacksFrames || (lacked && !_framesReminder.isDue(moment.now)))
         return;
     if (!lacked)

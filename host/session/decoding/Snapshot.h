@@ -77,7 +77,8 @@ struct Snapshot {
         int height = 0;
         std::string missingCodec; // that there is no decoder for, such as "NOPE"; empty when there is one
         std::int64_t frames = 0;
-        std::int64_t damaged = 0;                             // blocks, pictures and runs of samples
+        bool lacksFrames = false; // none has come, though its decoder began five seconds ago
+        std::int64_t damaged = 0; // blocks, pictures and runs of samples
         std::optional<std::chrono::milliseconds> sinceDamage; // the latest; nothing when there was none
         std::int64_t lost = 0; // blocks of a live input that came faster than they could be decoded, or not at all
         std::int64_t late = 0; // of them: because the decoder was too slow

@@ -80,6 +80,19 @@ TEST_F(HealthWhileRunning, DamageMakesTheRowUnwellAndIsCountedWhileItComes)
     EXPECT_EQ(host.quit().exitCode, 0) << "a live input does not fail by damage";
 }
 
+TEST_F(HealthWhileRunning, AStreamThatIsGivenNothingIsToldAndMakesItsRowUnwell)
+{
+    const QString both = generate("both.avi", "-f lavfi -i testsrc2=size=64x48:rate=25:duration=20 -f lavfi -i "
+                                              "sine=duration=20 -c:v mpeg4 -c:a pcm_s16le");
+    // The pictures are announced, and none comes.
+    const ByteServer server({{read(both).replace("00dc", "JUNK"), true}});
+    LiveHost host({named(server)});
+    ASSERT_TRUE(host.until([&] { return !host.messages("door video: no frame in [56] s$").empty(); }));
+    EXPECT_TRUE(host.shows("name=\"door video\" state=running unwell=yes "));
+    EXPECT_GT(host.row("door", "audio").frames, 0);
+    EXPECT_EQ(host.quit().exitCode, 1);
+}
+
 #if defined(Q_OS_LINUX)
 TEST_F(HealthWhileRunning, AnOutputThatFailsIsToldAtOnceAndMakesTheRowUnwellAndTheRunFail)
 {

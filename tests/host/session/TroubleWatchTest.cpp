@@ -142,6 +142,21 @@ TEST_F(TroubleWatchTest, TellsAStreamThatGivesNoFrame)
     EXPECT_THAT(after(100s), IsEmpty());
 }
 
+TEST_F(TroubleWatchTest, TellsALiveStreamThatIsGivenNothingAndWaitsForOneOfAFile)
+{
+    _figures.frames = 0;
+    _figures.reads = 0;
+    _figures.decoding = 5s;
+    EXPECT_THAT(after(6s), IsEmpty());
+    EXPECT_FALSE(_watch.lacksFrames());
+    _figures.isLive = true;
+    EXPECT_THAT(after(7s), ElementsAre("cam video: no frame in 5 s"));
+    EXPECT_TRUE(_watch.lacksFrames());
+    _figures.missingCodec = "NOPE";
+    EXPECT_THAT(after(8s), ElementsAre("error: cam video: no decoder for NOPE"));
+    EXPECT_FALSE(_watch.lacksFrames());
+}
+
 TEST_F(TroubleWatchTest, TellsAtTheEndWhatHasGivenNoFrameThoughItWasRead)
 {
     _figures.frames = 0;
