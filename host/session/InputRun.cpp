@@ -443,7 +443,8 @@ TroubleWatch::Figures InputRun::figuresOf(StreamKind kind) const
     figures.damaged = of.damaged + DecodedStream::damaged(condition.counts);
     figures.damage = condition.damage.toStdString();
     figures.reads = of.feed->feed().figures(kind).reads;
-    figures.decoding = of.feed->runningTime();
+    if (const auto since = of.stream->decodedSince())
+        figures.decoding = of.feed->timeSince(*since);
     figures.outputs = of.stream->outputs();
     return figures;
 }
