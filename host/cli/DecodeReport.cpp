@@ -244,7 +244,7 @@ std::string DecodeReport::toText(int width) const
     const QStringList left = leftBehind();
     text += ReportText::line("left", left.isEmpty() ? QStringLiteral("nothing") : left.join(QStringLiteral("; ")));
     for (const std::string &error : allErrors())
-        text += ReportText::line("error", DisplayText::printable(error));
+        text += ReportText::line("error", QString::fromStdString(error));
     return text.toStdString();
 }
 

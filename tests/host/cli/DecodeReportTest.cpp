@@ -208,6 +208,15 @@ TEST(DecodeReport, NamesEverythingThatIsLeft)
     EXPECT_EQ(left[QStringLiteral("bigBlocks")].toInt(), 1234);
 }
 
+TEST(DecodeReport, ShowsWhatIsLeftInOneLineWhateverItsNames)
+{
+    DecodeReport report;
+    report.remains.published = {"e07\n11c9b"};
+    report.objectsLeft = {{"Block\x1b[31mQueue", 1}};
+    EXPECT_THAT(report.toText(), HasSubstr("left       1 identifier published: e07?11c9b; "
+                                           "1 object: 1 of Block?[31mQueue\n"));
+}
+
 TEST(DecodeReport, FailsForTheDamageOfAFileButNotForThatOfALiveSource)
 {
     DecodeReport report = finished();
