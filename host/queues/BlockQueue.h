@@ -48,7 +48,8 @@ public:
 
     /// @param readerCount decoders that will read the queue, at least 1. Any more are served too, beginning with the
     ///        oldest block, but hold nothing back: they may lose blocks, and are told so.
-    BlockQueue(int readerCount, Limits limits);
+    /// @param blocksBefore as if so many had gone through it already: for tests of what happens after very many.
+    BlockQueue(int readerCount, Limits limits, quint64 blocksBefore = 0);
 
     /// Never waits for a reader or the writer, but for the moment in which one of them holds the lock. Running out of
     /// memory ends the process, because the interface allows no exception.
