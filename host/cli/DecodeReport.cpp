@@ -184,6 +184,7 @@ std::vector<std::string> DecodeReport::allErrors() const
         for (std::string &error : input.errors())
             all.push_back(std::move(error));
     }
+    all.insert(all.end(), removedOutputErrors.begin(), removedOutputErrors.end());
     for (const QString &left : leftBehind())
         all.push_back("the component left " + left.toStdString());
     return all;

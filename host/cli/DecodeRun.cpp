@@ -100,6 +100,7 @@ public:
         loop.exec();
 
         _report.snapshot = _inputs.snapshot();
+        _report.removedOutputErrors = _inputs.outputErrorsOfRemoved();
         tellMessages();
         return std::nullopt;
     }

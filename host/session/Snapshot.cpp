@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <decoding/Snapshot.h>
 
 namespace {
@@ -40,6 +42,16 @@ std::int64_t decoding::Snapshot::Stream::notWritten() const
     return sum;
 }
 
+std::vector<std::string> decoding::Snapshot::Stream::outputErrors() const
+{
+    std::vector<std::string> all;
+    for (const Output &output : outputs) {
+        if (output.error)
+            all.push_back(*output.error + missing(output.failed));
+    }
+    return all;
+}
+
 std::vector<std::string> decoding::Snapshot::Input::errors() const
 {
     std::vector<std::string> all;
@@ -54,10 +66,8 @@ std::vector<std::string> decoding::Snapshot::Input::errors() const
             all.push_back(name + " " + stream.kind + ": no decoder for " + stream.missingCodec);
         else if (live && finished && stream.kind == "video" && stream.frames == 0)
             all.push_back(name + " video: no picture could be decoded");
-        for (const Output &output : stream.outputs) {
-            if (output.error)
-                all.push_back(*output.error + missing(output.failed));
-        }
+        for (std::string &failure : stream.outputErrors())
+            all.push_back(std::move(failure));
     }
     return all;
 }

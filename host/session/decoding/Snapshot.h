@@ -96,6 +96,8 @@ struct Snapshot {
         DECODING_EXPORT std::string form() const;
         /// @return over all outputs, the frames that could not be written.
         DECODING_EXPORT std::int64_t notWritten() const;
+        /// @return the errors of its outputs, each with the number of frames that are missing there.
+        DECODING_EXPORT std::vector<std::string> outputErrors() const;
     };
 
     struct Input {

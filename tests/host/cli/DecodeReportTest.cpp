@@ -170,6 +170,7 @@ TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
         [](DecodeReport &report) { report.snapshot.inputs[0].error = "wrong"; },
         [](DecodeReport &report) { report.snapshot.inputs[0].streams[0].outputs[0].error = "wrong"; },
         [](DecodeReport &report) { report.snapshot.inputs[0].streams[1].damaged = 1; },
+        [](DecodeReport &report) { report.removedOutputErrors = {"wrong"}; },
         [](DecodeReport &report) { report.remains.published = {"e0711c9b"}; },
         [](DecodeReport &report) { report.remains.threads = {4711}; },
         [](DecodeReport &report) {

@@ -161,6 +161,24 @@ TEST_F(RunInputsTest, LeaveOnceTheyAreFinishedAndFreeTheirNames)
     EXPECT_THAT(names(), ElementsAre("tree.avi", "door"));
 }
 
+TEST_F(RunInputsTest, LeaveTheErrorsOfTheirOutputsBehind)
+{
+    addNamed("door");
+    _session.begin("door", 5);
+    _session.input("door").streams[0].outputs.resize(2);
+    EXPECT_TRUE(_inputs.remove("door"));
+    EXPECT_THAT(_inputs.outputErrorsOfRemoved(), IsEmpty());
+    decoding::Snapshot::Output &output = _session.input("door").streams[0].outputs[1];
+    output.error = "cannot write door.raw: full";
+    output.failed = 3;
+    _session.input("door").error = "door: cannot be opened"; // which may be why it was removed
+    _session.finish("door");
+    _inputs.poll();
+    EXPECT_THAT(_inputs.outputErrorsOfRemoved(), ElementsAre("cannot write door.raw: full; 3 frames are missing"));
+    _inputs.poll();
+    EXPECT_EQ(_inputs.outputErrorsOfRemoved().size(), 1U) << "once only";
+}
+
 TEST_F(RunInputsTest, ThatWereNotOpenLeaveSilently)
 {
     add("clip.mp4");
