@@ -66,15 +66,19 @@ QString latencyOf(const Snapshot::Input &input)
 
 Row rowOf(const Snapshot::Input &input, const Snapshot::Stream &stream)
 {
-    const bool isFirst = &stream == &input.streams.front();
+    // Measured for the whole input; of a stream without a decoder there is nothing to measure.
+    const auto first = std::find_if(input.streams.begin(), input.streams.end(),
+                                    [](const Snapshot::Stream &each) { return each.missingCodec.empty(); });
+    const bool hasLatency = &stream == &(first == input.streams.end() ? input.streams.front() : *first);
+    const QString form = DisplayText::printable(stream.form());
     return {DisplayText::printable(input.name),
             QString::fromStdString(stream.kind),
-            DisplayText::printable(stream.form()),
+            stream.missingCodec.empty() ? form : form + QStringLiteral(", no decoder"),
             grouped(asQint64(stream.frames)),
             grouped(asQint64(stream.damaged)),
             grouped(asQint64(stream.lost)),
             grouped(framesPerSecond(input, stream), 1),
-            isFirst ? latencyOf(input) : QString(), // measured for the whole input
+            hasLatency ? latencyOf(input) : QString(),
             grouped(waitedMs(stream)),
             grouped(dropped(stream))};
 }

@@ -124,6 +124,20 @@ TEST(DecodeReport, ShowsTheLatencyInTheFirstRowOfEachInputAndADashWhenNothingWas
     EXPECT_THAT(lines[6], EndsWith("0.5                       0        0"));
 }
 
+TEST(DecodeReport, SaysThatThereIsNoDecoderAndShowsTheLatencyBesideAStreamThatHasOne)
+{
+    DecodeReport report = finished();
+    Snapshot::Stream &video = report.snapshot.inputs[0].streams[0];
+    video = {};
+    video.kind = "video";
+    video.codec = video.missingCodec = "NOPE";
+    std::vector<std::string> lines = linesOf(report.toText());
+    EXPECT_THAT(lines[1], HasSubstr("  video   NOPE, no decoder       0        0     0  0.0                       0"));
+    EXPECT_THAT(lines[2], HasSubstr("  audio   aac                    5        0     0  0.5  4.3 / 1,017          0"));
+    report.snapshot.inputs[0].streams.pop_back();
+    EXPECT_THAT(linesOf(report.toText())[1], HasSubstr("  0.0  4.3 / 1,017"));
+}
+
 TEST(DecodeReport, KeepsTheTableInOneLineForEachStreamWhateverTheNameHolds)
 {
     DecodeReport report = finished();
