@@ -49,8 +49,8 @@ int failRun(const std::string &message)
     return fail(ExitCode::failure, ClockTime::full(std::chrono::system_clock::now()) + ": " + message);
 }
 
-/// @param patience for which the text may find no room, if it may not wait for ever. @param isTimed its failure, as failRun
-///        has it. @return the exit code.
+/// @param patience for which the text may find no room, if it may not wait for ever. @param isTimed its failure, as
+///        failRun has it. @return the exit code.
 int print(const std::string &text, int descriptor = STDOUT_FILENO,
           std::optional<std::chrono::milliseconds> patience = std::nullopt, bool isTimed = false)
 {

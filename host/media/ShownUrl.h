@@ -14,7 +14,8 @@ namespace ShownUrl {
 
 /// @return @p text with "***" for user name and password, for what stands behind a question mark or a number sign, and
 ///         for what follows the application in an RTMP address, its stream key, and for the values in its path that
-///         are called password, pwd, token, key, auth or the like; what does not look like an address as it is. Passwords with slashes and question marks in them make no valid address, but people write them: where
+///         are called password, pwd, token, key, auth or the like; what does not look like an address as
+///         it is. Passwords with slashes and question marks in them make no valid address, but people write them: where
 ///         a colon comes before an @, everything before the last @ is hidden, be it too much.
 [[nodiscard]] std::string withoutSecrets(const std::string &text);
 

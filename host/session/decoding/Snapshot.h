@@ -27,8 +27,7 @@ enum class State {
 };
 
 /// @return the word that lists and reports use: "connecting", "ready", "running", "waiting", "ended", "failed",
-///         "no-decoder".
-/// Thread-safe.
+///         "no-decoder". Thread-safe.
 DECODING_EXPORT const char *toText(State state);
 
 /// How a light of a decoder looks.
