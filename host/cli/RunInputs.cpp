@@ -171,7 +171,7 @@ void RunInputs::forgetRemoved()
             if (_outputErrors.size() < maxOutputErrors)
                 _outputErrors.push_back(std::move(error));
         }
-        // Of one that could not be opened, enough is told.
+        // One that could not be opened has reported its error.
         if (leaving->wasOpen)
             _messages.add(leaving->name + ": removed, after " + std::to_string(leaving->frames) + " frames");
         _session.forget(leaving->name);

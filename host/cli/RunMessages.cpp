@@ -17,7 +17,7 @@ void RunMessages::add(const Message &message)
     if (_latest.size() == maxLatest)
         _latest.erase(_latest.begin());
     _latest.push_back({++_count, message.at, message.text, message.isError});
-    _untold.push_back(ClockTime::full(message.at) + ": " + message.text);
+    _new.push_back(ClockTime::full(message.at) + ": " + message.text);
 }
 
 void RunMessages::add(const std::string &text)
@@ -28,7 +28,7 @@ void RunMessages::add(const std::string &text)
 std::vector<std::string> RunMessages::take()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    return std::exchange(_untold, {});
+    return std::exchange(_new, {});
 }
 
 std::vector<RunMessages::Message> RunMessages::latest() const

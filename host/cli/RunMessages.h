@@ -26,7 +26,7 @@ public:
 
 private:
     mutable std::mutex _mutex; // guards the rest
-    std::vector<std::string> _untold;
+    std::vector<std::string> _new;
     std::vector<Message> _latest;
     std::int64_t _count = 0;
 };

@@ -325,7 +325,7 @@ void InputRun::endReadersInVain()
     }
 }
 
-/// Forgets the feeds that were left, but for the first, and keeps what they counted.
+/// Forgets the feeds that were left, except the first, and keeps what they counted.
 void InputRun::dropLeftFeeds()
 {
     const auto isDropped = [this](const std::unique_ptr<FeedRun> &feed) {
@@ -464,11 +464,12 @@ void InputRun::watchEnd(const TroubleWatch::Moment &moment, const std::vector<st
             report(at(kind).troubles.end(figuresOf(kind), moment));
     }
     for (const std::string &error : errors) {
-        // What was told while it went on has no count behind it.
-        const bool isTold = std::any_of(_toldErrors.begin(), _toldErrors.end(), [&error](const std::string &told) {
-            return error.compare(0, told.size(), told) == 0;
-        });
-        if (!isTold)
+        // What was reported while it went on has no count behind it.
+        const bool isReported =
+            std::any_of(_reportedErrors.begin(), _reportedErrors.end(), [&error](const std::string &reported) {
+                return error.compare(0, reported.size(), reported) == 0;
+            });
+        if (!isReported)
             report({{error, true}});
     }
 }
@@ -477,7 +478,7 @@ void InputRun::report(std::vector<Report> reports)
 {
     for (Report &each : reports) {
         if (each.isError)
-            _toldErrors.insert(each.text);
+            _reportedErrors.insert(each.text);
         _reports.push_back(std::move(each));
     }
 }

@@ -35,9 +35,9 @@ public:
         std::vector<decoding::Snapshot::Output> outputs;
     };
 
-    /// @return what is to be told now.
+    /// @return what to report now.
     [[nodiscard]] std::vector<Report> update(const Figures &figures, const Moment &moment);
-    /// @return what is to be told last, when the stream has ended by itself; after an `update`.
+    /// @return what to report last, when the stream has ended by itself; after an `update`.
     [[nodiscard]] std::vector<Report> end(const Figures &figures, const Moment &moment);
 
     const std::optional<decoding::Snapshot::Trouble> &last() const { return _last; }
@@ -49,8 +49,8 @@ public:
 private:
     struct OutputTrouble {
         CountedTrouble failures;
-        bool isTold = false;                           // its error
-        bool isFailing = false;                        // and that is told
+        bool isReported = false;                       // its error
+        bool isFailing = false;                        // and that is reported
         std::optional<Reminder::Instant> writtenSince; // while it is, as far as could be seen
     };
 
@@ -64,7 +64,7 @@ private:
     std::string _missingCodec;
     Reminder _codecReminder;
     CountedTrouble _damage;
-    bool _lacksFrames = false; // and that is told
+    bool _lacksFrames = false; // and that is reported
     Reminder _framesReminder;
     std::vector<OutputTrouble> _outputs; // by their place
     std::vector<Report> _reports;        // of the present call
