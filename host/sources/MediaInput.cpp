@@ -14,6 +14,7 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "sources/GapMessages.h"
 #include "sources/ThreadTime.h"
 #include <sys/stat.h>
 
@@ -26,22 +27,6 @@ constexpr std::chrono::seconds formatLimit{1};
 
 /// Enough for the streams beside one that cannot be decoded.
 constexpr qint64 undecodableAnalysisUs = 250'000;
-
-// How messages begin, before their arguments are filled in, that nothing else tells of.
-constexpr std::array<const char *, 1> missingDatagrams = {"RTP: missed "};
-constexpr std::array<const char *, 4> missingParts = {
-    "Failed to open segment ", "Failed to reload playlist ",
-    "skipping %",              // segments that have left the list before they were read
-    "Stream ends prematurely", // said by the connection that a segment comes over
-};
-
-template <std::size_t Count>
-bool isOneOf(const std::array<const char *, Count> &beginnings, const char *message)
-{
-    return std::any_of(beginnings.begin(), beginnings.end(), [message](const char *beginning) {
-        return std::strncmp(message, beginning, std::strlen(beginning)) == 0;
-    });
-}
 
 /// The input that this thread is opening or reading.
 thread_local MediaInput *reader = nullptr;
@@ -251,9 +236,10 @@ void MediaInput::takeMessage(void *sender, int level, const char *format, va_lis
 {
     if (!reader || level > AV_LOG_WARNING)
         return;
-    if (isOneOf(missingDatagrams, format))
+    const GapMessages::Gap gap = GapMessages::of(sender, format);
+    if (gap == GapMessages::Gap::Datagrams)
         reader->_noticedGap = true;
-    const bool isPart = reader->_missingPart.empty() && isOneOf(missingParts, format);
+    const bool isPart = gap == GapMessages::Gap::Part && reader->_missingPart.empty();
     const bool isComplaint = level <= AV_LOG_ERROR && sender == reader->_context;
     if (!isPart && !isComplaint)
         return;

@@ -9,7 +9,7 @@ using testing::HasSubstr;
 using testing::Optional;
 using testing::StartsWith;
 
-/// Playlists of HTTP live streaming, whose demuxer passes over what it cannot read.
+/// Playlists of HTTP live streaming, and DASH manifests, whose demuxers pass over what they cannot read.
 class PlaylistTest : public MediaFixture {
 protected:
     /// @return the answer of a server of HTTP. @param missing bytes at its end that it never sends.
@@ -95,4 +95,21 @@ TEST_F(PlaylistTest, ThatMovesOnTooFastIsReported)
         errorOfServed({answer(playlist(0, 1, true)), answer(content), answer(playlist(5, 1, false)), answer(content)}),
         Optional(HasSubstr("a part of it is missing: skipping 4 segments ahead")));
     EXPECT_EQ(_blocks, 51U);
+}
+
+TEST_F(PlaylistTest, OfDashOneOfWhoseChunksIsMissingIsReadOnAndReported)
+{
+    const QString manifest = make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=6 -c:v libx264 "
+                                                 "-preset ultrafast -g 25 -bf 0 -f dash -seg_duration 1"),
+                                  QStringLiteral("clip.mpd"));
+    {
+        const auto source = open(manifest);
+        EXPECT_EQ(deliver(*source).size(), 151U);
+        EXPECT_EQ(source->error(), std::nullopt);
+    }
+    ASSERT_TRUE(QFile::remove(path(QStringLiteral("chunk-stream0-00003.m4s"))));
+    const auto source = open(manifest);
+    EXPECT_EQ(deliver(*source).size(), 126U);
+    EXPECT_THAT(source->error(),
+                Optional(HasSubstr("/clip.mpd: a part of it is missing: Failed to open fragment of playlist")));
 }
