@@ -37,8 +37,8 @@ struct DecodeReport {
     /// @return as in ExitCode.
     int exitCode() const;
 
-    /// @param width of a line in characters, at least 20; the names of inputs are shortened to keep the table within it,
-    ///        though not to less than 12. Error lines may be wider.
+    /// @param width of a line in characters, at least 20; the names of inputs are shortened to keep the table within
+    ///        it, though not to less than 12. Error lines may be wider.
     std::string toText(int width = 100) const;
     std::string toJson() const;
 

@@ -7,9 +7,9 @@
 
 #include "media/Reminder.h"
 
-/// Trouble that is counted, such as damaged pictures, and when to report it: when a spell of it begins, and now and then
-/// while more comes. A minute without any ends the spell, unless it is ended before. Reentrant; time is passed in and
-/// never goes back.
+/// Trouble that is counted, such as damaged pictures, and when to report it: when a spell of it begins, and now and
+/// then while more comes. A minute without any ends the spell, unless it is ended before. Reentrant; time is passed in
+/// and never goes back.
 class CountedTrouble final {
 public:
     using Instant = Reminder::Instant;
