@@ -28,8 +28,9 @@ bool endsWith(const std::string &text, const std::string &end)
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-/// @return @p path with the links in it followed, as far as it is there.
-std::filesystem::path resolved(const std::filesystem::path &path)
+} // namespace
+
+std::filesystem::path OutputFiles::resolved(const std::filesystem::path &path)
 {
     std::error_code error;
     std::filesystem::path absolute = std::filesystem::absolute(path, error).lexically_normal();
@@ -39,8 +40,6 @@ std::filesystem::path resolved(const std::filesystem::path &path)
     std::filesystem::path canonical = std::filesystem::weakly_canonical(absolute, error);
     return error ? absolute : canonical;
 }
-
-} // namespace
 
 std::string OutputFiles::placeOf(const std::string &directory)
 {
