@@ -94,6 +94,7 @@ public:
         loop.exec();
 
         _report.snapshot = _inputs.snapshot();
+        _report.removedOutputErrors = _inputs.outputErrorsOfRemoved();
         tellMessages();
     }
 
@@ -233,7 +234,7 @@ std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &opti
     if (const auto error = obstacle(options))
         return *error;
     DecodeReport report;
-    RunMessages messages(isLive(options) ? RunMessages::Times::OfAll : RunMessages::Times::OfMessages);
+    RunMessages messages;
     {
         WarningLog warnings;
         const auto error = runSession(options, messages, warnings, report);
@@ -247,9 +248,8 @@ std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &opti
     report.peakMemoryBytes = ProcessFigures::peakMemoryBytes();
     report.objectsLeft = ObjectTrace::liveCountByType();
     report.slabBlocksLeft = static_cast<qint64>(slab::liveBlockCount());
-    std::vector<std::string> left;
     for (const QString &each : report.leftBehind())
-        left.push_back("the component left " + each.toStdString());
-    tell(left, report.isAwaited);
+        messages.add("the component left " + each.toStdString());
+    tell(messages.take(), report.isAwaited);
     return report;
 }

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <filesystem>
 #include <system_error>
 #include <unistd.h>
 
@@ -45,7 +44,7 @@ std::optional<std::string> ReportFile::obstacle(const std::string &path, const s
     } else if (errno != ENOENT) {
         error = errno;
     } else {
-        const std::string directory = (std::filesystem::path(path).parent_path() / ".").string();
+        const std::string directory = (FilePlace::resolved(path).parent_path() / ".").string();
         error = errorOfAccess(directory, W_OK | X_OK);
         const bool isMade = std::any_of(outputs.begin(), outputs.end(), [&directory](const decoding::Output &output) {
             return output.kind != decoding::Output::Kind::Null &&

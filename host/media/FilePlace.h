@@ -8,7 +8,8 @@
 /// its time.
 namespace FilePlace {
 
-/// @return @p path with the links in it followed, as far as it is there.
+/// @return @p path with the links in it followed, as far as it is there; one at its end, too, where that leads to
+///         nothing.
 [[nodiscard]] std::filesystem::path resolved(const std::filesystem::path &path);
 
 /// @return one text for all ways to name a directory, which need not be there.

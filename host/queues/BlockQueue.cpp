@@ -7,6 +7,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr quint32 maxBehind = quint32(1) << 31;
+
 qint64 millisecondsSince(Clock::time_point instant)
 {
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - instant).count();
@@ -14,11 +16,12 @@ qint64 millisecondsSince(Clock::time_point instant)
 
 } // namespace
 
-BlockQueue::BlockQueue(int readerCount, Limits limits, std::shared_ptr<ChangeNote> changes)
+BlockQueue::BlockQueue(int readerCount, Limits limits, std::shared_ptr<ChangeNote> changes, quint64 blocksBefore)
     : _limits(limits)
     , _changes(std::move(changes))
     , _readers(static_cast<std::size_t>(readerCount))
 {
+    _figures.blocks = blocksBefore;
 }
 
 bool BlockQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
@@ -160,8 +163,9 @@ quint32 BlockQueue::advanceLocked(const QueueCursor &cursor)
 /// @return how many blocks that are gone @p cursor stands before.
 quint32 BlockQueue::lostLocked(const QueueCursor &cursor) const
 {
+    // Numbers wrap: a cursor before a later block than the oldest seems to be far behind.
     const quint32 behind = _firstSequence - cursor.word0;
-    const bool wasThere = behind <= _figures.blocks - heldBlocksLocked();
+    const bool wasThere = behind < maxBehind && behind <= _figures.blocks - heldBlocksLocked();
     return !cursor.flag && wasThere ? behind : 0;
 }
 

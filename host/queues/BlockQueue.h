@@ -51,7 +51,8 @@ public:
     /// @param readerCount decoders that will read the queue, at least 1. Any more are served too, beginning with the
     ///        oldest block, but hold nothing back: they may lose blocks, which `lost` counts.
     /// @param changes set when a block came, when it has ended and when it is drained; may be null.
-    BlockQueue(int readerCount, Limits limits, std::shared_ptr<ChangeNote> changes = {});
+    /// @param blocksBefore as if so many had gone through it already: for tests of what happens after very many.
+    BlockQueue(int readerCount, Limits limits, std::shared_ptr<ChangeNote> changes = {}, quint64 blocksBefore = 0);
 
     /// Never waits for a reader or the writer, except while one of them holds the lock for a moment. Running out of
     /// memory ends the process, because the interface allows no exception.

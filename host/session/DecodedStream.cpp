@@ -80,6 +80,8 @@ void DecodedStream::add(std::string kind, const ModkitPtr<Sink> &sink, std::opti
 
 std::optional<std::string> DecodedStream::decodeIntoOutputs()
 {
+    if (!_decodedSince)
+        _decodedSince = RecentRate::Instant::clock::now();
     _gate->close();
     std::optional<std::string> error;
     for (Output &output : _outputs) {

@@ -97,6 +97,8 @@ public:
     /// Of its outputs.
     std::vector<decoding::Snapshot::Output> outputs() const;
 
+    /// When its decoder began.
+    const std::optional<RecentRate::Instant> &decodedSince() const { return _decodedSince; }
     /// Notes the first frame, which the rate counts from. To be called often.
     void noteFirstFrame(RecentRate::Instant now);
     /// When the first frame was noted.
@@ -131,6 +133,7 @@ private:
     std::vector<Output> _outputs;
     qint64 _framesBefore = 0; // frames() when an output left last
     RecentRate _rate;
+    std::optional<RecentRate::Instant> _decodedSince;
     std::optional<RecentRate::Instant> _firstFrameAt;
 };
 

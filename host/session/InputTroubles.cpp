@@ -1,5 +1,6 @@
 #include "session/InputTroubles.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -20,7 +21,12 @@ void InputTroubles::add(std::vector<Report> reports)
 void InputTroubles::addUnreported(const std::vector<std::string> &errors)
 {
     for (const std::string &error : errors) {
-        if (_reportedErrors.count(error) == 0)
+        // What was reported while it went on has no count behind it.
+        const bool isReported =
+            std::any_of(_reportedErrors.begin(), _reportedErrors.end(), [&error](const std::string &reported) {
+                return error.compare(0, reported.size(), reported) == 0;
+            });
+        if (!isReported)
             add({{error, true}});
     }
 }

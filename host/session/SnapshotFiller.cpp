@@ -156,6 +156,7 @@ void SnapshotFiller::fill(const InputRun &input, const InputRun::ShownStream &of
     showCodec(of.stream->condition(), shown);
     shown.outputs = of.stream->outputs();
     shown.frames += of.stream->frames(shown.outputs);
+    shown.lacksFrames = of.troubles.lacksFrames() && shown.frames == 0;
     if (const auto at = of.troubles.damagedAt())
         shown.sinceDamage = std::chrono::duration_cast<std::chrono::milliseconds>(_now - *at);
     shown.framesPerSecond = of.stream->rate().perSecond();

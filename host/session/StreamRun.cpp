@@ -135,7 +135,8 @@ TroubleWatch::Figures StreamRun::figures(const std::string &inputName) const
     figures.damaged = _damaged + DecodedStream::damaged(condition.counts);
     figures.damage = condition.damage.toStdString();
     figures.reads = _feed->feed().figures(_kind).reads;
-    figures.decoding = _feed->runningTime();
+    if (const auto since = _stream->decodedSince())
+        figures.decoding = _feed->timeSince(*since);
     figures.outputs = _stream->outputs();
     return figures;
 }

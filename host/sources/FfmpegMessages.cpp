@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "media/ShownUrl.h"
+#include "sources/GapMessages.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -16,12 +17,6 @@ extern "C" {
 namespace {
 
 // How messages begin, before their arguments are filled in, that nothing else tells of.
-constexpr std::array<const char *, 1> missingDatagrams = {"RTP: missed "};
-constexpr std::array<const char *, 4> missingParts = {
-    "Failed to open segment ", "Failed to reload playlist ",
-    "skipping %",              // segments that have left the list before they were read
-    "Stream ends prematurely", // said by the connection that a segment comes over
-};
 constexpr std::array<const char *, 5> wrongValues = {"Unable to parse ", "Value %f for parameter ",
                                                      "Undefined constant or missing ", "Error setting option ",
                                                      "Invalid value "};
@@ -69,10 +64,10 @@ void FfmpegMessages::take(void *sender, int level, const char *format, va_list a
         return;
     if (isOneOf(refusedFormats, format))
         taker->_hasRefusedFormat = true;
-    const bool isPart = isOneOf(missingParts, format);
-    if (isPart || isOneOf(missingDatagrams, format))
+    const GapMessages::Gap gap = GapMessages::of(sender, format);
+    if (gap != GapMessages::Gap::None)
         taker->_hasNoticedGap = true;
-    const bool isFirstPart = isPart && taker->_missingPart.empty();
+    const bool isFirstPart = gap == GapMessages::Gap::Part && taker->_missingPart.empty();
     const bool isComplaint = level <= AV_LOG_ERROR && sender == taker->_context;
     const bool isWrongValue = taker->_wrongValue.empty() && isOneOf(wrongValues, format);
     if (!isFirstPart && !isComplaint && !isWrongValue)

@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "media/ClockTime.h"
 #include "threads/HostThread.h"
 #include <decoding/Error.h>
 
@@ -96,7 +97,8 @@ void DisplayThread::run(State &state, RunDisplay::Options options)
             lock.unlock();
 
             if (dropped > 0)
-                display.tell(std::to_string(dropped) + " messages before this one could not be shown");
+                display.tell(ClockTime::full(std::chrono::system_clock::now()) + ": " + std::to_string(dropped) +
+                             " messages before this one could not be shown");
             for (const std::string &message : messages)
                 display.tell(message);
             const auto now = RunDisplay::Instant::clock::now();

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <unistd.h>
 
+#include "media/ClockTime.h"
 #include "terminal/DisplayText.h"
 
 namespace {
@@ -27,7 +28,7 @@ RunDisplay::RunDisplay(Options options)
     if (!options.isStandardOutputTaken && isatty(STDOUT_FILENO) == 1) {
         auto opened = Board::open();
         if (const std::string *const error = std::get_if<std::string>(&opened))
-            write(*error);
+            write(ClockTime::full(std::chrono::system_clock::now()) + ": " + *error);
         else
             _board = std::move(std::get<std::unique_ptr<Board>>(opened));
     }

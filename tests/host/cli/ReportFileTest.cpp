@@ -35,6 +35,20 @@ TEST_F(ReportFileTest, ThatCannotBeWrittenIsReported)
     EXPECT_THAT(ReportFile::write("/dev/full", "{}"), Optional(HasSubstr(": No space left on device")));
 }
 
+TEST_F(ReportFileTest, BehindALinkIsLookedForWhereThatLeads)
+{
+    fs::create_directories(path("there"));
+    fs::create_symlink("there/new.json", path("good"));
+    fs::create_symlink("gone/new.json", path("dangling"));
+    fs::create_symlink("dangling", path("twice"));
+    EXPECT_EQ(ReportFile::obstacle(path("good"), {}), std::nullopt);
+    for (const char *const name : {"dangling", "twice"}) {
+        EXPECT_THAT(ReportFile::obstacle(path(name), {}),
+                    Optional("cannot write " + path(name) + ": No such file or directory"));
+        EXPECT_EQ(ReportFile::obstacle(path(name), {decoding::Output::parse("wav:" + path("gone"))}), std::nullopt);
+    }
+}
+
 TEST_F(ReportFileTest, MayGoToADirectoryThatAnOutputMakes)
 {
     EXPECT_EQ(ReportFile::obstacle(path("out/new.json"), {decoding::Output::parse("wav:" + path("out/"))}),

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 namespace {
@@ -122,7 +123,7 @@ TEST_F(RunInputsTest, TellWhyACopyIsRefused)
     _session.refuses = true;
     _inputs.poll();
     EXPECT_THAT(names(), ElementsAre("cup.mp4"));
-    EXPECT_THAT(_messages.take(), ElementsAre("cup.mp4: refused"));
+    EXPECT_THAT(_messages.take(), ElementsAre(EndsWith(": cup.mp4: refused")));
 }
 
 TEST_F(RunInputsTest, OpenNoCopiesOfWhatCannotBeOpened)
@@ -167,9 +168,27 @@ TEST_F(RunInputsTest, LeaveOnceTheyAreFinishedAndFreeTheirNames)
     _session.finish("door");
     _inputs.poll();
     EXPECT_FALSE(_inputs.isLeaving("door"));
-    EXPECT_THAT(_messages.take(), ElementsAre("door: removed, after 7 frames"));
+    EXPECT_THAT(_messages.take(), ElementsAre(EndsWith(": door: removed, after 7 frames")));
     EXPECT_EQ(addNamed("door"), "door");
     EXPECT_THAT(names(), ElementsAre("tree.avi", "door"));
+}
+
+TEST_F(RunInputsTest, LeaveTheErrorsOfTheirOutputsBehind)
+{
+    addNamed("door");
+    _session.begin("door", 5);
+    _session.input("door").streams[0].outputs.resize(2);
+    EXPECT_TRUE(_inputs.remove("door"));
+    EXPECT_THAT(_inputs.outputErrorsOfRemoved(), IsEmpty());
+    decoding::Snapshot::Output &output = _session.input("door").streams[0].outputs[1];
+    output.error = "cannot write door.raw: full";
+    output.failed = 3;
+    _session.input("door").error = "door: cannot be opened"; // which may be why it was removed
+    _session.finish("door");
+    _inputs.poll();
+    EXPECT_THAT(_inputs.outputErrorsOfRemoved(), ElementsAre("cannot write door.raw: full; 3 frames are missing"));
+    _inputs.poll();
+    EXPECT_EQ(_inputs.outputErrorsOfRemoved().size(), 1U) << "once only";
 }
 
 TEST_F(RunInputsTest, ThatWereNotOpenLeaveSilently)

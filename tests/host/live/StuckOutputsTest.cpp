@@ -292,8 +292,9 @@ TEST_F(StuckOutputs, AFileWhoseOutputNobodyReadsEndsWhenItIsRemoved)
     ASSERT_TRUE(host.until([&] { return host.row("tree.avi").state == "ended" && host.row("box.mp4").frames > 0; }));
     promptly([&] { host.request({"remove", "box.mp4"}); });
     const HostRun run = host.quit();
-    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.exitCode, 1) << "though the input was removed";
     EXPECT_THAT(run.errors, Contains(HasSubstr(loss("box"))));
+    EXPECT_THAT(run.report["errors"].toArray().first().toString().toStdString(), HasSubstr(loss("box")));
     run.expectNothingLeft();
     expectFramesOfTool(run, {sample("tree.avi")}, path("out"));
 }

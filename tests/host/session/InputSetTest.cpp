@@ -161,3 +161,22 @@ TEST_F(InputSetTest, TakesNoMoreInputsOnceItIsClosed)
     ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
     EXPECT_THAT(names(), ElementsAre("door"));
 }
+
+TEST_F(InputSetTest, MissesFramesOfAStreamFromItsOwnBeginningOn)
+{
+    _options.outputs.clear();
+    add("lavfi:testsrc2=size=64x48:rate=25[out0];anoisesrc=sample_rate=8000[out1]", "pattern");
+    const auto told = [this](const char *stream) {
+        return std::any_of(_messages.begin(), _messages.end(), [stream](const std::string &message) {
+            return message.find(std::string(stream) + ": no frame in 5 s") != std::string::npos;
+        });
+    };
+    ASSERT_TRUE(pollUntil([this] { return isOpen("pattern"); }));
+    static_cast<void>(_handles["pattern"]->video().next(std::chrono::milliseconds(0)));
+    ASSERT_TRUE(pollUntil([&] { return told("pattern video"); }));
+    static_cast<void>(_handles["pattern"]->audio().next(std::chrono::milliseconds(0)));
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(pollUntil([&] { return told("pattern audio"); })) << "later";
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
+}

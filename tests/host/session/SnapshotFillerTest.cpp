@@ -49,6 +49,20 @@ TEST(SnapshotInput, ThatIsLiveFailsWhenItsVideoHasEndedWithoutAPicture)
     EXPECT_THAT(input.errors(), IsEmpty());
 }
 
+TEST(SnapshotInput, CountsInTheErrorOfAnOutputWhatIsMissingThere)
+{
+    Snapshot::Input input;
+    input.streams.resize(1);
+    input.streams[0].outputs.resize(2);
+    input.streams[0].outputs[0].error = "a.raw did not take its last 3 frames";
+    input.streams[0].outputs[1].error = "cannot write b.raw: full";
+    input.streams[0].outputs[1].failed = 1211;
+    EXPECT_THAT(input.errors(), ElementsAre("a.raw did not take its last 3 frames",
+                                            "cannot write b.raw: full; 1,211 frames are missing"));
+    input.streams[0].outputs[1].failed = 1;
+    EXPECT_THAT(input.errors(), testing::Contains("cannot write b.raw: full; 1 frame is missing"));
+}
+
 TEST_F(SnapshotFillerTest, ShowsALiveInputThatHasNoStreams)
 {
     const Loopback silent(SOCK_STREAM);
@@ -158,6 +172,9 @@ TEST_F(SnapshotFillerTest, ShowsAStreamThatThereIsNoDecoderForBesideTheOthers)
     EXPECT_EQ(input.lastErrorOf(input.streams[0])->text, "no decoder for NOPE");
     EXPECT_EQ(input.stateOf(input.streams[1]), State::Running);
     EXPECT_EQ(input.streams[1].missingCodec, "");
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("unknown.mp4"); }));
+    EXPECT_EQ(shown("unknown.mp4").state, State::Failed);
+    EXPECT_THAT(shown("unknown.mp4").errors(), ElementsAre("unknown.mp4 video: no decoder for NOPE"));
 }
 
 TEST_F(SnapshotFillerTest, ShowsThePresentCodecAndSizeAndWhatCannotBeOpened)

@@ -10,7 +10,7 @@ using testing::MatchesRegex;
 using testing::Optional;
 using testing::StartsWith;
 
-/// Playlists of HTTP live streaming, whose demuxer passes over what it cannot read.
+/// Playlists of HTTP live streaming, and DASH manifests, whose demuxers pass over what they cannot read.
 class PlaylistTest : public MediaFixture {
 protected:
     /// @return the answer of a server of HTTP. @param missing bytes at its end that it never sends.
@@ -156,4 +156,23 @@ TEST_F(PlaylistTest, OrAnyOtherFileOfASilentServerFailsAfterTheStallLimit)
     const std::optional<std::string> error = errorOfServed({half(content)}, QStringLiteral("long.ts"));
     EXPECT_THAT(error, Optional(MatchesRegex("http://127.0.0.1:[0-9]+/long.ts: nothing has come for 1.5 s, after "
                                              "[0-9]+ packets")));
+}
+
+TEST_F(PlaylistTest, OfDashOneOfWhoseChunksIsMissingIsReadOnAndReported)
+{
+    const QString manifest = make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=6 -c:v libx264 "
+                                                 "-preset ultrafast -g 25 -bf 0 -f dash -seg_duration 1"),
+                                  QStringLiteral("clip.mpd"));
+    MediaSource::Options options;
+    options.access.mayNameAnything = true;
+    {
+        const auto source = open(manifest, options);
+        EXPECT_EQ(deliver(*source).size(), 151U);
+        EXPECT_EQ(source->error(), std::nullopt);
+    }
+    ASSERT_TRUE(QFile::remove(path(QStringLiteral("chunk-stream0-00003.m4s"))));
+    const auto source = open(manifest, options);
+    EXPECT_EQ(deliver(*source).size(), 126U);
+    EXPECT_THAT(source->error(),
+                Optional(HasSubstr("/clip.mpd: a part of it is missing: Failed to open fragment of playlist")));
 }

@@ -1,0 +1,62 @@
+#include <QThread>
+
+#include <memory>
+#include <vector>
+
+#include "interfaces/ComponentExports.h"
+#include "interfaces/ISettings.h"
+
+// A component that starts a QThread without a name, and as many with names as the setting NAMED says, whatever THREADS
+// does.
+
+namespace {
+
+class ThreadedComponent final : public IComponent {
+public:
+    bool init(const ModkitPtr<ISettings> &settings, IObjectRegistry & /*registry*/,
+              const ModkitPtr<IComponent> & /*self*/) override
+    {
+        settings->getInt("THREADS", 1);
+        begin(QString());
+        for (int number = settings->getInt("NAMED", 0); number > 0; --number)
+            begin(QStringLiteral("Worker/%1").arg(number));
+        return true;
+    }
+    void stop() override
+    {
+        for (const auto &thread : _threads) {
+            thread->quit();
+            thread->wait();
+        }
+        _threads.clear();
+    }
+    int check() override { return 1; }
+
+private:
+    void begin(const QString &name)
+    {
+        _threads.push_back(std::make_unique<QThread>());
+        _threads.back()->setObjectName(name);
+        _threads.back()->start();
+    }
+
+    std::vector<std::unique_ptr<QThread>> _threads;
+};
+
+} // namespace
+
+void ModkitMyName(const char **name, std::int32_t *value, std::int32_t /*key*/)
+{
+    *name = "test.ThreadedComponent";
+    *value = 1;
+}
+
+void ModkitGetObject(IComponent **object, std::int32_t /*key*/)
+{
+    *object = new ThreadedComponent;
+}
+
+void ModkitDeleteObject(IComponent **object, std::int32_t /*key*/)
+{
+    delete *object;
+}
