@@ -83,7 +83,7 @@ void LiveRunFixture::expectInTime(const HostRun &run)
 {
     ASSERT_TRUE(_outputs.has_value()) << "the neighbours were not waited for";
     const auto limit = latenessLimit + 4 * _wakeUps->end();
-    EXPECT_LT(_outputs->end(), limit);
+    EXPECT_LT(_outputs->end().count(), limit.count()) << "ms that an output stood still";
     for (const std::string name : {"steady.mp4", "well", "pattern"})
         EXPECT_LT(run.input(name)["latencyMs"].toObject()["maximum"].toInt(-1), limit.count()) << name;
 }
