@@ -46,7 +46,7 @@ protected:
 private:
     QString pictures(const QString &name, int seconds, const char *options) const;
     void expectFirstFrames(const HostRun &run, const std::string &name, const std::vector<std::string> &expected) const;
-    void expectInTime(const HostRun &run);
+    void expectInTime();
 
     const int _fileSeconds;
     const QString _camera = pictures("camera.mp4", _fileSeconds + 18, "-c:v libx264 -preset veryfast -bf 0 -g 25");
