@@ -37,9 +37,7 @@ std::string RunInputs::add(const InputSpec &input, int copies)
 
 std::string RunInputs::open(const InputSpec &input)
 {
-    decoding::InputOptions options = _options;
-    options.name = input.name.value_or(std::string());
-    return _session.open(input.url, options);
+    return _session.open(input.url, input.over(_options));
 }
 
 bool RunInputs::remove(const std::string &name)

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 #include <malloc.h>
 #include <optional>
 #include <string>
@@ -17,6 +16,7 @@
 #include "cli/CommandLine.h"
 #include "cli/DecodeRun.h"
 #include "cli/ExitCode.h"
+#include "cli/InputSpec.h"
 #include "cli/ProbeRun.h"
 #include "cli/ReportFile.h"
 #include "cli/StandardDescriptors.h"
@@ -103,11 +103,8 @@ int run(const ControlOptions &options)
 {
     std::vector<std::string> request = options.request;
     // The host has a working directory of its own.
-    if (request.size() > 1 && request[0] == "add") {
-        std::error_code error;
-        if (std::filesystem::exists(request[1], error))
-            request[1] = std::filesystem::absolute(request[1], error).lexically_normal().string();
-    }
+    if (request.size() > 1 && request[0] == "add")
+        request[1] = InputSpec::completed(request[1]);
     const ControlClient::Answer answer = ControlClient::ask(options.socket, request, controlTimeout);
     std::string text;
     for (const std::string &line : answer.lines)

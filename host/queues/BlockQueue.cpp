@@ -14,8 +14,9 @@ qint64 millisecondsSince(Clock::time_point instant)
 
 } // namespace
 
-BlockQueue::BlockQueue(int readerCount, Limits limits)
+BlockQueue::BlockQueue(int readerCount, Limits limits, std::shared_ptr<ChangeNote> changes)
     : _limits(limits)
+    , _changes(std::move(changes))
     , _readers(static_cast<std::size_t>(readerCount))
 {
 }
@@ -33,6 +34,8 @@ bool BlockQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, 
             return false;
         const quint32 sequence = advanceLocked(*cursor);
         passed = takePassedLocked();
+        if (!passed.empty() && _ended && _entries.empty())
+            ChangeNote::set(_changes);
         const quint32 index = sequence - _firstSequence;
         if (index == heldBlocksLocked())
             return false;
@@ -68,6 +71,8 @@ bool BlockQueue::append(const Block &block)
     _figures.bytes += static_cast<quint64>(block.data.size());
     _figures.peakBlocks = std::max(_figures.peakBlocks, static_cast<int>(_entries.size()));
     _figures.peakBytes = std::max(_figures.peakBytes, _bytes);
+    lock.unlock();
+    ChangeNote::set(_changes);
     return true;
 }
 
@@ -82,6 +87,7 @@ void BlockQueue::end()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     _ended = true;
+    ChangeNote::set(_changes);
 }
 
 void BlockQueue::close()

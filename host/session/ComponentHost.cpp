@@ -12,6 +12,7 @@
 
 #include "modkit/ComponentLibrary.h"
 #include "session/ProcessThreads.h"
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -121,6 +122,7 @@ std::optional<std::string> ComponentHost::start(const QString &path)
     const ModkitPtr<ISettings> shared(settings);
     {
         const ThreadWarningsOff warningsOff;
+        const HostThread::WithoutSignals inherited; // by the decoder threads
         if (!component->init(shared, _registry, component))
             return library.path().toStdString() + ": " + library.name() + " finds a service missing that it requires";
     }

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "media/SafeText.h"
 #include "sinks/ReaderSink.h"
 
 DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<IInputQueue> &queue,
@@ -46,8 +47,8 @@ bool DecodedStream::haveOutputsBegun() const
 std::optional<std::string> DecodedStream::outputError() const
 {
     for (const Output &output : _outputs) {
-        if (auto error = output.sink->status().error)
-            return error;
+        if (const auto error = output.sink->status().error)
+            return SafeText::utf8(*error);
     }
     return std::nullopt;
 }
@@ -55,9 +56,13 @@ std::optional<std::string> DecodedStream::outputError() const
 void DecodedStream::addReader(const ReaderBuffer &buffer)
 {
     if (_kind == StreamKind::Video)
-        add("reader", ModkitPtr<VideoReaderSink>(new VideoReaderSink(_shownName, std::get<0>(buffer))), buffer);
+        add("reader",
+            ModkitPtr<VideoReaderSink>(new VideoReaderSink(_shownName, std::get<0>(buffer), _settings.changes)),
+            buffer);
     else
-        add("reader", ModkitPtr<AudioReaderSink>(new AudioReaderSink(_shownName, std::get<1>(buffer))), buffer);
+        add("reader",
+            ModkitPtr<AudioReaderSink>(new AudioReaderSink(_shownName, std::get<1>(buffer), _settings.changes)),
+            buffer);
 }
 
 template <class Sink>
@@ -137,6 +142,14 @@ qint64 DecodedStream::frames() const
     return frames;
 }
 
+qint64 DecodedStream::frames(const std::vector<decoding::Snapshot::Output> &outputs) const
+{
+    qint64 frames = _framesBefore;
+    for (std::size_t place = 0; place < outputs.size(); ++place)
+        frames = std::max(frames, _outputs[place].framesBefore + outputs[place].frames);
+    return frames;
+}
+
 qint64 DecodedStream::damaged(const DamageCounts::Counts &counts)
 {
     return static_cast<qint64>(std::accumulate(counts.begin(), counts.end(), quint64(0)));
@@ -159,7 +172,7 @@ std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
     all.reserve(_outputs.size());
     for (const Output &output : _outputs) {
         const ISink::Status status = output.sink->status();
-        decoding::Snapshot::Output shown;
+        decoding::Snapshot::Output &shown = all.emplace_back();
         shown.kind = output.kind;
         shown.frames = static_cast<std::int64_t>(status.records);
         shown.dropped = static_cast<std::int64_t>(status.dropped);
@@ -168,8 +181,8 @@ std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
         shown.waitedMs = static_cast<std::int64_t>(status.waitedMs);
         shown.failed = static_cast<std::int64_t>(status.failed);
         shown.failing = status.failing;
-        shown.error = status.error;
-        all.push_back(std::move(shown));
+        if (status.error)
+            shown.error = SafeText::utf8(*status.error); // may name a file whose path is no text
     }
     return all;
 }

@@ -38,6 +38,7 @@ public:
     struct Settings {
         int creationFlags = 0;
         bool keyBlocksOnly = false;
+        std::shared_ptr<ChangeNote> changes = {}; // set by its outputs; may be null
     };
 
     /// @param queue that the decoder is to read. @param gate closed by outputs without room.
@@ -88,6 +89,8 @@ public:
     void setDescription(const MediaSource::Stream &description) { _description = description; }
     /// That have come while anybody took them.
     qint64 frames() const;
+    /// The same, of what outputs() has just returned, so that each output is asked once only.
+    qint64 frames(const std::vector<decoding::Snapshot::Output> &outputs) const;
     /// @return how often something of @p counts could not be decoded, or not whole.
     static qint64 damaged(const DamageCounts::Counts &counts);
     /// What its codec decoder tells of it.

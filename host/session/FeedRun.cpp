@@ -12,9 +12,10 @@ constexpr std::chrono::seconds awakeLimit(30);
 
 } // namespace
 
-FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment)
+FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes)
     : _feed(std::move(feed))
     , _environment(environment)
+    , _changes(std::move(changes))
 {
 }
 
@@ -51,6 +52,8 @@ void FeedRun::remove(const DecodedStream &stream)
 void FeedRun::poll()
 {
     if (_phase == Phase::Running) {
+        if (!_cancelled)
+            _feed->retry();
         if (!_cancelled && !_startedAt)
             startOnceDecodersAreAwake();
         if (_cancelled || _feed->isDrained())
@@ -62,6 +65,9 @@ void FeedRun::poll()
     }
     if (_phase == Phase::Completing)
         completeOutputs();
+    const bool waitsForDecoders = _phase == Phase::Running && !_startedAt && !_streams.empty();
+    if (waitsForDecoders || _phase == Phase::Completing)
+        _changes->set();
 }
 
 void FeedRun::completeOutputs()
@@ -115,12 +121,10 @@ void FeedRun::beginEnding()
     auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });
     _ending = ending->get_future();
     _phase = Phase::Ending;
-    // Where the system gives no thread, better here than never.
-    if (!_environment.enders.post([ending, wake = _environment.wake] {
-            (*ending)();
-            wake();
-        }))
+    _environment.enders.post([ending, changes = _changes] {
         (*ending)();
+        changes->set();
+    });
 }
 
 /// On a thread of the enders.

@@ -21,12 +21,13 @@ std::string counted(int records, const SamplesHeader * /*kind*/)
 
 template <class Handle, class Header>
 Backlog<Handle, Header>::Backlog(std::unique_ptr<Writer> writer, SinkLimits limits, std::shared_ptr<WriteWatch> watch,
-                                 std::shared_ptr<SinkWorkers::Pool> workers)
+                                 std::shared_ptr<SinkWorkers::Pool> workers, std::shared_ptr<ChangeNote> changes)
     : _writer(std::move(writer))
     , _target(_writer->target())
     , _limits(std::move(limits))
     , _watch(std::move(watch))
     , _workers(std::move(workers))
+    , _changes(std::move(changes))
 {
 }
 
@@ -133,6 +134,7 @@ bool Backlog<Handle, Header>::step()
         _hasBegun = true;
         if (error)
             failLocked(*error, unwritten);
+        ChangeNote::set(_changes);
     } else if (!_waiting.empty()) {
         Record record = std::move(_waiting.front());
         _waiting.pop_front();
@@ -147,6 +149,7 @@ bool Backlog<Handle, Header>::step()
         if (error && !_error)
             _error = *error;
         _completed.notify_all();
+        ChangeNote::set(_changes);
     }
     _isScheduled = !_isLeftBehind && (!_waiting.empty() || (_isEnding && !_hasEnded));
     return _isScheduled;
@@ -174,10 +177,14 @@ void Backlog<Handle, Header>::write(Record record, std::unique_lock<std::mutex> 
         if (!_error)
             _error = *error;
         _isFailing = true;
+        ChangeNote::set(_changes);
     } else {
         const quint64 size = std::get<quint64>(result);
         _bytesWritten += size;
-        _isFailing = _isFailing && size == 0;
+        if (_isFailing && size > 0) {
+            _isFailing = false;
+            ChangeNote::set(_changes);
+        }
     }
     --_pendingRecords;
     _pendingBytes -= record.size;
@@ -195,6 +202,7 @@ void Backlog<Handle, Header>::failLocked(const std::string &error, std::deque<Re
         _error = isGivenUp ? lossLocked() : error;
     _hasFailed = _isFailing = true;
     dropAllLocked(unwritten, isGivenUp ? _dropped : _failed);
+    ChangeNote::set(_changes);
 }
 
 /// @param count of those that are not written for the same reason.

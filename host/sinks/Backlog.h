@@ -13,6 +13,7 @@
 #include "format/SamplesHeader.h"
 #include "interfaces/AudioSampleHandle.h"
 #include "interfaces/VideoFrameHandle.h"
+#include "media/ChangeNote.h"
 #include "queues/Gate.h"
 #include "sinks/IRecordWriter.h"
 #include "sinks/ISink.h"
@@ -37,9 +38,10 @@ public:
     using Writer = IRecordWriter<Header>;
     using Instant = std::chrono::steady_clock::time_point;
 
-    /// @param watch of @p writer.
+    /// @param watch of @p writer. @param changes set when it has begun or ended, and when writing begins or ceases to
+    ///        fail; may be null.
     Backlog(std::unique_ptr<Writer> writer, SinkLimits limits, std::shared_ptr<WriteWatch> watch,
-            std::shared_ptr<SinkWorkers::Pool> workers);
+            std::shared_ptr<SinkWorkers::Pool> workers, std::shared_ptr<ChangeNote> changes = {});
     /// Lets go of the gate.
     ~Backlog() override;
     Backlog(const Backlog &) = delete;
@@ -84,6 +86,7 @@ private:
     const SinkLimits _limits;
     const std::shared_ptr<WriteWatch> _watch;
     const std::shared_ptr<SinkWorkers::Pool> _workers;
+    const std::shared_ptr<ChangeNote> _changes;
 
     mutable std::mutex _mutex; // guards all that follows
     std::condition_variable _completed;

@@ -1,7 +1,6 @@
 #include "sinks/SinkFactory.h"
 
-#include <QDir>
-
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <utility>
@@ -31,7 +30,7 @@ constexpr int liveRecords = 32;
 OutputPlace placeOf(const OutputSpec &spec, const SinkFactory::Input &input)
 {
     OutputPlace place;
-    place.base = QDir(spec.directory).filePath(input.stem).toStdString();
+    place.base = (std::filesystem::path(spec.directory) / input.stem.toStdString()).string();
     place.inputs = input.inputs;
     place.existing = input.existing;
     place.isStandardOutput = spec.isStandardOutput();
@@ -46,14 +45,15 @@ auto backlogOf(std::unique_ptr<IRecordWriter<Header>> writer, const OutputPlace 
     limits.gate = input.gate;
     if (!limits.gate)
         limits.records = liveRecords;
-    return std::make_shared<Backlog<Handle, Header>>(std::move(writer), limits, place.watch, workers.pool());
+    return std::make_shared<Backlog<Handle, Header>>(std::move(writer), limits, place.watch, workers.pool(),
+                                                     input.changes);
 }
 
 ModkitPtr<VideoSink> videoSink(const std::string &name, std::unique_ptr<IRecordWriter<PictureHeader>> writer,
                                const OutputPlace &place, const SinkFactory::Input &input, const SinkWorkers &workers)
 {
     return ModkitPtr<VideoSink>(
-        new VideoSink(name, backlogOf<VideoFrameHandle>(std::move(writer), place, input, workers)));
+        new VideoSink(name, backlogOf<VideoFrameHandle>(std::move(writer), place, input, workers), input.changes));
 }
 
 } // namespace
@@ -65,7 +65,7 @@ SinkFactory::Result<VideoSink> SinkFactory::createVideoSink(const OutputSpec &sp
     if (!spec.takesVideo())
         return name + ": wav takes no pictures";
     if (spec.kind == OutputSpec::Null)
-        return ModkitPtr<VideoSink>(new VideoSink(name, nullptr));
+        return ModkitPtr<VideoSink>(new VideoSink(name, nullptr, input.changes));
     const OutputPlace place = placeOf(spec, input);
     if (spec.kind == OutputSpec::Png)
         return videoSink(name, std::make_unique<SnapshotWriter>(place, spec.snapshotInterval), place, input, workers);
@@ -80,9 +80,9 @@ SinkFactory::Result<AudioSink> SinkFactory::createAudioSink(const OutputSpec &sp
     if (!spec.takesAudio())
         return name + ": y4m and png take no samples";
     if (spec.kind == OutputSpec::Null)
-        return ModkitPtr<AudioSink>(new AudioSink(name, nullptr));
+        return ModkitPtr<AudioSink>(new AudioSink(name, nullptr, input.changes));
     const OutputPlace place = placeOf(spec, input);
     auto writer = std::make_unique<SampleFileWriter>(place, sampleFormats.at(spec.kind), input.startTimeUs);
-    return ModkitPtr<AudioSink>(
-        new AudioSink(name, backlogOf<AudioSampleHandle, SamplesHeader>(std::move(writer), place, input, workers)));
+    return ModkitPtr<AudioSink>(new AudioSink(
+        name, backlogOf<AudioSampleHandle, SamplesHeader>(std::move(writer), place, input, workers), input.changes));
 }

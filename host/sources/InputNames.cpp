@@ -13,6 +13,9 @@ std::string liveName(const std::string &url)
 {
     static const QRegularExpression device(QStringLiteral("^(?:lavfi|v4l2):[^=,:;@]*"),
                                            QRegularExpression::CaseInsensitiveOption);
+    const std::string path = LiveUrl::pathOf(url);
+    if (path != url && !ShownUrl::isAddress(path))
+        return SafeText::utf8(QFileInfo(QString::fromStdString(path)).fileName().toStdString());
     const QRegularExpressionMatch match = device.match(QString::fromStdString(url));
     return match.hasMatch() ? SafeText::utf8(match.captured().toStdString()) : SafeText::utf8(ShownUrl::place(url));
 }

@@ -4,11 +4,10 @@
 #include <deque>
 #include <mutex>
 #include <optional>
-#include <pthread.h>
 #include <system_error>
-#include <thread>
 #include <utility>
 
+#include "threads/HostThread.h"
 #include <decoding/Error.h>
 
 namespace {
@@ -36,10 +35,7 @@ DisplayThread::DisplayThread(RunDisplay::Options options)
     : _state(std::make_shared<State>())
 {
     try {
-        std::thread([state = _state, options] {
-            pthread_setname_np(pthread_self(), "Display");
-            run(*state, options);
-        }).detach();
+        HostThread::start("Display", [state = _state, options] { run(*state, options); }).detach();
     } catch (const std::system_error &error) {
         throw decoding::Error(std::string("there is no thread for the display: ") + error.what());
     }

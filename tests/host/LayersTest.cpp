@@ -17,8 +17,8 @@ using testing::IsEmpty;
 namespace {
 
 /// The folders of the host, the lowest layer first.
-const std::vector<std::string> layers{"modkit",  "slab",  "indications", "media",    "format",  "queues",
-                                      "sources", "sinks", "session",     "terminal", "control", "cli"};
+const std::vector<std::string> layers{"threads", "modkit", "slab",    "indications", "media",   "format", "queues",
+                                      "sources", "sinks",  "session", "terminal",    "control", "cli"};
 const std::string publicHeaders("decoding"); // the folder session/decoding
 
 /// @return the folders whose headers those of @p folder may include.
@@ -28,9 +28,9 @@ std::set<std::string> allowed(const std::string &folder)
         {publicHeaders, {publicHeaders}},
         {"modkit", {"modkit"}},
         {"slab", {"slab"}},
-        {"indications", {"indications", "modkit"}},
-        {"terminal", {"terminal", publicHeaders}},
-        {"control", {"control", publicHeaders}},
+        {"indications", {"indications", "modkit", "threads"}},
+        {"terminal", {"terminal", "threads", publicHeaders}},
+        {"control", {"control", "threads", publicHeaders}},
     };
     const auto found = narrow.find(folder);
     if (found != narrow.end())

@@ -2,6 +2,7 @@
 #define DECODING_INPUT_H
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +35,18 @@ struct InputOptions {
     std::optional<std::chrono::milliseconds> duration;
     /// Of a live input: what has waited longer for its decoder is dropped, up to the next key block.
     std::chrono::milliseconds maxLatency{400};
+    /// A live input from which nothing has come for so long is taken for lost, and a file that comes over the network
+    /// fails; more than 0. Nothing: 5 seconds for the one, 30 for the other.
+    std::optional<std::chrono::milliseconds> stallLimit;
+    /// How long to wait before a lost live input is connected to again. Each further wait is twice as long, up to the
+    /// last, and all of them vary by a third. The first is more than 0, the last not less.
+    std::chrono::milliseconds firstRetryDelay{500};
+    std::chrono::milliseconds lastRetryDelay{30000};
+    /// libavformat's own options for the input, by their names. One that it does not take is an error of the input.
+    std::map<std::string, std::string> formatOptions;
+    /// Whether a playlist that is a local file may name any file and address. Else it may name what lies in its own
+    /// folder, or in folders in it.
+    bool mayNameAnything = false;
     /// Frames that wait for each reader; at least 1.
     int queuedFrames = 8;
     /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together,

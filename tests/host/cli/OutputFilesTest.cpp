@@ -1,9 +1,8 @@
 #include "cli/OutputFiles.h"
 
 #include <filesystem>
-#include <unistd.h>
 
-#include <gmock/gmock.h>
+#include "FolderFixture.h"
 
 namespace {
 
@@ -11,16 +10,7 @@ namespace fs = std::filesystem;
 using OutputFiles::mayInclude;
 using OutputFiles::placeOf;
 
-class OutputFilesTest : public testing::Test {
-protected:
-    OutputFilesTest() { fs::create_directories(_folder); }
-    ~OutputFilesTest() override { fs::remove_all(_folder); }
-
-    std::string path(const std::string &name) const { return (_folder / name).string(); }
-
-private:
-    const fs::path _folder = fs::path(testing::TempDir()) / ("output-files-" + std::to_string(getpid()));
-};
+class OutputFilesTest : public FolderFixture {};
 
 } // namespace
 

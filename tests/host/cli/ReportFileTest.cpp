@@ -2,9 +2,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
-#include <gmock/gmock.h>
+#include "FolderFixture.h"
 
 namespace {
 
@@ -12,16 +11,7 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Optional;
 
-class ReportFileTest : public testing::Test {
-protected:
-    ReportFileTest() { fs::create_directories(_folder); }
-    ~ReportFileTest() override { fs::remove_all(_folder); }
-
-    std::string path(const std::string &name) const { return (_folder / name).string(); }
-
-private:
-    const fs::path _folder = fs::path(testing::TempDir()) / ("report-file-" + std::to_string(getpid()));
-};
+class ReportFileTest : public FolderFixture {};
 
 } // namespace
 

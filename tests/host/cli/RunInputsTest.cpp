@@ -47,6 +47,18 @@ TEST_F(RunInputsTest, AreOpenedWithTheOptionsOfTheRunAndTheirNames)
     EXPECT_THAT(names(), ElementsAre("cup.mp4", "door"));
 }
 
+TEST_F(RunInputsTest, MayHaveOptionsOfTheirOwn)
+{
+    _inputs.add(InputSpec::parse("cup.mp4#{paced=no&repeat=3}"));
+    _inputs.add(InputSpec::parse("tree.avi"));
+    ASSERT_EQ(_session.opened.size(), 2U);
+    EXPECT_FALSE(_session.opened[0].paced);
+    EXPECT_EQ(_session.opened[0].repeat, 3);
+    EXPECT_TRUE(_session.opened[1].paced);
+    EXPECT_EQ(_session.opened[1].repeat, 1);
+    EXPECT_THAT(names(), ElementsAre("cup.mp4", "tree.avi"));
+}
+
 TEST_F(RunInputsTest, OpenCopiesOnceTheFirstIsOpenAndKeepThemBesideIt)
 {
     add("cup.mp4", 3);

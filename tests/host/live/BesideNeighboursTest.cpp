@@ -198,7 +198,7 @@ TEST_P(BesideNeighbours, CostsThemNothing)
     const QString input = (this->*GetParam().begin)();
     if (input.isEmpty())
         GTEST_SKIP() << noMediaFolder;
-    LiveHost host(withNeighbours({input}), _terminal);
+    LiveHost host(withNeighbours({input}), {}, _terminal);
     ASSERT_TRUE(neighboursRun(host));
     (this->*GetParam().pass)(host);
     ASSERT_TRUE(fileEnds(host));

@@ -44,6 +44,9 @@ void ByteServer::run()
         const int client = accept(_socket.descriptor(), nullptr, nullptr);
         const auto turn = std::min(static_cast<std::size_t>(_clients++), _scripts.size() - 1);
         const Script &script = _scripts[turn];
+        // One that has asked for nothing yet would not get as far as what is sent.
+        while (!_stopRequested && script.resets && !isReady(client, POLLIN)) {
+        }
         ssize_t sent = 0;
         while (!_stopRequested && sent < script.bytes.size()) {
             if (!isReady(client, POLLOUT))
@@ -56,6 +59,10 @@ void ByteServer::run()
         }
         if (script.keepsOpen) {
             open.push_back(client);
+        } else if (script.resets) {
+            const linger atOnce = {1, 0};
+            setsockopt(client, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+            close(client);
         } else {
             takeLeave(client);
             close(client);

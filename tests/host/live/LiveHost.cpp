@@ -29,7 +29,7 @@ std::optional<int> fieldInMs(const std::string &field)
 
 } // namespace
 
-LiveHost::LiveHost(const QStringList &arguments, const Terminal &terminal)
+LiveHost::LiveHost(const QStringList &arguments, QStringList launcher, const Terminal &terminal)
 {
     if (!terminal.name.isEmpty()) {
         _process.setStandardOutputFile(terminal.name);
@@ -37,9 +37,11 @@ LiveHost::LiveHost(const QStringList &arguments, const Terminal &terminal)
     }
     if (terminal.hasKeys)
         _process.setStandardInputFile(terminal.name);
+    launcher << QStringLiteral(HOST_FILE);
+    const QString program = launcher.takeFirst();
     const QStringList own{"decode", "--control", QString::fromStdString(socket()), "--board",
                           "always", "--json",    _folder.filePath("report.json")};
-    _process.start(QStringLiteral(HOST_FILE), own + arguments);
+    _process.start(program, launcher + own + arguments);
     EXPECT_TRUE(_process.waitForStarted());
     EXPECT_TRUE(until([this] { return ask({"help"}).outcome == ControlClient::Outcome::Done; }));
 }

@@ -56,7 +56,8 @@ public:
     };
 
     /// Starts it, and returns once it takes requests. @param arguments behind `decode`.
-    explicit LiveHost(const QStringList &arguments, const Terminal &terminal = Terminal());
+    /// @param launcher a program that starts it with what stands behind, and its own arguments; empty: none.
+    explicit LiveHost(const QStringList &arguments, QStringList launcher = {}, const Terminal &terminal = Terminal());
     /// Kills it, unless it has ended.
     ~LiveHost();
     Q_DISABLE_COPY(LiveHost)

@@ -150,11 +150,3 @@ TEST_F(InputSetTest, TakesNoMoreInputsOnceItIsClosed)
     ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
     EXPECT_THAT(names(), ElementsAre("door"));
 }
-
-TEST_F(InputSetTest, WakesItsSessionWhenAFileIsOpenAndWhenItsOutputsAreComplete)
-{
-    addSample("tree.avi");
-    ASSERT_TRUE(waitUntil([this] { return _wakeUps == 1; })) << "it is open, or cannot be opened";
-    ASSERT_TRUE(decodeUntil([this] { return _wakeUps == 2; }));
-    ASSERT_TRUE(pollUntil([this] { return isFinished("tree.avi"); }));
-}

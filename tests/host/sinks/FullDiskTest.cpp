@@ -43,7 +43,7 @@ protected:
     {
         OutputSpec spec;
         spec.kind = GetParam();
-        spec.directory = path(folder);
+        spec.directory = path(folder).toStdString();
         spec.snapshotInterval = std::chrono::milliseconds(1);
         return spec;
     }
@@ -140,7 +140,7 @@ TEST_F(FullDisk, LeavesNoPartOfAPictureAtTheEnd)
     const LimitedDisk disk(plenty);
     OutputSpec raw;
     raw.kind = OutputSpec::Raw;
-    raw.directory = path("full");
+    raw.directory = path("full").toStdString();
     const auto created = SinkFactory::createVideoSink(raw, _input, _workers);
     const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
     sink->push(record(0), 0, 0);
@@ -161,7 +161,7 @@ TEST_F(FullDisk, CountsWhatItHasNoRoomForAtTheEnd)
     const LimitedDisk disk(plenty);
     OutputSpec raw;
     raw.kind = OutputSpec::Raw;
-    raw.directory = path("full");
+    raw.directory = path("full").toStdString();
     const auto created = SinkFactory::createVideoSink(raw, _input, _workers);
     const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
     sink->push(record(0), 0, 0);
@@ -181,7 +181,7 @@ TEST_F(FullDisk, HasRoomForAFileThatCouldNotBeBegun)
     const LimitedDisk disk(3);
     OutputSpec y4m;
     y4m.kind = OutputSpec::Y4m;
-    y4m.directory = path("full");
+    y4m.directory = path("full").toStdString();
     const auto created = SinkFactory::createVideoSink(y4m, _input, _workers);
     const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
     sink->push(record(0), 0, 0);

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <filesystem>
+
 #include "host/sinks/Records.h"
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -26,14 +28,14 @@ protected:
     {
         OutputSpec spec;
         spec.kind = kind;
-        spec.directory = directory;
+        spec.directory = directory.toStdString();
         return SinkFactory::createVideoSink(spec, {QStringLiteral("clip"), 0, {}, gate, existing}, _workers);
     }
     SinkFactory::Result<AudioSink> audio(OutputSpec::Kind kind, const QString &directory)
     {
         OutputSpec spec;
         spec.kind = kind;
-        spec.directory = directory;
+        spec.directory = directory.toStdString();
         return SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), 0, {}, std::make_shared<Gate>(), existing},
                                             _workers);
     }
@@ -73,6 +75,19 @@ TEST_F(SinkFactoryTest, CreatesTheDirectoryAndTheFilesRightAway)
     EXPECT_EQ(errorOf(samples), "none");
     EXPECT_EQ(QDir(inside("a/b")).entryList(QDir::Files),
               QStringList({QStringLiteral("clip.audio.framemd5"), QStringLiteral("clip.video.framemd5")}));
+}
+
+TEST_F(SinkFactoryTest, CreatesADirectoryWhoseNameIsNotUtf8)
+{
+    OutputSpec spec;
+    spec.kind = OutputSpec::Raw;
+    const std::string odd = _directory.path().toStdString() + "/o\xffut";
+    spec.directory = odd + "/b";
+    SinkFactory::Input input;
+    input.stem = QStringLiteral("clip");
+    EXPECT_EQ(errorOf(SinkFactory::createVideoSink(spec, input, _workers)), "none");
+    EXPECT_TRUE(std::filesystem::exists(spec.directory + "/clip.video.raw"));
+    std::filesystem::remove_all(odd); // which Qt could not
 }
 
 TEST_F(SinkFactoryTest, NullSinksCreateNothing)
