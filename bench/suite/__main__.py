@@ -12,13 +12,14 @@ import capacity
 import cycle
 import growth
 import latency
+import library
 import paced
 import report
 from clips import Clips
 from context import Context, machine
 
-PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "alternatives": alternatives, "paced": paced,
-         "latency": latency, "capacity": capacity}
+PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "library": library, "alternatives": alternatives,
+         "paced": paced, "latency": latency, "capacity": capacity}
 
 
 def main() -> int:

@@ -228,7 +228,8 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
     ProcessFigures::allowManyOpenFiles();
-    // An output that has reached the limit of a file's size fails like one on a full disk, and ends nothing else.
+    // The outputs need it not; but where the report and the messages go to files, these may reach the limit of a file's
+    // size, too, which is no reason to end.
     std::signal(SIGXFSZ, SIG_IGN);
     if (const auto error = obstacle(options))
         return *error;

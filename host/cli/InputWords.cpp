@@ -7,7 +7,7 @@
 #include <cmath>
 #include <numeric>
 
-#include "cli/OutputFiles.h"
+#include "media/FilePlace.h"
 #include <decoding/Error.h>
 
 namespace {
@@ -60,7 +60,7 @@ void setOutput(InputOptions &options, const std::string &text)
     const decoding::Output output = decoding::Output::parse(text);
     for (const decoding::Output &other : options.outputs) {
         if (output.kind == other.kind &&
-            OutputFiles::placeOf(output.directory) == OutputFiles::placeOf(other.directory))
+            FilePlace::ofDirectory(output.directory) == FilePlace::ofDirectory(other.directory))
             throw Error("\"" + text + "\" is the same output as another");
     }
     options.outputs.push_back(output);

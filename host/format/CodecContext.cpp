@@ -67,7 +67,7 @@ std::optional<qint64> CodecContext::milliseconds(qint64 timestamp, AVRational ti
 void CodecContext::count(DamageCounts::Kind kind, const char *detail) const noexcept
 {
     try {
-        _damage->add(_stream.origin, kind, detail);
+        _damage->add({_stream.origin, _stream.source}, kind, detail);
     } catch (const std::bad_alloc &) {
         // Without memory to count in, decoding goes on uncounted.
     }
@@ -188,5 +188,5 @@ void CodecContext::noteCodec(const QByteArray &name, int width, int height, bool
     if (name == _codec.name && width == _codec.width && height == _codec.height && isMissing == _codec.isMissing)
         return;
     _codec = {name, width, height, isMissing};
-    _damage->setCodec(_stream.origin, _codec);
+    _damage->setCodec({_stream.origin, _stream.source}, _codec);
 }

@@ -19,12 +19,13 @@ DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<II
     , _environment(environment)
     , _gate(gate)
     , _queue(new GatedQueue(queue, gate, settings.keyBlocksOnly))
+    , _damageKey{stream.description.origin, stream.description.source}
 {
 }
 
 DecodedStream::~DecodedStream()
 {
-    _environment.damage.forget(_description.origin);
+    _environment.damage.forget(_damageKey);
 }
 
 std::optional<std::string> DecodedStream::addOutput(const OutputSpec &spec, const SinkFactory::Input &input)

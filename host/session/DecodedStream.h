@@ -62,7 +62,6 @@ public:
     [[nodiscard]] std::optional<std::string> decodeIntoOutputs();
     /// Does nothing when it has no such reader. Waits for the block that is being decoded.
     void removeReader(const ReaderBuffer &buffer);
-    bool hasOutputs() const { return !_outputs.empty(); }
 
     /// Drops the decoder, so that nothing reaches the outputs any more. To be called once, when the input is decoded or
     /// cancelled, on any thread, while nobody changes the outputs.
@@ -94,7 +93,7 @@ public:
     /// @return how often something of @p counts could not be decoded, or not whole.
     static qint64 damaged(const DamageCounts::Counts &counts);
     /// What its codec decoder tells of it.
-    DamageCounts::Condition condition() const { return _environment.damage.conditionOf(_description.origin); }
+    DamageCounts::Condition condition() const { return _environment.damage.conditionOf(_damageKey); }
     /// Of its outputs.
     std::vector<decoding::Snapshot::Output> outputs() const;
 
@@ -129,6 +128,7 @@ private:
     const Environment _environment;
     const std::shared_ptr<Gate> _gate;
     const ModkitPtr<GatedQueue> _queue;
+    const DamageCounts::Stream _damageKey;
 
     std::vector<Output> _outputs;
     qint64 _framesBefore = 0; // frames() when an output left last

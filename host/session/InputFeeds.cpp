@@ -36,7 +36,7 @@ FeedRun &InputFeeds::add(bool video, bool audio)
     return *_all.back();
 }
 
-std::unique_ptr<InputFeed> InputFeeds::makeFeed(bool video, bool audio) const
+std::unique_ptr<InputFeed> InputFeeds::makeFeed(bool video, bool audio)
 {
     const InputAccess access = {_options.formatOptions, _options.mayNameAnything};
     if (_isLive) {
@@ -59,6 +59,7 @@ std::unique_ptr<InputFeed> InputFeeds::makeFeed(bool video, bool audio) const
     file.repeat = _options.repeat;
     file.duration = _options.duration;
     file.label = QString::fromStdString(_label);
+    file.number = _made++;
     file.changes = _changes;
     file.access = access;
     file.stallLimit = _options.stallLimit.value_or(file.stallLimit);
@@ -83,8 +84,11 @@ void InputFeeds::dropLeft()
         if (!feed->isLeft() || !feed->isFinished())
             return false;
         const InputFeed::Status status = feed->status();
-        _packetsOfDropped += status.packets;
-        _bytesOfDropped += status.bytes;
+        _dropped.packets += status.packets;
+        _dropped.bytes += status.bytes;
+        _dropped.peakQueuedBlocks = std::max(_dropped.peakQueuedBlocks, status.peakQueuedBlocks);
+        _dropped.peakQueuedBytes = std::max(_dropped.peakQueuedBytes, status.peakQueuedBytes);
+        _dropped.decoding = std::max(_dropped.decoding, feed->runningTime());
         return true;
     };
     _all.erase(std::remove_if(_all.begin() + 1, _all.end(), isDropped), _all.end());

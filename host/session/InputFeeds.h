@@ -1,6 +1,7 @@
 #ifndef HOST_SESSION_INPUTFEEDS_H
 #define HOST_SESSION_INPUTFEEDS_H
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -50,12 +51,19 @@ public:
     std::vector<InputFeed::Status> statuses() const;
     /// What is wrong with one of them now, or ended it too early.
     std::optional<std::string> error() const;
-    /// Of those that are there no more.
-    qint64 packetsOfDropped() const { return _packetsOfDropped; }
-    qint64 bytesOfDropped() const { return _bytesOfDropped; }
+
+    /// What those counted that are there no more.
+    struct Dropped {
+        qint64 packets = 0;
+        qint64 bytes = 0;
+        qint64 peakQueuedBlocks = 0; // of the one that had most
+        qint64 peakQueuedBytes = 0;
+        std::chrono::milliseconds decoding{0}; // the longest
+    };
+    const Dropped &dropped() const { return _dropped; }
 
 private:
-    std::unique_ptr<InputFeed> makeFeed(bool video, bool audio) const;
+    std::unique_ptr<InputFeed> makeFeed(bool video, bool audio);
 
     const std::string _url;
     const std::string _label;
@@ -64,8 +72,8 @@ private:
     const std::shared_ptr<ChangeNote> _changes;
     const Environment::Threads _threads;
     std::vector<std::unique_ptr<FeedRun>> _all;
-    qint64 _packetsOfDropped = 0;
-    qint64 _bytesOfDropped = 0;
+    quint32 _made = 0;
+    Dropped _dropped;
 };
 
 #endif

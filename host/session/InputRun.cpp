@@ -47,7 +47,7 @@ void InputRun::addReader(StreamKind kind, const ReaderBuffer &buffer)
 {
     _core->changes()->set();
     if (const auto error = at(kind).addReader(buffer))
-        _error = error;
+        giveUp(*error);
 }
 
 void InputRun::removeReader(StreamKind kind, const ReaderBuffer &buffer)

@@ -80,9 +80,8 @@ public:
     using ShownStream = StreamRun::Shown;
     /// Video first.
     std::vector<ShownStream> streams() const;
-    /// Of feeds that are there no more.
-    qint64 packetsBefore() const { return _feeds.packetsOfDropped(); }
-    qint64 bytesBefore() const { return _feeds.bytesOfDropped(); }
+    /// What feeds counted that are there no more.
+    const InputFeeds::Dropped &dropped() const { return _feeds.dropped(); }
     /// What went wrong with it last, as Snapshot::Input::lastError.
     const std::optional<decoding::Snapshot::Trouble> &lastError() const { return _troubles.last(); }
 

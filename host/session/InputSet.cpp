@@ -25,6 +25,12 @@ TroubleWatch::Moment present()
     return {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
 }
 
+bool writesFiles(const decoding::InputOptions &options)
+{
+    return std::any_of(options.outputs.begin(), options.outputs.end(),
+                       [](const decoding::Output &output) { return output.kind != decoding::Output::Kind::Null; });
+}
+
 } // namespace
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
@@ -44,12 +50,12 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
                                                                                 decoding::InputOptions options)
 {
     if (_closed)
-        return std::string("no input is taken any more: this host is ending");
+        return std::string("the session has ended");
     // Who has let go of a finished input may use its name at once.
     forgetLeft();
     if (!options.name.empty() && _names.isTaken(options.name))
         return ShownUrl::withoutSecrets(options.name) + ": there is an input of this name";
-    InputNames::Name name = _names.next(url, options.name);
+    InputNames::Name name = _names.next(url, options.name, writesFiles(options));
     const bool isLive = LiveUrl::isLive(url);
     const quint64 number = ++_lastNumber;
     if (!isLive && url.find("://") == std::string::npos) {

@@ -11,6 +11,7 @@
 #include "interfaces/InterfaceIdentifiers.h"
 #include "media/ShownUrl.h"
 #include "session/InputCore.h"
+#include "session/InputOptionsCheck.h"
 #include "session/ProcessThreads.h"
 #include "session/SnapshotFiller.h"
 
@@ -161,15 +162,7 @@ void decoding::Session::Core::start(const SessionSettings &settings)
 
 std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options)
 {
-    const auto require = [&url](bool isRight, const char *what) {
-        if (!isRight)
-            throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::" + what);
-    };
-    require(options.repeat >= 1, "repeat is less than 1");
-    require(options.queuedFrames >= 1, "queuedFrames is less than 1");
-    require(!options.stallLimit || options.stallLimit->count() > 0, "stallLimit is not more than 0");
-    require(options.firstRetryDelay.count() > 0, "firstRetryDelay is not more than 0");
-    require(options.firstRetryDelay <= options.lastRetryDelay, "lastRetryDelay is less than firstRetryDelay");
+    InputOptionsCheck::check(ShownUrl::withoutSecrets(url), options);
     std::shared_ptr<Input::Core> input;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
@@ -338,8 +331,12 @@ void decoding::Session::Core::addMessage(const std::string &text, bool isError)
             _messages.pop_front();
         _messages.push_back(message);
     }
-    if (_options.onMessage)
+    if (!_options.onMessage)
+        return;
+    try {
         _options.onMessage(message);
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is nobody to tell, and the event thread serves others, too
+    }
 }
 
 decoding::Session::Remains decoding::Session::Core::end()

@@ -103,6 +103,12 @@ void SnapshotFiller::fill(const InputRun &input, Snapshot::Input &shown) const
     shown.lastError = input.lastError();
     shown.decoded = !input.isRunning();
     shown.finished = input.isFinished();
+    const InputFeeds::Dropped &dropped = input.dropped();
+    shown.packets = dropped.packets;
+    shown.bytes = dropped.bytes;
+    shown.peakQueuedBlocks = dropped.peakQueuedBlocks;
+    shown.peakQueuedBytes = dropped.peakQueuedBytes;
+    shown.decoding = dropped.decoding;
     InputFeed::Figures figures;
     const std::vector<InputRun::ShownStream> streams = input.streams();
     shown.streams.reserve(streams.size());
@@ -120,8 +126,6 @@ void SnapshotFiller::fill(const InputRun &input, Snapshot::Input &shown) const
         addFigures(run->feed().figures(), figures);
     }
     shown.latency = latencyOf(figures);
-    shown.packets += input.packetsBefore();
-    shown.bytes += input.bytesBefore();
     for (const InputRun::ShownStream &stream : streams)
         fill(input, stream, shown.streams.emplace_back());
     if (shown.state == decoding::State::Ended && !shown.errors().empty())

@@ -29,7 +29,7 @@ QString fileStem(const QString &name)
 
 } // namespace
 
-InputNames::Name InputNames::next(const std::string &address, const std::string &name)
+InputNames::Name InputNames::next(const std::string &address, const std::string &name, bool writesFiles)
 {
     std::string shown;
     QString stem;
@@ -42,7 +42,8 @@ InputNames::Name InputNames::next(const std::string &address, const std::string 
                                                          : file.fileName().toStdString());
         stem = ShownUrl::isAddress(address) ? fileStem(file.completeBaseName()) : file.completeBaseName();
     }
-    return {nextShown(shown), nextStem(stem.isEmpty() ? "input" : stem.toStdString())};
+    const std::string wanted = stem.isEmpty() ? "input" : stem.toStdString();
+    return {nextShown(shown), writesFiles ? nextStem(wanted) : wanted};
 }
 
 bool InputNames::isTaken(const std::string &name) const

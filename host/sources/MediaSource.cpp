@@ -123,7 +123,7 @@ std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *aband
 
 void MediaSource::addStream(int index, StreamKind kind)
 {
-    _streams.push_back({_input->describe(index), streamIdOf(kind), label() + ' ' + nameOf(kind)});
+    _streams.push_back({_input->describe(index), streamIdOf(kind), label() + ' ' + nameOf(kind), _options.number});
     _states.emplace_back();
     _states.back().parameters = packedParameters(_streams.size() - 1);
 }
@@ -151,7 +151,7 @@ std::vector<MediaSource::Stream> MediaSource::undecodableOf(const MediaInput &in
 
 QByteArray MediaSource::packedParameters(std::size_t position) const
 {
-    return _input->packedParameters(_streams[position].index, _streams[position].origin);
+    return _input->packedParameters(_streams[position].index, _streams[position].origin, _options.number);
 }
 
 /// The source's thread.

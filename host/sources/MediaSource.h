@@ -51,11 +51,14 @@ public:
         InputAccess access;
         /// How long nothing may come of a file that is read over the network.
         std::chrono::milliseconds stallLimit{30'000};
+        /// Tells sources of one label apart.
+        quint32 number = 0;
     };
 
     struct Stream : StreamDescription {
         quint32 streamId = 0; // 0: video, 8: audio
         QByteArray origin;    // "<label> video" or "<label> audio"
+        quint32 source = 0;   // Options::number of a file's
     };
 
     /// Opens @p url, a local file or something with "://" in it; blocks for 10 seconds at most.

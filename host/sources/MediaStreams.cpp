@@ -58,12 +58,12 @@ AVRational MediaStreams::frameRate(int index) const
     return rate.num > 0 && rate.den > 0 ? rate : AVRational{0, 1};
 }
 
-QByteArray MediaStreams::packedParameters(int index, const QByteArray &origin) const
+QByteArray MediaStreams::packedParameters(int index, const QByteArray &origin, quint32 source) const
 {
     const AVStream &itsStream = stream(index);
     const AVRational rate = frameRate(index);
     return MediaBlock::packParameters({origin, itsStream.time_base.num, itsStream.time_base.den, rate.num, rate.den,
-                                       itsStream.sample_aspect_ratio.num, itsStream.sample_aspect_ratio.den},
+                                       itsStream.sample_aspect_ratio.num, itsStream.sample_aspect_ratio.den, source},
                                       *itsStream.codecpar);
 }
 

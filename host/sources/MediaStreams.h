@@ -31,8 +31,9 @@ public:
     const AVStream &stream(int index) const { return *_context->streams[index]; }
     StreamDescription describe(int index) const;
     AVRational frameRate(int index) const;
-    /// What a codec decoder must know of the stream, which reports call @p origin.
-    QByteArray packedParameters(int index, const QByteArray &origin) const;
+    /// What a codec decoder must know of the stream, which reports call @p origin. @param source as in
+    /// MediaBlock::Parameters.
+    QByteArray packedParameters(int index, const QByteArray &origin, quint32 source = 0) const;
     /// The packet's decoding time, or else its presentation time.
     std::optional<qint64> timeMs(const AVPacket &packet) const;
     /// @param description what `describe` said of the packet's stream. @return 0 when unknown.

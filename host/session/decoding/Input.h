@@ -14,12 +14,13 @@
 
 namespace decoding {
 
-/// How an input is to be decoded.
+/// How an input is to be decoded. Opening throws Error for what is out of its range; durations are from 1 ms to 100
+/// years.
 struct InputOptions {
     /// By which snapshots and errors call it; no two inputs of a session have the same. Empty: made of the file name,
     /// or of the address without what is secret in it.
     std::string name;
-    /// Which of its streams are of interest: at most one of each kind is decoded.
+    /// Which of its streams are of interest, one at least: at most one of each kind is decoded.
     bool video = true;
     bool audio = true;
     /// Decode a file in its own time rather than as fast as it is read, whatever happens to the wall clock; what a
@@ -53,15 +54,17 @@ struct InputOptions {
     /// and a kind of stream that no output takes is left out.
     ///
     /// What an output cannot take at once, a file waits for, and nobody else does; with a live input, that output drops
-    /// it. An output that cannot be written any more only counts, and has an error.
+    /// it. An output that cannot be written any more only counts, and has an error. No two of them may write the same
+    /// file, nor may one take none of the streams of interest.
     std::vector<Output> outputs;
     /// Replace the files that a live input was written to before, rather than take the next free names. Those of other
     /// inputs, which can be made again, are replaced in any case.
     bool overwrite = false;
 };
 
-/// One file or live source that a session decodes. Thread-safe. Destroying the last reference to it closes it; a
-/// reference may outlive the session, which has closed it then.
+/// One file or live source that a session decodes. Thread-safe. Destroying the last reference to it closes it, and
+/// destroys its own readers: to do so while another thread uses these is an error; `close` wakes who waits in a reader.
+/// A reference may outlive the session, which has closed it then.
 class DECODING_EXPORT Input {
 public:
     const std::string &name() const;
@@ -71,7 +74,9 @@ public:
     bool hasVideo() const;
     bool hasAudio() const;
 
-    /// The input's own readers; there is no decoder for a stream that nobody reads. Each belongs to the input.
+    /// The input's own readers; there is no decoder for a stream that nobody reads. Each belongs to the input, is made
+    /// by the first call and stays: a file waits for it as for every other reader (see FrameReader), so whoever leaves
+    /// off reading while others go on takes a reader from addVideoReader or addAudioReader, and destroys that.
     /// @throws Error when a file has no such stream, or it is not of interest.
     FrameReader<VideoFrame> &video();
     FrameReader<AudioFrame> &audio();

@@ -8,23 +8,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using OutputFiles::mayInclude;
-using OutputFiles::placeOf;
 
 class OutputFilesTest : public FolderFixture {};
 
 } // namespace
-
-TEST_F(OutputFilesTest, HaveOneTextForEachWayToNameADirectory)
-{
-    EXPECT_EQ(placeOf("a/b/.."), placeOf("a"));
-    EXPECT_EQ(placeOf("a//"), placeOf("./a"));
-    EXPECT_EQ(placeOf("."), placeOf(fs::current_path().string()));
-    EXPECT_NE(placeOf("a"), placeOf("b"));
-    fs::create_directory(path("out"));
-    fs::create_directory_symlink("out", path("link"));
-    EXPECT_EQ(placeOf(path("link")), placeOf(path("out/")));
-    EXPECT_EQ(placeOf(path("link/new")), placeOf(path("out/new")));
-}
 
 TEST_F(OutputFilesTest, AreThoseInItsDirectoryThatEndAsItsFilesDo)
 {

@@ -181,3 +181,19 @@ TEST_F(FrameReaderTest, ServesManyThreadsEachFrameToOne)
     EXPECT_EQ(sum, count * (count + 1) / 2);
     EXPECT_THAT(story->events(), ElementsAre("start"));
 }
+
+TEST_F(FrameReaderTest, KeepsWhatACallUsesUntilItReturns)
+{
+    for (const bool isForever : {true, false}) {
+        auto source = std::make_shared<VideoReader::Source>(
+            std::make_shared<PictureBuffer>(4, Overflow::DropOldest, std::shared_ptr<Gate>()), hooks(), threads);
+        const std::weak_ptr<VideoReader::Source> shared = source;
+        auto lonely = std::make_unique<VideoReader>(std::move(source));
+        auto call = std::async(std::launch::async,
+                               [raw = lonely.get(), isForever] { return isForever ? raw->next() : raw->next(60s); });
+        EXPECT_TRUE(waitUntil([&] { return shared.use_count() == 2; })) << "the reader's and the call's";
+        lonely.reset();
+        EXPECT_EQ(call.get(), std::nullopt);
+        EXPECT_TRUE(shared.expired());
+    }
+}

@@ -99,6 +99,17 @@ TEST_F(InputSetTest, EndsWhatItCannotHaveDecoded)
     EXPECT_THAT(_handles["cup.mp4"]->error().value_or(""), HasSubstr("gives no decoder"));
 }
 
+TEST_F(InputSetTest, EndsWhatItCannotHaveDecodedForOneMoreReader)
+{
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4"); }));
+    _manager.refuses = true;
+    const auto reader = _handles["cup.mp4"]->addVideoReader();
+    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
+    EXPECT_THAT(_handles["cup.mp4"]->error().value_or(""), HasSubstr("gives no decoder"));
+    EXPECT_EQ(reader->next(), std::nullopt);
+}
+
 TEST_F(InputSetTest, WritesToAFileAgainOnceAllInputsThatItWasHaveLeft)
 {
     const QTemporaryDir folder;

@@ -182,9 +182,9 @@ TEST_F(SnapshotFillerTest, ShowsThePresentCodecAndSizeAndWhatCannotBeOpened)
     addSample("tree.avi");
     ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
     EXPECT_EQ(shown("tree.avi").streams[0].form(), "cinepak 320x240");
-    _damage.setCodec("tree.avi video", {"h264", 1280, 720});
+    _damage.setCodec({"tree.avi video"}, {"h264", 1280, 720});
     EXPECT_EQ(shown("tree.avi").streams[0].form(), "h264 1280x720");
-    _damage.setCodec("tree.avi video", {"hevc", 0, 0, true});
+    _damage.setCodec({"tree.avi video"}, {"hevc", 0, 0, true});
     EXPECT_EQ(shown("tree.avi").streams[0].missingCodec, "hevc");
     ASSERT_TRUE(pollUntil([this] { return !_messages.empty(); }));
     EXPECT_THAT(_messages, ElementsAre("tree.avi video: no decoder for hevc"));
@@ -195,7 +195,7 @@ TEST_F(SnapshotFillerTest, ShowsDamageWhileItComes)
     addSample("tree.avi");
     ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
     EXPECT_EQ(shown("tree.avi").streams[0].sinceDamage, std::nullopt);
-    _damage.add("tree.avi video", DamageCounts::ConcealedDamage, "cinepak");
+    _damage.add({"tree.avi video"}, DamageCounts::ConcealedDamage, "cinepak");
     ASSERT_TRUE(pollUntil([this] { return shown("tree.avi").streams[0].sinceDamage.has_value(); }));
     const Snapshot::Stream video = shown("tree.avi").streams[0];
     EXPECT_EQ(video.damaged, 1);

@@ -129,3 +129,15 @@ TEST(InputNames, OfFilesNeverMeetThoseThatWereReleased)
     EXPECT_EQ(names.next("clip-1.mp4", "").stem, "clip-1");
     EXPECT_EQ(names.next("clip-02.mp4", "").stem, "clip-02");
 }
+
+TEST(InputNames, OfInputsThatWriteNothingTakeNoStem)
+{
+    InputNames names;
+    for (int round = 0; round < 3; ++round) {
+        const InputNames::Name name = names.next("clip.mp4", "", false);
+        EXPECT_EQ(name.stem, "clip");
+        names.release(name);
+    }
+    EXPECT_EQ(names.next("clip.mp4", "").stem, "clip");
+    EXPECT_EQ(names.next("clip.mp4", "").stem, "clip-2");
+}
