@@ -124,6 +124,7 @@ TroubleWatch::Figures StreamRun::figures(const std::string &inputName) const
     TroubleWatch::Figures figures;
     figures.name = inputName + ' ' + nameOf(_kind);
     figures.isVideo = _kind == StreamKind::Video;
+    figures.isLive = _feed && _feed->feed().isLive();
     if (_undecodable)
         figures.missingCodec = _undecodable->missingCodec;
     if (!_stream)

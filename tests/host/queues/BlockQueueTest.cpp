@@ -239,7 +239,7 @@ TEST(BlockQueue, EmptyBlocksDoNotWait)
 
 TEST(BlockQueue, TellsNoReaderOfLossesAfterMoreBlocksThanItsCursorsCanCount)
 {
-    BlockQueue queue(2, roomy, quint64(1) << 32);
+    BlockQueue queue(2, roomy, {}, quint64(1) << 32);
     appendStamps(queue, 0, 2);
     QueueReader ahead{queue};
     QueueReader behind{queue};

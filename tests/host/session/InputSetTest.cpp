@@ -171,7 +171,7 @@ TEST_F(InputSetTest, MissesFramesOfAStreamFromItsOwnBeginningOn)
             return message.find(std::string(stream) + ": no frame in 5 s") != std::string::npos;
         });
     };
-    ASSERT_TRUE(pollUntil([this] { return isOpen("pattern"); }));
+    ASSERT_TRUE(pollUntil([this] { return shown("pattern").state == decoding::State::Ready; }));
     static_cast<void>(_handles["pattern"]->video().next(std::chrono::milliseconds(0)));
     ASSERT_TRUE(pollUntil([&] { return told("pattern video"); }));
     static_cast<void>(_handles["pattern"]->audio().next(std::chrono::milliseconds(0)));

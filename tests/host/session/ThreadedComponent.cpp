@@ -1,3 +1,4 @@
+#include <QSemaphore>
 #include <QThread>
 
 #include <memory>
@@ -10,6 +11,21 @@
 // does.
 
 namespace {
+
+/// Does nothing until it is to end.
+class IdleThread final : public QThread {
+public:
+    void end()
+    {
+        _end.release();
+        wait();
+    }
+
+private:
+    void run() override { _end.acquire(); }
+
+    QSemaphore _end;
+};
 
 class ThreadedComponent final : public IComponent {
 public:
@@ -24,10 +40,8 @@ public:
     }
     void stop() override
     {
-        for (const auto &thread : _threads) {
-            thread->quit();
-            thread->wait();
-        }
+        for (const auto &thread : _threads)
+            thread->end();
         _threads.clear();
     }
     int check() override { return 1; }
@@ -35,12 +49,12 @@ public:
 private:
     void begin(const QString &name)
     {
-        _threads.push_back(std::make_unique<QThread>());
+        _threads.push_back(std::make_unique<IdleThread>());
         _threads.back()->setObjectName(name);
         _threads.back()->start();
     }
 
-    std::vector<std::unique_ptr<QThread>> _threads;
+    std::vector<std::unique_ptr<IdleThread>> _threads;
 };
 
 } // namespace

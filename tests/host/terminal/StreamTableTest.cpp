@@ -275,7 +275,7 @@ TEST_F(StreamTableInUtf8, ShowsDamageAndWhatIsNotWrittenInPlaceOfTheLeastImporta
         EXPECT_THAT(columns(width, damaged), Not(Contains(Column::NotWritten)));
         EXPECT_THAT(columns(width, both), IsSupersetOf({Column::Damaged, Column::NotWritten, Column::Lost}));
         const BoardPicture picture = painted(width, both);
-        EXPECT_THAT(picture.text(0), testing::ContainsRegex(" 0 +147 +12 +12 "));
+        EXPECT_THAT(picture.text(0), testing::ContainsRegex(" 0 +147 +12 +12"));
         EXPECT_EQ(toneOf(picture, "147"), Tone::Warning);
     }
     EXPECT_THAT(columns(80, both), Not(Contains(Column::Mode)));
