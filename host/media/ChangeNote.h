@@ -6,8 +6,8 @@
 #include <memory>
 #include <utility>
 
-/// Calls somebody who looks after many things to the one that has something new, so that nobody need look at all of them
-/// all the time. Thread-safe; shared by the parts of one such thing and whoever looks after it.
+/// Calls somebody who looks after many things to the one that has something new, so that nobody need look at all of
+/// them all the time. Thread-safe; shared by the parts of one such thing and whoever looks after it.
 ///
 /// A part first changes and then sets the note; whoever looks first takes the note and then looks. So each change is
 /// seen by the look that follows it, however many changes there are: only the first one since the last look calls.

@@ -53,10 +53,11 @@ void Backlog<Handle, Header>::push(const Handle &record, quint64 size, qint64 bl
 {
     {
         const std::lock_guard<std::mutex> lock(_mutex);
-        if (_hasFailed && !record.isNull())
-            ++_failed;
-        if (_hasFailed || _isLeftBehind)
+        if (_hasFailed || _isLeftBehind) {
+            if (!record.isNull())
+                ++(_hasFailed ? _failed : _dropped);
             return;
+        }
         if (_isEnding) {
             if (!_error)
                 _error = _target + ": a record came after the end, so it was not written";
@@ -143,6 +144,8 @@ bool Backlog<Handle, Header>::step()
         const std::optional<std::string> error = _writer->finish();
         lock.lock();
         _hasEnded = true;
+        if (error)
+            _failed += _writer->leftOut();
         if (error && !_error)
             _error = *error;
         _completed.notify_all();
@@ -194,19 +197,20 @@ void Backlog<Handle, Header>::failLocked(const std::string &error, std::deque<Re
 {
     if (_isLeftBehind)
         return;
+    const bool isGivenUp = _watch->hasGivenUp();
     if (!_error)
-        _error = _watch->hasGivenUp() ? lossLocked() : error;
+        _error = isGivenUp ? lossLocked() : error;
     _hasFailed = _isFailing = true;
-    _failed += static_cast<quint64>(_pendingRecords);
-    dropAllLocked(unwritten);
+    dropAllLocked(unwritten, isGivenUp ? _dropped : _failed);
     ChangeNote::set(_changes);
 }
 
+/// @param count of those that are not written for the same reason.
 template <class Handle, class Header>
-void Backlog<Handle, Header>::dropAllLocked(std::deque<Record> &unwritten)
+void Backlog<Handle, Header>::dropAllLocked(std::deque<Record> &unwritten, quint64 &count)
 {
     unwritten.swap(_waiting);
-    _dropped += static_cast<quint64>(_pendingRecords);
+    count += static_cast<quint64>(_pendingRecords);
     _pendingRecords = 0;
     _pendingBytes = 0;
     adjustGateLocked();
@@ -235,7 +239,7 @@ bool Backlog<Handle, Header>::isComplete(Instant now)
     if (!_hasEnded && !_isLeftBehind && _watch->isStuck(now)) {
         if (!_error)
             _error = lossLocked();
-        dropAllLocked(unwritten);
+        dropAllLocked(unwritten, _dropped);
         _isLeftBehind = true;
         _completed.notify_all();
     }

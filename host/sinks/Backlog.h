@@ -78,7 +78,7 @@ private:
     bool schedule();
     void write(Record record, std::unique_lock<std::mutex> &lock, std::deque<Record> &unwritten);
     void failLocked(const std::string &error, std::deque<Record> &unwritten);
-    void dropAllLocked(std::deque<Record> &unwritten);
+    void dropAllLocked(std::deque<Record> &unwritten, quint64 &count);
     std::string lossLocked() const;
 
     const std::unique_ptr<Writer> _writer; // for the workers only

@@ -24,6 +24,9 @@ const std::map<OutputSpec::Kind, FileFormat> sampleFormats = {
     {OutputSpec::Wav, {"wav", ".wav", AV_CODEC_ID_PCM_S16LE, false, maxRiffBytes}},
 };
 
+/// Of a live stream, which cannot wait for its output: a second or so, while a disk or a machine is busy.
+constexpr int liveRecords = 32;
+
 OutputPlace placeOf(const OutputSpec &spec, const SinkFactory::Input &input)
 {
     OutputPlace place;
@@ -40,6 +43,8 @@ auto backlogOf(std::unique_ptr<IRecordWriter<Header>> writer, const OutputPlace 
 {
     SinkLimits limits;
     limits.gate = input.gate;
+    if (!limits.gate)
+        limits.records = liveRecords;
     return std::make_shared<Backlog<Handle, Header>>(std::move(writer), limits, place.watch, workers.pool(),
                                                      input.changes);
 }

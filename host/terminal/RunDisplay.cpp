@@ -1,6 +1,5 @@
 #include "terminal/RunDisplay.h"
 
-#include <cstdio>
 #include <unistd.h>
 
 #include "media/ClockTime.h"
@@ -13,7 +12,10 @@ constexpr std::size_t maxHidden = 1000;
 
 void write(const std::string &message)
 {
-    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+    LineOutput output(STDERR_FILENO);
+    output.write("decoding-host: " + DisplayText::printable(message).toStdString() + '\n');
+    // Not by the C library: the end of the program would wait for its lock while the terminal takes nothing.
+    static_cast<void>(output.finish(std::nullopt));
 }
 
 } // namespace

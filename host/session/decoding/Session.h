@@ -50,8 +50,8 @@ struct SessionOptions {
 /// The library runs Qt's event loop on a thread of its own, one for all sessions of the process. Where there is no Qt
 /// application object, it makes one there, and takes Qt's messages as its own; so a program that uses Qt itself makes
 /// its application object before its first session, and keeps it longer than its last. Without one, the library also
-/// sets QT_NO_GLIB in the environment, unless it is set. It silences FFmpeg's log in the whole process. Texts are UTF-8,
-/// except for the names of files, which are what the system has.
+/// sets QT_NO_GLIB in the environment, unless it is set. It silences FFmpeg's log in the whole process. Texts are
+/// UTF-8, except for the names of files, which are what the system has.
 class DECODING_EXPORT Session {
 public:
     /// Loads and starts the component.

@@ -46,12 +46,12 @@ struct Snapshot {
     struct Output {
         std::string kind;                 // as Output::kindName; "reader" for a FrameReader
         std::int64_t frames = 0;          // for audio, runs of samples
-        std::int64_t dropped = 0;         // of them, because it was slow, or could not be written any more
+        std::int64_t dropped = 0;         // of them, because it was slow, or took no more at its end
         std::int64_t nullBlocks = 0;      // breaks in the stream
         std::int64_t bytes = 0;           // written to files
         std::int64_t waitedMs = 0;        // that the decoder was given nothing until it had room
         std::optional<std::string> error; // the first
-        std::int64_t failed = 0;          // frames that were to be written and could not be
+        std::int64_t failed = 0;          // frames that could not be written, and are not among the dropped
         bool failing = false;             // the latest was one of them
     };
 
