@@ -173,6 +173,8 @@ TEST_F(InputSetTest, MissesFramesOfAStreamFromItsOwnBeginningOn)
     };
     ASSERT_TRUE(pollUntil([this] { return shown("pattern").state == decoding::State::Ready; }));
     static_cast<void>(_handles["pattern"]->video().next(std::chrono::milliseconds(0)));
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 1; }));
+    FakeDecodingManager::finds(_manager.decoders[0]); // so that the source begins
     ASSERT_TRUE(pollUntil([&] { return told("pattern video"); }));
     static_cast<void>(_handles["pattern"]->audio().next(std::chrono::milliseconds(0)));
     ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));

@@ -15,6 +15,12 @@ namespace {
 /// Does nothing until it is to end.
 class IdleThread final : public QThread {
 public:
+    /// Returns once it runs, and so has its name.
+    void begin()
+    {
+        start();
+        _begun.acquire();
+    }
     void end()
     {
         _end.release();
@@ -22,8 +28,13 @@ public:
     }
 
 private:
-    void run() override { _end.acquire(); }
+    void run() override
+    {
+        _begun.release();
+        _end.acquire();
+    }
 
+    QSemaphore _begun;
     QSemaphore _end;
 };
 
@@ -51,7 +62,7 @@ private:
     {
         _threads.push_back(std::make_unique<IdleThread>());
         _threads.back()->setObjectName(name);
-        _threads.back()->start();
+        _threads.back()->begin();
     }
 
     std::vector<std::unique_ptr<IdleThread>> _threads;
