@@ -1,6 +1,7 @@
 #include "ByteServer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <poll.h>
 
 namespace {
@@ -60,6 +61,8 @@ void ByteServer::run()
         if (script.keepsOpen) {
             open.push_back(client);
         } else if (script.resets) {
+            // The system drops what the client has not read by then, and tells nobody how much that is.
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
             const linger atOnce = {1, 0};
             setsockopt(client, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
             close(client);
