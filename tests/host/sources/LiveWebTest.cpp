@@ -200,25 +200,4 @@ TEST_F(LiveWebTest, APlaylistWhoseServerFallsSilentIsReported)
     EXPECT_EQ(videoBlocks.size(), 51U);
 }
 
-TEST_F(LiveWebTest, APartOfAPlaylistThatWasCutOffShowsInTheNextBlock)
-{
-    // Nothing is missing in fact, so that nothing in the parts themselves says so.
-    make(QStringLiteral("-f lavfi -i testsrc=size=64x48:rate=25:duration=3 -c:v mpeg2video -g 25 -f hls -hls_time 1 "
-                        "-hls_segment_filename ") +
-             path(QStringLiteral("%d.ts")),
-         QStringLiteral("whole.m3u8"));
-    const auto part = [this](int number) { return contents(path(QStringLiteral("%1.ts").arg(number))); };
-    ByteServer::Script reset = answer(part(1));
-    reset.bytes.replace("Content-Length: ", "Content-Length: 9");
-    reset.resets = true;
-    const ByteServer server({answer(playlist(3)), answer(part(0)), reset, answer(part(2)), {QByteArray(), true}});
-    start(QStringLiteral("hls:") + server.url().replace(QStringLiteral("tcp"), QStringLiteral("http")) +
-          QStringLiteral("/list.m3u8"));
-    ASSERT_TRUE(takeReports(1));
-    EXPECT_EQ(videoBlocks.size(), 76U);
-    EXPECT_EQ(std::count_if(videoBlocks.begin(), videoBlocks.end(),
-                            [](const QueueReader::Block &block) { return block.lost > 0; }),
-              1);
-}
-
 } // namespace
