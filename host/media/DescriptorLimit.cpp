@@ -41,7 +41,7 @@ bool DescriptorLimit::isReached(int error)
 
 std::string DescriptorLimit::text(int error)
 {
-    const std::string meaning = std::generic_category().message(error);
+    std::string meaning = std::generic_category().message(error);
     if (error == EMFILE)
         return meaning + ": a process may have " + std::to_string(limit()) + " at once (ulimit -n)";
     if (error == ENFILE)

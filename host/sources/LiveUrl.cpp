@@ -84,7 +84,7 @@ std::optional<std::string> LiveUrl::obstacle() const
 {
     if (!_path)
         return std::nullopt;
-    if (const auto obstacle = InputFile::obstacle(*_path))
+    if (auto obstacle = InputFile::obstacle(*_path))
         return obstacle;
     if (isDescription() && !InputFile::beginsWith(*_path, descriptionBegin))
         return "this is no session description (SDP)";

@@ -19,7 +19,7 @@ std::string locationOf(AVIOContext *io)
     std::uint8_t *location = nullptr;
     if (!io->av_class || av_opt_get(io, "location", AV_OPT_SEARCH_CHILDREN, &location) < 0)
         return std::string();
-    const std::string url = location ? reinterpret_cast<const char *>(location) : "";
+    std::string url = location ? reinterpret_cast<const char *>(location) : "";
     av_free(location);
     return url;
 }
