@@ -1,6 +1,6 @@
-#include <QSemaphore>
 #include <QThread>
 
+#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -19,23 +19,25 @@ public:
     void begin()
     {
         start();
-        _begun.acquire();
+        while (!_hasBegun)
+            msleep(1);
     }
     void end()
     {
-        _end.release();
+        _isToEnd = true;
         wait();
     }
 
 private:
     void run() override
     {
-        _begun.release();
-        _end.acquire();
+        _hasBegun = true;
+        while (!_isToEnd)
+            msleep(1);
     }
 
-    QSemaphore _begun;
-    QSemaphore _end;
+    std::atomic<bool> _hasBegun{false};
+    std::atomic<bool> _isToEnd{false};
 };
 
 class ThreadedComponent final : public IComponent {
