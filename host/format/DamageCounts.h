@@ -2,11 +2,13 @@
 #define HOST_FORMAT_DAMAGECOUNTS_H
 
 #include <QByteArray>
+#include <QHash>
 #include <QtGlobal>
 
 #include <array>
-#include <map>
+#include <cstddef>
 #include <mutex>
+#include <unordered_map>
 
 /// What codec decoders tell of their streams: what each is coded in at present, and what they could not make sense of,
 /// counted by stream and kind, and reported on the warning channel the first time each. Thread-safe; shared by all
@@ -30,10 +32,8 @@ public:
     struct Stream {
         QByteArray origin; // by which warnings call it
         quint32 source = 0;
-        bool operator<(const Stream &other) const
-        {
-            return origin != other.origin ? origin < other.origin : source < other.source;
-        }
+
+        bool operator==(const Stream &other) const { return source == other.source && origin == other.origin; }
     };
 
     /// @param detail what is wrong, in a few words.
@@ -61,8 +61,12 @@ public:
     void forget(const Stream &stream);
 
 private:
+    struct Hash {
+        std::size_t operator()(const Stream &stream) const { return qHash(stream.origin, stream.source); }
+    };
+
     mutable std::mutex _mutex; // guards the next one
-    std::map<Stream, Condition> _streams;
+    std::unordered_map<Stream, Condition, Hash> _streams;
 };
 
 #endif
