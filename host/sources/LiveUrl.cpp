@@ -39,17 +39,6 @@ const AVInputFormat *deviceFormat(const char *name)
     return registered ? av_find_input_format(name) : nullptr;
 }
 
-/// Whether @p url, which is an address, has no port, not even among its parameters. Of some protocols libavformat would
-/// take any port that is free, at which nothing ever comes.
-bool lacksPort(const std::string &url)
-{
-    static const QRegularExpression port(
-        QStringLiteral("^[a-z]+://([^/?#]*@)?(\\[[^]]*\\]|[^/?#:]*):\\d|[?&]local(rtp)?port=\\d"));
-    static const QRegularExpression needsPort(QStringLiteral("^(udp|s?rtp|tcp|srt)://"));
-    const QString text = QString::fromStdString(url);
-    return needsPort.match(text).hasMatch() && !port.match(text).hasMatch();
-}
-
 } // namespace
 
 bool LiveUrl::isLive(const std::string &url)
@@ -94,7 +83,7 @@ std::string LiveUrl::pathOf(const std::string &url)
 std::optional<std::string> LiveUrl::obstacle() const
 {
     if (!_path)
-        return lacksPort(_name) ? std::optional<std::string>("the address has no port") : std::nullopt;
+        return lacksPort() ? std::optional<std::string>("the address has no port") : std::nullopt;
     if (auto obstacle = InputFile::obstacle(*_path))
         return obstacle;
     if (isDescription() && !InputFile::beginsWith(*_path, descriptionBegin))
@@ -153,10 +142,21 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
         return _path && !hasConnected;
     case AVERROR(EINVAL):
         // A graph or an address that makes no sense. Elsewhere a server's answer may be meant.
-        return isGenerated() || _scheme == "tcp" || _scheme == "srt" || lacksPort(_name);
+        return isGenerated() || _scheme == "tcp" || _scheme == "srt" || lacksPort();
     default:
         return false;
     }
+}
+
+/// Of some protocols libavformat would take any port that is free, at which nothing ever comes.
+bool LiveUrl::lacksPort() const
+{
+    static const QRegularExpression needsPort(QStringLiteral("^(udp|s?rtp|tcp|srt)://"));
+    static const QRegularExpression port(
+        QStringLiteral("^[a-z]+://([^/?#]*@)?(\\[[^]]*\\]|[^/?#:]*):\\d+([/?#]|$)|[?&]local(rtp)?port=\\d"));
+    const QString text = QString::fromStdString(_name);
+    return needsPort.match(text).hasMatch() && !port.match(text).hasMatch() &&
+           _access.options.count("localport") + _access.options.count("local_rtpport") == 0;
 }
 
 bool LiveUrl::isListening() const

@@ -76,6 +76,8 @@ public:
     bool isHopeless(int error, bool hasConnected) const;
 
 private:
+    /// Whether it is an address that needs a port, and none is named, not even among its parameters.
+    bool lacksPort() const;
     bool hasParameter(const std::string &name, const std::string &value) const;
 
     InputAccess _access;
