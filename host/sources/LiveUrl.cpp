@@ -83,7 +83,7 @@ std::string LiveUrl::pathOf(const std::string &url)
 std::optional<std::string> LiveUrl::obstacle() const
 {
     if (!_path)
-        return lacksPort() ? std::optional<std::string>("the address has no port") : std::nullopt;
+        return lacksPort() ? std::optional<std::string>("cannot be opened: the address has no port") : std::nullopt;
     if (auto obstacle = InputFile::obstacle(*_path))
         return obstacle;
     if (isDescription() && !InputFile::beginsWith(*_path, descriptionBegin))
