@@ -1,5 +1,7 @@
 #include "LiveFixture.h"
 
+#include "host/decode/WakeUps.h"
+
 LiveSource::Options LiveFixture::impatient()
 {
     LiveSource::Options options;
@@ -30,10 +32,12 @@ bool LiveFixture::takeMore()
 
 LiveFixture::milliseconds LiveFixture::timeToStop()
 {
+    WakeUps wakeUps;
     const auto begin = std::chrono::steady_clock::now();
     source->requestStop();
     source->join();
-    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
+    const auto end = std::chrono::steady_clock::now();
+    return std::chrono::duration_cast<milliseconds>(end - begin) - wakeUps.end();
 }
 
 std::vector<std::size_t> LiveFixture::breaksIn(const std::vector<QueueReader::Block> &blocks)
