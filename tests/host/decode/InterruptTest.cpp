@@ -22,9 +22,11 @@ protected:
     {
         return interruptedRun(options, [signal](pid_t process) { kill(process, signal); });
     }
-    HostRun interruptedRun(const QStringList &options, const std::function<void(pid_t process)> &interrupt)
+    /// @param last whose pictures come last, by the name of its output.
+    HostRun interruptedRun(const QStringList &options, const std::function<void(pid_t process)> &interrupt,
+                           const char *last = "cup")
     {
-        const QString file = path("out/cup.video.raw");
+        const QString file = path(QStringLiteral("out/%1.video.raw").arg(last));
         QFile::remove(file);
         return HostRun::decode(QStringList{"--paced", "--output", "raw:" + path("out"), sample("cup.mp4")} + options,
                                std::chrono::seconds(60), [&](qint64 process) {
@@ -117,10 +119,11 @@ TEST_F(Interrupt, StopsWhateverNumberOfInputs)
 {
     using Clock = std::chrono::steady_clock;
     Clock::time_point interruptedAt;
-    const HostRun run = interruptedRun({"--copies", "20"}, [&interruptedAt](pid_t process) {
+    const auto interrupt = [&interruptedAt](pid_t process) {
         interruptedAt = Clock::now();
         kill(process, SIGINT);
-    });
+    };
+    const HostRun run = interruptedRun({"--copies", "20"}, interrupt, "cup-20");
     EXPECT_LT(Clock::now() - interruptedAt, std::chrono::seconds(5));
     EXPECT_EQ(run.exitCode, 130);
     EXPECT_EQ(run.inputs().size(), 20);
