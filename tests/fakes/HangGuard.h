@@ -14,7 +14,7 @@
 /// deadline, because the waiting thread itself would hang.
 class HangGuard {
 public:
-    explicit HangGuard(std::string what, std::chrono::seconds limit = std::chrono::seconds(100))
+    explicit HangGuard(std::string what, std::chrono::seconds limit = std::chrono::seconds(60))
         : _what(std::move(what))
         , _watch([this, limit] { watch(limit); })
     {

@@ -1,7 +1,5 @@
 #include "LiveFixture.h"
 
-#include "host/decode/WakeUps.h"
-
 LiveSource::Options LiveFixture::impatient()
 {
     LiveSource::Options options;
@@ -32,12 +30,10 @@ bool LiveFixture::takeMore()
 
 LiveFixture::milliseconds LiveFixture::timeToStop()
 {
-    WakeUps wakeUps;
     const auto begin = std::chrono::steady_clock::now();
     source->requestStop();
     source->join();
-    const auto end = std::chrono::steady_clock::now();
-    return std::chrono::duration_cast<milliseconds>(end - begin) - wakeUps.end();
+    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
 }
 
 std::vector<std::size_t> LiveFixture::breaksIn(const std::vector<QueueReader::Block> &blocks)

@@ -58,8 +58,7 @@ protected:
         return takeUntil([&] { return reports.size() >= count; });
     }
 
-    /// @return how long the source takes to end after it is asked to, except for what the machine wakes threads too
-    ///         late.
+    /// @return how long the source takes to end after it is asked to.
     milliseconds timeToStop();
 
     /// Positions of the empty blocks among @p blocks.
