@@ -3,7 +3,6 @@
 #include <QFileInfo>
 #include <QProcess>
 
-#include <chrono>
 #include <csignal>
 #include <functional>
 #include <termios.h>
@@ -117,17 +116,12 @@ TEST_F(Interrupt, DoesNotWaitForOutputsThatAreSlowerThanTheDecoding)
 
 TEST_F(Interrupt, StopsWhateverNumberOfInputs)
 {
-    using Clock = std::chrono::steady_clock;
-    Clock::time_point interruptedAt;
-    const auto interrupt = [&interruptedAt](pid_t process) {
-        interruptedAt = Clock::now();
-        kill(process, SIGINT);
-    };
-    const HostRun run = interruptedRun({"--copies", "20"}, interrupt, "cup-20");
-    EXPECT_LT(Clock::now() - interruptedAt, std::chrono::seconds(5));
+    const HostRun run = interruptedRun(
+        {"--copies", "20"}, [](pid_t process) { kill(process, SIGINT); }, "cup-20");
     EXPECT_EQ(run.exitCode, 130);
     EXPECT_EQ(run.inputs().size(), 20);
     for (const QJsonValue &input : run.inputs())
         EXPECT_LT(run.stream(input["name"].toString().toStdString(), "video")["frames"].toInt(), 217);
     run.expectNothingLeft();
+    EXPECT_LT(run.totals()["wallTimeMs"].toInt(), 7000);
 }
