@@ -1,73 +1,16 @@
 #include <QFile>
-#include <QtEndian>
 
 #include <algorithm>
 
-#include "LiveFixture.h"
+#include "LiveServersFixture.h"
 #include "host/live/DatagramRelay.h"
 #include "host/live/Loopback.h"
 #include "host/live/ServerProcess.h"
 
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-
-/// Live sources that other programs serve: the pictures of a real clip, H.264 at 26.8 pictures a second, a key picture
-/// about every second.
-class LiveServersTest : public LiveFixture {
-protected:
-    static QString clip() { return QStringLiteral(SAMPLES_DIR "/cup.mp4"); }
-
-    static LiveSource::Options pictures()
-    {
-        LiveSource::Options options = impatient();
-        options.audio = false;
-        return options;
-    }
-
-    /// The clip's coded pictures: the one slice that each consists of.
-    static std::vector<QByteArray> picturesOfClip()
-    {
-        std::vector<QByteArray> pictures;
-        for (const Packet &packet : packetsOf(clip(), 1)) {
-            int slices = 0;
-            for (int at = 0, size = 0; at + 5 <= packet.data.size(); at += 4 + size) {
-                size = qFromBigEndian<qint32>(packet.data.constData() + at);
-                const int type = packet.data[at + 4] & 31;
-                if (type >= 1 && type <= 5) {
-                    pictures.push_back(packet.data.mid(at + 4, size));
-                    ++slices;
-                }
-            }
-            EXPECT_EQ(slices, 1);
-        }
-        return pictures;
-    }
-
-    /// Which of the clip's pictures @p block holds, perhaps behind parameter sets and what else may stand
-    /// before the slices; -1 when none.
-    int pictureIn(const QueueReader::Block &block)
-    {
-        const std::vector<Packet> packets = packetsIn({block}, 0);
-        const auto found = std::find_if(_pictures.begin(), _pictures.end(), [&](const QByteArray &picture) {
-            return packets.size() == 1 && packets.front().data.endsWith(picture);
-        });
-        return found == _pictures.end() ? -1 : static_cast<int>(found - _pictures.begin());
-    }
-
-    /// Each block up to @p end holds the picture that follows the one before it.
-    void expectTheClip(std::size_t end)
-    {
-        const int first = pictureIn(videoBlocks.front());
-        ASSERT_GE(first, 0);
-        for (std::size_t position = 0; position < end; ++position)
-            ASSERT_EQ(pictureIn(videoBlocks[position]), first + static_cast<int>(position));
-    }
-
-    const std::vector<QByteArray> _pictures = picturesOfClip();
-};
 
 TEST_F(LiveServersTest, RtspDeliversTheClipPictureForPicture)
 {
@@ -255,110 +198,6 @@ TEST_F(LiveServersTest, AnOptionThatItDoesNotTakeEndsTheSource)
     start(QStringLiteral("rtsp://127.0.0.1:%1/live").arg(port), options);
     ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
     EXPECT_EQ(source->status().trouble, "libavformat takes no option \"mode\" for this input");
-}
-
-/// A source that others call, by an url with a port to be filled in, and the url that they call.
-struct Called {
-    const char *url;
-    const char *caller;
-    const char *muxer;
-};
-
-void PrintTo(const Called &called, std::ostream *stream)
-{
-    *stream << called.url;
-}
-
-class CalledSource : public LiveServersTest, public testing::WithParamInterface<Called> {
-protected:
-    CalledSource() { start(QString(GetParam().url).arg(_port), waiting()); }
-
-    static LiveSource::Options waiting()
-    {
-        LiveSource::Options options = pictures();
-        options.openLimit = milliseconds(4000);
-        options.firstRetryDelay = milliseconds(60'000);
-        options.lastRetryDelay = milliseconds(60'000);
-        return options;
-    }
-
-    std::unique_ptr<ServerProcess> call() const
-    {
-        return ServerProcess::transportStream(clip(), QString(GetParam().caller).arg(_port),
-                                              QLatin1String(GetParam().muxer));
-    }
-
-    const quint16 _port = Loopback::freePort(std::string(GetParam().url).find("srt") == 0 ? SOCK_DGRAM : SOCK_STREAM);
-};
-
-TEST_P(CalledSource, WaitsForItsFirstCallerAsLongAsThatTakes)
-{
-    EXPECT_FALSE(takeUntilOrFor(milliseconds(5000), [&] { return !reports.empty(); }));
-    EXPECT_EQ(source->status().state, LiveSource::State::Connecting);
-    const auto caller = call();
-    ASSERT_TRUE(takeVideo(20));
-    EXPECT_EQ(pictureIn(videoBlocks.front()), 0);
-    EXPECT_THAT(reports, IsEmpty());
-    EXPECT_LT(timeToStop(), milliseconds(400));
-}
-
-TEST_P(CalledSource, TakesTheNextCallerAtOnce)
-{
-    for (quint64 callers = 1; callers <= 3; ++callers) {
-        auto caller = call();
-        const std::size_t before = videoBlocks.size();
-        // One that calls in the very moment in which the port is opened again is refused, and calls once more.
-        ASSERT_TRUE(takeUntil([&] {
-            if (!caller->isRunning() && videoBlocks.size() == before)
-                caller = call();
-            return videoBlocks.size() >= before + 20;
-        }));
-        caller->end();
-        caller = nullptr;
-        ASSERT_TRUE(takeUntil([&] { return breaksIn(videoBlocks).size() == callers; }));
-        EXPECT_EQ(source->status().connections, callers);
-    }
-    expectDecodable(videoBlocks);
-}
-
-TEST_P(CalledSource, EndsWithItsDurationThoughNobodyCalls)
-{
-    LiveSource::Options options = waiting();
-    options.duration = milliseconds(300);
-    timeToStop();
-    start(QString(GetParam().url).arg(_port), options);
-    EXPECT_TRUE(takeUntilOrFor(milliseconds(3000), [&] { return source->status().state == LiveSource::State::Ended; }));
-}
-
-TEST_P(CalledSource, StopsAtOnceWhileNobodyCalls)
-{
-    EXPECT_LT(timeToStop(), milliseconds(400));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Live, CalledSource,
-    testing::Values(Called{"tcp://127.0.0.1:%1?listen", "tcp://127.0.0.1:%1", "mpegts"},
-                    Called{"srt://127.0.0.1:%1?mode=listener", "srt://127.0.0.1:%1?connect_timeout=10000", "mpegts"},
-                    Called{"rtmp://127.0.0.1:%1/app/key?listen", "rtmp://127.0.0.1:%1/app/key", "flv"}),
-    [](const auto &test) { return std::string(test.param.url, 3); });
-
-TEST_F(LiveServersTest, ACallerByRtmpThatSaysNothingIsGivenUpForTheNextOne)
-{
-    const quint16 port = Loopback::freePort(SOCK_STREAM);
-    start(QStringLiteral("rtmp://127.0.0.1:%1/app/key?listen").arg(port), pictures());
-    const sockaddr_in address = Loopback::at(port);
-    const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_TRUE(eventually(
-        [&] { return ::connect(silent, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0; }));
-    EXPECT_TRUE(takeReports(1));
-    std::unique_ptr<ServerProcess> caller;
-    EXPECT_TRUE(takeUntil([&] {
-        if (!caller || (!caller->isRunning() && videoBlocks.empty()))
-            caller = ServerProcess::transportStream(clip(), QStringLiteral("rtmp://127.0.0.1:%1/app/key").arg(port),
-                                                    QStringLiteral("flv"));
-        return videoBlocks.size() >= 20;
-    }));
-    ::close(silent);
 }
 
 /// What a source over datagrams says of losses, with the given muxer.
