@@ -18,6 +18,7 @@ namespace {
 // Each copy of an input has a thread and two decoders of its own.
 constexpr int maxCopies = 1000;
 constexpr int maxRepeat = 1000000000;
+constexpr int maxBurst = 1000000;
 constexpr double maxDurationSeconds = 1e9;
 constexpr int maxLatencyMs = 3600000;
 
@@ -219,6 +220,11 @@ void addDecode(CLI::App &app, DecodeOptions &options)
         "--time-saving", [&options] { options.session.mode = decoding::Mode::TimeSaving; }, "Decode key blocks only");
     command.add_flag("--exclude-from-tuning", options.input.excludeFromTuning,
                      "Decode every block despite --time-saving");
+    command
+        .add_option("--burst", options.input.burst,
+                    "Decode up to N packets of a file in one go (by default as many as\nare good)")
+        ->option_text("N")
+        ->check(CLI::Range(1, maxBurst));
     command.add_option("--repeat", options.input.repeat, "Read each input N times over")
         ->option_text("N")
         ->check(CLI::Range(1, maxRepeat));

@@ -38,6 +38,24 @@ DamageCounts::Condition DamageCounts::conditionOf(const QByteArray &origin) cons
     return _streams.value(origin);
 }
 
+std::shared_ptr<DecodingPace> DamageCounts::watchPace(const QByteArray &origin)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    for (auto each = _paces.begin(); each != _paces.end();)
+        each = each->expired() ? _paces.erase(each) : each + 1;
+    std::shared_ptr<DecodingPace> pace = _paces.value(origin).lock();
+    if (!pace)
+        pace = std::make_shared<DecodingPace>();
+    _paces[origin] = pace;
+    return pace;
+}
+
+std::shared_ptr<DecodingPace> DamageCounts::paceOf(const QByteArray &origin) const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _paces.value(origin).lock();
+}
+
 void DamageCounts::forget(const QByteArray &origin)
 {
     const std::lock_guard<std::mutex> lock(_mutex);

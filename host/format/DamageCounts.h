@@ -6,11 +6,14 @@
 #include <QtGlobal>
 
 #include <array>
+#include <memory>
 #include <mutex>
 
-/// What codec decoders tell of their streams: what each is coded in at present, and what they could not make sense of,
-/// counted by stream and kind, and reported on the warning channel the first time each. Thread-safe; shared by all
-/// codec decoders of a format manager. No call holds the lock for longer than a look at one stream.
+#include "format/DecodingPace.h"
+
+/// What codec decoders tell of their streams: what each is coded in at present, how long its packets take, and what
+/// they could not make sense of, counted by stream and kind, and reported on the warning channel the first time each.
+/// Thread-safe; shared by all codec decoders of a format manager.
 class DamageCounts {
 public:
     enum Kind {
@@ -50,12 +53,19 @@ public:
     };
     Condition conditionOf(const QByteArray &origin) const;
 
+    /// @return the pace of the stream @p origin, which its codec decoder notes from its next opening on, for as long as
+    ///         somebody holds it.
+    std::shared_ptr<DecodingPace> watchPace(const QByteArray &origin);
+    /// @return the same, for the codec decoder; null when nobody watches it.
+    std::shared_ptr<DecodingPace> paceOf(const QByteArray &origin) const;
+
     /// Forgets the stream @p origin, which has ended for good.
     void forget(const QByteArray &origin);
 
 private:
-    mutable std::mutex _mutex; // guards the next one
+    mutable std::mutex _mutex; // guards the next two
     QHash<QByteArray, Condition> _streams;
+    QHash<QByteArray, std::weak_ptr<DecodingPace>> _paces;
 };
 
 #endif

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "queues/BurstQueue.h"
 #include "sinks/ReaderSink.h"
 
 DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<IInputQueue> &queue,
@@ -18,12 +19,25 @@ DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<II
     , _environment(environment)
     , _gate(gate)
     , _queue(new GatedQueue(queue, gate, settings.keyBlocksOnly))
+    , _decoderQueue(makeDecoderQueue())
 {
 }
 
 DecodedStream::~DecodedStream()
 {
     _environment.damage.forget(_description.origin);
+}
+
+ModkitPtr<IInputQueue> DecodedStream::makeDecoderQueue() const
+{
+    if (!_settings.bursts)
+        return _queue;
+    const auto pace = _environment.damage.watchPace(_description.origin);
+    const auto length = [gate = _gate, pace, time = _settings.bursts,
+                         longest = _settings.longestBurst](bool keyBlocks) {
+        return std::min(gate->room(), longest > 0 ? longest : pace->packetsWithin(keyBlocks, time->longest()));
+    };
+    return ModkitPtr<BurstQueue>(new BurstQueue(_queue, streamIdOf(_kind), length));
 }
 
 std::optional<std::string> DecodedStream::addOutput(const OutputSpec &spec, const SinkFactory::Input &input)
@@ -65,9 +79,9 @@ void DecodedStream::add(std::string kind, const ModkitPtr<Sink> &sink, std::opti
 {
     const auto decode = [this, sink] {
         if constexpr (std::is_base_of_v<IVideoOutputQueue, Sink>)
-            return _environment.manager.createVideoDecoder(_queue, sink, _settings.creationFlags, _name);
+            return _environment.manager.createVideoDecoder(_decoderQueue, sink, _settings.creationFlags, _name);
         else
-            return _environment.manager.createAudioDecoder(_queue, sink, _settings.creationFlags, _name);
+            return _environment.manager.createAudioDecoder(_decoderQueue, sink, _settings.creationFlags, _name);
     };
     _outputs.push_back({std::move(kind), sink, decode, {}, std::move(reader), frames()});
 }

@@ -11,6 +11,7 @@
 
 #include "format/DamageCounts.h"
 #include "interfaces/IDecodingManager.h"
+#include "queues/BurstTime.h"
 #include "queues/Gate.h"
 #include "queues/GatedQueue.h"
 #include "session/InputFeed.h"
@@ -38,6 +39,9 @@ public:
     struct Settings {
         int creationFlags = 0;
         bool keyBlocksOnly = false;
+        /// Of whose time bursts of packets are decoded; null: packet by packet.
+        std::shared_ptr<const BurstTime> bursts;
+        int longestBurst = 0; // packets; 0: as many as the time allows
     };
 
     /// @param queue that the decoder is to read. @param gate closed by outputs without room.
@@ -112,6 +116,7 @@ private:
         qint64 framesBefore = 0; // that the stream had when this output came
     };
 
+    ModkitPtr<IInputQueue> makeDecoderQueue() const;
     template <class Sink>
     void add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader);
 
@@ -124,6 +129,7 @@ private:
     const Environment _environment;
     const std::shared_ptr<Gate> _gate;
     const ModkitPtr<GatedQueue> _queue;
+    const ModkitPtr<IInputQueue> _decoderQueue; // that one, or its bursts
 
     std::vector<Output> _outputs;
     qint64 _framesBefore = 0; // frames() when an output left last

@@ -12,10 +12,11 @@ constexpr std::chrono::seconds awakeLimit(30);
 
 } // namespace
 
-FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment)
+FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, BurstTime::Kind kind, const Environment &environment)
     : _feed(std::move(feed))
     , _environment(environment)
 {
+    _burstShare.emplace(environment.bursts, kind);
 }
 
 FeedRun::~FeedRun()
@@ -115,6 +116,7 @@ void FeedRun::beginEnding()
     auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });
     _ending = ending->get_future();
     _phase = Phase::Ending;
+    _burstShare.reset();
     // Where the system gives no thread, better here than never.
     if (!_environment.enders.post([ending, wake = _environment.wake] {
             (*ending)();

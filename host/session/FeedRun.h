@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "queues/BurstTime.h"
 #include "session/DecodedStream.h"
 #include "session/InputFeed.h"
 #include "session/JobThreads.h"
@@ -26,9 +27,11 @@ public:
         JobThreads &enders; // of feeds and decoders, which may be at work for a while
         /// Has the session look at its inputs soon. Thread-safe.
         std::function<void()> wake;
+        std::shared_ptr<BurstTime> bursts;
     };
 
-    FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment);
+    /// @param kind of the feed: whether bursts of its packets are decoded, or it is punctual.
+    FeedRun(std::unique_ptr<InputFeed> feed, BurstTime::Kind kind, const Environment &environment);
     FeedRun(const FeedRun &) = delete;
     FeedRun &operator=(const FeedRun &) = delete;
     /// Cancels what is still running, and completes its outputs.
@@ -83,6 +86,7 @@ private:
 
     const std::unique_ptr<InputFeed> _feed;
     const Environment _environment;
+    std::optional<BurstTime::Share> _burstShare;          // until it ends
     std::vector<std::unique_ptr<DecodedStream>> _streams; // constant while it is ending
     std::optional<std::string> _error;                    // it could not begin
     std::optional<std::chrono::steady_clock::time_point> _decodersSince;

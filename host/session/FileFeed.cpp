@@ -8,6 +8,8 @@ namespace {
 
 // Much for one stream, little for hundreds.
 constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
+// Packets of sound are small, and soon decoded.
+constexpr BlockQueue::Limits soundLimits{256, 8 << 20};
 
 } // namespace
 
@@ -61,7 +63,8 @@ std::vector<MediaSource::Stream> FileFeed::undecodable() const
 void FileFeed::decode(StreamKind kind)
 {
     _decoded.insert(kind);
-    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), queueLimits));
+    const BlockQueue::Limits &limits = _decoded.count(StreamKind::Video) == 0 ? soundLimits : queueLimits;
+    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), limits));
 }
 
 ModkitPtr<IInputQueue> FileFeed::queue(StreamKind kind) const

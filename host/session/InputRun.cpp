@@ -60,7 +60,8 @@ std::unique_ptr<FeedRun> InputRun::makeFeed(bool video, bool audio) const
         file.label = label;
         feed = std::make_unique<FileFeed>(_url, file, _environment.openers, _environment.feeds.wake);
     }
-    return std::make_unique<FeedRun>(std::move(feed), _environment.feeds);
+    return std::make_unique<FeedRun>(
+        std::move(feed), isPunctual() ? BurstTime::Kind::Punctual : BurstTime::Kind::Bursts, _environment.feeds);
 }
 
 void InputRun::addReader(StreamKind kind, const ReaderBuffer &buffer)
@@ -249,6 +250,10 @@ std::optional<std::string> InputRun::openOutputs(StreamKind kind, const std::sha
     settings.creationFlags = (_options.paced && !isLive() ? CreationFlags::Paced : 0) |
                              (_options.excludeFromTuning ? CreationFlags::ExcludeFromTuning : 0);
     settings.keyBlocksOnly = _options.keyFramesOnly;
+    if (!isPunctual()) {
+        settings.bursts = _environment.feeds.bursts;
+        settings.longestBurst = _options.burst;
+    }
     of.opening = std::make_unique<DecodedStream>(*of.known, of.feed->feed().queue(kind), _core->gate(kind), settings,
                                                  _environment.streams);
     SinkFactory::Input input{QString::fromStdString(_name.stem), of.known->startTimeUs, inputFiles};

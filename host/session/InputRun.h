@@ -60,6 +60,8 @@ public:
     /// The file that is read, as it was at the beginning; nothing for other inputs.
     const FileSet &files() const { return _files; }
     bool isLive() const { return _core->isLive(); }
+    /// Whether its blocks are to be decoded when they are due, each by itself.
+    bool isPunctual() const { return isLive() || _options.paced; }
     /// Whether there is, or may be, more of it to decode.
     bool isRunning() const;
     bool isFinished() const;

@@ -20,7 +20,7 @@ TroubleWatch::Moment present()
 } // namespace
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs)
-    : _environment{environment, {_enders, [jobs] { jobs->wake(); }}, _openers}
+    : _environment{environment, {_enders, [jobs] { jobs->wake(); }, std::make_shared<BurstTime>()}, _openers}
     , _jobs(std::move(jobs))
 {
 }

@@ -180,6 +180,8 @@ std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::
         throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::repeat is less than 1");
     if (options.queuedFrames < 1)
         throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::queuedFrames is less than 1");
+    if (options.burst < 0)
+        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::burst is less than 0");
     std::shared_ptr<Input::Core> input;
     {
         const std::lock_guard<std::mutex> lock(_mutex);

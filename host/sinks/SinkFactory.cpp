@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "sinks/PictureFileWriter.h"
@@ -25,6 +26,8 @@ const std::map<OutputSpec::Kind, FileFormat> sampleFormats = {
     {OutputSpec::Wav, {"wav", ".wav", AV_CODEC_ID_PCM_S16LE, false, maxRiffBytes}},
 };
 
+constexpr int waitingRunsOfSamples = 64;
+
 OutputPlace placeOf(const OutputSpec &spec, const SinkFactory::Input &input)
 {
     OutputPlace place;
@@ -41,6 +44,9 @@ auto backlogOf(std::unique_ptr<IRecordWriter<Header>> writer, const OutputPlace 
 {
     SinkLimits limits;
     limits.gate = input.gate;
+    // Runs of samples are small, and decoded many at a time where the input can wait.
+    if (input.gate && std::is_same_v<Header, SamplesHeader>)
+        limits.records = waitingRunsOfSamples;
     return std::make_shared<Backlog<Handle, Header>>(std::move(writer), limits, place.watch, workers.pool());
 }
 

@@ -6,8 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "media/ThreadTime.h"
 #include "sources/Pacing.h"
-#include "sources/ThreadTime.h"
 
 namespace {
 

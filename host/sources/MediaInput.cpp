@@ -14,7 +14,7 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
-#include "sources/ThreadTime.h"
+#include "media/ThreadTime.h"
 #include <sys/stat.h>
 
 namespace {

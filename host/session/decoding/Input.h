@@ -34,6 +34,10 @@ struct InputOptions {
     std::optional<std::chrono::milliseconds> duration;
     /// Of a live input: what has waited longer for its decoder is dropped, up to the next key block.
     std::chrono::milliseconds maxLatency{400};
+    /// Packets of a file that are decoded in one go, at most, before it is another stream's turn; 0: as many as are good
+    /// for speed, and few beside live or paced inputs of the session. Never more than all who take the frames have room
+    /// for. Decoded one by one are those of paced files and live inputs, whatever is said here.
+    int burst = 0;
     /// Frames that wait for each reader; at least 1.
     int queuedFrames = 8;
     /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together,

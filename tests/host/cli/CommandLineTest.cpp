@@ -87,11 +87,32 @@ TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
 
 TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
 {
-    const auto options = parsed<DecodeOptions>(
-        {"decode",   "--threads",   "3",          "--paced",    "--time-saving", "--exclude-from-tuning",
-         "--repeat", "4",           "--copies",   "5",          "a.mp4",         "--duration",
-         "1.5",      "--component", "c.so",       "--settings", "s.ini",         "--json",
-         "r.json",   "--quiet",     "--governor", "0.5:0.7",    "--max-latency", "90"});
+    const auto options = parsed<DecodeOptions>({"decode",
+                                                "--threads",
+                                                "3",
+                                                "--paced",
+                                                "--time-saving",
+                                                "--exclude-from-tuning",
+                                                "--repeat",
+                                                "4",
+                                                "--copies",
+                                                "5",
+                                                "a.mp4",
+                                                "--duration",
+                                                "1.5",
+                                                "--component",
+                                                "c.so",
+                                                "--settings",
+                                                "s.ini",
+                                                "--json",
+                                                "r.json",
+                                                "--quiet",
+                                                "--governor",
+                                                "0.5:0.7",
+                                                "--max-latency",
+                                                "90",
+                                                "--burst",
+                                                "6"});
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
     EXPECT_TRUE(options.input.paced);
     EXPECT_EQ(options.session.mode, decoding::Mode::TimeSaving);
@@ -99,6 +120,7 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
     EXPECT_TRUE(options.quiet);
     EXPECT_EQ(options.input.repeat, 4);
     EXPECT_EQ(options.copies, 5);
+    EXPECT_EQ(options.input.burst, 6);
     EXPECT_EQ(options.input.duration, std::chrono::milliseconds(1500));
     EXPECT_EQ(options.input.maxLatency, std::chrono::milliseconds(90));
     ASSERT_TRUE(options.session.governor);

@@ -59,6 +59,58 @@ TEST_F(InputSetTest, GivesTheDecoderNothingUntilItHasAllOutputs)
     EXPECT_TRUE(pollUntil([this] { return FakeDecodingManager::finds(_manager.decoders[0]); }));
 }
 
+TEST_F(InputSetTest, DecodesAFileInBurstsThatAreShortWhileAnotherInputIsPunctual)
+{
+    constexpr std::chrono::milliseconds packetTime(2);
+    _options.audio = false;
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 1; }));
+    FakeDecodingManager::Decoder cup = _manager.decoders.front();
+    EXPECT_FALSE(FakeDecodingManager::finds(cup));
+    ASSERT_TRUE(pollUntil([this] { return shown("cup.mp4").packets >= 64; }));
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the key picture";
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "nothing is known of its pace";
+
+    const auto pace = _damage.paceOf("cup.mp4 video");
+    ASSERT_TRUE(pace);
+    pace->note(false, 1000, 1000 * packetTime);
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::alone / packetTime);
+    addUnreachable("door");
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::besidePunctual / packetTime);
+    addSample("tree.avi");
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::besidePunctual / packetTime / 2);
+    remove("door");
+    remove("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return names().size() == 1; }));
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::alone / packetTime);
+
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the rest of the group of 30";
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the next key picture";
+
+    _options.paced = true;
+    addSample("box.mp4");
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::besidePunctual / packetTime);
+}
+
+TEST_F(InputSetTest, DecodesBurstsOfTheLengthAskedForUnlessAnInputIsPunctual)
+{
+    _options.audio = false;
+    _options.burst = 5;
+    addSample("cup.mp4");
+    _options.paced = true;
+    addSample("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    for (FakeDecodingManager::Decoder &decoder : _manager.decoders)
+        EXPECT_FALSE(FakeDecodingManager::finds(decoder));
+    ASSERT_TRUE(pollUntil([this] { return shown("cup.mp4").packets >= 64 && shown("tree.avi").packets >= 4; }));
+    for (FakeDecodingManager::Decoder &decoder : _manager.decoders) {
+        const int longest = decoder.name.startsWith("cup") ? 5 : 1;
+        EXPECT_EQ(FakeDecodingManager::takePackets(decoder), 1);
+        EXPECT_EQ(FakeDecodingManager::takePackets(decoder), longest);
+        EXPECT_EQ(FakeDecodingManager::takePackets(decoder), longest);
+    }
+}
+
 TEST_F(InputSetTest, TellsOnceWhyAnInputCannotBeOpenedThoughItIsDroppedThen)
 {
     add("/nowhere/clip.mp4");
