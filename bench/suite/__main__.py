@@ -14,11 +14,12 @@ import growth
 import latency
 import paced
 import report
+import small_files
 from clips import Clips
 from context import Context, machine
 
-PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "alternatives": alternatives, "paced": paced,
-         "latency": latency, "capacity": capacity}
+PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "alternatives": alternatives, "small": small_files,
+         "paced": paced, "latency": latency, "capacity": capacity}
 
 
 def main() -> int:
