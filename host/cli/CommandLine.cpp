@@ -222,7 +222,8 @@ void addDecode(CLI::App &app, DecodeOptions &options)
                      "Decode every block despite --time-saving");
     command
         .add_option("--burst", options.input.burst,
-                    "Decode up to N packets of a file in one go (by default as many as\nare good)")
+                    "Decode up to N packets of a file in one go (by default as many as\nare good), and N pictures of a "
+                    "live input, which wait for each other\n(by default each as it comes)")
         ->option_text("N")
         ->check(CLI::Range(1, maxBurst));
     command.add_option("--repeat", options.input.repeat, "Read each input N times over")

@@ -30,6 +30,10 @@ DecodedStream::~DecodedStream()
 
 ModkitPtr<IInputQueue> DecodedStream::makeDecoderQueue() const
 {
+    if (_settings.burstPatience.count() > 0) {
+        const auto length = [longest = _settings.longestBurst](bool /*keyBlocks*/) { return longest; };
+        return ModkitPtr<BurstQueue>(new BurstQueue(_queue, streamIdOf(_kind), length, _settings.burstPatience));
+    }
     if (!_settings.bursts)
         return _queue;
     const auto pace = _environment.damage.watchPace(_description.origin);

@@ -42,6 +42,8 @@ public:
         /// Of whose time bursts of packets are decoded; null: packet by packet.
         std::shared_ptr<const BurstTime> bursts;
         int longestBurst = 0; // packets; 0: as many as the time allows
+        /// How long packets wait for each other to fill a burst; then they need no `bursts`.
+        std::chrono::milliseconds burstPatience{0};
     };
 
     /// @param queue that the decoder is to read. @param gate closed by outputs without room.

@@ -17,6 +17,9 @@ namespace {
 // As long as the blocks of a live source, which wait meanwhile, are not late.
 constexpr std::chrono::milliseconds openingLimit(200);
 
+// Of pictures of a live source that are to be decoded several at a time.
+constexpr std::chrono::seconds burstPatience(1);
+
 } // namespace
 
 InputRun::InputRun(const std::string &url, InputNames::Name name, std::shared_ptr<decoding::Input::Core> core,
@@ -253,6 +256,9 @@ std::optional<std::string> InputRun::openOutputs(StreamKind kind, const std::sha
     if (!isPunctual()) {
         settings.bursts = _environment.feeds.bursts;
         settings.longestBurst = _options.burst;
+    } else if (isLive() && kind == StreamKind::Video && _options.burst > 1) {
+        settings.longestBurst = _options.burst;
+        settings.burstPatience = burstPatience;
     }
     of.opening = std::make_unique<DecodedStream>(*of.known, of.feed->feed().queue(kind), _core->gate(kind), settings,
                                                  _environment.streams);

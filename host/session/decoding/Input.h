@@ -34,9 +34,10 @@ struct InputOptions {
     std::optional<std::chrono::milliseconds> duration;
     /// Of a live input: what has waited longer for its decoder is dropped, up to the next key block.
     std::chrono::milliseconds maxLatency{400};
-    /// Packets of a file that are decoded in one go, at most, before it is another stream's turn; 0: as many as are good
-    /// for speed, and few beside live or paced inputs of the session. Never more than all who take the frames have room
-    /// for. Decoded one by one are those of paced files and live inputs, whatever is said here.
+    /// Packets that are decoded in one go, at most, before it is another stream's turn. Of a file, 0 means as many as
+    /// are good for speed, and few beside live or paced inputs of the session; never more than all who take the frames
+    /// have room for. A live input is decoded packet by packet with 0 or 1; with more, its pictures wait for each other
+    /// until there are so many, a second at most. Paced files are decoded packet by packet in any case.
     int burst = 0;
     /// Frames that wait for each reader; at least 1.
     int queuedFrames = 8;

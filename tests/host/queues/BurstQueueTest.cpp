@@ -94,6 +94,10 @@ protected:
                          return longest;
                      }};
     QueueReader reader{queue};
+
+    LiveQueue::Instant now{std::chrono::milliseconds(5000)};
+    BurstQueue patient{inner, 0, [](bool) { return 4; }, std::chrono::milliseconds(100), [this] { return now; }};
+    QueueReader patientReader{patient};
 };
 
 } // namespace
@@ -209,6 +213,97 @@ TEST_F(BurstQueueTest, GivesTheSameBurstAgainToAnOldCursor)
     EXPECT_THAT(unpacked(*reader.look()).stamps, ElementsAre(1, 2, 3));
     inner->append(burstPart(4));
     EXPECT_THAT(unpacked(*reader.look()).stamps, ElementsAre(1, 2, 3, 4));
+}
+
+TEST_F(BurstQueueTest, WithPatienceHoldsABurstBackUntilItIsFull)
+{
+    inner->append(burstPart(1));
+    EXPECT_FALSE(patientReader.take());
+    inner->append(burstPart(2));
+    inner->append(burstPart(3));
+    now += std::chrono::milliseconds(60);
+    EXPECT_FALSE(patientReader.take());
+    EXPECT_TRUE(patientReader.cursor.flag) << "the decoder's cursor stays where it is";
+    inner->append(burstPart(4));
+    inner->append(burstPart(5));
+    const auto burst = patientReader.take();
+    ASSERT_TRUE(burst);
+    EXPECT_THAT(unpacked(*burst).stamps, ElementsAre(1, 2, 3, 4));
+    EXPECT_EQ(burst->latencyMs, 999 + 60) << "the first block has waited here, too";
+    EXPECT_FALSE(patientReader.take());
+    now += std::chrono::milliseconds(100);
+    EXPECT_THAT(unpacked(*patientReader.take()).stamps, ElementsAre(5));
+    EXPECT_FALSE(patientReader.take());
+}
+
+TEST_F(BurstQueueTest, WithPatienceEndsABurstWithWhatBeginsAnother)
+{
+    const auto append = [this](qint64 stamp, bool keyBlock, quint32 lost) {
+        FakeInputQueue::Block block = burstPart(stamp, keyBlock);
+        block.lost = lost;
+        inner->append(block);
+    };
+    append(1, true, 0);
+    EXPECT_FALSE(patientReader.take());
+    append(2, false, 0);
+    EXPECT_THAT(unpacked(*patientReader.take()).stamps, ElementsAre(1));
+    append(3, false, 0);
+    EXPECT_FALSE(patientReader.take());
+    append(4, false, 2);
+    EXPECT_THAT(unpacked(*patientReader.take()).stamps, ElementsAre(2, 3));
+    FakeInputQueue::Block end = burstPart(5);
+    end.data.clear();
+    inner->append(end);
+    const auto behindLoss = patientReader.take();
+    EXPECT_THAT(unpacked(*behindLoss).stamps, ElementsAre(4));
+    EXPECT_EQ(behindLoss->lost, 2U);
+    EXPECT_TRUE(patientReader.take()->data.isEmpty()) << "the end waits for nothing";
+}
+
+TEST_F(BurstQueueTest, WithPatienceTakesBlocksFromALiveQueueBeforeTheyAreLate)
+{
+    const ModkitPtr<LiveQueue> live(
+        new LiveQueue({100, 1 << 20, std::chrono::milliseconds(50)}, [this] { return now; }));
+    BurstQueue bursts(
+        live, 0, [](bool) { return 3; }, std::chrono::milliseconds(1000), [this] { return now; });
+    QueueReader decoder{bursts};
+    const auto append = [&](qint64 stamp, bool keyBlock) {
+        EXPECT_TRUE(live->append({packed(stamp, keyBlock), 0, keyBlock, stamp, stamp, 0}));
+        now += std::chrono::milliseconds(40);
+    };
+    append(1, true);
+    EXPECT_FALSE(decoder.take());
+    append(2, false);
+    EXPECT_THAT(unpacked(*decoder.take()).stamps, ElementsAre(1));
+    for (qint64 stamp = 3; stamp <= 4; ++stamp) {
+        EXPECT_FALSE(decoder.take());
+        append(stamp, false);
+    }
+    EXPECT_THAT(unpacked(*decoder.take()).stamps, ElementsAre(2, 3, 4));
+    EXPECT_EQ(live->figures().lost, 0U);
+    EXPECT_LE(live->figures().worstLatencyMs, 40);
+    // It is not drained while anything is held back.
+    append(5, false);
+    EXPECT_FALSE(decoder.take());
+    EXPECT_TRUE(live->append({QByteArray(), 0, false, 0, 0, 0}));
+    live->end();
+    EXPECT_THAT(unpacked(*decoder.take()).stamps, ElementsAre(5));
+    EXPECT_FALSE(live->isDrained());
+    EXPECT_TRUE(decoder.take()->data.isEmpty());
+    EXPECT_FALSE(decoder.take());
+    EXPECT_TRUE(live->isDrained());
+}
+
+TEST_F(BurstQueueTest, WithPatienceGivesADecoderWithAnotherCursorNothingOfWhatWasHeldBack)
+{
+    inner->append(burstPart(1));
+    inner->append(burstPart(2));
+    EXPECT_FALSE(patientReader.take());
+    QueueReader other{patient, {1, 0, false}};
+    inner->append(burstPart(3));
+    EXPECT_FALSE(other.take());
+    now += std::chrono::milliseconds(100);
+    EXPECT_THAT(unpacked(*other.take()).stamps, ElementsAre(2, 3));
 }
 
 TEST_F(BurstQueueTest, ABlockQueueIsNotDrainedBeforeTheDecoderComesBackFromTheEnd)

@@ -111,6 +111,25 @@ TEST_F(InputSetTest, DecodesBurstsOfTheLengthAskedForUnlessAnInputIsPunctual)
     }
 }
 
+TEST_F(InputSetTest, PicturesOfALiveInputWaitForEachOtherOnlyWhereThatIsAskedFor)
+{
+    _options.audio = false;
+    add("lavfi:testsrc2=size=64x48:rate=100", "at once");
+    _options.burst = 5;
+    add("lavfi:testsrc2=size=64x48:rate=100", "in fives");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    std::map<QString, int> packets; // of the first block that was found
+    ASSERT_TRUE(pollUntil([&] {
+        for (FakeDecodingManager::Decoder &decoder : _manager.decoders) {
+            int &found = packets[decoder.name];
+            found = found == 0 ? FakeDecodingManager::takePackets(decoder) : found;
+        }
+        return packets["at once video"] > 0 && packets["in fives video"] > 0;
+    }));
+    EXPECT_EQ(packets["at once video"], 1);
+    EXPECT_EQ(packets["in fives video"], 5);
+}
+
 TEST_F(InputSetTest, TellsOnceWhyAnInputCannotBeOpenedThoughItIsDroppedThen)
 {
     add("/nowhere/clip.mp4");
