@@ -6,7 +6,7 @@
 #include <cstdint>
 
 /// Counts the frames of one stream, and takes a checksum of what is seen of them, so that two ways to decode the same
-/// stream can be told to give the same. A plain value for one thread at a time.
+/// stream can be seen to give the same. A plain value for one thread at a time.
 class FrameCount final {
 public:
     /// @param checking also takes the checksum, which reads every byte of the picture's luma.

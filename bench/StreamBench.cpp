@@ -39,9 +39,9 @@ public:
         if (cursor->word0 < _blockCount)
             return EndlessQueue::readBlock(data, streamId, keyBlock, timestamp, blockTime, cursor, reserved1, reserved2,
                                            lost, latency);
-        if (!_told)
+        if (!_isReleased)
             _done.release();
-        _told = true;
+        _isReleased = true;
         return false;
     }
 
@@ -49,7 +49,7 @@ private:
     const quint32 _blockCount;
     const std::atomic<bool> &_open;
     QSemaphore &_done;
-    bool _told = false;
+    bool _isReleased = false;
 };
 
 /// Never has a block, and tells when it has been asked so often. It needs no gate: while the stream that was placed
@@ -72,7 +72,7 @@ public:
     }
 
 private:
-    quint32 _ticksLeft; // wraps when it has told
+    quint32 _ticksLeft; // wraps once it has released
     QSemaphore &_done;
 };
 
@@ -94,7 +94,7 @@ protected:
     }
 
 private:
-    quint32 _ticksLeft; // wraps when it has told
+    quint32 _ticksLeft; // wraps once it has released
     QSemaphore &_done;
     QBasicTimer _timer;
 };

@@ -16,7 +16,7 @@ class Clips:
         self._folder = folder
 
     def recipe(self, codec: str, size: str) -> list:
-        """@return the arguments of ffmpeg, but for the output."""
+        """@return the arguments of ffmpeg, except the output."""
         width, height = SIZES[size]
         kilobits = round(KILOBITS[size] * (HEVC_SHARE if codec == "hevc" else 1))
         filters = f"scale={width}:{height}:flags=lanczos,fps=25"

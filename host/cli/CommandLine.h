@@ -48,7 +48,7 @@ struct ControlOptions {
     std::vector<std::string> request; // its words, at least one
 };
 
-/// The command line of decoding-host. Texts are UTF-8, but for the names of files, which are what the system has.
+/// The command line of decoding-host. Texts are UTF-8, except the names of files, which are what the system has.
 namespace CommandLine {
 
 /// Nothing is to be run.

@@ -21,7 +21,7 @@ InterruptSignals::InterruptSignals()
     pthread_sigmask(SIG_BLOCK, &mask, &_previousMask);
     _signals = Descriptor(::signalfd(-1, &mask, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!_signals.isOpen()) {
-        // As a signal ends a program that has no descriptor left to be told by.
+        // The program has no descriptor left to read signals from: they end it as everywhere.
         pthread_sigmask(SIG_SETMASK, &_previousMask, nullptr);
         return;
     }

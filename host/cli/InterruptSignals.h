@@ -9,8 +9,9 @@
 #include "control/Descriptor.h"
 
 /// While it lives, SIGINT, SIGTERM and, unless it is ignored, SIGHUP come to the event loop of the thread that made it,
-/// as a wish to end instead of an end. A second one, but for SIGHUP, ends the program at once and leaves the terminal
-/// in order. Made before other threads are, which so do not get these signals either. One at a time; thread-bound.
+/// as a wish to end instead of an end. A second one, except for SIGHUP, ends the program at once and leaves the
+/// terminal in order. Made before other threads are, so that these do not get the signals either. One at a time;
+/// thread-bound.
 ///
 /// Who is about to leave the event loop for a while lets go of it: then a signal ends the program as everywhere.
 class InterruptSignals final {

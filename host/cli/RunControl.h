@@ -53,7 +53,7 @@ private:
     const std::function<void()> _quit;
     std::vector<Adding> _adding;
     std::vector<Removing> _removing;
-    bool _isGovernorOn = true; // of no meaning when there is none
+    bool _isGovernorOn = true; // without meaning where no governor runs
 };
 
 #endif

@@ -164,7 +164,7 @@ void RunInputs::forgetRemoved()
     const Snapshot snapshot = _session.snapshot();
     for (auto leaving = forgotten; leaving != _leaving.end(); ++leaving) {
         note(snapshot, *leaving);
-        // Of one that could not be opened, enough is told.
+        // One that could not be opened has reported its error.
         if (leaving->wasOpen)
             _messages.add(leaving->name + ": removed, after " + std::to_string(leaving->frames) + " frames");
         _session.forget(leaving->name);

@@ -35,8 +35,8 @@ public:
     /// Whether every input is finished, those that were removed included, and no other one is to follow.
     bool isFinished() const;
 
-    /// @return the session with its inputs in the order in which they were added, copies beside their first one, but
-    ///         for those that were removed; and with all messages of the run.
+    /// @return the session with its inputs in the order in which they were added, copies beside their first one,
+    ///         without those that were removed; and with all messages of the run.
     decoding::Snapshot snapshot() const;
 
     /// Whether something of the input is or was decoded, or may be at any time: a live one is tried on and on, unless
@@ -68,7 +68,7 @@ private:
     IRunSession &_session;
     RunMessages &_messages;
     const decoding::InputOptions _options;
-    std::vector<std::string> _names; // of the inputs, but for those that were removed
+    std::vector<std::string> _names; // of the inputs, except for those that were removed
     std::vector<Copies> _copies;
     std::vector<Leaving> _leaving;
     bool _isClosing = false;

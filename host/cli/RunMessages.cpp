@@ -17,7 +17,7 @@ void RunMessages::add(const Message &message)
     if (_latest.size() == maxLatest)
         _latest.erase(_latest.begin());
     _latest.push_back({++_count, message.at, message.text, message.isError});
-    _untold.push_back(lineOf(message));
+    _new.push_back(lineOf(message));
 }
 
 std::string RunMessages::lineOf(const Message &message) const
@@ -34,7 +34,7 @@ void RunMessages::add(const std::string &text)
 std::vector<std::string> RunMessages::take()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    return std::exchange(_untold, {});
+    return std::exchange(_new, {});
 }
 
 std::vector<RunMessages::Message> RunMessages::latest() const

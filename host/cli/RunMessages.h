@@ -41,7 +41,7 @@ private:
 
     const Times _times;
     mutable std::mutex _mutex; // guards the rest
-    std::vector<std::string> _untold;
+    std::vector<std::string> _new;
     std::vector<Message> _latest;
     std::int64_t _count = 0;
 };

@@ -86,7 +86,7 @@ int run(const DecodeOptions &options)
                                report.isAwaited ? std::optional(reportPatience) : std::nullopt);
     if (error)
         exitCode = fail(ExitCode::failure, *error);
-    // That a report is missing is told; how the run ended would not be.
+    // The message says that a report is missing; only the exit code says how the run ended.
     return report.exitCode() == ExitCode::success ? exitCode : report.exitCode();
 }
 

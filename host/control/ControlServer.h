@@ -18,7 +18,7 @@
 /// loop.
 class ControlServer final : public QObject {
 public:
-    /// The most clients at once; one more is told so.
+    /// The most clients at once; one more gets an error.
     static constexpr int maxClients = 64;
 
     /// @param path of the socket file; one that a dead host left there is replaced. @param control outlives the server.

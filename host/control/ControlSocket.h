@@ -28,7 +28,8 @@ public:
     /// To be watched for clients to come; it never blocks.
     [[nodiscard]] int descriptor() const { return _socket.get(); }
 
-    /// @return the next client's connection, which never blocks; none, and the reason in errno, when there is none.
+    /// @return the next client's connection, which never blocks; a closed one, and the reason in errno, when it
+    ///         gets no client.
     [[nodiscard]] Descriptor accept();
 
 private:

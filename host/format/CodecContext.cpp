@@ -18,8 +18,8 @@ Pointer orThrow(Pointer pointer)
     return pointer;
 }
 
-/// Whether @p packet is a raw picture of few bits that ends too early. libavcodec refuses too short raw pictures but
-/// for these: of these it takes the end to be what the heap holds, which others may have left there.
+/// Whether @p packet is a raw picture of few bits that ends too early. libavcodec refuses other raw pictures that are
+/// too short, but takes the end of these to be what the heap holds, which others may have left there.
 bool isTooShort(const AVPacket &packet, const AVCodecContext &codec)
 {
     const bool hasFewBits = codec.pix_fmt == AV_PIX_FMT_PAL8 || codec.pix_fmt == AV_PIX_FMT_MONOWHITE ||
@@ -217,7 +217,7 @@ void CodecContext::countError(DamageCounts::Kind kind, int error) const noexcept
     count(kind, text);
 }
 
-/// Tells the codec of the stream where it is not what was told before. Small enough for every picture.
+/// Reports the codec of the stream where it is not what was reported before. Small enough for every picture.
 void CodecContext::noteCodec(const QByteArray &name, int width, int height, bool isMissing)
 {
     if (name == _codec.name && width == _codec.width && height == _codec.height && isMissing == _codec.isMissing)

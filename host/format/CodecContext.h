@@ -80,7 +80,7 @@ private:
     qint64 _blockTimeMs = 0;
     /// Null before the first key block, after the end of the stream, and while the stream cannot be decoded.
     Context _context;
-    /// What was last told of the stream's codec.
+    /// What it reported last of the stream's codec.
     DamageCounts::Codec _codec;
 };
 

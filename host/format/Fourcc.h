@@ -22,7 +22,7 @@ std::optional<quint32> fourccOf(const AVCodecParameters &parameters);
 /// variants share one): which one it is, the stream's parameters tell.
 bool isKnownFourcc(quint32 fourcc, AVMediaType mediaType);
 
-/// @return the four characters, such as "avc1"; the number in hexadecimal digits where they are none to be shown.
+/// @return the four characters, such as "avc1"; the number in hexadecimal digits where they cannot be shown.
 std::string fourccText(quint32 fourcc);
 
 /// @return what people call the codec of @p parameters: libavcodec's name, or the container's fourcc where libavcodec

@@ -11,7 +11,7 @@ struct AVCodecParameters;
 struct AVPacket;
 
 /// The blocks that the reference host's queues carry: what its sources pack, and its codec decoders unpack. Blocks live
-/// within one process, in its byte order, and mean nothing to the decoding manager but for a key block's fourcc.
+/// within one process, in its byte order, and mean nothing to the decoding manager except for a key block's fourcc.
 ///
 /// Layout: in a key block the fourcc (4 bytes), then in every block a header of fixed size, the stream's parameters
 /// (key blocks only), the packet's side data, the coded bytes, and the zeroed padding that libavcodec wants behind

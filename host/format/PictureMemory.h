@@ -25,12 +25,12 @@ namespace PictureMemory {
 /// changes the picture before last draws a new one instead.
 void use(slab::BlockOwner &owner, AVCodecContext *codec);
 
-/// @return a new record of @p frame's picture, which @p codec has decoded, described by @p description but for its size
-///         and planes. The picture is copied if it is elsewhere, or was shared before: consumers may be reading it,
-///         under its first description. Null when there is no memory.
+/// @return a new record of @p frame's picture, which @p codec has decoded, described by @p description except for its
+///         size and planes. The picture is copied if it is elsewhere, or was shared before: consumers may be reading
+///         it, under its first description. Null when there is no memory.
 VideoFrameHandle share(const AVCodecContext &codec, const AVFrame &frame, const PictureHeader &description);
 
-/// @return a new record for a picture that is described by @p description but for its size and planes, as long as
+/// @return a new record for a picture that is described by @p description except for its size and planes, as long as
 ///         nobody else has the record to be written to. What lies between the rows is 0. Null when there is no memory
 ///         for such a picture, or no such picture.
 VideoFrameHandle create(const PictureHeader &description);

@@ -31,7 +31,7 @@ public:
     /// set once
     ///   more by the same thread, costs a few nanoseconds.
     /// - Any other set takes up to two locks for a few instructions, and neither is held over foreign code.
-    /// - A time-out that is not positive is none, nor is one without a callback: the value stays.
+    /// - A time-out that is not positive, or comes without a callback, is ignored: the value stays.
     /// - A time-out is never early, and late by a tick of the wheel and whatever other callbacks take.
     /// - @p onTimeout is called with the reason 0 on the manager's thread. It must not throw, and what it does delays
     /// all
@@ -48,7 +48,7 @@ public:
     /// Begins the showing. @p wheel must outlive it. @param self holds this object.
     void show(TimeoutWheel &wheel, const ModkitPtr<IIndicationObject> &self) noexcept;
 
-    /// Ends the showing: no callback is called any more, but for one whose call has begun, which is not waited for.
+    /// Ends the showing: no callback is called any more, except for one whose call has begun, which is not waited for.
     /// Drops the callback, and its reference to itself: the caller holds another one. Does nothing when it is not
     /// shown.
     void hide() noexcept;

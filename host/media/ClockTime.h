@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-/// The time of the wall clock as people are told it: in the time zone of the machine. All operations are thread-safe.
+/// The time of the wall clock as people read it: in the time zone of the machine. All operations are thread-safe.
 namespace ClockTime {
 
 /// @return such as "2026-11-22T12:03:10".

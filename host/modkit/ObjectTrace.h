@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-/// What ModkitObjectTrace_Add and ModkitObjectTrace_Remove have been told: the objects that live in a ModkitPtr.
+/// The objects that live in a ModkitPtr, from the calls of ModkitObjectTrace_Add and ModkitObjectTrace_Remove.
 ///
 /// The trace knows objects by their counter blocks and never looks into a block. It copies type names, so the library
 /// that defines a type may be unloaded. It works until the process ends, static destructors of any library included. A

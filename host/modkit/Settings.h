@@ -23,7 +23,7 @@ public:
     /// Running out of memory ends the process, because the interface allows no exception.
     std::int32_t getInt(const std::string &key, std::int32_t defaultValue) noexcept override;
 
-    /// @return the text of the first layer that has @p key, as getInt reads it; nothing when there is none.
+    /// @return the text of the first layer that has @p key, as getInt reads it; nothing when no layer has it.
     [[nodiscard]] std::optional<std::string> text(const std::string &key) const;
 
     /// @param origin what a user calls the place where the values come from, such as "the command line".

@@ -47,10 +47,10 @@ public:
     };
 
     /// @param readerCount decoders that will read the queue, at least 1. Any more are served too, beginning with the
-    ///        oldest block, but hold nothing back: they may lose blocks, and are told so.
+    ///        oldest block, but hold nothing back: they may lose blocks, which `lost` counts.
     BlockQueue(int readerCount, Limits limits);
 
-    /// Never waits for a reader or the writer, but for the moment in which one of them holds the lock. Running out of
+    /// Never waits for a reader or the writer, except while one of them holds the lock for a moment. Running out of
     /// memory ends the process, because the interface allows no exception.
     /// A cursor whose block is gone already goes on at the oldest block, and so does one that stands nowhere in the
     /// queue.

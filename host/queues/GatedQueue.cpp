@@ -58,7 +58,7 @@ bool GatedQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, 
     return isFound;
 }
 
-/// Reads the next block that is a key block, or empty. @return false when there is none, and @p block holds anything.
+/// Reads the next block that is a key block, or empty. @return false when it finds none; then @p block holds anything.
 bool GatedQueue::readKeyBlock(const QueueCursor &from, Block &block)
 {
     const std::lock_guard<std::mutex> lock(_mutex);

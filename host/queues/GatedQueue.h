@@ -23,8 +23,8 @@ public:
     /// @param keyBlocksOnly whether to pass over all blocks that are neither key blocks nor empty.
     GatedQueue(const ModkitPtr<IInputQueue> &queue, std::shared_ptr<const Gate> gate, bool keyBlocksOnly);
 
-    /// Reads the other queue, unless the gate is closed. Never waits but for another call of it.
-    /// @param lost what the other queue tells, and what it told of the blocks passed over since the previous block. The
+    /// Reads the other queue, unless the gate is closed. Waits only for another call of it.
+    /// @param lost what the other queue reports of this block and of those passed over since the previous block. The
     ///        passed ones themselves do not count.
     bool readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
                    QueueCursor *cursor, void *reserved1, void *reserved2, quint32 *lost,

@@ -58,9 +58,9 @@ bool LiveQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, q
         const quint16 ticket = ticketOf(*cursor);
         const bool isNew = cursor->flag || ticket == 0 || positionOf(*cursor) > _nextNumber;
         if (!isNew && ticket != _lastTicket) {
-            const bool isTold = std::exchange(_isSecondReaderTold, true);
+            const bool isReported = std::exchange(_isSecondReaderReported, true);
             lock.unlock();
-            if (!isTold)
+            if (!isReported)
                 qWarning("Two decoders read one queue of a live stream. The first gets nothing more: "
                          "each needs a queue of its own.");
             return false;
@@ -169,7 +169,7 @@ bool LiveQueue::suits(const Entry &entry, bool isNew, quint64 position)
     return follows || entry.block.keyBlock || endsStream(entry.block);
 }
 
-/// Sees to it that the block for a reader at @p position is the given one. @return false when there is none.
+/// Sees to it that the block for a reader at @p position is the given one. @return false when it finds none.
 bool LiveQueue::giveOutLocked(bool isNew, quint64 position, Gone &gone)
 {
     if (_given && suits(*_given, isNew, position))

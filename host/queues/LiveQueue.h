@@ -13,7 +13,7 @@
 #include "interfaces/IInputQueue.h"
 
 /// The queue between one stream of a live source and the stream decoder that reads it. The writer never waits: when the
-/// queue is full the oldest group of pictures goes, and the reader is told of it. Shared by ModkitPtr; all operations
+/// queue is full the oldest group of pictures goes, which `lost` tells the reader. Shared by ModkitPtr; all operations
 /// are thread-safe.
 ///
 /// The queue is full while it holds as many blocks as it may, while the new block's bytes would be too many and others
@@ -21,7 +21,7 @@
 /// behind. Then everything before the next key block goes, group by group, until there is room. Where every block is a
 /// key block, as with sound, a group is one block. Where no key block follows, everything goes, and what comes is
 /// refused until a key block comes. So the first block after a gap that the queue has made is a key block, or an empty
-/// block with a key block behind it. A gap that the source knows of is told as well, but what follows it is passed on.
+/// block with a key block behind it. `lost` counts what the source reports lost, too, but what follows it is passed on.
 ///
 /// Each block has a number, in the order of their appending, and so has each lost one. A cursor holds the number that
 /// it stands before, and `lost` is the distance from there to the block that is read: it counts what was dropped,
@@ -34,9 +34,9 @@
 /// only a key block is taken.
 ///
 /// It serves one reader at a time: for several decoders of a live stream, append each block to as many queues; they
-/// share its bytes. A reader that follows another one begins at the oldest key or empty block that is held, and is told
-/// what was lost since the other one's last block. Should the other one come back, it is given nothing more, and a Qt
-/// warning says why, once.
+/// share its bytes. A reader that follows another one begins at the oldest key or empty block that is held, and `lost`
+/// counts what went since the other one's last block. Should the other one come back, it is given nothing more, and a
+/// Qt warning says why, once.
 class LiveQueue final : public IInputQueue {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -78,7 +78,7 @@ public:
     /// @param clock answers the present; thread-safe, and called under the queue's lock.
     explicit LiveQueue(Limits limits, Clock clock = std::chrono::steady_clock::now);
 
-    /// Never waits for the writer, but for the moment in which it holds the lock. Running out of memory ends the
+    /// Never waits for the writer, except while it holds the lock for a moment. Running out of memory ends the
     /// process, because the interface allows no exception. A cursor that stands nowhere in the queue goes on at the
     /// next key block.
     /// @param cursor a fresh one that is given a block begins a new reader, who follows the one before.
@@ -134,7 +134,7 @@ private:
     qint64 _unreadBytes = 0;
     quint64 _nextNumber = 0;
     quint16 _lastTicket = 0; // in the cursors of the reader that began last
-    bool _isSecondReaderTold = false;
+    bool _isSecondReaderReported = false;
     quint64 _takenUpTo = 0;      // the reader is done with all numbers before this one
     bool _keyBlockWanted = true; // until one comes, all other blocks with data are refused
     bool _restIsLate = false;    // and those are refused as the rest of a group that was dropped

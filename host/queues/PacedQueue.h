@@ -32,7 +32,7 @@ public:
                SteadyClock steadyClock = std::chrono::steady_clock::now,
                WallClock wallClock = std::chrono::system_clock::now);
 
-    /// Reads the other queue. Never waits but for another call of it.
+    /// Reads the other queue. Waits only for another call of it.
     bool readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
                    QueueCursor *cursor, void *reserved1, void *reserved2, quint32 *lost,
                    qint64 *latency) noexcept override;

@@ -21,8 +21,8 @@ std::optional<CountedTrouble::Spell> CountedTrouble::update(std::int64_t count, 
         _count = count;
         _latest = now;
     }
-    if (!isDue || _count == _countTold)
+    if (!isDue || _count == _reportedCount)
         return std::nullopt;
-    _countTold = _count;
+    _reportedCount = _count;
     return Spell{_count - _countBefore, _since};
 }

@@ -7,7 +7,7 @@
 
 #include "media/Reminder.h"
 
-/// Trouble that is counted, such as damaged pictures, and when people are told of it: when a spell of it begins, and
+/// Trouble that is counted, such as damaged pictures, and when to report it: when a spell of it begins, and
 /// now and then while more comes. A minute without any ends the spell. Reentrant; time is passed in and never goes
 /// back.
 class CountedTrouble final {
@@ -15,14 +15,14 @@ public:
     using Instant = Reminder::Instant;
     using ClockInstant = std::chrono::system_clock::time_point;
 
-    /// What is to be told of a spell.
+    /// What to report of a spell.
     struct Spell {
         std::int64_t count = 0;
         ClockInstant since;
     };
 
     /// @param count of all up to @p now, which @p clock tells as the time of the wall. Never falls.
-    /// @return what is to be told now, if anything.
+    /// @return what to report now, if anything.
     [[nodiscard]] std::optional<Spell> update(std::int64_t count, Instant now, ClockInstant clock);
 
     /// When the count was seen to have grown.
@@ -31,7 +31,7 @@ public:
 private:
     std::int64_t _count = 0;
     std::int64_t _countBefore = 0; // the spell
-    std::int64_t _countTold = 0;
+    std::int64_t _reportedCount = 0;
     bool _isSpell = false;
     ClockInstant _since;
     std::optional<Instant> _latest;

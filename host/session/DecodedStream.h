@@ -27,7 +27,7 @@
 using ReaderBuffer = std::variant<std::shared_ptr<PictureBuffer>, std::shared_ptr<SamplesBuffer>>;
 
 /// One stream of an input: the component's handles of its decoder, and the outputs that the decoder pushes to. The
-/// decoder lives as long as it has outputs. Thread-bound but for what says otherwise.
+/// decoder lives as long as it has outputs. Thread-bound except where noted.
 class DecodedStream final {
 public:
     /// What the streams of a session share. Outlives them.
@@ -122,7 +122,7 @@ private:
     template <class Sink>
     void add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader);
 
-    // Constant after construction, but for the first.
+    // Constant after construction, except for the first.
     MediaSource::Stream _description;
     const StreamKind _kind;
     const QString _name;

@@ -24,7 +24,7 @@
 /// Work is taken at once while fewer threads are awake in callbacks than there are processors. When it has waited for
 /// 10 ms, the spare one asks the system which of these are asleep, and no longer counts them, nor those that have been
 /// at one call for 50 ms. A thread that leaves no other to wait for work starts the next one before it begins; one that
-/// had nothing to do for a second ends, but for the spare one. All end with the last delivery.
+/// had nothing to do for a second ends, except for the spare one. All end with the last delivery.
 ///
 /// Each thread has a share in this object, and nothing in the session: a callback may destroy the session, and whatever
 /// else it likes. Made by std::make_shared; thread-safe.
@@ -56,7 +56,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    // All guarded by _mutex, but for what says otherwise.
+    // All guarded by _mutex, except where noted.
 
     struct Delivery {
         Call call;                // used by the thread that calls it

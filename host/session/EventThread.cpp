@@ -156,7 +156,7 @@ void EventThread::handleMessage(QtMsgType type, const QMessageLogContext & /*con
     if (type == QtDebugMsg || type == QtInfoMsg)
         return;
     const std::string message = text.toStdString();
-    // Ends the process next: nobody could be told later.
+    // Qt ends the process next: no later report would reach anybody.
     if (type == QtFatalMsg)
         std::fprintf(stderr, "decoding: %s\n", message.c_str());
     const std::lock_guard<std::mutex> lock(messageMutex);

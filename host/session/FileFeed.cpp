@@ -132,13 +132,13 @@ std::optional<std::string> FileFeed::error() const
 
 InputFeed::Figures FileFeed::figures() const
 {
-    Figures told;
+    Figures figures;
     if (_queue.isNull())
-        return told;
-    const BlockQueue::Figures figures = _queue->figures();
-    told.reads = static_cast<qint64>(figures.reads);
-    told.latencySumMs = figures.latencySumMs;
-    told.lastLatencyMs = figures.lastLatencyMs;
-    told.maxLatencyMs = figures.maxLatencyMs;
-    return told;
+        return figures;
+    const BlockQueue::Figures ofQueue = _queue->figures();
+    figures.reads = static_cast<qint64>(ofQueue.reads);
+    figures.latencySumMs = ofQueue.latencySumMs;
+    figures.lastLatencyMs = ofQueue.lastLatencyMs;
+    figures.maxLatencyMs = ofQueue.maxLatencyMs;
+    return figures;
 }

@@ -12,7 +12,7 @@ namespace decoding {
 
 namespace {
 
-// As good as no limit, and no instant is too far away to be told.
+// As good as no limit, and no instant is too far away for the clock.
 constexpr std::chrono::hours longestTimeout(24 * 365);
 
 template <class Frame, class Handle>

@@ -27,7 +27,7 @@ struct FrameTime {
 template <class Header>
 FrameTime(const Header &) -> FrameTime<Header>;
 
-/// @return @p fraction, whose numerator comes first; 0 / 1 when it is none, or not greater than 0.
+/// @return @p fraction, whose numerator comes first; 0 / 1 when it is no fraction, or not greater than 0.
 inline decoding::Rational knownOr0(const std::int32_t (&fraction)[2])
 {
     return fraction[0] > 0 && fraction[1] > 0 ? decoding::Rational{fraction[0], fraction[1]} : decoding::Rational();

@@ -7,8 +7,8 @@ namespace {
 // A single damaged picture says nothing, and a decoder may need some until it finds into its stream.
 constexpr qint64 leastDamage = 6;
 constexpr std::chrono::milliseconds shortestTime{200};
-// A stream that is damaged and stays so is not to be interrupted all the time.
-constexpr std::chrono::seconds pauseOfTold{30};
+// A stream that stays damaged is not to be interrupted all the time.
+constexpr std::chrono::seconds repeatInterval{30};
 
 } // namespace
 
@@ -21,14 +21,14 @@ bool FutileDecoding::isFutile(qint64 frames, qint64 damaged, qint64 lost, Instan
     if (!_hopeAt || isWhole || isLossy) {
         _hopeAt = now;
         _damagedSince = 0;
-        _wasTold = _wasTold && !isWhole;
+        _isReported = _isReported && !isWhole;
         return false;
     }
     _damagedSince += newDamage;
-    if (_damagedSince < leastDamage || now - *_hopeAt < (_wasTold ? pauseOfTold : shortestTime))
+    if (_damagedSince < leastDamage || now - *_hopeAt < (_isReported ? repeatInterval : shortestTime))
         return false;
     _hopeAt = now;
     _damagedSince = 0;
-    _wasTold = true;
+    _isReported = true;
     return true;
 }

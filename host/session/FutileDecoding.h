@@ -24,7 +24,7 @@ private:
     // When there was hope last, and the damage since then.
     std::optional<Instant> _hopeAt;
     qint64 _damagedSince = 0;
-    bool _wasTold = false; // since something whole was decoded
+    bool _isReported = false; // since something whole was decoded
 };
 
 #endif

@@ -75,7 +75,7 @@ private:
     const std::shared_ptr<SessionJobs> _jobs;
     const std::array<std::shared_ptr<Gate>, streamKinds.size()> _gates;
 
-    mutable std::mutex _mutex; // guards the rest, but for the readers themselves
+    mutable std::mutex _mutex; // guards the rest, except for the readers themselves
     mutable std::condition_variable _changed;
     Status _status;
     bool _closed = false;

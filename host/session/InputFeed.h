@@ -13,7 +13,7 @@
 #include "strata/base/modkit/modkit"
 
 /// The source of one input together with the block queues that it fills, one of its own for each stream or one for all.
-/// Thread-bound but for `wait`.
+/// Thread-bound except for `wait`.
 class InputFeed {
 public:
     enum class State {
@@ -44,7 +44,7 @@ public:
     /// What one stream's decoder, or all that share a queue, met so far. Latency is the time from a block's arrival in
     /// its queue to its reading.
     struct Figures {
-        qint64 lost = 0; // blocks that the decoder was told it has missed
+        qint64 lost = 0; // blocks that the queue reported to the decoder as missed
         qint64 late = 0; // of them: because it was too slow
         qint64 reads = 0;
         qint64 latencySumMs = 0;
@@ -83,7 +83,7 @@ public:
     [[nodiscard]] virtual Figures figures(StreamKind kind) const = 0;
     /// Of all streams.
     [[nodiscard]] virtual Figures figures() const = 0;
-    /// @return what an operator should be told of, since the last call: each a line that names the input.
+    /// @return what an operator should know, since the last call: each a line that names the input.
     virtual std::vector<std::string> takeReports() = 0;
     [[nodiscard]] virtual bool isLive() const = 0;
 };

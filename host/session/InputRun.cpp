@@ -336,7 +336,7 @@ void InputRun::endReadersInVain()
     }
 }
 
-/// Forgets the feeds that were left, but for the first, and keeps what they counted.
+/// Forgets the feeds that were left, except the first, and keeps what they counted.
 void InputRun::dropLeftFeeds()
 {
     const auto isDropped = [this](const std::unique_ptr<FeedRun> &feed) {
@@ -473,7 +473,7 @@ void InputRun::watchEnd(const TroubleWatch::Moment &moment, const std::vector<st
             report(at(kind).troubles.end(figuresOf(kind), moment));
     }
     for (const std::string &error : errors) {
-        if (_toldErrors.count(error) == 0)
+        if (_reportedErrors.count(error) == 0)
             report({{error, true}});
     }
 }
@@ -482,7 +482,7 @@ void InputRun::report(std::vector<Report> reports)
 {
     for (Report &each : reports) {
         if (each.isError)
-            _toldErrors.insert(each.text);
+            _reportedErrors.insert(each.text);
         _reports.push_back(std::move(each));
     }
 }

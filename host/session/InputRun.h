@@ -96,11 +96,11 @@ public:
     /// What went wrong with it last, as Snapshot::Input::lastError.
     const std::optional<decoding::Snapshot::Trouble> &lastError() const { return _lastError; }
 
-    /// To be told to people since the last call.
+    /// @return what is new for people since the last call.
     std::vector<Report> takeReports();
     /// Looks for trouble in its streams, which `takeReports` tells then. To be called a few times a second.
     void watch(const TroubleWatch::Moment &moment);
-    /// The same once it has finished: tells its errors, too, as far as they were not told yet.
+    /// The same once it has finished: reports those of its errors, too, that it has not reported yet.
     void watchEnd(const TroubleWatch::Moment &moment, const std::vector<std::string> &errors);
     /// Has the rates of its streams take in what has come.
     void updateRates(RecentRate::Instant now, std::chrono::milliseconds longestPause);
@@ -164,7 +164,7 @@ private:
     bool _closed = false;
     std::optional<std::string> _error; // of the outputs, the component or a callback
     std::vector<Report> _reports;
-    std::set<std::string> _toldErrors;
+    std::set<std::string> _reportedErrors;
     std::optional<decoding::Snapshot::Trouble> _lastError;
 };
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Trouble is told at once, but nobody sees whether it is a quarter of a second later.
+// The session reports trouble at once, but nobody sees whether it is a quarter of a second later.
 constexpr std::chrono::milliseconds watchInterval(250);
 
 TroubleWatch::Moment present()

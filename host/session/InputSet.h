@@ -43,7 +43,7 @@ public:
     InputRun *find(const decoding::Input::Core &core);
     bool isFinished() const;
 
-    /// @return what people should be told, since the last call.
+    /// @return what is new for people since the last call.
     std::vector<Report> takeMessages();
 
 private:

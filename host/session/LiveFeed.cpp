@@ -15,16 +15,16 @@ LiveQueue::Limits queueLimits(std::chrono::milliseconds maxLatency)
 
 InputFeed::Figures figuresOf(const LiveQueue &queue)
 {
-    const LiveQueue::Figures figures = queue.figures();
-    InputFeed::Figures told;
-    told.lost = static_cast<qint64>(figures.lost);
-    told.late = static_cast<qint64>(figures.late);
-    told.reads = static_cast<qint64>(figures.taken);
-    told.latencySumMs = figures.latencySumMs;
+    const LiveQueue::Figures ofQueue = queue.figures();
+    InputFeed::Figures figures;
+    figures.lost = static_cast<qint64>(ofQueue.lost);
+    figures.late = static_cast<qint64>(ofQueue.late);
+    figures.reads = static_cast<qint64>(ofQueue.taken);
+    figures.latencySumMs = ofQueue.latencySumMs;
     // A decoder that reads nothing has no small latency.
-    told.lastLatencyMs = std::max(figures.latencyMs, figures.waitingMs);
-    told.maxLatencyMs = figures.worstLatencyMs;
-    return told;
+    figures.lastLatencyMs = std::max(ofQueue.latencyMs, ofQueue.waitingMs);
+    figures.maxLatencyMs = ofQueue.worstLatencyMs;
+    return figures;
 }
 
 } // namespace

@@ -18,7 +18,7 @@ public:
     /// @param count of all times up to now. @param longestPause after which nothing new means 0.
     void update(qint64 count, Instant now, std::chrono::milliseconds longestPause);
 
-    /// @return nothing as long as it cannot be told.
+    /// @return nothing as long as it is unknown.
     std::optional<double> perSecond() const { return _perSecond; }
 
 private:

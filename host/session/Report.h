@@ -3,7 +3,7 @@
 
 #include <string>
 
-/// What people are to be told of an input.
+/// What the session reports of an input to people.
 struct Report {
     std::string text;     // one line that names it
     bool isError = false; // one of Snapshot::Input::errors

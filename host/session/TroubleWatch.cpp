@@ -82,9 +82,9 @@ void TroubleWatch::watchOutput(OutputTrouble &known, const Snapshot::Output &out
     if (!output.error)
         return;
     const std::optional<CountedTrouble::Spell> spell = known.failures.update(output.failed, moment.now, moment.clock);
-    if (known.failures.latest() == moment.now || !known.isTold)
+    if (known.failures.latest() == moment.now || !known.isReported)
         _last = Snapshot::Trouble{moment.clock, *output.error};
-    if (!std::exchange(known.isTold, true))
+    if (!std::exchange(known.isReported, true))
         _reports.push_back({*output.error, true});
     else if (spell)
         _reports.push_back({figures.name + ": " + counted(spell->count, "frame") + " not written since " +

@@ -34,9 +34,9 @@ public:
         std::vector<decoding::Snapshot::Output> outputs;
     };
 
-    /// @return what is to be told now.
+    /// @return what to report now.
     [[nodiscard]] std::vector<Report> update(const Figures &figures, const Moment &moment);
-    /// @return what is to be told last, when the stream has ended by itself; after an `update`.
+    /// @return what to report last, when the stream has ended by itself; after an `update`.
     [[nodiscard]] std::vector<Report> end(const Figures &figures, const Moment &moment);
 
     const std::optional<decoding::Snapshot::Trouble> &last() const { return _last; }
@@ -46,8 +46,8 @@ public:
 private:
     struct OutputTrouble {
         CountedTrouble failures;
-        bool isTold = false;    // its error
-        bool isFailing = false; // and that is told
+        bool isReported = false; // its error
+        bool isFailing = false;  // and that is reported
     };
 
     void watchCodec(const Figures &figures, const Moment &moment);
@@ -60,7 +60,7 @@ private:
     std::string _missingCodec;
     Reminder _codecReminder;
     CountedTrouble _damage;
-    bool _lacksFrames = false; // and that is told
+    bool _lacksFrames = false; // and that is reported
     Reminder _framesReminder;
     std::vector<OutputTrouble> _outputs; // by their place
     std::vector<Report> _reports;        // of the present call

@@ -30,7 +30,7 @@ struct SinkLimits {
 };
 
 /// What a sink has taken and its writer has not written yet. Written by the workers; shared with them, so that a writer
-/// that hangs can be left behind with what it needs. Thread-safe; nothing here waits, but for `waitUntilComplete`.
+/// that hangs can be left behind with what it needs. Thread-safe; nothing here waits, except for `waitUntilComplete`.
 template <class Handle, class Header>
 class Backlog final : public SinkWorkers::Work, public std::enable_shared_from_this<Backlog<Handle, Header>> {
 public:

@@ -8,7 +8,7 @@
 #include <variant>
 
 /// Writes the records of one stream to one kind of file. Owned by a sink, which calls it on its worker only and in the
-/// order of the stream, and not again but for finish() after a failure that is final. @tparam Header of the records.
+/// order of the stream, and not again except for finish() after a failure that is final. @tparam Header of the records.
 template <class Header>
 class IRecordWriter {
 public:

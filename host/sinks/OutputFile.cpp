@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr mode_t fileMode = 0666; // but for what the user's mask takes away
+constexpr mode_t fileMode = 0666; // except for what the user's mask takes away
 // After which a writer that waits looks whether it is still to.
 constexpr std::chrono::milliseconds glanceInterval(50);
 

@@ -63,7 +63,7 @@ AvPointer<SwsContext> makeScaler(const PictureHeader &picture, const AVFrame &ta
     return scaler;
 }
 
-/// @return a scaler of this thread; null when there is none for that.
+/// @return a scaler of this thread; null when libswscale has none for that.
 SwsContext *scalerFor(const PictureHeader &picture, const AVFrame &target)
 {
     thread_local std::vector<Scaler> scalers; // the one used last comes first

@@ -35,7 +35,7 @@ public:
 
     /// @param places at least 1. @throws std::system_error when there is no thread to be had.
     explicit SinkWorkers(std::size_t places);
-    /// Waits until all work is done, but for what is left behind: its threads own what they need.
+    /// Waits until all work is done, except for what is left behind: its threads own what they need.
     ~SinkWorkers();
     SinkWorkers(const SinkWorkers &) = delete;
     SinkWorkers &operator=(const SinkWorkers &) = delete;

@@ -5,11 +5,11 @@
 #include <chrono>
 
 /// What a sink knows of its writer while that waits for the system: a disk that hangs, a pipe that nobody reads. Shared
-/// by both; thread-safe but for what is the writer's alone.
+/// by both; thread-safe except for what is the writer's alone.
 ///
 /// A writer may wait for as long as its input lives. Once whoever ended the input waits for the output, that has
-/// `patience`: a pipe's writer then stops waiting by itself, and a call that a disk does not return from is told, so
-/// that the writer can be left behind in it.
+/// `patience`: a pipe's writer then stops waiting by itself, and isStuck() reports a call that a disk does not return
+/// from, so that the writer can be left behind in it.
 class WriteWatch final {
 public:
     using Clock = std::chrono::steady_clock;
@@ -40,7 +40,7 @@ public:
 
     /// For the writer: it has waited @p time for a reader. @return whether it may wait on.
     [[nodiscard]] bool mayWaitOn(std::chrono::nanoseconds time);
-    /// Whether the writer was told that it may not.
+    /// Whether mayWaitOn() has refused.
     [[nodiscard]] bool hasGivenUp() const { return _hasGivenUp; }
 
 private:

@@ -24,10 +24,10 @@ std::string ofBytes(quint32 size)
 Block *blockOf(void *data)
 {
     if (!data)
-        failOn(data, "is none");
+        failOn(data, "is a null pointer");
     Block *const block = static_cast<Block *>(data) - 1;
     if (block->magic != Block::magicNumber)
-        failOn(data, "is none of this library, or its header is overwritten");
+        failOn(data, "does not belong to this library, or its header is overwritten");
     return block;
 }
 

@@ -9,7 +9,7 @@ namespace systemMemory {
 
 /// @param usedBytes how many of the @p bytes are used until the memory is released: AddressSanitizer finds accesses
 ///        beyond them.
-/// @return memory of zeros, aligned to 64 bytes at least, to be released; null when there is none.
+/// @return memory of zeros, aligned to 64 bytes at least, to be released; null when the system has no more.
 void *fetch(std::size_t bytes, std::size_t usedBytes);
 
 /// Gives the memory back to the system; @p bytes is what it was fetched with.

@@ -88,6 +88,6 @@ bool InputNames::wasGiven(const std::string &stem) const
         return true;
     const QRegularExpressionMatch match = numbered.match(QString::fromStdString(stem));
     const auto found = _stems.find(match.captured(1).toStdString());
-    const int number = match.captured(2).toInt(); // 0 where it is none
+    const int number = match.captured(2).toInt(); // 0 where it is no number
     return found != _stems.end() && number > 1 && number <= found->second;
 }

@@ -19,7 +19,7 @@ public:
         AvPointer<AVPacket> packet;
     };
 
-    /// What is held back at most, but for the one packet that goes beyond it.
+    /// What is held back at most, except for the one packet that goes beyond it.
     static constexpr std::size_t maxPackets = 1024;
     static constexpr qint64 maxBytes = 4 << 20;
 

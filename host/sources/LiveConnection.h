@@ -58,9 +58,8 @@ public:
     };
 
     /// Opens @p url; blocks for @p limit at most; for a caller it waits until @p end.
-    /// @param stopRequested ends this call and each read within a tenth of a second once it is set, but for the time
-    ///         that
-    ///        the system needs to look up a name; outlives the connection.
+    /// @param stopRequested ends this call and each read within a tenth of a second once it is set, except the time
+    ///        that the system needs to look up a name; outlives the connection.
     /// @return the connection, or what went wrong.
     [[nodiscard]] static std::variant<std::unique_ptr<LiveConnection>, Failure>
     open(const LiveUrl &url, const Wanted &wanted, std::chrono::milliseconds limit, Instant end,
@@ -104,7 +103,7 @@ private:
     std::vector<MediaSource::Stream> _undecodable;
     std::vector<Track> _tracks; // as _streams
     const AvPointer<AVPacket> _packet;
-    bool _gapNoticed = false; // and not told with a block yet
+    bool _gapNoticed = false; // and not reported with a block yet
 };
 
 #endif

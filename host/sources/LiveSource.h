@@ -31,7 +31,7 @@
 /// mend, such as a wrong password, ends it: see LiveUrl::isHopeless. At each break both streams get an empty block, and
 /// each goes on at its next key block; block times go on where they ended.
 ///
-/// Thread-safe but for the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its
+/// Thread-safe except the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its
 /// queues.
 class LiveSource final {
 public:
@@ -94,7 +94,7 @@ public:
 
     [[nodiscard]] Status status() const;
 
-    /// @return what is to be told to people since the last call, in single lines that name the source: each trouble
+    /// @return what is new for people since the last call, in single lines that name the source: each trouble
     ///         when it comes or gets another reason, not with each attempt that fails, now and then while it lasts, and
     ///         its mending. A trouble that ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();

@@ -26,7 +26,7 @@ public:
     /// The url as it may be shown to people: see ShownUrl::withoutSecrets.
     const std::string &shown() const { return _shown; }
 
-    /// What libavformat is to open, byte for byte but for the scheme, and as what; null where it finds that out itself,
+    /// What libavformat is to open, byte for byte except the scheme, and as what; null where it finds that out itself,
     /// and for a device where libavdevice cannot be loaded.
     const std::string &name() const { return _name; }
     const AVInputFormat *format() const { return _format; }

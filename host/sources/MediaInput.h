@@ -20,7 +20,7 @@ extern "C" {
 }
 
 /// A media file opened with libavformat, as the ffmpeg tool opens it by default, or a live source. Reentrant. The
-/// FFmpeg libraries' own messages are switched off for the whole process, because what matters of them is told in
+/// FFmpeg libraries' own messages are switched off for the whole process, because what matters of them is in
 /// errors.
 class MediaInput final {
 public:

@@ -28,7 +28,7 @@
 /// for each kind ends each repetition of the file, also when the file could be read in part only, or when the source
 /// was stopped; then the queue is ended.
 ///
-/// Thread-safe but for `open`, `start` and `join`, which belong to one thread. Owned by whoever opened it.
+/// Thread-safe except `open`, `start` and `join`, which belong to one thread. Owned by whoever opened it.
 class MediaSource final {
 public:
     struct Options {
@@ -67,7 +67,7 @@ public:
     /// Stops the source and waits for its thread.
     ~MediaSource();
 
-    /// What is delivered: one stream or two, video first. Constant but for keepOnly.
+    /// What is delivered: one stream or two, video first. Constant except for keepOnly.
     const std::vector<Stream> &streams() const { return _streams; }
 
     /// What is not, for want of a decoder: at most one stream of each wanted kind, video first. Constant.

@@ -17,10 +17,10 @@ std::optional<std::string> Outage::begin(const std::string &reason, Instant now)
         _since = now;
         _reminder.begin(now);
         _attempts = 0;
-        _told.clear();
+        _reported.clear();
     }
     _reason = reason;
-    if (!_told.insert(reason).second)
+    if (!_reported.insert(reason).second)
         return std::nullopt;
     return _name + ": " + reason + (_hasDelivered ? "; reconnecting" : "; trying again");
 }

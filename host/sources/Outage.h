@@ -21,7 +21,7 @@ public:
     /// The source does not deliver because of @p reason. @return what is to be reported, if anything.
     std::optional<std::string> begin(const std::string &reason, Instant now);
 
-    /// Has whoever waits for it told again, now and then. @param clock of the wall, at @p now.
+    /// Reminds whoever waits for it, now and then. @param clock of the wall, at @p now.
     /// @return what is to be reported, if anything.
     std::optional<std::string> remind(Instant now, std::chrono::system_clock::time_point clock);
 
@@ -45,7 +45,7 @@ private:
     Instant _since; // of the outage that goes on, and the attempts to mend it
     Reminder _reminder;
     int _attempts = 0;
-    std::set<std::string> _told; // its reasons
+    std::set<std::string> _reported; // its reasons
     bool _hasDelivered = false;
 };
 

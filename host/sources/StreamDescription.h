@@ -6,7 +6,7 @@
 #include <string>
 #include <tuple>
 
-/// One stream of a media file, as far as it is told to people and reports.
+/// One stream of a media file, as far as messages and reports show it.
 struct StreamDescription {
     int index = -1; // within the file, counted from 0
     std::string kind;

@@ -36,7 +36,7 @@ struct DeleteScreen {
 
 enum ColourPair : short { GreenPair = 1, YellowPair, WhiteOnRedPair, RedPair };
 
-/// @return the value; empty where there is none.
+/// @return the value; empty where it is not set.
 std::string_view environment(const char *name)
 {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment of a program with threads
@@ -180,7 +180,7 @@ public:
         wrefresh(stdscr);
     }
 
-    /// @return the next key that was pressed; nothing when there is none.
+    /// @return the next key that was pressed; nothing when no key was pressed.
     std::optional<int> key() const
     {
         const int code = wgetch(stdscr);

@@ -100,7 +100,7 @@ void paintTitle(BoardPicture &picture, std::chrono::milliseconds running, const 
         picture.put(0, picture.width() - right.width(), right);
 }
 
-/// The texts of the line about the load, but for the bars after the first, which show the same.
+/// The texts of the line about the load, except for the bars after the first, which show the same.
 struct LoadTexts {
     std::string measured;
     std::string component; // where it does not fit, left out

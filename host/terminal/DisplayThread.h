@@ -12,7 +12,7 @@
 /// dead, a pipe that nobody reads) holds up the display alone. Thread-bound; no call waits for the terminal.
 class DisplayThread final {
 public:
-    /// Messages that wait to be shown. The oldest make room for others, and their number is told in their place.
+    /// Messages that wait to be shown. The oldest make room for others, and a line in their place counts them.
     static constexpr std::size_t maxWaiting = 1000;
 
     /// @throws decoding::Error when the system has no thread left.

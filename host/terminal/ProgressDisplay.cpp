@@ -25,7 +25,7 @@ enum class Phase { Running, Done, Failed };
 struct Line {
     QString name;
     Phase phase = Phase::Running;
-    std::optional<double> progress; // from 0.0 to 1.0; nothing when it cannot be told
+    std::optional<double> progress; // from 0.0 to 1.0; nothing when it is unknown
     qint64 frames = 0;
     double framesPerSecond = 0;
 };
@@ -98,7 +98,7 @@ QString stateOf(const Line &line)
     return line.progress ? QStringLiteral("%1 %").arg(static_cast<int>(*line.progress * 100)) : QString();
 }
 
-/// @return brackets, filled in between as far as the input has come; blank where that cannot be told.
+/// @return brackets, filled in between as far as the input has come; blank where that is unknown.
 QString bar(const Line &line, int width)
 {
     if (!line.progress)

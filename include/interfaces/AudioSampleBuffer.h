@@ -10,7 +10,7 @@
 struct AudioSampleBuffer {
     /// Handles to this record; 0 in a fresh one.
     std::atomic<std::int32_t> refCount{0};
-    /// The samples' bytes, from `new char[]`; null when there are none.
+    /// The samples' bytes, from `new char[]`; null in a record without bytes.
     char *data = nullptr;
 
     /// Called once, by the last handle.

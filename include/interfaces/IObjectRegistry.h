@@ -15,7 +15,7 @@ public:
     /// @return an object of the registry's choosing, which the caller may drop unread.
     virtual ModkitPtr<IPolymorph> setObject(const std::string &identifier, const ModkitPtr<IPolymorph> &object) = 0;
 
-    /// @return the object published under @p identifier, empty when there is none.
+    /// @return the object published under @p identifier, empty when the registry has none.
     virtual ModkitPtr<IPolymorph> getObject(const std::string &identifier) = 0;
 
 protected:

@@ -6,7 +6,7 @@
 class QObject;
 
 /// Observes decoding and balances its quality against the machine's capacity. Published by the decoding manager;
-/// thread-safe, but for threads that hold a lock of the component: IDecoder.h says where that is.
+/// thread-safe, except for threads that hold a lock of the component: IDecoder.h says where that is.
 class ITuneDecoding : public IPolymorph {
 public:
     /// @param listener when not null, receives a QEvent_CpuLoad (QEvent_CpuLoad.h) for every change from now on, until

@@ -13,7 +13,7 @@
 struct VideoFrameBuffer {
     /// Handles to this record; 0 in a fresh one.
     std::atomic<std::int32_t> refCount{0};
-    /// The picture's bytes, from slab::bigBlockAllocate; null when there are none.
+    /// The picture's bytes, from slab::bigBlockAllocate; null in a record without bytes.
     void *data = nullptr;
     /// Size in bytes that was asked for, and that is given back with @ref data.
     quint32 size = 0;

@@ -8,7 +8,7 @@
 #include "fakes/CallLog.h"
 
 /// A stream decoder that does nothing but log what the base asks of it: "create 'H264'", "discard", "decode KEY 'H264'
-/// at 1, 2" (timestamp and block time), followed by " catching up" where it is told so.
+/// at 1, 2" (timestamp and block time), followed by " catching up" where the call says so.
 class LoggingDecoder final : public BaseSingleStreamDecoder {
 public:
     static constexpr quint32 ownStreamId = 4;

@@ -99,7 +99,7 @@ TEST_F(ProcessingCycleCodec, NewFourccDrainsDiscardsAndCreates)
     EXPECT_EQ(decoder->_currentFourcc, 0x30385056u);
 }
 
-TEST_F(ProcessingCycleCodec, DrainIsToldOfTheCatchUp)
+TEST_F(ProcessingCycleCodec, DrainLearnsOfTheCatchUp)
 {
     makeDecoder(CreationFlags::Paced, true);
     codecCalls(keyBlock("H264"));

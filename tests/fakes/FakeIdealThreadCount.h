@@ -6,7 +6,7 @@
 /// Stands in for QThread::idealThreadCount in a test program that is linked with it.
 namespace FakeIdealThreadCount {
 
-/// @param count -1: the number of processor cores cannot be told.
+/// @param count -1: the number of processor cores is unknown.
 void set(int count);
 
 /// @param duringCount called within each count from now on; empty: nothing is.

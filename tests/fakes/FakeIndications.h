@@ -82,7 +82,7 @@ public:
         return indication;
     }
 
-    /// The indication of that name that was created last; empty when there is none.
+    /// The indication of that name that was created last; empty when no indication has it.
     ModkitPtr<IIndicationObject> indication(const std::string &name)
     {
         const std::lock_guard<std::mutex> lock(_mutex);

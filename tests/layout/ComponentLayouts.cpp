@@ -133,7 +133,7 @@ ClassLayout timeStatistic()
              LAYOUT_FIELD(TimeStatistic, _sumSquares, 48, qint64), LAYOUT_FIELD(TimeStatistic, _count, 56, quint32)}};
 }
 
-/// The two stream decoders are alike but for the types.
+/// The two stream decoders are alike except for the types.
 template <class StreamDecoder>
 std::vector<ClassLayout::Place> streamDecoderOperations()
 {

@@ -89,7 +89,7 @@ TEST_F(ComponentSlotsTest, HandleOfAStream)
         EXPECT_FALSE(audio.isNull());
         EXPECT_EQ(decoderCount(), 2);
     }
-    EXPECT_EQ(decoderCount(), 2) << "a component that was not given itself is told of no release";
+    EXPECT_EQ(decoderCount(), 2) << "a component that was not given itself hears of no release";
     stop();
     EXPECT_EQ(decoderCount(), 0);
     callSlot<void>(_decodingManager, 1);

@@ -103,7 +103,7 @@ TEST_F(DecodingManagerLoadTest, AfterStopTheLoadIsZeroAndNoListenerIsKept)
     EXPECT_EQ(lockState(), "unlocked");
 }
 
-TEST_F(DecodingManagerLoadTest, WhileMeasuringTheLoadIsToldAndListenersComeAndGo)
+TEST_F(DecodingManagerLoadTest, WhileMeasuringTheLoadIsReportedAndListenersComeAndGo)
 {
     EXPECT_TRUE(init());
     QObject other;

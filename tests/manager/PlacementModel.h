@@ -8,7 +8,7 @@
 
 #include "interfaces/CreationFlags.h"
 
-/// What the decoding manager is to keep of its decoders, told a second time and as simply as can be: in ordered maps,
+/// What the decoding manager is to keep of its decoders, kept a second time and as simply as can be: in ordered maps,
 /// on one thread, with streams numbered. It is what the manager is compared with.
 class PlacementModel {
 public:

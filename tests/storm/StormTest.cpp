@@ -36,7 +36,7 @@ std::chrono::seconds duration()
     return std::chrono::seconds(isNumber ? given : 10);
 }
 
-/// Qt's warnings are violations, but for the one that tells of a refused codec decoder.
+/// Qt's warnings are violations, except for the one that tells of a refused codec decoder.
 void noteMessage(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)
 {
     if (type != QtDebugMsg && !text.startsWith(QLatin1String("Failed to create decoder for fourcc ")))

@@ -11,7 +11,7 @@
 
 namespace decoding {
 
-/// A run of decoded samples. Copies share its memory, as those of VideoFrame do. Thread-safe but for assignment and
+/// A run of decoded samples. Copies share its memory, as those of VideoFrame do. Thread-safe except for assignment and
 /// destruction of one and the same copy.
 class DECODING_EXPORT AudioFrame {
 public:

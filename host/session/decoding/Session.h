@@ -41,7 +41,7 @@ struct SessionOptions {
 };
 
 /// Decodes any number of inputs on one pool of decoder threads. Thread-safe: every call from any thread at any time,
-/// but for the destructor, `end` and calls from SessionOptions::onMessage.
+/// except for the destructor, `end` and calls from SessionOptions::onMessage.
 ///
 /// The library runs Qt's event loop on a thread of its own, one for all sessions of the process. Where there is no Qt
 /// application object, it makes one there, and takes Qt's messages as its own; so a program that uses Qt itself makes
@@ -51,7 +51,7 @@ struct SessionOptions {
 class DECODING_EXPORT Session {
 public:
     /// Loads and starts the component.
-    /// @throws Error when there is none, or it cannot be started.
+    /// @throws Error when it finds no component, or cannot start it.
     explicit Session(SessionOptions options = {});
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;

@@ -81,7 +81,7 @@ struct Snapshot {
         std::optional<std::chrono::milliseconds> sinceDamage; // the latest; nothing when there was none
         std::int64_t lost = 0; // blocks of a live input that came faster than they could be decoded, or not at all
         std::int64_t late = 0; // of them: because the decoder was too slow
-        std::optional<double> framesPerSecond;   // lately; nothing while it cannot be told yet
+        std::optional<double> framesPerSecond;   // lately; nothing while it is unknown
         std::chrono::milliseconds delivering{0}; // since its first frame, or from that to its end
         std::optional<Latency> latency;          // of all streams that share its queue; nothing when no block was read
         Mode mode = Mode::Performance;
@@ -153,7 +153,7 @@ struct Snapshot {
     Load measuredLoad;    // processor time of the decoder threads, which the governor goes by
     int decoders = 0;
     std::vector<Thread> threads;   // that have decoders, where lights tell it
-    std::vector<Input> inputs;     // in the order in which they were opened, but for closed ones
+    std::vector<Input> inputs;     // in the order in which they were opened, except for closed ones
     std::vector<Message> messages; // the latest, the newest at the end
 };
 

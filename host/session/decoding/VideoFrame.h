@@ -13,8 +13,8 @@ namespace decoding {
 
 /// A decoded picture. Copies share its memory, which is the decoder's own: nothing is copied, nothing may be changed,
 /// and it lives as long as any copy, also when its reader, input and session are gone. Frames that are kept keep their
-/// memory from being used again: a 1080p picture takes 3 MB. Thread-safe but for assignment and destruction of one and
-/// the same copy.
+/// memory from being used again: a 1080p picture takes 3 MB. Thread-safe except for assignment and destruction of one
+/// and the same copy.
 class DECODING_EXPORT VideoFrame {
 public:
     static constexpr std::int64_t noTimestamp = std::numeric_limits<std::int64_t>::min();

@@ -46,7 +46,7 @@ public:
     void setGovernor(bool on) override
     {
         if (!hasGovernor)
-            throw decoding::Error("there is none");
+            throw decoding::Error("there is no governor");
         calls.emplace_back(on ? "on" : "off");
     }
 

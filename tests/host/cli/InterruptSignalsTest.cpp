@@ -50,7 +50,7 @@ TEST(InterruptSignals, AskForAnInterruptOnceAndEndTheProgramTheSecondTime)
     }
 }
 
-TEST(InterruptSignals, TakeTheEndOfTheSessionHoweverOftenItIsTold)
+TEST(InterruptSignals, TakeTheEndOfTheSessionHoweverOftenItIsSignalled)
 {
     EXPECT_EXIT(raiseAndExit(SIGHUP, 3), ExitedWithCode(interrupted), "");
 }

@@ -34,7 +34,7 @@ TEST_F(ReportFileTest, ThatCanBeWrittenIsNotTouchedBefore)
     EXPECT_EQ(fs::file_size(path("old.json")), 3U);
 }
 
-TEST_F(ReportFileTest, ThatCannotBeWrittenIsTold)
+TEST_F(ReportFileTest, ThatCannotBeWrittenIsReported)
 {
     EXPECT_THAT(ReportFile::obstacle(path(""), {}), Optional(HasSubstr(": Is a directory")));
     EXPECT_THAT(ReportFile::obstacle(path("none/new.json"), {}),

@@ -168,7 +168,7 @@ TEST_F(ControlServerAbuse, ClientsThatComeAndGoInAnyStateLeaveNothing)
     EXPECT_TRUE(serves());
 }
 
-TEST_F(ControlServerAbuse, OneClientTooManyIsToldSo)
+TEST_F(ControlServerAbuse, OneClientTooManyGetsAnError)
 {
     std::list<RawClient> clients;
     for (int i = 0; i < ControlServer::maxClients; ++i) {

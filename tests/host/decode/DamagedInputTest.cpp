@@ -151,7 +151,7 @@ TEST_F(DamagedInput, KeepsItsPlaceInTheReport)
 }
 
 #if defined(Q_OS_LINUX)
-TEST_F(DamagedInput, AndAFullDiskUnderAnOutputAreTold)
+TEST_F(DamagedInput, AndAFullDiskUnderAnOutputAreReported)
 {
     for (const QString &name : QStringList{"clip.video.framemd5", "clip.audio.raw", "clip.y4m", "clip.wav"}) {
         SCOPED_TRACE(name.toStdString());
@@ -170,7 +170,7 @@ TEST_F(DamagedInput, AndAFullDiskUnderAnOutputAreTold)
     }
 }
 
-TEST_F(DamagedInput, AndAFullDiskUnderTheReportAreTold)
+TEST_F(DamagedInput, AndAFullDiskUnderTheReportAreReported)
 {
     const HostRun run = HostRun::decode({"--json", "/dev/full", sample("tree.avi")});
     EXPECT_EQ(run.exitCode, 1);

@@ -30,7 +30,7 @@ protected:
     }
 };
 
-/// Those of the media folder but for the damaged one.
+/// Those of the media folder except for the damaged one.
 QStringList wholeFiles(QStringList files)
 {
     files.erase(

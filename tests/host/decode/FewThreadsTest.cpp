@@ -30,11 +30,11 @@ protected:
 
 } // namespace
 
-TEST_F(FewThreads, AreToldWhereTheyAreMissingAndEndNoRunWithoutAWord)
+TEST_F(FewThreads, AreReportedWhereTheyAreMissingAndEndNoRunWithoutAWord)
 {
     const std::vector<std::string> places = {"no thread for the session", "no threads to write the outputs",
                                              "no thread to open it", "door: there is no thread to read it"};
-    std::set<std::string> told;
+    std::set<std::string> named;
     constexpr int most = 100;
     int threads = 0;
     for (; threads < most; ++threads) {
@@ -49,10 +49,10 @@ TEST_F(FewThreads, AreToldWhereTheyAreMissingAndEndNoRunWithoutAWord)
         for (const std::string &error : run.errors) {
             for (const std::string &place : places) {
                 if (error.find(place) != std::string::npos)
-                    told.insert(place);
+                    named.insert(place);
             }
         }
     }
     EXPECT_LT(threads, most);
-    EXPECT_EQ(told, std::set<std::string>(places.begin(), places.end()));
+    EXPECT_EQ(named, std::set<std::string>(places.begin(), places.end()));
 }

@@ -26,7 +26,7 @@ struct HostRun {
 
     QJsonArray inputs() const { return report["inputs"].toArray(); }
     QJsonObject totals() const { return report["totals"].toObject(); }
-    /// The part of the report about the input of this name; empty when there is none.
+    /// The part of the report about the input of this name; empty when the report has none.
     QJsonObject input(const std::string &name) const;
     /// The same for its stream of this kind, "video" or "audio".
     QJsonObject stream(const std::string &name, const std::string &kind) const;

@@ -54,7 +54,7 @@ TEST_F(Interrupt, EndsARunWithAReportAndNothingLeft)
 }
 
 #if defined(Q_OS_LINUX)
-TEST_F(Interrupt, IsToldByTheExitCodeThoughTheReportCannotBeWritten)
+TEST_F(Interrupt, IsShownByTheExitCodeThoughTheReportCannotBeWritten)
 {
     const HostRun run = interruptedRun(SIGINT, {"--json", "/dev/full"});
     EXPECT_EQ(run.exitCode, 130);
@@ -62,15 +62,15 @@ TEST_F(Interrupt, IsToldByTheExitCodeThoughTheReportCannotBeWritten)
 }
 #endif
 
-TEST_F(Interrupt, EndsARunInOrderWhenItsSessionEndsThoughItIsToldSoMoreThanOnce)
+TEST_F(Interrupt, EndsARunInOrderWhenItsSessionEndsThoughTheSignalComesMoreThanOnce)
 {
     struct sigaction present = {};
     sigaction(SIGHUP, nullptr, &present);
     if (present.sa_handler == SIG_IGN)
         GTEST_SKIP() << "the tests were started so that the end of the session is ignored";
     const HostRun run = interruptedRun({}, [](pid_t process) {
-        int told = 0;
-        EXPECT_TRUE(waitUntil([&] { return kill(process, SIGHUP) == 0 && ++told == 3; }));
+        int signals = 0;
+        EXPECT_TRUE(waitUntil([&] { return kill(process, SIGHUP) == 0 && ++signals == 3; }));
     });
     EXPECT_EQ(run.exitCode, 130);
     EXPECT_TRUE(run.report["interrupted"].toBool());

@@ -23,7 +23,7 @@ struct Clip {
         void operator()(AVCodecParameters *parameters) const { avcodec_parameters_free(&parameters); }
     };
 
-    /// Reads the best stream of @p mediaType; its blocks bear @p origin. @return nothing when there is none.
+    /// Reads the best stream of @p mediaType; its blocks bear @p origin. @return nothing when the file has none.
     static std::optional<Clip> read(const QString &path, AVMediaType mediaType, const QByteArray &origin);
 
     QString path;

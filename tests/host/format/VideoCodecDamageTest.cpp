@@ -76,7 +76,7 @@ TEST_F(VideoCodecDecoding, RefusedBlocksAreCountedAndTheOthersDecoded)
 
 TEST_F(VideoCodecDecoding, RawPicturesThatAreTooShortAreRefusedWhateverTheirBits)
 {
-    // libavcodec itself refuses these but for the first two.
+    // libavcodec itself refuses these except for the first two.
     const std::pair<const char *, const char *> kinds[] = {{"pal8", "clip.avi"},
                                                            {"monow", "clip.mov"},
                                                            {"pal8", "clip.nut"},

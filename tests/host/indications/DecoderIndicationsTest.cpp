@@ -47,7 +47,7 @@ protected:
         return decoding->createVideoDecoder(queue, output, 0, name);
     }
 
-    /// The first value of that name; without a name when there is none.
+    /// The first value of that name; without a name when no owner has it.
     IndicationManager::Value value(const char *name) const
     {
         for (const IndicationManager::Owner &owner : indications->snapshot())

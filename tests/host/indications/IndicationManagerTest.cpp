@@ -24,7 +24,7 @@ using testing::IsEmpty;
 constexpr int black = 3;
 
 /// "camera 1: DecoderMode=0 DecoderLost=1" for each owner.
-std::vector<std::string> told(const IndicationManager &manager)
+std::vector<std::string> shownBy(const IndicationManager &manager)
 {
     std::vector<std::string> lines;
     for (const IndicationManager::Owner &owner : manager.snapshot()) {
@@ -76,7 +76,7 @@ TEST_F(IndicationManagerTest, ShowsValuesByOwnerInTheOrderOfTheirCreation)
     const auto other = create("DecoderMode", "camera 1");
     const auto cycle = create("DecoderCycle", "camera 2", black);
     lost->setValue(2, -1, Callback());
-    EXPECT_THAT(told(*manager),
+    EXPECT_THAT(shownBy(*manager),
                 ElementsAre("camera 2: DecoderMode=1 DecoderLost=2 DecoderCycle=3", "camera 1: DecoderMode=0"));
 }
 
@@ -96,7 +96,7 @@ TEST_F(IndicationManagerTest, KeepsOwnersOfTheSameNameApart)
     const auto firstLost = create("DecoderLost", "camera", 0);
     const auto secondMode = create("DecoderMode", "camera", 1);
     const auto secondLost = create("DecoderLost", "camera", 1);
-    EXPECT_THAT(told(*manager),
+    EXPECT_THAT(shownBy(*manager),
                 ElementsAre("camera: DecoderMode=0 DecoderLost=0", "camera: DecoderMode=1 DecoderLost=1"));
     const std::vector<IndicationManager::Owner> owners = manager->snapshot();
     EXPECT_NE(owners.at(0).number, owners.at(1).number);
@@ -108,10 +108,10 @@ TEST_F(IndicationManagerTest, AnOwnerThatIsComingToItsEndIsNotJoined)
     const auto oldLost = create("DecoderLost", "camera", 0);
     manager->removeIndication(oldMode);
     const auto newMode = create("DecoderMode", "camera", 1);
-    EXPECT_THAT(told(*manager), ElementsAre("camera: DecoderLost=0", "camera: DecoderMode=1"));
+    EXPECT_THAT(shownBy(*manager), ElementsAre("camera: DecoderLost=0", "camera: DecoderMode=1"));
     manager->removeIndication(oldLost);
     const auto newLost = create("DecoderLost", "camera", 1);
-    EXPECT_THAT(told(*manager), ElementsAre("camera: DecoderMode=1 DecoderLost=1"));
+    EXPECT_THAT(shownBy(*manager), ElementsAre("camera: DecoderMode=1 DecoderLost=1"));
 }
 
 TEST_F(IndicationManagerTest, TheNumberOfAnOwnerIsNotUsedAgain)
@@ -144,7 +144,7 @@ TEST_F(IndicationManagerTest, ReadsTheIndicationsOfTheLastOwnerOfAName)
         EXPECT_EQ(isThere, !read.empty());
         return read;
     };
-    EXPECT_THAT(readOf("camera"), IsEmpty()) << "there is none";
+    EXPECT_THAT(readOf("camera"), IsEmpty()) << "nothing was created yet";
     const auto mode = create("DecoderMode", "camera");
     const auto cycle = create("DecoderCycle", "camera", black);
     const auto cycleOfOther = create("DecoderCycle", "another camera", black);
@@ -169,12 +169,12 @@ TEST_F(IndicationManagerTest, CallsBackOnAThreadOfItsOwnAndNotTooEarly)
                          indication->setValue(black, -1, Callback());
                          called.set_value(std::this_thread::get_id());
                      }));
-    EXPECT_THAT(told(*manager), ElementsAre("camera: DecoderDataPushed=0"));
+    EXPECT_THAT(shownBy(*manager), ElementsAre("camera: DecoderDataPushed=0"));
     std::future<std::thread::id> thread = called.get_future();
     ASSERT_EQ(thread.wait_for(deadline), std::future_status::ready);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(40));
     EXPECT_NE(thread.get(), std::this_thread::get_id());
-    EXPECT_THAT(told(*manager), ElementsAre("camera: DecoderDataPushed=3"));
+    EXPECT_THAT(shownBy(*manager), ElementsAre("camera: DecoderDataPushed=3"));
     EXPECT_TRUE(waitUntil([&] { return counts.alive == 0; }));
 }
 
@@ -213,8 +213,8 @@ TEST_F(IndicationManagerTest, RemovingWhatItDoesNotShowIsHarmless)
     const auto removed = create("DecoderLost", "camera");
     manager->removeIndication(removed);
     manager->removeIndication(removed);
-    EXPECT_THAT(told(*manager), ElementsAre("camera: DecoderMode=0"));
-    EXPECT_THAT(told(*other), ElementsAre("camera: DecoderMode=0"));
+    EXPECT_THAT(shownBy(*manager), ElementsAre("camera: DecoderMode=0"));
+    EXPECT_THAT(shownBy(*other), ElementsAre("camera: DecoderMode=0"));
     ofOther->setValue(0, 1, blacken(counts));
     EXPECT_TRUE(waitUntil([&] { return counts.calls == 1 && counts.alive == 0; })) << "it is still shown";
 }
@@ -248,7 +248,7 @@ TEST_F(IndicationManagerTest, ACallbackMayRemoveItsIndicationAndCreateAnother)
                          done.set_value();
                      }));
     ASSERT_EQ(done.get_future().wait_for(deadline), std::future_status::ready);
-    EXPECT_THAT(told(*manager), ElementsAre("another camera: DecoderMode=0"));
+    EXPECT_THAT(shownBy(*manager), ElementsAre("another camera: DecoderMode=0"));
 }
 
 TEST_F(IndicationManagerTest, IndicationsMayOutliveIt)

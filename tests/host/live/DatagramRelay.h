@@ -8,7 +8,7 @@
 
 #include "Loopback.h"
 
-/// Passes datagrams on to a port of the loopback address, but for some that it drops.
+/// Passes datagrams on to a port of the loopback address, except for some that it drops.
 class DatagramRelay final {
 public:
     explicit DatagramRelay(quint16 target)

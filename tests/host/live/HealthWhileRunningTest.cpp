@@ -78,7 +78,7 @@ TEST_F(HealthWhileRunning, DamageMakesTheRowUnwellAndIsCountedWhileItComes)
 }
 
 #if defined(Q_OS_LINUX)
-TEST_F(HealthWhileRunning, AnOutputThatFailsIsToldAtOnceAndMakesTheRowUnwellAndTheRunFail)
+TEST_F(HealthWhileRunning, AnOutputThatFailsIsReportedAtOnceAndMakesTheRowUnwellAndTheRunFail)
 {
     ASSERT_TRUE(QDir().mkdir(path("out")));
     ASSERT_TRUE(QFile::link("/dev/full", path("out/pattern.y4m")));
@@ -92,7 +92,7 @@ TEST_F(HealthWhileRunning, AnOutputThatFailsIsToldAtOnceAndMakesTheRowUnwellAndT
     EXPECT_GT(fields(host, "pattern", "video").value(11).toInt(), 0);
     const HostRun run = host.quit();
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_THAT(host.messages("cannot write .*: No space left on device$"), SizeIs(1)) << "told again at the end";
+    EXPECT_THAT(host.messages("cannot write .*: No space left on device$"), SizeIs(1)) << "reported again at the end";
     EXPECT_EQ(run.stream("pattern", "video")["notWritten"], run.stream("pattern", "video")["frames"]);
     EXPECT_THAT(run.output, HasSubstr("\nerror      cannot write "));
 }

@@ -77,7 +77,7 @@ TEST_F(LiveEnd, ComesSoonAfterItIsAskedForThoughNothingAnswers)
     host.request({"quit"});
     const HostRun run = promptEnd(host);
     EXPECT_FALSE(run.report["interrupted"].toBool());
-    // Those that were without a connection are told to have failed.
+    // The run reports those that were without a connection as failed.
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_NE(run.input("refused")["error"].toString(), QString());
     for (const std::string name : {"silent", "nothing"}) {

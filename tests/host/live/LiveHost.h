@@ -50,7 +50,7 @@ public:
     std::vector<std::string> request(const std::vector<std::string> &words) const;
 
     std::vector<Row> list() const;
-    /// The row of the input's stream of this kind; an empty one when there is none.
+    /// The row of the input's stream of this kind; an empty one when the list has none.
     Row row(const std::string &input, const std::string &kind = "video") const;
     std::map<std::string, std::string> status() const;
 

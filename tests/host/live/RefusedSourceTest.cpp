@@ -27,7 +27,7 @@ protected:
 
 } // namespace
 
-TEST_F(RefusedSource, IsToldToWhoeverAddsItAndLeavesTheNameFree)
+TEST_F(RefusedSource, IsReportedToWhoeverAddsItAndLeavesTheNameFree)
 {
     LiveHost host({"well=lavfi:testsrc=size=160x120:rate=25"});
     const ControlClient::Answer answer = host.ask({"add", door("wrong").toStdString(), "door"});

@@ -255,7 +255,7 @@ TEST_F(StuckOutputs, AFileWaitsForTheReaderOfItsOutputAndNobodyElseDoes)
     expectFramesOfTool(run, {sample("cup.mp4"), sample("tree.avi")}, path("out"));
 }
 
-TEST_F(StuckOutputs, AFileWhoseOutputNobodyReadsEndsWhenItIsToldTo)
+TEST_F(StuckOutputs, AFileWhoseOutputNobodyReadsEndsWhenItIsRemoved)
 {
     makePipe("box");
     LiveHost host({"--output", "framemd5:" + path("out"), sample("box.mp4"), sample("tree.avi")});

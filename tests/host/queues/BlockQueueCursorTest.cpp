@@ -36,7 +36,7 @@ TEST(BlockQueueCursor, ACursorBehindTheOldestBlockGoesOnAtTheOldest)
     EXPECT_EQ(reader.takeStamp(), 6);
 }
 
-TEST(BlockQueueCursor, ACursorThatFellBehindIsToldHowManyBlocksItLost)
+TEST(BlockQueueCursor, ACursorThatFellBehindLearnsHowManyBlocksItLost)
 {
     BlockQueue queue(1, roomy);
     appendStamps(queue, 0, 299); // on past the end of the sequence numbers

@@ -138,7 +138,7 @@ TEST_F(LiveQueueReaderTest, EndedItIsDrainedOnceTheReaderCameBackAfterTheLastBlo
     EXPECT_TRUE(queue.isDrained());
 }
 
-TEST_F(LiveQueueReaderTest, EveryBlockIsEitherReadOrToldAsLostWhateverHappens)
+TEST_F(LiveQueueReaderTest, EveryBlockIsEitherReadOrReportedAsLostWhateverHappens)
 {
     std::mt19937_64 random(testSeed());
     const auto chance = [&random](int percent) { return static_cast<int>(random() % 100) < percent; };
@@ -151,7 +151,8 @@ TEST_F(LiveQueueReaderTest, EveryBlockIsEitherReadOrToldAsLostWhateverHappens)
         const int readPercent = static_cast<int>(random() % 100);
         qint64 stamp = 0; // of the next block
         quint64 accounted = 0;
-        bool inGroup = false; // the reader has a key block and has missed nothing since, but for what the source missed
+        // The reader has a key block and has missed nothing since, except for what the source missed.
+        bool inGroup = false;
         for (int step = 0; step < 400; ++step) {
             now += milliseconds(random() % 20);
             LiveQueue::Block block = chance(keyPercent) ? key(stamp, 1 + static_cast<int>(random() % 20)) : more(stamp);

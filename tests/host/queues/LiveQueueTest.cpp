@@ -168,7 +168,7 @@ TEST_F(LiveQueueTest, ABlockThatIsBeingDecodedDoesNotCountAsWaiting)
     EXPECT_EQ(reader.takeStamp(), 1);
 }
 
-TEST_F(LiveQueueTest, WhatTheSourceLostIsToldAndWhatFollowsIsPassedOn)
+TEST_F(LiveQueueTest, WhatTheSourceLostIsReportedAndWhatFollowsIsPassedOn)
 {
     LiveQueue queue(roomy, clock());
     ASSERT_TRUE(queue.append(key(0)));

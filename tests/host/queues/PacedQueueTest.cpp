@@ -64,7 +64,7 @@ public:
     }
     void stepWallClock(hours by) { _wall += by; }
 
-    std::vector<qint64> toldTimes(int blocks)
+    std::vector<qint64> givenTimes(int blocks)
     {
         std::vector<qint64> times;
         for (int block = 0; block < blocks; ++block)
@@ -102,11 +102,11 @@ TEST(PacedQueue, BlockTimesStayWhileTheClocksAgreeAndNothingIsLate)
 {
     Film film;
     film.append(true);
-    EXPECT_THAT(film.toldTimes(1), ElementsAre(7000));
+    EXPECT_THAT(film.givenTimes(1), ElementsAre(7000));
     film.append(false);
     film.pass(milliseconds(129));
     film.append(true);
-    EXPECT_THAT(film.toldTimes(2), ElementsAre(7040, 7080)) << "a key block was taken for late";
+    EXPECT_THAT(film.givenTimes(2), ElementsAre(7040, 7080)) << "a key block was taken for late";
 }
 
 TEST(PacedQueue, EachBlockIsTakenWhenItIsDue)
@@ -166,11 +166,11 @@ TEST(PacedQueue, AnInterruptionBetweenTheClocksIsNoStep)
     film.append(true);
     film.append(false);
     film.append(false);
-    EXPECT_THAT(film.toldTimes(1), ElementsAre(7000));
+    EXPECT_THAT(film.givenTimes(1), ElementsAre(7000));
     film.betweenClocks = [&film] { film.pass(milliseconds(2000)); };
-    EXPECT_THAT(film.toldTimes(1), ElementsAre(7040));
+    EXPECT_THAT(film.givenTimes(1), ElementsAre(7040));
     film.betweenClocks = [] {};
-    EXPECT_THAT(film.toldTimes(1), ElementsAre(7080));
+    EXPECT_THAT(film.givenTimes(1), ElementsAre(7080));
 }
 
 TEST(PacedQueue, BlocksOfOtherStreamsStayAsTheyAre)
@@ -179,10 +179,10 @@ TEST(PacedQueue, BlocksOfOtherStreamsStayAsTheyAre)
     film.append(true);
     film.append(true, 8);
     film.append(false);
-    EXPECT_THAT(film.toldTimes(1), ElementsAre(7000));
+    EXPECT_THAT(film.givenTimes(1), ElementsAre(7000));
     film.pass(milliseconds(5000));
     film.stepWallClock(hours(-1));
-    EXPECT_THAT(film.toldTimes(2), ElementsAre(7040, 7080 - 3'600'000));
+    EXPECT_THAT(film.givenTimes(2), ElementsAre(7040, 7080 - 3'600'000));
 }
 
 } // namespace

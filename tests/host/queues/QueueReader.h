@@ -41,7 +41,7 @@ struct QueueReader {
         return block;
     }
 
-    /// The time stamp of the block that take() yields; -1 when there is none.
+    /// The time stamp of the block that take() yields; -1 when the queue has none.
     qint64 takeStamp()
     {
         const std::optional<Block> block = take();

@@ -96,7 +96,7 @@ TEST(ComponentThreads, KeepASessionFromItsBeginningWhereTheSystemRefusesThemWith
     EXPECT_THAT(ObjectTrace::liveCountByType(), IsEmpty());
 }
 
-TEST(ComponentThreads, AreToldFromThoseThatOthersBeginMeanwhile)
+TEST(ComponentThreads, AreDistinguishedFromThoseThatOthersBeginMeanwhile)
 {
     ObjectRegistry registry;
     registry.setObject(InterfaceIdentifiers::avFormatManager,

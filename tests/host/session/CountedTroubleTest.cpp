@@ -8,7 +8,7 @@ namespace {
 
 class CountedTroubleTest : public testing::Test {
 protected:
-    /// @return the count that is told; 0 for nothing.
+    /// @return the count that it reports; 0 for nothing.
     std::int64_t after(std::chrono::milliseconds time, std::int64_t count)
     {
         const auto spell = _trouble.update(count, CountedTrouble::Instant(time), CountedTrouble::ClockInstant(time));
@@ -23,7 +23,7 @@ protected:
 
 } // namespace
 
-TEST_F(CountedTroubleTest, IsToldWhenItBeginsAndNowAndThenWithItsCount)
+TEST_F(CountedTroubleTest, IsReportedWhenItBeginsAndNowAndThenWithItsCount)
 {
     EXPECT_EQ(after(1s, 0), 0);
     EXPECT_EQ(_trouble.latest(), std::nullopt);
@@ -36,7 +36,7 @@ TEST_F(CountedTroubleTest, IsToldWhenItBeginsAndNowAndThenWithItsCount)
     EXPECT_EQ(_trouble.latest(), CountedTrouble::Instant(62s));
 }
 
-TEST_F(CountedTroubleTest, IsNotToldAgainWhileNothingMoreComes)
+TEST_F(CountedTroubleTest, IsNotReportedAgainWhileNothingMoreComes)
 {
     EXPECT_EQ(after(1s, 3), 3);
     EXPECT_EQ(after(11s, 3), 0);

@@ -35,7 +35,7 @@ std::size_t deliveryThreads()
     return count;
 }
 
-/// What the callback of one reader has seen. Used by one thread at a time, but for the atomic fields.
+/// What the callback of one reader has seen. Used by one thread at a time, except for the atomic fields.
 struct Delivered {
     Delivered() = default;
     Delivered(const Delivered &) = delete;

@@ -92,7 +92,7 @@ TEST_F(SessionTest, SaysWhatIsWrongWithItsOptions)
     EXPECT_THAT(errorOf([&] { _session->setGovernor(true); }), HasSubstr("no governor"));
 }
 
-TEST_F(SessionTest, StartsAsManyDecoderThreadsAsItIsTold)
+TEST_F(SessionTest, StartsAsManyDecoderThreadsAsAreAskedFor)
 {
     SessionOptions options;
     options.threads = 3;

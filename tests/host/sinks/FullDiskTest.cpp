@@ -56,7 +56,7 @@ protected:
             const bool isLeftOut = number == 2 || number == 3;
             if (!isFull && isLeftOut)
                 continue;
-            // Some room, but for no whole record; and none of those before still in a buffer.
+            // Some room, but not for a whole record; and none of those before is still in a buffer.
             if (isFull && (number == 1 || number == 2))
                 std::this_thread::sleep_for(bufferTime);
             if (isFull)

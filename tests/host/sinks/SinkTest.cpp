@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Optional;
 
-/// What a writer was told, in order: time stamps, -1 for a break, -2 for the end.
+/// What a writer got, in order: time stamps, -1 for a break, -2 for the end.
 struct WriterLog {
     std::vector<qint64> calls; // on the worker, or once the sink has ended
     qint64 failsAt = -100;

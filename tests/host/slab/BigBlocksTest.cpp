@@ -149,8 +149,9 @@ TEST(BigBlocksDeathTest, APointerThatIsNoBlockEndsTheProcess)
 {
     char *const data = static_cast<char *>(slab::bigBlockAllocate(100000));
     std::memset(data, 0, 100000);
-    EXPECT_DEATH(slab::bigBlockDeallocate(data + 64, 100000), "slab: the block at \\w+ is none of this library");
-    EXPECT_DEATH(slab::bigBlockRetain(data + 4096), "slab: the block at \\w+ is none of this library");
-    EXPECT_DEATH(slab::bigBlockDeallocate(nullptr, 100000), "slab: the block at .* is none");
+    EXPECT_DEATH(slab::bigBlockDeallocate(data + 64, 100000),
+                 "slab: the block at \\w+ does not belong to this library");
+    EXPECT_DEATH(slab::bigBlockRetain(data + 4096), "slab: the block at \\w+ does not belong to this library");
+    EXPECT_DEATH(slab::bigBlockDeallocate(nullptr, 100000), "slab: the block at .* is a null pointer");
     slab::bigBlockDeallocate(data, 100000);
 }

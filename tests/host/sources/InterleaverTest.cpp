@@ -8,7 +8,7 @@
 
 namespace {
 
-/// An interleaver of two streams; each packet is told by the stream's position and its own number, as in "0:3".
+/// An interleaver of two streams; each packet is named by the stream's position and its own number, as in "0:3".
 class InterleaverTest : public testing::Test {
 protected:
     void add(std::size_t position, qint64 blockTimeMs, int size = 1)

@@ -62,7 +62,7 @@ protected:
     /// Key blocks begin everything and follow every empty block, and no block time goes back.
     static void expectDecodable(const std::vector<QueueReader::Block> &blocks);
 
-    /// Every block that went in was read, or told as lost.
+    /// Every block that went in was read, or reported as lost.
     static void expectAccounted(const LiveQueue &queue, const std::vector<QueueReader::Block> &blocks);
 
     ModkitPtr<LiveQueue> video{new LiveQueue(LiveQueue::Limits())};

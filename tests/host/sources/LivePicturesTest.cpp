@@ -7,7 +7,7 @@
 
 namespace {
 
-/// What is decoded of generated sources, whose pictures come uncoded, in the pixel format that is told.
+/// What is decoded of generated sources, whose pictures come uncoded, in the given pixel format.
 class LivePictures : public LiveFixture, public testing::WithParamInterface<const char *> {
 protected:
     /// "SIZE MD5" of the first @p count pictures of @p graph, as the ffmpeg tool tells them.

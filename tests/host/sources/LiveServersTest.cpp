@@ -249,7 +249,7 @@ INSTANTIATE_TEST_SUITE_P(Live, CalledSource,
                                                 "srt://127.0.0.1:%1?connect_timeout=10000"}),
                          [](const auto &test) { return std::string(test.param.url, 3); });
 
-/// What a source over datagrams says of losses, with the muxer that is told.
+/// What a source over datagrams says of losses, with the given muxer.
 class DroppedDatagrams : public LiveServersTest, public testing::WithParamInterface<const char *> {};
 
 TEST_P(DroppedDatagrams, ShowInTheNextBlock)

@@ -44,7 +44,7 @@ protected:
     /// 2 seconds of video and sound.
     QString makeClip(const QString &name = QStringLiteral("clip.mkv")) const;
 
-    /// A file of the corpus; empty where there is none, and the test is to be skipped.
+    /// A file of the corpus; empty where it is missing, and the test is to be skipped.
     static QString corpus(const QString &name);
 
     static std::unique_ptr<MediaSource> open(const QString &fileName, const MediaSource::Options &options = {});

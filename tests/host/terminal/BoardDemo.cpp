@@ -75,7 +75,7 @@ int run(Board &board, decoding::Snapshot &snapshot, const std::string &ending)
     }
 }
 
-/// At a moment that lasts: nothing is drawn again but for a key or a new size. Tells a message for the governor's key.
+/// At a moment that lasts: nothing is drawn again except after a key or a new size. The governor's key shows a message.
 int runDisplay(const decoding::Snapshot &snapshot)
 {
     RunDisplay display({true, false});

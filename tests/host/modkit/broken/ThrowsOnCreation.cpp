@@ -8,7 +8,7 @@ void ModkitMyName(const char **name, std::int32_t *value, std::int32_t /*key*/)
     *value = 1;
 }
 
-// Throws a standard exception with a text of two lines the first time, and something that is none from then on.
+// Throws a standard exception with a text of two lines the first time, and something else from then on.
 void ModkitGetObject(IComponent **object, std::int32_t /*key*/)
 {
     static bool isFirst = true;
