@@ -12,7 +12,7 @@
 std::variant<Clip, std::string> Clip::read(const std::string &path, int count, Form form)
 {
     const std::atomic<bool> stopRequested{false};
-    auto opened = MediaInput::open(path, stopRequested);
+    auto opened = MediaInput::open(path, {}, stopRequested);
     if (std::string *const error = std::get_if<std::string>(&opened))
         return std::move(*error);
     MediaInput &input = *std::get<std::unique_ptr<MediaInput>>(opened);

@@ -42,7 +42,7 @@ ModkitPtr<IInputQueue> inBursts(const ModkitPtr<IInputQueue> &queue, const Decod
     if (task.burstMs == 0)
         return queue;
     // One pace for all, which decode the same.
-    const auto length = [pace = damage.watchPace(Clip::origin), limit = std::chrono::milliseconds(task.burstMs)](
+    const auto length = [pace = damage.watchPace({Clip::origin}), limit = std::chrono::milliseconds(task.burstMs)](
                             bool keyBlocks) { return pace->packetsWithin(keyBlocks, limit); };
     return ModkitPtr<BurstQueue>(new BurstQueue(queue, 0, length));
 }

@@ -12,13 +12,15 @@ import capacity
 import cycle
 import growth
 import latency
+import library
 import paced
 import report
 import small_files
 from clips import Clips
 from context import Context, machine
 
-PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "alternatives": alternatives, "small": small_files,
+PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "library": library, "alternatives": alternatives,
+         "small": small_files,
          "paced": paced, "latency": latency, "capacity": capacity}
 
 

@@ -1,7 +1,6 @@
 #include "cli/CommandLine.h"
 
 #include <algorithm>
-#include <cmath>
 #include <functional>
 #include <map>
 
@@ -17,57 +16,33 @@ namespace {
 
 // Each copy of an input has a thread and two decoders of its own.
 constexpr int maxCopies = 1000;
-constexpr int maxRepeat = 1000000000;
-constexpr int maxBurst = 1000000;
-constexpr double maxDurationSeconds = 1e9;
-constexpr int maxLatencyMs = 3600000;
 
 std::string notEmpty(const std::string &text)
 {
     return text.empty() ? "must not be empty" : std::string();
 }
 
-/// @throw CLI::ValidationError when @p text is no output.
-decoding::Output parseOutput(const std::string &text)
+/// @throw CLI::ValidationError when an output takes none of the streams that are asked for.
+void checkOutputsHaveStreams(const DecodeOptions &options)
 {
     try {
-        return decoding::Output::parse(text);
+        InputWords::checkOutputsHaveStreams(options.input);
     } catch (const decoding::Error &error) {
         throw CLI::ValidationError("--output", error.what());
     }
-}
-
-/// @throw CLI::ValidationError when a text is no output, or two are the same and would write the same files.
-std::vector<decoding::Output> parseOutputs(const std::vector<std::string> &texts)
-{
-    std::vector<decoding::Output> outputs;
-    for (const std::string &text : texts) {
-        const decoding::Output output = parseOutput(text);
-        for (const decoding::Output &other : outputs) {
-            if (output.kind == other.kind &&
-                OutputFiles::placeOf(output.directory) == OutputFiles::placeOf(other.directory))
-                throw CLI::ValidationError("--output", "\"" + text + "\" is the same output as another");
+    for (const std::string &input : options.inputs) {
+        try {
+            static_cast<void>(InputSpec::parse(input).over(options.input));
+        } catch (const decoding::Error &error) {
+            throw CLI::ValidationError("INPUT", error.what());
         }
-        outputs.push_back(output);
-    }
-    return outputs;
-}
-
-/// @throw CLI::ValidationError when an output takes none of the streams that are asked for.
-void checkOutputsHaveStreams(const decoding::InputOptions &options)
-{
-    for (const decoding::Output &output : options.outputs) {
-        if (!(options.video && output.takesVideo()) && !(options.audio && output.takesAudio()))
-            throw CLI::ValidationError("--output", std::string(output.kindName()) + " takes no " +
-                                                       (options.video ? "video" : "audio") +
-                                                       ", and --streams asks for nothing else");
     }
 }
 
 /// @throw CLI::ValidationError when the report would go where an output may write.
 void checkReportIsNoOutput(const DecodeOptions &options)
 {
-    for (const decoding::Output &output : options.input.outputs) {
+    for (const decoding::Output &output : options.outputs()) {
         if (options.jsonFile && OutputFiles::mayInclude(output, *options.jsonFile))
             throw CLI::ValidationError("--json", "\"" + *options.jsonFile + "\" may be a file that the output " +
                                                      output.kindName() + " writes; name another");
@@ -77,27 +52,30 @@ void checkReportIsNoOutput(const DecodeOptions &options)
 /// @throw CLI::ValidationError when the standard output would hold more than one stream, or something beside it.
 void checkStandardOutput(const DecodeOptions &options)
 {
-    const auto &outputs = options.input.outputs;
-    const auto output = std::find_if(outputs.begin(), outputs.end(), std::mem_fn(&decoding::Output::isStandardOutput));
-    if (output == outputs.end())
-        return;
-    const auto refuse = [&](const std::string &why) {
-        throw CLI::ValidationError("--output",
-                                   std::string(output->kindName()) + ":-: the standard output takes " + why);
+    int taken = 0; // by outputs
+    const auto check = [&](const decoding::InputOptions &input, bool isOfAll) {
+        for (const decoding::Output &output : input.outputs) {
+            if (!output.isStandardOutput())
+                continue;
+            const auto refuse = [&](const std::string &why) {
+                throw CLI::ValidationError("--output",
+                                           std::string(output.kindName()) + ":-: the standard output takes " + why);
+            };
+            ++taken;
+            if (options.jsonFile == "-" || taken > 1)
+                refuse("one output, or the report of --json");
+            if (options.copies != 1 || (isOfAll && (options.inputs.size() != 1 || options.controlSocket)))
+                refuse("one input");
+            if (input.video && output.takesVideo() && input.audio && output.takesAudio())
+                refuse("one stream; choose it by --streams");
+        }
     };
-    if (options.jsonFile == "-" ||
-        std::count_if(outputs.begin(), outputs.end(), std::mem_fn(&decoding::Output::isStandardOutput)) > 1)
-        refuse("one output, or the report of --json");
-    if (options.inputs.size() != 1 || options.copies != 1 || options.controlSocket)
-        refuse("one input");
-    if (options.input.video && output->takesVideo() && options.input.audio && output->takesAudio())
-        refuse("one stream; choose it by --streams");
-}
-
-bool takesAny(const std::vector<decoding::Output> &outputs, bool (decoding::Output::*takes)() const)
-{
-    return std::any_of(outputs.begin(), outputs.end(),
-                       [takes](const decoding::Output &output) { return (output.*takes)(); });
+    check(options.input, true);
+    for (const std::string &text : options.inputs) {
+        const InputSpec input = InputSpec::parse(text);
+        if (input.hasOutputs())
+            check(input.over(options.input), false);
+    }
 }
 
 /// What becomes of an option's value.
@@ -126,7 +104,7 @@ void addComponentOptions(CLI::App &command, const Take<int> &takeThreads, const 
 std::string isInput(const std::string &text)
 {
     try {
-        InputSpec::parse(text);
+        static_cast<void>(InputSpec::parse(text).over({}));
     } catch (const decoding::Error &error) {
         return error.what();
     }
@@ -150,16 +128,44 @@ void checkNamesDiffer(const std::vector<std::string> &inputs)
     }
 }
 
+/// @throw CLI::ValidationError
+void setWord(decoding::InputOptions &options, const InputWords::Setting &setting)
+{
+    try {
+        InputWords::set(options, setting);
+    } catch (const decoding::Error &error) {
+        throw CLI::ValidationError("--" + setting.word, error.what());
+    }
+}
+
+/// The option that says for all inputs what @p word says for one.
+void addWord(CLI::App &command, const InputWords::Word &word, decoding::InputOptions &options)
+{
+    const std::string name = word.name;
+    if (!word.argument) {
+        command.add_flag_callback(
+            "--" + name,
+            [&options, name] {
+                setWord(options, {name, "yes"});
+            },
+            word.help);
+        return;
+    }
+    CLI::Option *const option = command.add_option_function<std::vector<std::string>>(
+        "--" + name,
+        [&options, name](const std::vector<std::string> &values) {
+            for (const std::string &value : values)
+                setWord(options, {name, value});
+        },
+        word.help);
+    option->option_text(word.argument)->allow_extra_args(false);
+    if (name != "output")
+        option->expected(1);
+}
+
 /// Those of runs that go on for as long as the operator likes.
 void addLiveOptions(CLI::App &command, DecodeOptions &options)
 {
-    command
-        .add_option_function<int>(
-            "--max-latency", [&options](int limit) { options.input.maxLatency = std::chrono::milliseconds(limit); },
-            "Drop the oldest group of pictures of a live source whose blocks\nwait longer than MS (by default " +
-                std::to_string(options.input.maxLatency.count()) + ")")
-        ->option_text("MS")
-        ->check(CLI::Range(1, maxLatencyMs));
     command
         .add_option_function<std::string>(
             "--governor",
@@ -194,54 +200,13 @@ void addDecode(CLI::App &app, DecodeOptions &options)
 {
     CLI::App &command = *app.add_subcommand("decode", "Decode the inputs, all at once, and report");
     addInputs(command, options.inputs);
-    command
-        .add_option_function<std::vector<std::string>>(
-            "--output",
-            [&options](const std::vector<std::string> &texts) { options.input.outputs = parseOutputs(texts); },
-            "Count the frames (null, the default), or write files to DIR\n"
-            "(by default the current directory): framemd5, y4m, raw, wav, or png\n"
-            "for a snapshot every 10 seconds (png@SECONDS for others).\n"
-            "The directory - stands for the standard output, for one stream.\nMay be given several times")
-        ->option_text("KIND[:DIR]")
-        ->allow_extra_args(false);
-    command
-        .add_option_function<std::string>(
-            "--streams",
-            [&options](const std::string &streams) {
-                options.input.video = streams != "audio";
-                options.input.audio = streams != "video";
-            },
-            "Decode the inputs' video, audio or both (the default)")
-        ->option_text("KIND")
-        ->check(CLI::IsMember({"video", "audio", "both"}));
-    command.add_flag("--overwrite", options.input.overwrite, "Replace files that live inputs were written to before");
-    command.add_flag("--paced", options.input.paced, "Feed blocks when they are due, not as fast as possible");
+    for (const InputWords::Word &word : InputWords::all())
+        addWord(command, word, options.input);
     command.add_flag_callback(
         "--time-saving", [&options] { options.session.mode = decoding::Mode::TimeSaving; }, "Decode key blocks only");
-    command.add_flag("--exclude-from-tuning", options.input.excludeFromTuning,
-                     "Decode every block despite --time-saving");
-    command
-        .add_option("--burst", options.input.burst,
-                    "Decode up to N packets of a file in one go (by default as many as\nare good), and N pictures of a "
-                    "live input, which wait for each other\n(by default each as it comes)")
-        ->option_text("N")
-        ->check(CLI::Range(1, maxBurst));
-    command.add_option("--repeat", options.input.repeat, "Read each input N times over")
-        ->option_text("N")
-        ->check(CLI::Range(1, maxRepeat));
     command.add_option("--copies", options.copies, "Decode each input N times at once")
         ->option_text("N")
         ->check(CLI::Range(1, maxCopies));
-    command
-        .add_option_function<double>(
-            "--duration",
-            [&options](double seconds) {
-                if (!(seconds >= 0.001 && seconds <= maxDurationSeconds))
-                    throw CLI::ValidationError("--duration", "takes seconds, from 0.001 to 1000000000");
-                options.input.duration = std::chrono::milliseconds(std::llround(seconds * 1000));
-            },
-            "Read no more than SECONDS of each input, all rounds together")
-        ->option_text("SECONDS");
     addLiveOptions(command, options);
     addComponentOptions(
         command,
@@ -262,14 +227,10 @@ void addDecode(CLI::App &app, DecodeOptions &options)
         if (options.inputs.empty() && !options.controlSocket)
             throw CLI::RequiredError("INPUT");
         checkNamesDiffer(options.inputs);
-        decoding::InputOptions &input = options.input;
-        if (input.outputs.empty())
-            input.outputs.emplace_back();
-        checkOutputsHaveStreams(input);
+        if (options.input.outputs.empty())
+            options.input.outputs.emplace_back();
+        checkOutputsHaveStreams(options);
         checkReportIsNoOutput(options);
-        // Nobody would read a stream that no output takes.
-        input.video = input.video && takesAny(input.outputs, &decoding::Output::takesVideo);
-        input.audio = input.audio && takesAny(input.outputs, &decoding::Output::takesAudio);
         checkStandardOutput(options);
     });
 }
@@ -332,9 +293,22 @@ std::string describe(const CLI::Error &error, const CLI::App &app)
 
 } // namespace
 
+std::vector<decoding::Output> DecodeOptions::outputs() const
+{
+    std::vector<decoding::Output> outputs = input.outputs;
+    for (const std::string &text : inputs) {
+        const InputSpec spec = InputSpec::parse(text);
+        const std::vector<decoding::Output> own = spec.over(input).outputs;
+        if (spec.hasOutputs())
+            outputs.insert(outputs.end(), own.begin(), own.end());
+    }
+    return outputs;
+}
+
 bool DecodeOptions::isStandardOutputTaken() const
 {
-    return jsonFile == "-" || takesAny(input.outputs, &decoding::Output::isStandardOutput);
+    const std::vector<decoding::Output> all = outputs();
+    return jsonFile == "-" || std::any_of(all.begin(), all.end(), std::mem_fn(&decoding::Output::isStandardOutput));
 }
 
 std::variant<DecodeOptions, ProbeOptions, CheckOptions, ControlOptions, CommandLine::Exit>

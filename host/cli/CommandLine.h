@@ -19,8 +19,8 @@ struct DecodeOptions {
     decoding::SessionOptions session; // as far as the command line says
     bool noThreads = false;           // were asked for, and so nothing can be decoded
     std::vector<std::string> inputs;  // at least one, unless there is a control socket
-    /// Of every input. There is at least one output; each takes a kind of streams that is of interest, none of which is
-    /// without an output, and no two write the same files.
+    /// Of every input that says nothing else. There is at least one output; each takes a kind of streams that is of
+    /// interest, and no two write the same files.
     decoding::InputOptions input;
     int copies = 1;                           // of each input, side by side
     std::optional<std::string> controlSocket; // path
@@ -28,6 +28,8 @@ struct DecodeOptions {
     std::optional<std::string> jsonFile; // "-": the standard output
     bool quiet = false;
 
+    /// Of all inputs, and of those that have some of their own.
+    std::vector<decoding::Output> outputs() const;
     /// Whether the standard output is for an output or the JSON report alone, and the error output for everything else.
     bool isStandardOutputTaken() const;
 };

@@ -66,15 +66,19 @@ QString latencyOf(const Snapshot::Input &input)
 
 Row rowOf(const Snapshot::Input &input, const Snapshot::Stream &stream)
 {
-    const bool isFirst = &stream == &input.streams.front();
+    // Measured for the whole input; of a stream without a decoder there is nothing to measure.
+    const auto first = std::find_if(input.streams.begin(), input.streams.end(),
+                                    [](const Snapshot::Stream &each) { return each.missingCodec.empty(); });
+    const bool hasLatency = &stream == &(first == input.streams.end() ? input.streams.front() : *first);
+    const QString form = DisplayText::printable(stream.form());
     return {DisplayText::printable(input.name),
             QString::fromStdString(stream.kind),
-            DisplayText::printable(stream.form()),
+            stream.missingCodec.empty() ? form : form + QStringLiteral(", no decoder"),
             grouped(asQint64(stream.frames)),
             grouped(asQint64(stream.damaged)),
             grouped(asQint64(stream.lost)),
             grouped(framesPerSecond(input, stream), 1),
-            isFirst ? latencyOf(input) : QString(), // measured for the whole input
+            hasLatency ? latencyOf(input) : QString(),
             grouped(waitedMs(stream)),
             grouped(dropped(stream))};
 }
@@ -184,6 +188,7 @@ std::vector<std::string> DecodeReport::allErrors() const
         for (std::string &error : input.errors())
             all.push_back(std::move(error));
     }
+    all.insert(all.end(), removedOutputErrors.begin(), removedOutputErrors.end());
     for (const QString &left : leftBehind())
         all.push_back("the component left " + left.toStdString());
     return all;
@@ -244,7 +249,7 @@ std::string DecodeReport::toText(int width) const
     const QStringList left = leftBehind();
     text += ReportText::line("left", left.isEmpty() ? QStringLiteral("nothing") : left.join(QStringLiteral("; ")));
     for (const std::string &error : allErrors())
-        text += ReportText::line("error", DisplayText::printable(error));
+        text += ReportText::line("error", QString::fromStdString(error));
     return text.toStdString();
 }
 

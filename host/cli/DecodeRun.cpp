@@ -25,6 +25,7 @@
 #include "media/FileSet.h"
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
+#include "sources/LiveUrl.h"
 #include "terminal/DisplayText.h"
 #include "terminal/DisplayThread.h"
 #include "terminal/LineOutput.h"
@@ -63,29 +64,22 @@ bool showsBoard(const DecodeOptions &options)
 class Run final {
 public:
     Run(const DecodeOptions &options, const InterruptSignals &interruptSignals, decoding::Session &session,
-        RunMessages &messages, WarningLog &warnings, DecodeReport &report)
+        std::unique_ptr<ControlSocket> socket, RunMessages &messages, WarningLog &warnings, DecodeReport &report)
         : _options(options)
         , _interruptSignals(interruptSignals)
         , _session(session)
         , _messages(messages)
         , _inputs(_session, messages, options.input)
         , _control(_session, _inputs, [this] { _quitRequested = true; })
+        , _server(socket ? std::make_unique<ControlServer>(std::move(socket), _control) : nullptr)
         , _display({showsBoard(options), options.quiet, options.isStandardOutputTaken()})
         , _warnings(warnings)
         , _report(report)
     {
     }
 
-    /// @return what kept the run from its beginning.
-    std::optional<std::string> decode()
+    void decode()
     {
-        std::unique_ptr<ControlServer> server;
-        if (_options.controlSocket) {
-            auto listening = ControlServer::listen(*_options.controlSocket, _control);
-            if (std::string *const error = std::get_if<std::string>(&listening))
-                return std::move(*error);
-            server = std::move(std::get<std::unique_ptr<ControlServer>>(listening));
-        }
         for (const std::string &input : _options.inputs)
             _inputs.add(InputSpec::parse(input), _options.copies);
 
@@ -93,15 +87,15 @@ public:
         QTimer timer;
         QObject::connect(&timer, &QTimer::timeout, [&] {
             poll();
-            if (_inputs.isFinished() && (!server || _isEnding))
+            if (_inputs.isFinished() && (!_server || _isEnding))
                 loop.quit();
         });
         timer.start(pollIntervalMs);
         loop.exec();
 
         _report.snapshot = _inputs.snapshot();
+        _report.removedOutputErrors = _inputs.outputErrorsOfRemoved();
         tellMessages();
-        return std::nullopt;
     }
 
 private:
@@ -173,6 +167,7 @@ private:
     RunMessages &_messages;
     RunInputs _inputs;
     RunControl _control;
+    const std::unique_ptr<ControlServer> _server; // null without a socket
     DisplayThread _display;
     WarningLog &_warnings;
     DecodeReport &_report;
@@ -185,12 +180,15 @@ std::optional<std::string> obstacle(const DecodeOptions &options)
 {
     if (options.noThreads)
         return "the setting THREADS (--threads, DECODING_THREADS or settings file) is 0: no thread would decode";
-    FileSet inputFiles;
-    for (const std::string &input : options.inputs)
-        inputFiles.add(input);
-    if (options.jsonFile && inputFiles.contains(*options.jsonFile))
+    // Where there is no report yet, no disk need be asked about the inputs.
+    FileSet report;
+    if (options.jsonFile)
+        report.add(*options.jsonFile);
+    if (std::any_of(options.inputs.begin(), options.inputs.end(), [&report](const std::string &input) {
+            return report.contains(LiveUrl::pathOf(InputSpec::parse(input).url));
+        }))
         return "cannot write the report to " + *options.jsonFile + ": it is one of the inputs";
-    return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.input.outputs) : std::nullopt;
+    return options.jsonFile ? ReportFile::obstacle(*options.jsonFile, options.outputs()) : std::nullopt;
 }
 
 /// @return nothing on success, and then nothing that was made here lives any more; otherwise what went wrong.
@@ -200,13 +198,20 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
     decoding::SessionOptions sessionOptions = options.session;
     sessionOptions.lights = showsBoard(options);
     sessionOptions.onMessage = [&messages](const RunMessages::Message &message) { messages.add(message); };
+    // Before the signals are taken: a disk that hangs is no reason to live on.
+    std::unique_ptr<ControlSocket> socket;
+    if (options.controlSocket) {
+        auto listening = ControlSocket::listen(*options.controlSocket);
+        if (std::string *const error = std::get_if<std::string>(&listening))
+            return std::move(*error);
+        socket = std::move(std::get<std::unique_ptr<ControlSocket>>(listening));
+    }
     std::optional<InterruptSignals> interruptSignals(std::in_place); // before there are other threads
     try {
         decoding::Session session(std::move(sessionOptions));
         const Clock::time_point startedAt = Clock::now();
         const qint64 cpuBeforeMs = ProcessFigures::cpuTimeMs();
-        if (auto error = Run(options, *interruptSignals, session, messages, warnings, report).decode())
-            return error;
+        Run(options, *interruptSignals, session, std::move(socket), messages, warnings, report).decode();
         interruptSignals.reset();
         report.wallTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - startedAt).count();
         report.cpuTimeMs = ProcessFigures::cpuTimeMs() - cpuBeforeMs;
@@ -223,12 +228,13 @@ std::optional<std::string> runSession(const DecodeOptions &options, RunMessages 
 std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &options)
 {
     ProcessFigures::allowManyOpenFiles();
-    // An output that has reached the limit of a file's size fails like one on a full disk, and ends nothing else.
+    // The outputs need it not; but where the report and the messages go to files, these may reach the limit of a file's
+    // size, too, which is no reason to end.
     std::signal(SIGXFSZ, SIG_IGN);
     if (const auto error = obstacle(options))
         return *error;
     DecodeReport report;
-    RunMessages messages(isLive(options) ? RunMessages::Times::OfAll : RunMessages::Times::OfMessages);
+    RunMessages messages;
     {
         WarningLog warnings;
         const auto error = runSession(options, messages, warnings, report);
@@ -242,9 +248,8 @@ std::variant<DecodeReport, std::string> DecodeRun::run(const DecodeOptions &opti
     report.peakMemoryBytes = ProcessFigures::peakMemoryBytes();
     report.objectsLeft = ObjectTrace::liveCountByType();
     report.slabBlocksLeft = static_cast<qint64>(slab::liveBlockCount());
-    std::vector<std::string> left;
     for (const QString &each : report.leftBehind())
-        left.push_back("the component left " + each.toStdString());
-    tell(left, report.isAwaited);
+        messages.add("the component left " + each.toStdString());
+    tell(messages.take(), report.isAwaited);
     return report;
 }

@@ -8,9 +8,6 @@
 /// Which files the outputs of a run write, as far as that is known before it. Reentrant.
 namespace OutputFiles {
 
-/// @return one text for all ways to name a directory, which need not be there.
-[[nodiscard]] std::string placeOf(const std::string &directory);
-
 /// Whether @p output writes a file at @p path, be it a link to there, when an input has a name that leads to it. Inputs
 /// may come at any time.
 [[nodiscard]] bool mayInclude(const decoding::Output &output, const std::string &path);

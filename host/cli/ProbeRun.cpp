@@ -102,9 +102,10 @@ ProbeRun::Result ProbeRun::run(const ProbeOptions &options)
     QString text;
     QJsonArray inputs;
     for (const std::string &input : options.inputs) {
-        const std::string address = InputSpec::parse(input).url;
-        const QString shown = DisplayText::printable(ShownUrl::withoutSecrets(address));
-        const auto probed = MediaProbe::of(address);
+        const InputSpec spec = InputSpec::parse(input);
+        const QString shown = DisplayText::printable(ShownUrl::withoutSecrets(spec.url));
+        const decoding::InputOptions own = spec.over({});
+        const auto probed = MediaProbe::of(spec.url, {own.formatOptions, own.mayNameAnything});
         if (const std::string *const error = std::get_if<std::string>(&probed)) {
             result.errors.push_back(*error);
             inputs.append(QJsonObject{{QStringLiteral("input"), shown},

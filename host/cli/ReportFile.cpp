@@ -4,11 +4,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <filesystem>
 #include <system_error>
 #include <unistd.h>
 
-#include "cli/OutputFiles.h"
+#include "media/FilePlace.h"
 #include "media/ShownUrl.h"
 #include "terminal/LineOutput.h"
 #include <sys/stat.h>
@@ -45,11 +44,11 @@ std::optional<std::string> ReportFile::obstacle(const std::string &path, const s
     } else if (errno != ENOENT) {
         error = errno;
     } else {
-        const std::string directory = (std::filesystem::path(path).parent_path() / ".").string();
+        const std::string directory = (FilePlace::resolved(path).parent_path() / ".").string();
         error = errorOfAccess(directory, W_OK | X_OK);
         const bool isMade = std::any_of(outputs.begin(), outputs.end(), [&directory](const decoding::Output &output) {
             return output.kind != decoding::Output::Kind::Null &&
-                   OutputFiles::placeOf(output.directory) == OutputFiles::placeOf(directory);
+                   FilePlace::ofDirectory(output.directory) == FilePlace::ofDirectory(directory);
         });
         if (error == ENOENT && isMade)
             error = 0;

@@ -7,13 +7,15 @@
 #include <string>
 #include <vector>
 
+#include "media/SafeText.h"
+
 /// What the reports of all commands share. Thread-safe.
 namespace ReportText {
 
-/// @return a line of a report for people: @p text beside its @p title.
+/// @return a line of a report for people: @p text, as SafeText makes it, beside its @p title.
 inline QString line(const char *title, const QString &text)
 {
-    return QStringLiteral("%1%2\n").arg(QString::fromLatin1(title), -11).arg(text);
+    return QString::fromLatin1(title).leftJustified(11) + SafeText::of(text.toStdString()) + QLatin1Char('\n');
 }
 
 /// @return @p texts, or @p numbers, for a report in JSON.

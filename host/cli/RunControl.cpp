@@ -1,6 +1,7 @@
 #include "cli/RunControl.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "media/ShownUrl.h"
@@ -34,7 +35,13 @@ void RunControl::poll(Instant now)
 void RunControl::add(const std::string &url, const std::optional<std::string> &name, const AddDone &done)
 {
     try {
-        _adding.push_back({_inputs.add(name ? InputSpec{url, name} : InputSpec::parse(url)), done, std::nullopt});
+        const InputSpec input = InputSpec::parse(url, name);
+        const std::vector<decoding::Output> outputs = input.over({}).outputs;
+        // Something else may be on it, and nobody who asks from outside can see that.
+        if (std::any_of(outputs.begin(), outputs.end(), std::mem_fn(&decoding::Output::isStandardOutput)))
+            throw decoding::Error(ShownUrl::withoutSecrets(input.url) +
+                                  ": the standard output is for inputs of the command line");
+        _adding.push_back({_inputs.add(input), done, std::nullopt});
     } catch (const decoding::Error &error) {
         done(std::string(), error.what());
     }

@@ -8,6 +8,9 @@ using decoding::Snapshot;
 
 namespace {
 
+// Of inputs that come and go for months, on a disk that is full.
+constexpr std::size_t maxOutputErrors = 100;
+
 const Snapshot::Input *find(const Snapshot &snapshot, const std::string &name)
 {
     const auto found = std::find_if(snapshot.inputs.begin(), snapshot.inputs.end(),
@@ -37,9 +40,7 @@ std::string RunInputs::add(const InputSpec &input, int copies)
 
 std::string RunInputs::open(const InputSpec &input)
 {
-    decoding::InputOptions options = _options;
-    options.name = input.name.value_or(std::string());
-    return _session.open(input.url, options);
+    return _session.open(input.url, input.over(_options));
 }
 
 bool RunInputs::remove(const std::string &name)
@@ -164,6 +165,10 @@ void RunInputs::forgetRemoved()
     const Snapshot snapshot = _session.snapshot();
     for (auto leaving = forgotten; leaving != _leaving.end(); ++leaving) {
         note(snapshot, *leaving);
+        for (std::string &error : leaving->outputErrors) {
+            if (_outputErrors.size() < maxOutputErrors)
+                _outputErrors.push_back(std::move(error));
+        }
         // One that could not be opened has reported its error.
         if (leaving->wasOpen)
             _messages.add(leaving->name + ": removed, after " + std::to_string(leaving->frames) + " frames");
@@ -180,6 +185,10 @@ void RunInputs::note(const Snapshot &snapshot, Leaving &leaving)
         return;
     leaving.wasOpen = isOpen(*input);
     leaving.frames = 0;
-    for (const Snapshot::Stream &stream : input->streams)
+    leaving.outputErrors.clear();
+    for (const Snapshot::Stream &stream : input->streams) {
         leaving.frames += stream.frames;
+        for (std::string &error : stream.outputErrors())
+            leaving.outputErrors.push_back(std::move(error));
+    }
 }

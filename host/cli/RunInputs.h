@@ -39,6 +39,10 @@ public:
     ///         without those that were removed; and with all messages of the run.
     decoding::Snapshot snapshot() const;
 
+    /// @return what failed of the outputs of inputs that were removed and are forgotten by now, a line each: the first
+    ///         ones, where there are very many.
+    const std::vector<std::string> &outputErrorsOfRemoved() const { return _outputErrors; }
+
     /// Whether something of the input is or was decoded, or may be at any time: a live one is tried on and on, unless
     /// that makes no sense.
     static bool isOpen(const decoding::Snapshot::Input &input);
@@ -56,6 +60,7 @@ private:
         std::string name;
         bool wasOpen = false;
         std::int64_t frames = 0;
+        std::vector<std::string> outputErrors;
     };
 
     std::string open(const InputSpec &input);
@@ -71,6 +76,7 @@ private:
     std::vector<std::string> _names; // of the inputs, except for those that were removed
     std::vector<Copies> _copies;
     std::vector<Leaving> _leaving;
+    std::vector<std::string> _outputErrors; // of those that have left
     bool _isClosing = false;
 };
 

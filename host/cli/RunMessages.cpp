@@ -17,13 +17,7 @@ void RunMessages::add(const Message &message)
     if (_latest.size() == maxLatest)
         _latest.erase(_latest.begin());
     _latest.push_back({++_count, message.at, message.text, message.isError});
-    _new.push_back(lineOf(message));
-}
-
-std::string RunMessages::lineOf(const Message &message) const
-{
-    const bool isTimed = _times == Times::OfAll || (_times == Times::OfMessages && !message.isError);
-    return isTimed ? ClockTime::full(message.at) + ": " + message.text : message.text;
+    _new.push_back(ClockTime::full(message.at) + ": " + message.text);
 }
 
 void RunMessages::add(const std::string &text)

@@ -14,32 +14,17 @@ class RunMessages final {
 public:
     using Message = decoding::Snapshot::Message;
 
-    /// Which lines begin with the time at which they came.
-    enum class Times {
-        None,
-        OfMessages, // but not of the errors that the report tells again
-        OfAll
-    };
-
-    explicit RunMessages(Times times = Times::None)
-        : _times(times)
-    {
-    }
-
     void add(const Message &message);
     /// @param text one line, of this moment.
     void add(const std::string &text);
 
-    /// @return the lines of those that came since the last call.
+    /// @return a line for each that came since the last call, which begins with the time at which it came.
     std::vector<std::string> take();
 
     /// @return the last ones, numbered as they came, for whoever shows them with the state of the session.
     std::vector<Message> latest() const;
 
 private:
-    std::string lineOf(const Message &message) const;
-
-    const Times _times;
     mutable std::mutex _mutex; // guards the rest
     std::vector<std::string> _new;
     std::vector<Message> _latest;

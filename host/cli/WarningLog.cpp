@@ -2,10 +2,12 @@
 
 #include <QString>
 
+#include <chrono>
 #include <cstdio>
 #include <mutex>
 #include <utility>
 
+#include "media/ClockTime.h"
 #include "terminal/DisplayText.h"
 
 namespace {
@@ -15,7 +17,8 @@ WarningLog *current = nullptr; // guarded by mutex, as are its warnings
 
 void write(const std::string &message)
 {
-    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+    const std::string time = ClockTime::full(std::chrono::system_clock::now());
+    std::fprintf(stderr, "decoding-host: %s: %s\n", time.c_str(), DisplayText::printable(message).toUtf8().constData());
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 #include <malloc.h>
 #include <optional>
 #include <string>
@@ -17,10 +16,12 @@
 #include "cli/CommandLine.h"
 #include "cli/DecodeRun.h"
 #include "cli/ExitCode.h"
+#include "cli/InputSpec.h"
 #include "cli/ProbeRun.h"
 #include "cli/ReportFile.h"
 #include "cli/StandardDescriptors.h"
 #include "control/ControlClient.h"
+#include "media/ClockTime.h"
 #include "media/SafeText.h"
 #include "terminal/LineOutput.h"
 
@@ -42,15 +43,23 @@ int fail(int exitCode, const std::string &message)
     return exitCode;
 }
 
-/// @param patience for which the text may find no room, if it may not wait for ever. @return the exit code.
+/// The same of a run that has begun, whose messages have their times.
+int failRun(const std::string &message)
+{
+    return fail(ExitCode::failure, ClockTime::full(std::chrono::system_clock::now()) + ": " + message);
+}
+
+/// @param patience for which the text may find no room, if it may not wait for ever. @param isTimed its failure, as
+///        failRun has it. @return the exit code.
 int print(const std::string &text, int descriptor = STDOUT_FILENO,
-          std::optional<std::chrono::milliseconds> patience = std::nullopt)
+          std::optional<std::chrono::milliseconds> patience = std::nullopt, bool isTimed = false)
 {
     LineOutput output(descriptor);
     output.write(text);
-    if (const int error = output.finish(patience))
-        return fail(ExitCode::failure,
-                    "cannot write to the standard output: " + std::generic_category().message(error));
+    if (const int error = output.finish(patience)) {
+        const std::string message = "cannot write to the standard output: " + std::generic_category().message(error);
+        return isTimed ? failRun(message) : fail(ExitCode::failure, message);
+    }
     return ExitCode::success;
 }
 
@@ -83,9 +92,9 @@ int run(const DecodeOptions &options)
     int exitCode = options.quiet
                        ? ExitCode::success
                        : print(report.toText(), options.isStandardOutputTaken() ? STDERR_FILENO : STDOUT_FILENO,
-                               report.isAwaited ? std::optional(reportPatience) : std::nullopt);
+                               report.isAwaited ? std::optional(reportPatience) : std::nullopt, true);
     if (error)
-        exitCode = fail(ExitCode::failure, *error);
+        exitCode = failRun(*error);
     // The message says that a report is missing; only the exit code says how the run ended.
     return report.exitCode() == ExitCode::success ? exitCode : report.exitCode();
 }
@@ -103,11 +112,8 @@ int run(const ControlOptions &options)
 {
     std::vector<std::string> request = options.request;
     // The host has a working directory of its own.
-    if (request.size() > 1 && request[0] == "add") {
-        std::error_code error;
-        if (std::filesystem::exists(request[1], error))
-            request[1] = std::filesystem::absolute(request[1], error).lexically_normal().string();
-    }
+    if (request.size() > 1 && request[0] == "add")
+        request[1] = InputSpec::completed(request[1]);
     const ControlClient::Answer answer = ControlClient::ask(options.socket, request, controlTimeout);
     std::string text;
     for (const std::string &line : answer.lines)

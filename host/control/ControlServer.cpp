@@ -1,6 +1,7 @@
 #include "control/ControlServer.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <string>
 #include <utility>
 
@@ -14,16 +15,6 @@ constexpr int retryMs = 1000;
 
 } // namespace
 
-std::variant<std::unique_ptr<ControlServer>, std::string> ControlServer::listen(const std::string &path,
-                                                                                IControl &control)
-{
-    auto socket = ControlSocket::listen(path);
-    if (const std::string *const error = std::get_if<std::string>(&socket))
-        return *error;
-    return std::unique_ptr<ControlServer>(
-        new ControlServer(std::move(std::get<std::unique_ptr<ControlSocket>>(socket)), control));
-}
-
 ControlServer::ControlServer(std::unique_ptr<ControlSocket> socket, IControl &control)
     : _control(control)
     , _socket(std::move(socket))
@@ -31,7 +22,11 @@ ControlServer::ControlServer(std::unique_ptr<ControlSocket> socket, IControl &co
 {
     _retry.setSingleShot(true);
     connect(&_arrival, &QSocketNotifier::activated, this, [this] { accept(); });
-    connect(&_retry, &QTimer::timeout, this, [this] { _arrival.setEnabled(true); });
+    connect(&_retry, &QTimer::timeout, this, [this] {
+        keepReserve();
+        _arrival.setEnabled(true);
+    });
+    keepReserve();
 }
 
 ControlServer::~ControlServer() = default;
@@ -39,6 +34,10 @@ ControlServer::~ControlServer() = default;
 void ControlServer::accept()
 {
     Descriptor client = _socket->accept();
+    if (!client.isOpen() && (errno == EMFILE || errno == ENFILE) && _reserve.isOpen()) {
+        _reserve.close();
+        client = _socket->accept();
+    }
     if (!client.isOpen()) {
         // Without a free descriptor the client would be announced again and again.
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
@@ -54,5 +53,15 @@ void ControlServer::accept()
     }
     auto *const connection = new ControlConnection(std::move(client), _control, this);
     ++_clients;
-    connect(connection, &QObject::destroyed, this, [this] { --_clients; });
+    connect(connection, &QObject::destroyed, this, [this] {
+        --_clients;
+        keepReserve();
+        _arrival.setEnabled(true);
+    });
+}
+
+void ControlServer::keepReserve()
+{
+    if (!_reserve.isOpen())
+        _reserve = Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
 }

@@ -1,12 +1,15 @@
 #include "control/ControlSocket.h"
 
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
+#include <future>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include "control/ControlAddress.h"
+#include "threads/HostThread.h"
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -15,6 +18,7 @@ namespace {
 
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 constexpr int backlog = 16; // clients that have come but were not accepted yet
+constexpr std::chrono::milliseconds removalPatience(600);
 
 std::string failure(const std::string &what, int error = errno)
 {
@@ -91,23 +95,38 @@ std::variant<std::unique_ptr<ControlSocket>, std::string> ControlSocket::listen(
     return result;
 }
 
-ControlSocket::ControlSocket(std::string path, std::unique_ptr<Lock> lock, Descriptor socket)
-    : _path(std::move(path))
-    , _lock(std::move(lock))
+ControlSocket::ControlSocket(const std::string &path, std::unique_ptr<Lock> lock, Descriptor socket)
+    : _files(std::make_unique<Files>())
     , _socket(std::move(socket))
 {
+    _files->path = path;
+    _files->lock = std::move(lock);
     struct stat made = {};
-    if (lstat(_path.c_str(), &made) == 0) {
-        _device = made.st_dev;
-        _inode = made.st_ino;
+    if (lstat(path.c_str(), &made) == 0) {
+        _files->device = made.st_dev;
+        _files->inode = made.st_ino;
     }
+}
+
+ControlSocket::Files::~Files()
+{
+    struct stat found = {};
+    if (lstat(path.c_str(), &found) == 0 && found.st_dev == device && found.st_ino == inode)
+        unlink(path.c_str());
 }
 
 ControlSocket::~ControlSocket()
 {
-    struct stat found = {};
-    if (lstat(_path.c_str(), &found) == 0 && found.st_dev == _device && found.st_ino == _inode)
-        unlink(_path.c_str());
+    std::packaged_task<void()> removal([files = std::move(_files)]() mutable { files.reset(); });
+    const std::future<void> done = removal.get_future();
+    try {
+        std::thread thread = HostThread::start("SocketRemover", std::move(removal));
+        if (done.wait_for(removalPatience) == std::future_status::ready)
+            thread.join();
+        else
+            thread.detach();
+    } catch (const std::system_error &) { // NOLINT(bugprone-empty-catch): the task is destroyed, and with it the files
+    }
 }
 
 Descriptor ControlSocket::accept()

@@ -20,7 +20,8 @@ public:
     /// @return the socket, or one line that names @p path and says what is wrong.
     [[nodiscard]] static std::variant<std::unique_ptr<ControlSocket>, std::string> listen(const std::string &path);
 
-    /// Removes the file, unless it is another one by now.
+    /// Removes the file, unless it is another one by now. Where the disk does not let go of it, that is left to the
+    /// system after a moment.
     ~ControlSocket();
     ControlSocket(const ControlSocket &) = delete;
     ControlSocket &operator=(const ControlSocket &) = delete;
@@ -48,15 +49,22 @@ private:
         Descriptor file; // open once it is locked
     };
 
-    ControlSocket(std::string path, std::unique_ptr<Lock> lock, Descriptor socket);
+    /// What is to be removed.
+    struct Files {
+        ~Files();
+
+        std::string path;
+        std::unique_ptr<Lock> lock; // released last
+        dev_t device = 0;           // with the next one: which file is ours
+        ino_t inode = 0;
+    };
+
+    ControlSocket(const std::string &path, std::unique_ptr<Lock> lock, Descriptor socket);
 
     static std::variant<std::unique_ptr<Lock>, std::string> lock(const std::string &path);
 
-    const std::string _path;
-    const std::unique_ptr<Lock> _lock; // released last
+    std::unique_ptr<Files> _files;
     const Descriptor _socket;
-    dev_t _device = 0; // with _inode: which file is ours
-    ino_t _inode = 0;
 };
 
 #endif

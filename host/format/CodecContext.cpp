@@ -105,7 +105,7 @@ std::optional<qint64> CodecContext::milliseconds(qint64 timestamp, AVRational ti
 void CodecContext::count(DamageCounts::Kind kind, const char *detail) const noexcept
 {
     try {
-        _damage->add(_stream.origin, kind, detail);
+        _damage->add({_stream.origin, _stream.source}, kind, detail);
     } catch (const std::bad_alloc &) {
         // Without memory to count in, decoding goes on uncounted.
     }
@@ -148,7 +148,7 @@ CodecContext::Context CodecContext::open(const QByteArray &parameters)
         return nullptr;
     }
     _stream = *stream;
-    _pace = _damage->paceOf(_stream.origin);
+    _pace = _damage->paceOf({_stream.origin, _stream.source});
     const AVCodec *const decoder = avcodec_find_decoder(codec->codec_id);
     if (!decoder || codec->codec_type != _mediaType || decoder->type != _mediaType || stream->timeBaseNumerator <= 0 ||
         stream->timeBaseDenominator <= 0) {
@@ -223,5 +223,5 @@ void CodecContext::noteCodec(const QByteArray &name, int width, int height, bool
     if (name == _codec.name && width == _codec.width && height == _codec.height && isMissing == _codec.isMissing)
         return;
     _codec = {name, width, height, isMissing};
-    _damage->setCodec(_stream.origin, _codec);
+    _damage->setCodec({_stream.origin, _stream.source}, _codec);
 }

@@ -9,55 +9,54 @@ const char *const kindTexts[DamageCounts::kindCount] = {"undecodable block", "da
 
 } // namespace
 
-void DamageCounts::add(const QByteArray &origin, Kind kind, const QByteArray &detail)
+void DamageCounts::add(const Stream &stream, Kind kind, const QByteArray &detail)
 {
     {
         const std::lock_guard<std::mutex> lock(_mutex);
-        Condition &stream = _streams[origin];
-        stream.damage = QByteArray(kindTexts[kind]) + ": " + detail;
-        if (stream.counts[kind]++ != 0)
+        Condition &condition = _streams[stream];
+        condition.damage = QByteArray(kindTexts[kind]) + ": " + detail;
+        if (condition.counts[kind]++ != 0)
             return;
     }
-    qWarning("%s: %s: %s", origin.constData(), kindTexts[kind], detail.constData());
+    qWarning("%s: %s: %s", stream.origin.constData(), kindTexts[kind], detail.constData());
 }
 
-DamageCounts::Counts DamageCounts::of(const QByteArray &origin) const
-{
-    return conditionOf(origin).counts;
-}
-
-void DamageCounts::setCodec(const QByteArray &origin, const Codec &codec)
+void DamageCounts::setCodec(const Stream &stream, const Codec &codec)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    _streams[origin].codec = codec;
+    _streams[stream].codec = codec;
 }
 
-DamageCounts::Condition DamageCounts::conditionOf(const QByteArray &origin) const
+DamageCounts::Condition DamageCounts::conditionOf(const Stream &stream) const
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    return _streams.value(origin);
+    const auto found = _streams.find(stream);
+    return found == _streams.end() ? Condition() : found->second;
 }
 
-std::shared_ptr<DecodingPace> DamageCounts::watchPace(const QByteArray &origin)
+std::shared_ptr<DecodingPace> DamageCounts::watchPace(const Stream &stream)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     for (auto each = _paces.begin(); each != _paces.end();)
-        each = each->expired() ? _paces.erase(each) : each + 1;
-    std::shared_ptr<DecodingPace> pace = _paces.value(origin).lock();
-    if (!pace)
+        each = each->second.expired() ? _paces.erase(each) : std::next(each);
+    std::weak_ptr<DecodingPace> &known = _paces[stream];
+    std::shared_ptr<DecodingPace> pace = known.lock();
+    if (!pace) {
         pace = std::make_shared<DecodingPace>();
-    _paces[origin] = pace;
+        known = pace;
+    }
     return pace;
 }
 
-std::shared_ptr<DecodingPace> DamageCounts::paceOf(const QByteArray &origin) const
+std::shared_ptr<DecodingPace> DamageCounts::paceOf(const Stream &stream) const
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    return _paces.value(origin).lock();
+    const auto found = _paces.find(stream);
+    return found == _paces.end() ? nullptr : found->second.lock();
 }
 
-void DamageCounts::forget(const QByteArray &origin)
+void DamageCounts::forget(const Stream &stream)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    _streams.remove(origin);
+    _streams.erase(stream);
 }

@@ -2,10 +2,10 @@
 #define HOST_FORMAT_DAMAGECOUNTS_H
 
 #include <QByteArray>
-#include <QHash>
 #include <QtGlobal>
 
 #include <array>
+#include <map>
 #include <memory>
 #include <mutex>
 
@@ -29,11 +29,18 @@ public:
     static constexpr int kindCount = UnusableStream + 1;
     using Counts = std::array<quint64, kindCount>;
 
-    /// @param origin names the stream. @param detail what is wrong, in a few words.
-    void add(const QByteArray &origin, Kind kind, const QByteArray &detail);
+    /// One stream; see MediaBlock::Parameters.
+    struct Stream {
+        QByteArray origin; // by which warnings call it
+        quint32 source = 0;
+        bool operator<(const Stream &other) const
+        {
+            return origin != other.origin ? origin < other.origin : source < other.source;
+        }
+    };
 
-    /// The counts of the stream @p origin.
-    Counts of(const QByteArray &origin) const;
+    /// @param detail what is wrong, in a few words.
+    void add(const Stream &stream, Kind kind, const QByteArray &detail);
 
     /// What a stream is coded in.
     struct Codec {
@@ -42,8 +49,8 @@ public:
         int height = 0;
         bool isMissing = false; // there is no decoder for it
     };
-    /// The stream @p origin is coded in @p codec from now on.
-    void setCodec(const QByteArray &origin, const Codec &codec);
+    /// The stream is coded in @p codec from now on.
+    void setCodec(const Stream &stream, const Codec &codec);
 
     /// All that is known of one stream.
     struct Condition {
@@ -51,21 +58,21 @@ public:
         QByteArray damage; // the latest, in a few words; empty when there was none
         Codec codec;       // the present one; without a name before the first key block
     };
-    Condition conditionOf(const QByteArray &origin) const;
+    Condition conditionOf(const Stream &stream) const;
 
-    /// @return the pace of the stream @p origin, which its codec decoder notes from its next opening on, for as long as
-    ///         somebody holds it.
-    std::shared_ptr<DecodingPace> watchPace(const QByteArray &origin);
+    /// @return the pace of the stream, which its codec decoder notes from its next opening on, for as long as somebody
+    ///         holds it.
+    std::shared_ptr<DecodingPace> watchPace(const Stream &stream);
     /// @return the same, for the codec decoder; null when nobody watches it.
-    std::shared_ptr<DecodingPace> paceOf(const QByteArray &origin) const;
+    std::shared_ptr<DecodingPace> paceOf(const Stream &stream) const;
 
-    /// Forgets the stream @p origin, which has ended for good.
-    void forget(const QByteArray &origin);
+    /// Forgets the stream, which has ended for good.
+    void forget(const Stream &stream);
 
 private:
     mutable std::mutex _mutex; // guards the next two
-    QHash<QByteArray, Condition> _streams;
-    QHash<QByteArray, std::weak_ptr<DecodingPace>> _paces;
+    std::map<Stream, Condition> _streams;
+    std::map<Stream, std::weak_ptr<DecodingPace>> _paces;
 };
 
 #endif

@@ -119,7 +119,7 @@ QByteArray MediaBlock::packParameters(const Parameters &parameters, const AVCode
     QDataStream stream(&bytes, QIODevice::WriteOnly);
     stream << parameters.origin << parameters.timeBaseNumerator << parameters.timeBaseDenominator
            << parameters.frameRateNumerator << parameters.frameRateDenominator << parameters.sampleAspectNumerator
-           << parameters.sampleAspectDenominator;
+           << parameters.sampleAspectDenominator << parameters.source;
     stream << qint32(codec.codec_type) << qint32(codec.codec_id) << quint32(codec.codec_tag)
            << QByteArray(reinterpret_cast<const char *>(codec.extradata), codec.extradata_size) << qint32(codec.format)
            << qint64(codec.bit_rate) << qint32(codec.bits_per_coded_sample) << qint32(codec.bits_per_raw_sample)
@@ -140,7 +140,7 @@ std::optional<MediaBlock::Parameters> MediaBlock::unpackParameters(const QByteAr
     QDataStream stream(bytes);
     stream >> parameters.origin >> parameters.timeBaseNumerator >> parameters.timeBaseDenominator >>
         parameters.frameRateNumerator >> parameters.frameRateDenominator >> parameters.sampleAspectNumerator >>
-        parameters.sampleAspectDenominator;
+        parameters.sampleAspectDenominator >> parameters.source;
 
     const auto next = [&stream] {
         qint32 value = 0;

@@ -34,6 +34,8 @@ struct Parameters {
     /// Width to height of a sample as the container tells it; 0 / 1 when it tells nothing.
     int sampleAspectNumerator = 0;
     int sampleAspectDenominator = 1;
+    /// Tells streams of one origin apart, such as those of a file that is read once more.
+    quint32 source = 0;
 };
 
 /// @return @p parameters and @p codec as they travel in key blocks. Made once for a stream; equal streams give equal

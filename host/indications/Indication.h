@@ -27,15 +27,13 @@ public:
     Indication(int initialValue, quint64 ownerNumber);
 
     /// As the interface says. Beyond it:
-    /// - A value without a time-out takes no lock, unless the value before it had one. The value that is shown already,
-    /// set once
-    ///   more by the same thread, costs a few nanoseconds.
+    /// - A value without a time-out takes no lock, unless the value before it had one. Setting the value that is shown
+    ///   already once more from the same thread costs a few nanoseconds.
     /// - Any other set takes up to two locks for a few instructions, and neither is held over foreign code.
     /// - A time-out that is not positive, or comes without a callback, is ignored: the value stays.
     /// - A time-out is never early, and late by a tick of the wheel and whatever other callbacks take.
     /// - @p onTimeout is called with the reason 0 on the manager's thread. It must not throw, and what it does delays
-    /// all
-    ///   time-outs after it. A value that it sets from within the call is not taken when another thread has set one
+    ///   all time-outs after it. A value that it sets from within the call is not taken when another thread has set one
     ///   since the call began: that one is newer.
     /// - The previous callback may be destroyed within the call, with no lock held.
     void setValue(int value, int timeoutMs,

@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <new>
-#include <pthread.h>
 
 #include "indications/Indication.h"
+#include "threads/HostThread.h"
 
 IndicationManager::IndicationManager()
     : _wheel(std::chrono::steady_clock::now())
-    , _thread([this] {
-        pthread_setname_np(pthread_self(), "Indications");
-        _wheel.run();
-    })
+    , _thread(HostThread::start("Indications", [this] { _wheel.run(); }))
 {
 }
 
@@ -51,12 +48,13 @@ ModkitPtr<IIndicationObject> IndicationManager::createIndication(void * /*reserv
             number = ++_ownerCount;
         const ModkitPtr<Indication> fresh(new Indication(initialValue, number));
         const ModkitPtr<IIndicationObject> indication = fresh;
+        const QString shared = *_names.insert(name);
         // What may run out of memory comes first: an indication is listed only once it will be shown.
         if (joins) {
-            _owners.at(number).indications.push_back({name, fresh});
+            _owners.at(number).indications.push_back({shared, fresh});
         } else {
             _lastOwner.insert(ownerName, number);
-            _owners.emplace(number, ShownOwner{ownerName, false, {{name, fresh}}});
+            _owners.emplace(number, ShownOwner{ownerName, false, {{shared, fresh}}});
         }
         fresh->show(_wheel, indication);
         return indication;

@@ -9,13 +9,8 @@ void FileSet::add(const std::string &path)
         _files.insert({file.st_dev, file.st_ino});
 }
 
-void FileSet::add(const FileSet &others)
-{
-    _files.insert(others._files.begin(), others._files.end());
-}
-
 bool FileSet::contains(const std::string &path) const
 {
     struct stat file = {};
-    return stat(path.c_str(), &file) == 0 && _files.count({file.st_dev, file.st_ino}) != 0;
+    return !_files.empty() && stat(path.c_str(), &file) == 0 && _files.count({file.st_dev, file.st_ino}) != 0;
 }

@@ -10,7 +10,6 @@ class FileSet final {
 public:
     /// Does nothing when there is no file at @p path.
     void add(const std::string &path);
-    void add(const FileSet &others);
     bool contains(const std::string &path) const;
 
 private:

@@ -5,13 +5,18 @@
 
 namespace {
 
-/// Up to where the user's name could begin. A graph of libavfilter has backslashes before the colons of an address.
+/// Up to where the user's name could begin. A graph of libavfilter has backslashes before the colons of an address. The
+/// colon may have been forgotten, or all that stands before the user's name.
 const QRegularExpression &beginning()
 {
-    static const QRegularExpression pattern(QStringLiteral("(?:([A-Za-z][A-Za-z0-9+.-]+)\\\\*:[/\\\\]*/"
-                                                           "|(?<![A-Za-z0-9])(rtsp[su]?|s?rtp|udp|srt|rtmp[a-z]*|tcp|"
-                                                           "tls|https?|ftp|sftp|mms[a-z]?|rist)\\\\*:)[/\\\\]*"),
-                                            QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression pattern(
+        QStringLiteral("(?:([A-Za-z][A-Za-z0-9+.-]+)\\\\*:[/\\\\]*/"
+                       "|(?<![A-Za-z0-9])(rtsp[su]?|s?rtp|udp|srt|rtmp[a-z]*|tcp|"
+                       "tls|https?|ftp|sftp|mms[a-z]?|rist)\\\\*:"
+                       "|(?<![A-Za-z0-9/])([A-Za-z][A-Za-z0-9+.-]+)//(?=[^\\s@]*[^\\s@/]@))[/\\\\]*"
+                       "|(?:^|(?<=[\\s='\"]))(?=[^\\s:@/?#='\"]+:(?!/)(?:(?!\\\\*:/)\\S)*@"
+                       "(?:[A-Za-z0-9._-]+|\\[[0-9A-Fa-f:.]+\\])(?:[/:]|$))"),
+        QRegularExpression::CaseInsensitiveOption);
     return pattern;
 }
 
@@ -24,10 +29,15 @@ QString hidden(QString rest, const QString &scheme)
                                               QRegularExpression::DotMatchesEverythingOption);
     static const QRegularExpression parameters(QStringLiteral("([?#]).+"),
                                                QRegularExpression::DotMatchesEverythingOption);
+    // What some cameras take in their path, as in "/user=admin&password=sesame&channel=1".
+    static const QRegularExpression values(QStringLiteral("((?:pass[a-z]*|pwd|token|key|auth)=).+?"
+                                                          "(?=[&_;,/][a-z]+=|[?#]|$)"),
+                                           QRegularExpression::CaseInsensitiveOption |
+                                               QRegularExpression::DotMatchesEverythingOption);
     rest.replace(user, QStringLiteral("***@"));
     if (scheme.startsWith(QLatin1String("rtmp"), Qt::CaseInsensitive))
         rest.replace(streamKey, QStringLiteral("\\1***"));
-    return rest.replace(parameters, QStringLiteral("\\1***"));
+    return rest.replace(parameters, QStringLiteral("\\1***")).replace(values, QStringLiteral("\\1***"));
 }
 
 QString withoutSecrets(const QString &text)
@@ -39,7 +49,7 @@ QString withoutSecrets(const QString &text)
         if (!match.hasMatch())
             return shown;
         from = match.capturedEnd();
-        shown = shown.left(from) + hidden(shown.mid(from), match.captured(1) + match.captured(2));
+        shown = shown.left(from) + hidden(shown.mid(from), match.captured(1) + match.captured(2) + match.captured(3));
     }
 }
 
@@ -73,8 +83,10 @@ std::string ShownUrl::place(const std::string &url)
     static const QRegularExpression user(QStringLiteral("^[^/?#]*@"));
     static const QRegularExpression parameters(QStringLiteral("[?#].*|[/ ]\\*\\*\\*$"),
                                                QRegularExpression::DotMatchesEverythingOption);
-    const QString shown = ::withoutSecrets(QString::fromStdString(url));
-    const QRegularExpressionMatch match = beginning().match(shown);
+    const QString address = QString::fromStdString(url);
+    const QString shown = ::withoutSecrets(address);
+    // The same in both up to its end. What was hidden behind it may have been what it was known by.
+    const QRegularExpressionMatch match = beginning().match(address);
     if (!match.hasMatch())
         return shown.toStdString();
     return shown.mid(match.capturedEnd()).remove(user).remove(parameters).toStdString();

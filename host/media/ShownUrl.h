@@ -8,11 +8,13 @@
 namespace ShownUrl {
 
 /// @return whether @p text looks like an address or has one in it: a scheme, a colon and a slash, or the scheme of a
-///         network protocol and a colon, as in "rtsp://host", "a b=rtsp://host", "rtsp:/host" and "rtsp:host".
+///         network protocol and a colon, as in "rtsp://host", "a b=rtsp://host", "rtsp:/host" and "rtsp:host"; or what
+///         lacks its colon or its scheme, and has a user in it, as "rtsp//user@host" and "user:password@host/x".
 [[nodiscard]] bool isAddress(const std::string &text);
 
 /// @return @p text with "***" for user name and password, for what stands behind a question mark or a number sign, and
-///         for what follows the application in an RTMP address, its stream key; what does not look like an address as
+///         for what follows the application in an RTMP address, its stream key, and for the values in its path that
+///         are called password, pwd, token, key, auth or the like; what does not look like an address as
 ///         it is. Passwords with slashes and question marks in them make no valid address, but people write them: where
 ///         a colon comes before an @, everything before the last @ is hidden, be it too much.
 [[nodiscard]] std::string withoutSecrets(const std::string &text);

@@ -7,6 +7,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr quint32 maxBehind = quint32(1) << 31;
+
 qint64 millisecondsSince(Clock::time_point instant)
 {
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - instant).count();
@@ -14,10 +16,12 @@ qint64 millisecondsSince(Clock::time_point instant)
 
 } // namespace
 
-BlockQueue::BlockQueue(int readerCount, Limits limits)
+BlockQueue::BlockQueue(int readerCount, Limits limits, std::shared_ptr<ChangeNote> changes, quint64 blocksBefore)
     : _limits(limits)
+    , _changes(std::move(changes))
     , _readers(static_cast<std::size_t>(readerCount))
 {
+    _figures.blocks = blocksBefore;
 }
 
 bool BlockQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
@@ -33,6 +37,8 @@ bool BlockQueue::readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, 
             return false;
         const quint32 sequence = advanceLocked(*cursor);
         passed = takePassedLocked();
+        if (!passed.empty() && _ended && _entries.empty())
+            ChangeNote::set(_changes);
         const quint32 index = sequence - _firstSequence;
         if (index == heldBlocksLocked())
             return false;
@@ -68,6 +74,8 @@ bool BlockQueue::append(const Block &block)
     _figures.bytes += static_cast<quint64>(block.data.size());
     _figures.peakBlocks = std::max(_figures.peakBlocks, static_cast<int>(_entries.size()));
     _figures.peakBytes = std::max(_figures.peakBytes, _bytes);
+    lock.unlock();
+    ChangeNote::set(_changes);
     return true;
 }
 
@@ -82,6 +90,7 @@ void BlockQueue::end()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     _ended = true;
+    ChangeNote::set(_changes);
 }
 
 void BlockQueue::close()
@@ -154,8 +163,9 @@ quint32 BlockQueue::advanceLocked(const QueueCursor &cursor)
 /// @return how many blocks that are gone @p cursor stands before.
 quint32 BlockQueue::lostLocked(const QueueCursor &cursor) const
 {
+    // Numbers wrap: a cursor before a later block than the oldest seems to be far behind.
     const quint32 behind = _firstSequence - cursor.word0;
-    const bool wasThere = behind <= _figures.blocks - heldBlocksLocked();
+    const bool wasThere = behind < maxBehind && behind <= _figures.blocks - heldBlocksLocked();
     return !cursor.flag && wasThere ? behind : 0;
 }
 

@@ -6,10 +6,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <vector>
 
 #include "interfaces/IInputQueue.h"
+#include "media/ChangeNote.h"
 
 /// A bounded queue of blocks between one writer, a source, and the stream decoders that read it. It loses nothing: each
 /// block is kept until every reader has read on past it, and the writer waits while the queue is full. Shared by
@@ -48,7 +50,9 @@ public:
 
     /// @param readerCount decoders that will read the queue, at least 1. Any more are served too, beginning with the
     ///        oldest block, but hold nothing back: they may lose blocks, which `lost` counts.
-    BlockQueue(int readerCount, Limits limits);
+    /// @param changes set when a block came, when it has ended and when it is drained; may be null.
+    /// @param blocksBefore as if so many had gone through it already: for tests of what happens after very many.
+    BlockQueue(int readerCount, Limits limits, std::shared_ptr<ChangeNote> changes = {}, quint64 blocksBefore = 0);
 
     /// Never waits for a reader or the writer, except while one of them holds the lock for a moment. Running out of
     /// memory ends the process, because the interface allows no exception.
@@ -103,6 +107,7 @@ private:
     std::vector<Entry> takePassedLocked();
 
     const Limits _limits;
+    const std::shared_ptr<ChangeNote> _changes;
 
     mutable std::mutex _mutex; // guards all that follows
     std::condition_variable _room;

@@ -39,7 +39,7 @@ public:
                std::chrono::milliseconds patience = std::chrono::milliseconds(0),
                Clock clock = std::chrono::steady_clock::now);
 
-    /// Reads the other queue, several times in a row. Never waits but for another call of it. Running out of memory
+    /// Reads the other queue, several times in a row. Waits only for another call of it. Running out of memory
     /// ends the process, because the interface allows no exception.
     bool readBlock(QByteArray *data, quint32 *streamId, bool *keyBlock, qint64 *timestamp, qint64 *blockTime,
                    QueueCursor *cursor, void *reserved1, void *reserved2, quint32 *lost,

@@ -38,9 +38,10 @@ qint64 milliseconds(std::chrono::steady_clock::duration duration)
 
 } // namespace
 
-LiveQueue::LiveQueue(Limits limits, Clock clock)
+LiveQueue::LiveQueue(Limits limits, Clock clock, std::shared_ptr<ChangeNote> changes)
     : _limits(limits)
     , _clock(std::move(clock))
+    , _changes(std::move(changes))
 {
 }
 
@@ -111,6 +112,7 @@ bool LiveQueue::append(const Block &block)
     _streamEnded = endsStream(block);
     _unread.push_back({block, number, now, 0});
     notePeaksLocked();
+    ChangeNote::set(_changes);
     return true;
 }
 
@@ -118,6 +120,7 @@ void LiveQueue::end()
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     _ended = true;
+    ChangeNote::set(_changes);
 }
 
 void LiveQueue::close()
@@ -148,6 +151,7 @@ LiveQueue::Figures LiveQueue::figures() const
 /// The reader is done with all blocks before @p position.
 void LiveQueue::takeUpToLocked(quint64 position, Gone &gone)
 {
+    const std::size_t goneBefore = gone.size();
     if (_given && _given->number < position) {
         ++_figures.taken;
         _figures.latencyMs = _given->latencyMs;
@@ -159,6 +163,8 @@ void LiveQueue::takeUpToLocked(quint64 position, Gone &gone)
     while (!_unread.empty() && _unread.front().number < position)
         gone.push_back(takeFirstUnreadLocked());
     _takenUpTo = std::max(_takenUpTo, position);
+    if (gone.size() > goneBefore && _ended && !_given && _unread.empty())
+        ChangeNote::set(_changes);
 }
 
 /// @return whether a reader at @p position may go on with @p entry, which it has not read yet; one that @p isNew begins

@@ -6,11 +6,13 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>
 
 #include "interfaces/IInputQueue.h"
+#include "media/ChangeNote.h"
 
 /// The queue between one stream of a live source and the stream decoder that reads it. The writer never waits: when the
 /// queue is full the oldest group of pictures goes, which `lost` tells the reader. Shared by ModkitPtr; all operations
@@ -76,7 +78,9 @@ public:
     };
 
     /// @param clock answers the present; thread-safe, and called under the queue's lock.
-    explicit LiveQueue(Limits limits, Clock clock = std::chrono::steady_clock::now);
+    /// @param changes set when a block came, when it has ended and when it is drained; may be null.
+    explicit LiveQueue(Limits limits, Clock clock = std::chrono::steady_clock::now,
+                       std::shared_ptr<ChangeNote> changes = {});
 
     /// Never waits for the writer, except while it holds the lock for a moment. Running out of memory ends the
     /// process, because the interface allows no exception. A cursor that stands nowhere in the queue goes on at the
@@ -126,6 +130,7 @@ private:
 
     const Limits _limits;
     const Clock _clock;
+    const std::shared_ptr<ChangeNote> _changes;
 
     mutable std::mutex _mutex;   // guards all that follows
     std::optional<Entry> _given; // out to the reader, which has not come back for what follows

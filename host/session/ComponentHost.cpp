@@ -12,6 +12,7 @@
 
 #include "modkit/ComponentLibrary.h"
 #include "session/ProcessThreads.h"
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -40,35 +41,47 @@ private:
 };
 
 std::atomic<QtMessageHandler> handlerBefore = nullptr; // stays: another thread may be on its way there
+std::atomic<int> refusedThreads = 0;
 
 /// While it lives, Qt does not warn of each thread that the system refuses: they are counted. One at a time.
 class ThreadWarningsOff final {
 public:
-    ThreadWarningsOff() { handlerBefore = qInstallMessageHandler(&ThreadWarningsOff::handle); }
+    ThreadWarningsOff()
+    {
+        refusedThreads = 0;
+        handlerBefore = qInstallMessageHandler(&ThreadWarningsOff::handle);
+    }
     ~ThreadWarningsOff() { qInstallMessageHandler(handlerBefore); }
     ThreadWarningsOff(const ThreadWarningsOff &) = delete;
     ThreadWarningsOff &operator=(const ThreadWarningsOff &) = delete;
+
+    /// Whether the system has refused any since it began.
+    static bool hasRefused() { return refusedThreads > 0; }
 
 private:
     static void handle(QtMsgType type, const QMessageLogContext &context, const QString &text)
     {
         const QtMessageHandler passOn = handlerBefore;
-        if (passOn && !text.startsWith(QLatin1String("QThread::start: ")))
+        if (text.startsWith(QLatin1String("QThread::start: ")))
+            ++refusedThreads;
+        else if (passOn)
             passOn(type, context, text);
     }
 };
 
 /// @return those of @p threads that the component has started. What the program or another session has begun meanwhile
 ///         does not bear the name that Qt gives to the system for a thread which has none yet.
-std::vector<int> startedByTheComponent(const std::vector<int> &threads)
+std::vector<int> startedByTheComponent(const std::vector<int> &threads, std::size_t wanted)
 {
     std::vector<int> named;
     std::copy_if(threads.begin(), threads.end(), std::back_inserter(named), [](int thread) {
         QFile name(QStringLiteral("/proc/self/task/%1/comm").arg(thread));
         return name.open(QIODevice::ReadOnly) && name.readAll() == "QThread\n";
     });
-    // A component of another's making may give names of its own.
-    return named.empty() ? threads : named;
+    // A component of another's making may give names of its own, and where nothing was refused, there is no reason to
+    // doubt that it has started what it was told to.
+    const bool areNames = !named.empty() && (named.size() >= wanted || ThreadWarningsOff::hasRefused());
+    return areNames ? named : threads;
 }
 
 } // namespace
@@ -121,16 +134,20 @@ std::optional<std::string> ComponentHost::start(const QString &path)
     const ModkitPtr<ISettings> shared(settings);
     {
         const ThreadWarningsOff warningsOff;
+        const HostThread::WithoutSignals inherited; // by the decoder threads
         if (!component->init(shared, _registry, component))
             return library.path().toStdString() + ": " + library.name() + " finds a service missing that it requires";
     }
-    _threads = startedByTheComponent(ProcessThreads::startedSince(threadsBefore));
     const std::size_t wanted = static_cast<std::size_t>(std::max(settings->threadsWanted(), 0));
+    _threads = startedByTheComponent(ProcessThreads::startedSince(threadsBefore), wanted);
     if (_threads.size() < wanted) {
         component->stop();
-        return std::to_string(_threads.size()) + " of " + std::to_string(wanted) +
-               " decoder threads started: the system allows no more (ulimit -u, or the limit of a container); raise "
-               "that limit, or ask for fewer threads";
+        const std::string started =
+            std::to_string(_threads.size()) + " of " + std::to_string(wanted) + " decoder threads started: ";
+        if (!ThreadWarningsOff::hasRefused())
+            return started + "the component does not say why; ask for fewer threads";
+        return started + "the system allows no more (ulimit -u, or the limit of a container); raise that limit, or ask "
+                         "for fewer threads";
     }
     _name = library.name();
     _path = library.path().toStdString();

@@ -7,9 +7,9 @@
 
 #include "media/Reminder.h"
 
-/// Trouble that is counted, such as damaged pictures, and when to report it: when a spell of it begins, and
-/// now and then while more comes. A minute without any ends the spell. Reentrant; time is passed in and never goes
-/// back.
+/// Trouble that is counted, such as damaged pictures, and when to report it: when a spell of it begins, and now and
+/// then while more comes. A minute without any ends the spell, unless it is ended before. Reentrant; time is passed in
+/// and never goes back.
 class CountedTrouble final {
 public:
     using Instant = Reminder::Instant;
@@ -24,6 +24,9 @@ public:
     /// @param count of all up to @p now, which @p clock tells as the time of the wall. Never falls.
     /// @return what to report now, if anything.
     [[nodiscard]] std::optional<Spell> update(std::int64_t count, Instant now, ClockInstant clock);
+
+    /// It is over: whatever comes next begins a spell.
+    void endSpell() { _isSpell = false; }
 
     /// When the count was seen to have grown.
     std::optional<Instant> latest() const { return _latest; }

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "media/SafeText.h"
 #include "queues/BurstQueue.h"
 #include "sinks/ReaderSink.h"
 
@@ -19,13 +20,14 @@ DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<II
     , _environment(environment)
     , _gate(gate)
     , _queue(new GatedQueue(queue, gate, settings.keyBlocksOnly))
+    , _damageKey{stream.description.origin, stream.description.source}
     , _decoderQueue(makeDecoderQueue())
 {
 }
 
 DecodedStream::~DecodedStream()
 {
-    _environment.damage.forget(_description.origin);
+    _environment.damage.forget(_damageKey);
 }
 
 ModkitPtr<IInputQueue> DecodedStream::makeDecoderQueue() const
@@ -36,7 +38,7 @@ ModkitPtr<IInputQueue> DecodedStream::makeDecoderQueue() const
     }
     if (!_settings.bursts)
         return _queue;
-    const auto pace = _environment.damage.watchPace(_description.origin);
+    const auto pace = _environment.damage.watchPace(_damageKey);
     const auto length = [gate = _gate, pace, time = _settings.bursts,
                          longest = _settings.longestBurst](bool keyBlocks) {
         return std::min(gate->room(), longest > 0 ? longest : pace->packetsWithin(keyBlocks, time->longest()));
@@ -64,8 +66,8 @@ bool DecodedStream::haveOutputsBegun() const
 std::optional<std::string> DecodedStream::outputError() const
 {
     for (const Output &output : _outputs) {
-        if (auto error = output.sink->status().error)
-            return error;
+        if (const auto error = output.sink->status().error)
+            return SafeText::utf8(*error);
     }
     return std::nullopt;
 }
@@ -73,9 +75,13 @@ std::optional<std::string> DecodedStream::outputError() const
 void DecodedStream::addReader(const ReaderBuffer &buffer)
 {
     if (_kind == StreamKind::Video)
-        add("reader", ModkitPtr<VideoReaderSink>(new VideoReaderSink(_shownName, std::get<0>(buffer))), buffer);
+        add("reader",
+            ModkitPtr<VideoReaderSink>(new VideoReaderSink(_shownName, std::get<0>(buffer), _settings.changes)),
+            buffer);
     else
-        add("reader", ModkitPtr<AudioReaderSink>(new AudioReaderSink(_shownName, std::get<1>(buffer))), buffer);
+        add("reader",
+            ModkitPtr<AudioReaderSink>(new AudioReaderSink(_shownName, std::get<1>(buffer), _settings.changes)),
+            buffer);
 }
 
 template <class Sink>
@@ -92,6 +98,8 @@ void DecodedStream::add(std::string kind, const ModkitPtr<Sink> &sink, std::opti
 
 std::optional<std::string> DecodedStream::decodeIntoOutputs()
 {
+    if (!_decodedSince)
+        _decodedSince = RecentRate::Instant::clock::now();
     _gate->close();
     std::optional<std::string> error;
     for (Output &output : _outputs) {
@@ -155,6 +163,14 @@ qint64 DecodedStream::frames() const
     return frames;
 }
 
+qint64 DecodedStream::frames(const std::vector<decoding::Snapshot::Output> &outputs) const
+{
+    qint64 frames = _framesBefore;
+    for (std::size_t place = 0; place < outputs.size(); ++place)
+        frames = std::max(frames, _outputs[place].framesBefore + outputs[place].frames);
+    return frames;
+}
+
 qint64 DecodedStream::damaged(const DamageCounts::Counts &counts)
 {
     return static_cast<qint64>(std::accumulate(counts.begin(), counts.end(), quint64(0)));
@@ -177,7 +193,7 @@ std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
     all.reserve(_outputs.size());
     for (const Output &output : _outputs) {
         const ISink::Status status = output.sink->status();
-        decoding::Snapshot::Output shown;
+        decoding::Snapshot::Output &shown = all.emplace_back();
         shown.kind = output.kind;
         shown.frames = static_cast<std::int64_t>(status.records);
         shown.dropped = static_cast<std::int64_t>(status.dropped);
@@ -186,8 +202,8 @@ std::vector<decoding::Snapshot::Output> DecodedStream::outputs() const
         shown.waitedMs = static_cast<std::int64_t>(status.waitedMs);
         shown.failed = static_cast<std::int64_t>(status.failed);
         shown.failing = status.failing;
-        shown.error = status.error;
-        all.push_back(std::move(shown));
+        if (status.error)
+            shown.error = SafeText::utf8(*status.error); // may name a file whose path is no text
     }
     return all;
 }

@@ -39,8 +39,9 @@ public:
     struct Settings {
         int creationFlags = 0;
         bool keyBlocksOnly = false;
+        std::shared_ptr<ChangeNote> changes = {}; // set by its outputs; may be null
         /// Of whose time bursts of packets are decoded; null: packet by packet.
-        std::shared_ptr<const BurstTime> bursts;
+        std::shared_ptr<const BurstTime> bursts = {};
         int longestBurst = 0; // packets; 0: as many as the time allows
         /// How long packets wait for each other to fill a burst; then they need no `bursts`.
         std::chrono::milliseconds burstPatience{0};
@@ -67,7 +68,6 @@ public:
     [[nodiscard]] std::optional<std::string> decodeIntoOutputs();
     /// Does nothing when it has no such reader. Waits for the block that is being decoded.
     void removeReader(const ReaderBuffer &buffer);
-    bool hasOutputs() const { return !_outputs.empty(); }
 
     /// Drops the decoder, so that nothing reaches the outputs any more. To be called once, when the input is decoded or
     /// cancelled, on any thread, while nobody changes the outputs.
@@ -94,13 +94,17 @@ public:
     void setDescription(const MediaSource::Stream &description) { _description = description; }
     /// That have come while anybody took them.
     qint64 frames() const;
+    /// The same, of what outputs() has just returned, so that each output is asked once only.
+    qint64 frames(const std::vector<decoding::Snapshot::Output> &outputs) const;
     /// @return how often something of @p counts could not be decoded, or not whole.
     static qint64 damaged(const DamageCounts::Counts &counts);
     /// What its codec decoder tells of it.
-    DamageCounts::Condition condition() const { return _environment.damage.conditionOf(_description.origin); }
+    DamageCounts::Condition condition() const { return _environment.damage.conditionOf(_damageKey); }
     /// Of its outputs.
     std::vector<decoding::Snapshot::Output> outputs() const;
 
+    /// When its decoder began.
+    const std::optional<RecentRate::Instant> &decodedSince() const { return _decodedSince; }
     /// Notes the first frame, which the rate counts from. To be called often.
     void noteFirstFrame(RecentRate::Instant now);
     /// When the first frame was noted.
@@ -131,11 +135,13 @@ private:
     const Environment _environment;
     const std::shared_ptr<Gate> _gate;
     const ModkitPtr<GatedQueue> _queue;
-    const ModkitPtr<IInputQueue> _decoderQueue; // that one, or its bursts
+    const DamageCounts::Stream _damageKey;
+    const ModkitPtr<IInputQueue> _decoderQueue; // _queue, or its bursts
 
     std::vector<Output> _outputs;
     qint64 _framesBefore = 0; // frames() when an output left last
     RecentRate _rate;
+    std::optional<RecentRate::Instant> _decodedSince;
     std::optional<RecentRate::Instant> _firstFrameAt;
 };
 

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <exception>
 #include <fstream>
-#include <pthread.h>
 #include <string>
 #include <unistd.h>
 #include <utility>
+
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -117,8 +118,7 @@ bool DeliveryThreads::start()
         own = _threads.emplace(_threads.end());
     }
     try {
-        own->handle = std::thread([shared = shared_from_this(), own] {
-            pthread_setname_np(pthread_self(), "Frames");
+        own->handle = HostThread::start("Frames", [shared = shared_from_this(), own] {
             {
                 // Until then, the handle is not in its place.
                 const std::lock_guard<std::mutex> started(shared->_starting);

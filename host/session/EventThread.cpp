@@ -12,6 +12,8 @@
 #include <optional>
 #include <utility>
 
+#include "threads/HostThread.h"
+
 namespace {
 
 // Held while the thread is begun and ended, so that no other begins before the application object of the last has gone.
@@ -58,7 +60,7 @@ std::shared_ptr<EventThread> EventThread::shared()
 }
 
 EventThread::EventThread()
-    : _thread(&EventThread::run, this)
+    : _thread(HostThread::start("Events", [this] { run(); }))
 {
     std::unique_lock<std::mutex> lock(_mutex);
     _ready.wait(lock, [this] { return _receiver != nullptr; });

@@ -12,11 +12,13 @@ constexpr std::chrono::seconds awakeLimit(30);
 
 } // namespace
 
-FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, BurstTime::Kind kind, const Environment &environment)
+FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes,
+                 std::unique_ptr<BurstTime::Share> burstShare)
     : _feed(std::move(feed))
     , _environment(environment)
+    , _changes(std::move(changes))
+    , _burstShare(std::move(burstShare))
 {
-    _burstShare.emplace(environment.bursts, kind);
 }
 
 FeedRun::~FeedRun()
@@ -52,6 +54,8 @@ void FeedRun::remove(const DecodedStream &stream)
 void FeedRun::poll()
 {
     if (_phase == Phase::Running) {
+        if (!_cancelled)
+            _feed->retry();
         if (!_cancelled && !_startedAt)
             startOnceDecodersAreAwake();
         if (_cancelled || _feed->isDrained())
@@ -63,6 +67,9 @@ void FeedRun::poll()
     }
     if (_phase == Phase::Completing)
         completeOutputs();
+    const bool waitsForDecoders = _phase == Phase::Running && !_startedAt && !_streams.empty();
+    if (waitsForDecoders || _phase == Phase::Completing)
+        _changes->set();
 }
 
 void FeedRun::completeOutputs()
@@ -117,12 +124,10 @@ void FeedRun::beginEnding()
     _ending = ending->get_future();
     _phase = Phase::Ending;
     _burstShare.reset();
-    // Where the system gives no thread, better here than never.
-    if (!_environment.enders.post([ending, wake = _environment.wake] {
-            (*ending)();
-            wake();
-        }))
+    _environment.enders.post([ending, changes = _changes] {
         (*ending)();
+        changes->set();
+    });
 }
 
 /// On a thread of the enders.

@@ -2,13 +2,13 @@
 #define HOST_SESSION_FEEDRUN_H
 
 #include <chrono>
-#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "media/ChangeNote.h"
 #include "queues/BurstTime.h"
 #include "session/DecodedStream.h"
 #include "session/InputFeed.h"
@@ -16,7 +16,10 @@
 
 /// One feed on its way through the component to the outputs of its streams, from its opening until everything is
 /// complete. Thread-bound; the feed, the decoders and the writers run on threads of their own, and nothing here waits
-/// for them but the destructor, and `poll` where the system has no thread left that could wait.
+/// for them but the destructor.
+///
+/// `poll` is to be called when a part has set the note of changes, which it also sets itself while it waits for
+/// something that nobody tells.
 ///
 /// The outputs of a file that comes to its end by itself have all the time they need. Those of what is cancelled, and
 /// of a live feed, are not waited for while they take nothing.
@@ -25,13 +28,11 @@ public:
     /// What the feeds of a session share. Outlives them.
     struct Environment {
         JobThreads &enders; // of feeds and decoders, which may be at work for a while
-        /// Has the session look at its inputs soon. Thread-safe.
-        std::function<void()> wake;
-        std::shared_ptr<BurstTime> bursts;
     };
 
-    /// @param kind of the feed: whether bursts of its packets are decoded, or it is punctual.
-    FeedRun(std::unique_ptr<InputFeed> feed, BurstTime::Kind kind, const Environment &environment);
+    /// @param burstShare is given back when the feed ends.
+    FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes,
+            std::unique_ptr<BurstTime::Share> burstShare);
     FeedRun(const FeedRun &) = delete;
     FeedRun &operator=(const FeedRun &) = delete;
     /// Cancels what is still running, and completes its outputs.
@@ -86,7 +87,8 @@ private:
 
     const std::unique_ptr<InputFeed> _feed;
     const Environment _environment;
-    std::optional<BurstTime::Share> _burstShare;          // until it ends
+    const std::shared_ptr<ChangeNote> _changes;
+    std::unique_ptr<BurstTime::Share> _burstShare;        // until it ends
     std::vector<std::unique_ptr<DecodedStream>> _streams; // constant while it is ending
     std::optional<std::string> _error;                    // it could not begin
     std::optional<std::chrono::steady_clock::time_point> _decodersSince;

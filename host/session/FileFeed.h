@@ -1,9 +1,7 @@
 #ifndef HOST_SESSION_FILEFEED_H
 #define HOST_SESSION_FILEFEED_H
 
-#include <atomic>
-#include <functional>
-#include <future>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <set>
@@ -15,12 +13,12 @@
 #include "sources/MediaSource.h"
 
 /// Feeds an input that comes to its end: a file, whose blocks wait in one queue for all streams until they are decoded.
+/// One that is cancelled while it is being opened is left behind where the opening does not return, as on a disk that
+/// hangs.
 class FileFeed final : public InputFeed {
 public:
     /// Opens the file on a thread of @p openers, which outlives the feed.
-    /// @param opened called on that thread when it is open or could not be opened; must not throw.
-    FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers,
-             std::function<void()> opened);
+    FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers);
     FileFeed(const FileFeed &) = delete;
     FileFeed &operator=(const FileFeed &) = delete;
     ~FileFeed() override;
@@ -31,6 +29,9 @@ public:
     void leave(StreamKind /*kind*/) override {}
     ModkitPtr<IInputQueue> queue(StreamKind kind) const override;
     void start() override;
+    void retry() override;
+    bool isShort() const override { return _shortage && !_isGivenUp; }
+    void giveUp() override;
     void cancel() override;
     void wait() override;
     bool isDrained() const override;
@@ -38,22 +39,30 @@ public:
     std::optional<std::string> error() const override;
     Figures figures(StreamKind /*kind*/) const override { return figures(); }
     Figures figures() const override;
-    std::vector<std::string> takeReports() override { return {}; }
+    std::vector<std::string> takeReports() override;
     bool isLive() const override { return false; }
 
 private:
-    struct Opened {
-        std::unique_ptr<MediaSource> source; // null: `error` says why
-        std::string error;
-    };
+    struct Opening;
 
-    const bool _isPaced;
-    std::atomic<bool> _cancelled{false};
-    std::future<Opened> _opening;         // valid until its result was taken
+    void open();
+    void begin();
+    void noteShortage(const std::string &error);
+
+    const std::string _url;
+    const MediaSource::Options _options;
+    JobThreads &_openers;
+    std::shared_ptr<Opening> _opening;    // shared with the job; null once its result was taken
     std::unique_ptr<MediaSource> _source; // null until it is open
     ModkitPtr<BlockQueue> _queue;         // null until a stream is to be decoded
     std::set<StreamKind> _decoded;        // kinds
     std::optional<std::string> _openingError;
+    // While it waits for a thread or a descriptor, or was given up for want of one: what is wrong.
+    std::optional<std::string> _shortage;
+    std::chrono::steady_clock::time_point _triedAt;
+    bool _isGivenUp = false;
+    bool _isShortageReported = false;
+    std::vector<std::string> _reports;
 };
 
 #endif

@@ -153,36 +153,39 @@ FrameReader<Frame>::~FrameReader()
     _source->leave();
 }
 
+// The next four keep what they use: a callback may destroy this reader while a call goes on.
 template <class Frame>
 std::optional<Frame> FrameReader<Frame>::next()
 {
-    return _source->next();
+    const std::shared_ptr<Source> source = _source;
+    return source->next();
 }
 
 template <class Frame>
 std::optional<Frame> FrameReader<Frame>::next(std::chrono::milliseconds timeout)
 {
-    return _source->next(timeout);
+    const std::shared_ptr<Source> source = _source;
+    return source->next(timeout);
+}
+
+template <class Frame>
+int FrameReader<Frame>::descriptor() const
+{
+    const std::shared_ptr<Source> source = _source;
+    return source->descriptor();
+}
+
+template <class Frame>
+void FrameReader<Frame>::deliver(std::function<void(const Frame &frame)> callback, std::function<void()> ended)
+{
+    const std::shared_ptr<Source> source = _source;
+    source->deliver(std::move(callback), std::move(ended));
 }
 
 template <class Frame>
 bool FrameReader<Frame>::hasEnded() const
 {
     return _source->buffer().hasEnded();
-}
-
-template <class Frame>
-int FrameReader<Frame>::descriptor() const
-{
-    return _source->descriptor();
-}
-
-template <class Frame>
-void FrameReader<Frame>::deliver(std::function<void(const Frame &frame)> callback, std::function<void()> ended)
-{
-    // A callback may destroy this reader while the call goes on.
-    const std::shared_ptr<Source> source = _source;
-    source->deliver(std::move(callback), std::move(ended));
 }
 
 template <class Frame>

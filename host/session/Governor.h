@@ -34,7 +34,6 @@ public:
 
     /// Paused, it switches nothing. Running again, it needs fresh samples.
     void setPaused(bool paused);
-    bool isPaused() const { return _isPaused; }
 
     /// To be called when anybody else has switched the decoders, paused or not. Who wants that mode to stay longer than
     /// its dwell time pauses the governor.

@@ -19,11 +19,13 @@ constexpr StreamKind kindOfFrames<decoding::AudioFrame> = StreamKind::Audio;
 
 } // namespace
 
-decoding::Input::Core::Core(std::string name, InputOptions options, bool isLive, std::shared_ptr<SessionJobs> jobs)
+decoding::Input::Core::Core(std::string name, InputOptions options, bool isLive, std::shared_ptr<SessionJobs> jobs,
+                            std::shared_ptr<ChangeNote> changes)
     : _name(std::move(name))
     , _options(std::move(options))
     , _isLive(isLive)
     , _jobs(std::move(jobs))
+    , _changes(std::move(changes))
     , _gates{std::make_shared<Gate>(), std::make_shared<Gate>()}
 {
 }
@@ -155,7 +157,7 @@ void decoding::Input::Core::abandon()
     }
     close();
     // It may have been closed long ago.
-    _jobs->wake();
+    _changes->set();
 }
 
 void decoding::Input::Core::closeReaders()

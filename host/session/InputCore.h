@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "media/ChangeNote.h"
 #include "media/StreamKind.h"
 #include "queues/Gate.h"
 #include "session/DecodedStream.h"
@@ -21,8 +22,9 @@
 /// first.
 class DECODING_INTERNAL decoding::Input::Core final : public std::enable_shared_from_this<Core> {
 public:
-    /// @param jobs of the session, which do nothing once it has ended.
-    Core(std::string name, InputOptions options, bool isLive, std::shared_ptr<SessionJobs> jobs);
+    /// @param jobs of the session, which do nothing once it has ended. @param changes has it look at the input.
+    Core(std::string name, InputOptions options, bool isLive, std::shared_ptr<SessionJobs> jobs,
+         std::shared_ptr<ChangeNote> changes);
     ~Core();
     Core(const Core &) = delete;
     Core &operator=(const Core &) = delete;
@@ -31,6 +33,10 @@ public:
     const std::string &name() const { return _name; }
     const InputOptions &options() const { return _options; }
     bool isLive() const { return _isLive; }
+    /// Whether its blocks are to be decoded when they are due, each by itself.
+    bool isPunctual() const { return _isLive || _options.paced; }
+    /// Set by all parts of the input when the session is to look at it.
+    const std::shared_ptr<ChangeNote> &changes() const { return _changes; }
     /// Closed by the outputs of a stream that have no room.
     const std::shared_ptr<Gate> &gate(StreamKind kind) const { return _gates[indexOf(kind)]; }
 
@@ -73,6 +79,7 @@ private:
     const InputOptions _options;
     const bool _isLive;
     const std::shared_ptr<SessionJobs> _jobs;
+    const std::shared_ptr<ChangeNote> _changes;
     const std::array<std::shared_ptr<Gate>, streamKinds.size()> _gates;
 
     mutable std::mutex _mutex; // guards the rest, except for the readers themselves

@@ -13,7 +13,8 @@
 #include "strata/base/modkit/modkit"
 
 /// The source of one input together with the block queues that it fills, one of its own for each stream or one for all.
-/// Thread-bound except for `wait`.
+/// It sets a ChangeNote when there is something new in what its operations give, except in figures. Thread-bound except
+/// for `wait`.
 class InputFeed {
 public:
     enum class State {
@@ -69,6 +70,12 @@ public:
     virtual void start() = 0;
     /// What comes cannot be decoded as it was described: a live source finds out anew.
     virtual void describeAnew() {}
+    /// Tries again what the system had no thread or no descriptor for, if there is such a thing. To be called now and
+    /// then until it is cancelled.
+    virtual void retry() = 0;
+    /// Whether a file waits for one of these. It may be given up, and so ends.
+    [[nodiscard]] virtual bool isShort() const { return false; }
+    virtual void giveUp() {}
     /// Has everything stop at once, and the queues give out no more blocks. Does not wait.
     virtual void cancel() = 0;
     /// Waits until nothing reads any more. Thread-safe; call it once the feed has ended or was cancelled.

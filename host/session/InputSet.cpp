@@ -11,17 +11,35 @@ namespace {
 
 // The session reports trouble at once, but nobody sees whether it is a quarter of a second later.
 constexpr std::chrono::milliseconds watchInterval(250);
+// With what other programs may give back.
+constexpr std::chrono::seconds shortagePatience(2);
+
+/// Whether nothing more comes of the input, and nobody sees it any more.
+bool isLeft(const InputRun &input)
+{
+    return input.isFinished() && input.isAbandoned();
+}
 
 TroubleWatch::Moment present()
 {
     return {std::chrono::steady_clock::now(), std::chrono::system_clock::now()};
 }
 
+bool writesFiles(const decoding::InputOptions &options)
+{
+    return std::any_of(options.outputs.begin(), options.outputs.end(),
+                       [](const decoding::Output &output) { return output.kind != decoding::Output::Kind::Null; });
+}
+
 } // namespace
 
-InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs)
-    : _environment{environment, {_enders, [jobs] { jobs->wake(); }, std::make_shared<BurstTime>()}, _openers}
+InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
+                   std::chrono::milliseconds roundInterval)
+    : _environment{environment,
+                   {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}, std::make_shared<BurstTime>()},
+                   _inputFiles}
     , _jobs(std::move(jobs))
+    , _roundInterval(roundInterval)
 {
 }
 
@@ -34,16 +52,22 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
                                                                                 decoding::InputOptions options)
 {
     if (_closed)
-        return std::string("no input is taken any more: this host is ending");
+        return std::string("the session has ended");
     // Who has let go of a finished input may use its name at once.
     forgetLeft();
     if (!options.name.empty() && _names.isTaken(options.name))
         return ShownUrl::withoutSecrets(options.name) + ": there is an input of this name";
-    InputNames::Name name = _names.next(url, options.name);
+    InputNames::Name name = _names.next(url, options.name, writesFiles(options));
     const bool isLive = LiveUrl::isLive(url);
-    const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs);
-    _inputs.push_back(std::make_unique<InputRun>(url, std::move(name), core, _environment));
-    _inputFiles.reset();
+    const quint64 number = ++_lastNumber;
+    if (!isLive && url.find("://") == std::string::npos) {
+        _inputFiles->expect(number);
+        _identifiers.post([files = _inputFiles, number, url] { files->identify(number, LiveUrl::pathOf(url)); });
+    }
+    const auto changes = std::make_shared<ChangeNote>([jobs = _jobs, number] { jobs->noteChange(number); });
+    const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs, changes);
+    _inputs.push_back(std::make_unique<InputRun>(number, url, std::move(name), core, _environment));
+    changes->set();
     return core;
 }
 
@@ -56,48 +80,89 @@ void InputSet::close()
 
 void InputSet::poll()
 {
-    for (const auto &input : _inputs)
-        poll(*input);
-    watch();
-    forgetLeft();
-}
-
-void InputSet::watch()
-{
-    const TroubleWatch::Moment moment = present();
-    if (_watchedAt && moment.now - *_watchedAt < watchInterval)
-        return;
-    _watchedAt = moment.now;
-    for (const auto &input : _inputs) {
-        if (!input->isFinished())
-            input->watch(moment);
+    const Clock::time_point now = Clock::now();
+    // Before a round, too: what is noted during the round is for the next step.
+    const std::vector<quint64> changed = _jobs->takeChanged();
+    if (!_roundAt || now - *_roundAt >= _roundInterval) {
+        _roundAt = now;
+        for (const auto &input : _inputs)
+            poll(*input);
+        giveUpShortages(now);
+    } else {
+        for (const quint64 number : changed) {
+            if (InputRun *const input = find(number))
+                poll(*input);
+        }
     }
+    watch();
+    if (std::exchange(_isAnyLeft, false))
+        forgetLeft();
 }
 
 void InputSet::poll(InputRun &input)
 {
     const bool wasFinished = input.isFinished();
-    input.poll(inputFiles());
+    input.poll();
     if (input.isFinished() && !wasFinished)
         input.watchEnd(present(), SnapshotFiller(nullptr, decoding::Mode()).snapshotOf(input).errors());
     for (Report &report : input.takeReports())
         _messages.push_back(std::move(report));
+    _unwatched.push_back(input.number());
+    _isAnyLeft = _isAnyLeft || isLeft(input);
 }
 
-bool InputSet::hasWork() const
+/// Ends the files that wait for threads or descriptors while no other input is left that could give any back.
+void InputSet::giveUpShortages(Clock::time_point now)
 {
-    return !_inputs.empty();
-}
-
-std::shared_ptr<const FileSet> InputSet::inputFiles()
-{
-    if (!_inputFiles) {
-        const auto files = std::make_shared<FileSet>();
-        for (const auto &input : _inputs)
-            files->add(input->files());
-        _inputFiles = files;
+    bool isAnyShort = false;
+    bool isAnyAtWork = false;
+    for (const auto &input : _inputs) {
+        const bool isShort = input->isShort();
+        isAnyShort = isAnyShort || isShort;
+        isAnyAtWork = isAnyAtWork || (!isShort && !input->isFinished());
     }
-    return _inputFiles;
+    if (!isAnyShort || isAnyAtWork) {
+        _shortSince.reset();
+        return;
+    }
+    _shortSince = _shortSince.value_or(now);
+    if (now - *_shortSince < shortagePatience)
+        return;
+    for (const auto &input : _inputs) {
+        if (input->isShort())
+            input->giveUpShortage();
+    }
+}
+
+/// Looks for trouble in what has had something new.
+void InputSet::watch()
+{
+    const TroubleWatch::Moment moment = present();
+    if (_unwatched.empty() || (_watchedAt && moment.now - *_watchedAt < watchInterval))
+        return;
+    _watchedAt = moment.now;
+    std::vector<quint64> numbers = std::exchange(_unwatched, {});
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    for (const quint64 number : numbers) {
+        InputRun *const input = find(number);
+        if (!input || input->isFinished())
+            continue;
+        input->watch(moment);
+        for (Report &report : input->takeReports())
+            _messages.push_back(std::move(report));
+    }
+}
+
+std::optional<std::chrono::milliseconds> InputSet::idleTime() const
+{
+    if (_inputs.empty())
+        return std::nullopt;
+    const Clock::time_point now = Clock::now();
+    Clock::time_point next = _roundAt ? *_roundAt + _roundInterval : now;
+    if (!_unwatched.empty())
+        next = std::min(next, _watchedAt ? *_watchedAt + watchInterval : now);
+    return std::max(std::chrono::milliseconds(0), std::chrono::ceil<std::chrono::milliseconds>(next - now));
 }
 
 InputRun *InputSet::find(const decoding::Input::Core &core)
@@ -105,6 +170,13 @@ InputRun *InputSet::find(const decoding::Input::Core &core)
     const auto found =
         std::find_if(_inputs.begin(), _inputs.end(), [&core](const auto &input) { return &input->core() == &core; });
     return found == _inputs.end() ? nullptr : found->get();
+}
+
+InputRun *InputSet::find(quint64 number)
+{
+    const auto found = std::lower_bound(_inputs.begin(), _inputs.end(), number,
+                                        [](const auto &input, quint64 wanted) { return input->number() < wanted; });
+    return found == _inputs.end() || (*found)->number() != number ? nullptr : found->get();
 }
 
 bool InputSet::isFinished() const
@@ -119,15 +191,12 @@ std::vector<Report> InputSet::takeMessages()
 
 void InputSet::forgetLeft()
 {
-    const auto isLeft = [this](const std::unique_ptr<InputRun> &input) {
-        if (!input->isFinished() || !input->isAbandoned())
+    const auto left = std::remove_if(_inputs.begin(), _inputs.end(), [this](const std::unique_ptr<InputRun> &input) {
+        if (!isLeft(*input))
             return false;
         _names.release(input->name());
+        _inputFiles->forget(input->number());
         return true;
-    };
-    const auto left = std::remove_if(_inputs.begin(), _inputs.end(), isLeft);
-    if (left == _inputs.end())
-        return;
+    });
     _inputs.erase(left, _inputs.end());
-    _inputFiles.reset();
 }

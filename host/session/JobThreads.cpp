@@ -1,55 +1,149 @@
 #include "session/JobThreads.h"
 
+#include <condition_variable>
+#include <deque>
+#include <list>
+#include <mutex>
 #include <system_error>
+#include <thread>
 #include <utility>
+#include <vector>
 
-JobThreads::JobThreads(std::size_t max)
-    : _max(max)
-{
-}
+#include "threads/HostThread.h"
 
-JobThreads::~JobThreads()
-{
+namespace {
+
+constexpr std::chrono::seconds longestIdleTime(1);
+
+} // namespace
+
+struct JobThreads::Pool : std::enable_shared_from_this<Pool> {
+    using Threads = std::list<std::thread>;
+
+    Pool(const char *ofThreads, std::size_t most, bool stay)
+        : name(ofThreads)
+        , max(most)
+        , threadsStay(stay)
     {
-        const std::lock_guard<std::mutex> lock(_mutex);
-        _ending = true;
     }
-    _wakeUp.notify_all();
-    for (std::thread &thread : _threads)
-        thread.join();
+
+    void startLocked();
+    void run(Threads::iterator own);
+    bool waitForJob(std::unique_lock<std::mutex> &lock);
+
+    const char *const name;
+    const std::size_t max;
+    const bool threadsStay;
+
+    std::mutex mutex; // guards all that follows
+    std::condition_variable wakeUp;
+    std::condition_variable threadEnded;
+    std::deque<std::function<void()>> jobs; // that wait
+    Threads threads;
+    std::size_t idle = 0; // of them
+    std::vector<std::thread> ended;
+    bool ending = false;
+};
+
+/// @throws std::system_error and nothing is changed.
+void JobThreads::Pool::startLocked()
+{
+    const auto own = threads.emplace(threads.end());
+    try {
+        *own = HostThread::start(name, [pool = shared_from_this(), own] { pool->run(own); });
+    } catch (const std::system_error &) {
+        threads.erase(own);
+        throw;
+    }
 }
 
-bool JobThreads::post(std::function<void()> job)
+void JobThreads::Pool::run(Threads::iterator own)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    if (_idle <= _jobs.size() && _threads.size() < _max) {
-        try {
-            _threads.emplace_back(&JobThreads::run, this);
-        } catch (const std::system_error &) {
-            if (_threads.empty())
-                return false;
-        }
-    }
-    _jobs.push_back(std::move(job));
-    _wakeUp.notify_one();
-    return true;
-}
-
-void JobThreads::run()
-{
-    std::unique_lock<std::mutex> lock(_mutex);
-    for (;;) {
-        ++_idle;
-        _wakeUp.wait(lock, [this] { return _ending || !_jobs.empty(); });
-        --_idle;
-        if (_jobs.empty())
-            return;
+    std::unique_lock<std::mutex> lock(mutex);
+    while (waitForJob(lock)) {
         {
-            const std::function<void()> job = std::move(_jobs.front());
-            _jobs.pop_front();
+            const std::function<void()> job = std::move(jobs.front());
+            jobs.pop_front();
             lock.unlock();
             job();
         }
         lock.lock();
     }
+    if (own->joinable()) // else it was left behind
+        ended.push_back(std::move(*own));
+    threads.erase(own);
+    threadEnded.notify_all();
+}
+
+/// @return false when no job is left, and the thread is not needed.
+bool JobThreads::Pool::waitForJob(std::unique_lock<std::mutex> &lock)
+{
+    const auto isCalled = [this] { return ending || !jobs.empty(); };
+    ++idle;
+    if (threadsStay)
+        wakeUp.wait(lock, isCalled);
+    else
+        wakeUp.wait_for(lock, longestIdleTime, isCalled);
+    --idle;
+    return !jobs.empty();
+}
+
+JobThreads::JobThreads(const char *name, Patience patience)
+    : _pool(std::make_shared<Pool>(name, 1, true))
+    , _reserve(nullptr)
+    , _patience(patience)
+{
+    const std::lock_guard<std::mutex> lock(_pool->mutex);
+    _pool->startLocked();
+}
+
+JobThreads::JobThreads(const char *name, std::size_t max, JobThreads &reserve, Patience patience)
+    : _pool(std::make_shared<Pool>(name, max, false))
+    , _reserve(&reserve)
+    , _patience(patience)
+{
+}
+
+JobThreads::~JobThreads()
+{
+    std::vector<std::thread> ended;
+    {
+        std::unique_lock<std::mutex> lock(_pool->mutex);
+        _pool->ending = true;
+        _pool->wakeUp.notify_all();
+        const auto isOver = [this] { return _pool->threads.empty(); };
+        if (_patience)
+            _pool->threadEnded.wait_for(lock, *_patience, isOver);
+        else
+            _pool->threadEnded.wait(lock, isOver);
+        for (std::thread &left : _pool->threads)
+            left.detach();
+        ended.swap(_pool->ended);
+    }
+    for (std::thread &thread : ended)
+        thread.join();
+}
+
+void JobThreads::post(std::function<void()> job)
+{
+    std::vector<std::thread> ended;
+    {
+        const std::lock_guard<std::mutex> lock(_pool->mutex);
+        ended.swap(_pool->ended);
+        if (_pool->idle <= _pool->jobs.size() && _pool->threads.size() < _pool->max) {
+            try {
+                _pool->startLocked();
+            } catch (const std::system_error &) { // NOLINT(bugprone-empty-catch): those that are there do it, then
+            }
+        }
+        if (!_pool->threads.empty()) {
+            _pool->jobs.push_back(std::move(job));
+            _pool->wakeUp.notify_one();
+            job = nullptr;
+        }
+    }
+    for (std::thread &thread : ended)
+        thread.join();
+    if (job)
+        _reserve->post(std::move(job));
 }

@@ -8,9 +8,10 @@ namespace {
 constexpr int maxQueuedBlocks = 1024;
 constexpr qint64 maxQueuedBytes = 16 << 20;
 
-LiveQueue::Limits queueLimits(std::chrono::milliseconds maxLatency)
+ModkitPtr<LiveQueue> newQueue(const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
 {
-    return {maxQueuedBlocks, maxQueuedBytes, maxLatency};
+    const LiveQueue::Limits limits{maxQueuedBlocks, maxQueuedBytes, maxLatency};
+    return ModkitPtr<LiveQueue>(new LiveQueue(limits, std::chrono::steady_clock::now, options.changes));
 }
 
 InputFeed::Figures figuresOf(const LiveQueue &queue)
@@ -31,8 +32,7 @@ InputFeed::Figures figuresOf(const LiveQueue &queue)
 
 LiveFeed::LiveFeed(const std::string &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
     : _name(options.label.toStdString())
-    , _queues{ModkitPtr<LiveQueue>(new LiveQueue(queueLimits(maxLatency))),
-              ModkitPtr<LiveQueue>(new LiveQueue(queueLimits(maxLatency)))}
+    , _queues{newQueue(options, maxLatency), newQueue(options, maxLatency)}
     , _source(url, options, _queues[0], _queues[1])
 {
 }

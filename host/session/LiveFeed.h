@@ -26,6 +26,7 @@ public:
     ModkitPtr<IInputQueue> queue(StreamKind kind) const override { return _queues[indexOf(kind)]; }
     void start() override {} // What comes before there is a decoder waits in the queues, as long as it may.
     void describeAnew() override { _source.describeAnew(); }
+    void retry() override { _source.retry(); }
     void cancel() override;
     void wait() override { _source.join(); }
     bool isDrained() const override;

@@ -12,17 +12,16 @@ static_assert(static_cast<int>(decoding::Output::Kind::Null) == OutputSpec::Null
 
 OutputSpec OutputSpecs::of(const decoding::Output &output)
 {
-    return {static_cast<OutputSpec::Kind>(output.kind), QString::fromStdString(output.directory),
-            output.snapshotInterval};
+    return {static_cast<OutputSpec::Kind>(output.kind), output.directory, output.snapshotInterval};
 }
 
 decoding::Output decoding::Output::parse(const std::string &text)
 {
-    const auto parsed = OutputSpec::parse(QString::fromStdString(text));
+    const auto parsed = OutputSpec::parse(text);
     if (const std::string *const error = std::get_if<std::string>(&parsed))
         throw Error(*error);
     const auto &spec = std::get<OutputSpec>(parsed);
-    return {static_cast<Kind>(spec.kind), spec.directory.toStdString(), spec.snapshotInterval};
+    return {static_cast<Kind>(spec.kind), spec.directory, spec.snapshotInterval};
 }
 
 const char *decoding::Output::kindName() const

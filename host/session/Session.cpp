@@ -1,7 +1,9 @@
 #include <utility>
 
+#include "media/ShownUrl.h"
 #include "session/InputCore.h"
 #include "session/SessionCore.h"
+#include "sources/LiveUrl.h"
 #include <decoding/Session.h>
 
 namespace decoding {
@@ -15,6 +17,9 @@ Session::~Session() = default;
 
 std::shared_ptr<Input> Session::open(const std::string &url, InputOptions options)
 {
+    if (LiveUrl::isLive(url) && LiveUrl(url).isServer())
+        throw Error(ShownUrl::withoutSecrets(url) +
+                    ": nobody may ever call this address, so Session::open does not wait for it; use openLater");
     std::shared_ptr<Input::Core> core = _core->open(url, std::move(options));
     auto input = std::make_shared<Input>(core);
     if (const auto error = core->waitUntilKnown())

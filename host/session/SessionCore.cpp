@@ -10,16 +10,16 @@
 #include "format/FormatManager.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include "media/ShownUrl.h"
-#include "session/HostSettings.h"
 #include "session/InputCore.h"
+#include "session/InputOptionsCheck.h"
 #include "session/ProcessThreads.h"
 #include "session/SnapshotFiller.h"
 
 namespace {
 
-constexpr int stepIntervalMs = 20;
-constexpr int loadIntervalMs = 1000; // that the component measures the load in
-constexpr int firstLoadMs = 1100;    // not before it has measured for the first time
+constexpr std::chrono::milliseconds stepInterval(20); // while there is always something new
+constexpr int loadIntervalMs = 1000;                  // that the component measures the load in
+constexpr int firstLoadMs = 1100;                     // not before it has measured for the first time
 constexpr std::size_t maxMessages = 50;
 // After which no frame means that none come any more. Key blocks may be far from each other.
 constexpr std::chrono::seconds longestPause(5);
@@ -29,18 +29,6 @@ template <class Interface>
 ModkitPtr<Interface> published(ObjectRegistry &registry, const char *identifier)
 {
     return ModkitPtr<Interface>(registry.getObject(identifier));
-}
-
-ComponentOptions componentOptions(const decoding::SessionOptions &options)
-{
-    ComponentOptions component;
-    if (!options.component.empty())
-        component.libraryFile = options.component;
-    if (!options.settings.empty())
-        component.settingsFile = options.settings;
-    if (options.threads != 0)
-        component.threads = options.threads;
-    return component;
 }
 
 /// @return what 1.0 of the load is, by the component's count: each of @p threads can keep one core busy.
@@ -75,16 +63,18 @@ std::shared_ptr<EventThread> eventThread()
 decoding::Session::Core::Core(SessionOptions options)
     : _options(std::move(options))
     , _events(eventThread())
-    , _jobs(std::make_shared<SessionJobs>([this] { wake(); }))
+    , _jobs(std::make_shared<SessionJobs>([this](SessionJobs::Step step) { wake(step); }))
 {
     if (_options.threads < 0 || _options.threads > maxThreads)
         throw Error("SessionOptions::threads is " + std::to_string(_options.threads) +
                     "; it takes a number from 0 to " + std::to_string(maxThreads));
     if (_options.governor && !(_options.governor->low > 0 && _options.governor->low < _options.governor->high))
         throw Error("SessionOptions::governor takes limits with 0 < low < high");
-    _events->call([this] {
+    // Here rather than on the thread that other sessions need, too: they are read from disks.
+    const SessionSettings settings(_options);
+    _events->call([this, &settings] {
         try {
-            start();
+            start(settings);
         } catch (...) {
             stop();
             throw;
@@ -112,19 +102,11 @@ void decoding::Session::Core::registerServices()
                         ModkitPtr<IPolymorph>(ModkitPtr<IIndicationManager>(_indications)));
 }
 
-void decoding::Session::Core::start()
+void decoding::Session::Core::start(const SessionSettings &settings)
 {
-    const ComponentOptions options = componentOptions(_options);
-    const auto settings = HostSettings::collect(options);
-    if (const std::string *const error = std::get_if<std::string>(&settings))
-        throw Error(*error);
-    const ModkitPtr<ISettings> &chosen = std::get<ModkitPtr<ISettings>>(settings);
-    if (chosen->getInt("THREADS", 1) == 0)
-        throw Error("the setting THREADS (DECODING_THREADS or settings file) is 0: no thread would decode");
-
     registerServices();
-    _component = std::make_unique<ComponentHost>(chosen, _registry);
-    if (const auto error = _component->start(ComponentHost::libraryFile(options)))
+    _component = std::make_unique<ComponentHost>(settings.settings(), _registry);
+    if (const auto error = _component->start(settings.componentFile()))
         throw Error(*error);
     _componentThreads = _component->threads();
     _manager = published<IDecodingManager>(_registry, InterfaceIdentifiers::decodingManager);
@@ -144,7 +126,11 @@ void decoding::Session::Core::start()
         } catch (const std::system_error &error) {
             throw Error(std::string("there are no threads to write the outputs: ") + error.what());
         }
-        _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs);
+        try {
+            _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs);
+        } catch (const std::system_error &error) {
+            throw Error(std::string("there is no thread to open the inputs: ") + error.what());
+        }
     }
     if (_options.mode == Mode::TimeSaving)
         switchMode(Mode::TimeSaving);
@@ -164,7 +150,7 @@ void decoding::Session::Core::start()
 
     _stepTimer = std::make_unique<QTimer>();
     QObject::connect(_stepTimer.get(), &QTimer::timeout, [this] { step(); });
-    _stepTimer->setInterval(stepIntervalMs);
+    _stepTimer->setSingleShot(true);
     _loadMeter.emplace(_componentThreads, usableCores(_componentThreads), Clock::now());
     _loadTimer = std::make_unique<QTimer>();
     QObject::connect(_loadTimer.get(), &QTimer::timeout, [this] {
@@ -176,12 +162,7 @@ void decoding::Session::Core::start()
 
 std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options)
 {
-    if (options.repeat < 1)
-        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::repeat is less than 1");
-    if (options.queuedFrames < 1)
-        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::queuedFrames is less than 1");
-    if (options.burst < 0)
-        throw Error(ShownUrl::withoutSecrets(url) + ": InputOptions::burst is less than 0");
+    InputOptionsCheck::check(ShownUrl::withoutSecrets(url), options);
     std::shared_ptr<Input::Core> input;
     {
         const std::lock_guard<std::mutex> lock(_mutex);
@@ -192,7 +173,7 @@ std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::
             throw Error(*error);
         input = std::get<std::shared_ptr<Input::Core>>(added);
     }
-    wake();
+    wake(SessionJobs::Step::Now);
     return input;
 }
 
@@ -270,19 +251,32 @@ void decoding::Session::Core::setGovernor(bool on)
     });
 }
 
-void decoding::Session::Core::wake()
+void decoding::Session::Core::wake(SessionJobs::Step step)
 {
-    if (!_wakePosted.exchange(true))
+    if (step == SessionJobs::Step::InTurn) {
+        _events->post([this] {
+            const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - _steppedAt);
+            stepWithin(std::max(std::chrono::milliseconds(0), stepInterval - passed));
+        });
+    } else if (!_wakePosted.exchange(true)) {
         _events->post([this] {
             _wakePosted = false;
-            step();
+            this->step();
         });
+    }
+}
+
+void decoding::Session::Core::stepWithin(std::chrono::milliseconds time)
+{
+    if (_stepTimer && (!_stepTimer->isActive() || _stepTimer->remainingTime() > time.count()))
+        _stepTimer->start(time);
 }
 
 void decoding::Session::Core::step()
 {
     std::vector<Report> messages;
-    bool hasWork = false;
+    std::optional<std::chrono::milliseconds> idleTime;
+    _steppedAt = Clock::now();
     {
         const std::lock_guard<std::mutex> lock(_mutex);
         if (!_inputs)
@@ -290,16 +284,14 @@ void decoding::Session::Core::step()
         _jobs->run(*_inputs);
         _inputs->poll();
         messages = _inputs->takeMessages();
-        hasWork = _inputs->hasWork();
-        if (_inputs->isFinished())
+        idleTime = _inputs->idleTime();
+        if (_ended && _inputs->isFinished())
             _finished.notify_all();
     }
     for (const Report &message : messages)
         addMessage(message.text, message.isError);
-    if (hasWork && !_stepTimer->isActive())
-        _stepTimer->start();
-    else if (!hasWork)
-        _stepTimer->stop();
+    if (idleTime)
+        stepWithin(*idleTime);
 }
 
 void decoding::Session::Core::sampleLoad()
@@ -339,8 +331,12 @@ void decoding::Session::Core::addMessage(const std::string &text, bool isError)
             _messages.pop_front();
         _messages.push_back(message);
     }
-    if (_options.onMessage)
+    if (!_options.onMessage)
+        return;
+    try {
         _options.onMessage(message);
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is nobody to tell, and the event thread serves others, too
+    }
 }
 
 decoding::Session::Remains decoding::Session::Core::end()
@@ -352,7 +348,7 @@ decoding::Session::Remains decoding::Session::Core::end()
         if (_inputs)
             _inputs->close();
     }
-    wake();
+    wake(SessionJobs::Step::Now);
     {
         std::unique_lock<std::mutex> lock(_mutex);
         _finished.wait(lock, [this] { return !_inputs || _inputs->isFinished(); });

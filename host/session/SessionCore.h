@@ -23,6 +23,7 @@
 #include "session/InputSet.h"
 #include "session/LoadMeter.h"
 #include "session/SessionJobs.h"
+#include "session/SessionSettings.h"
 #include "sinks/SinkWorkers.h"
 #include <decoding/Session.h>
 
@@ -48,7 +49,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     // On the event thread.
-    void start();
+    void start(const SessionSettings &settings);
     void registerServices();
     void step();
     void sampleLoad();
@@ -59,7 +60,8 @@ private:
     void addMessage(const std::string &text, bool isError = false);
     Remains stop();
 
-    void wake();
+    void wake(SessionJobs::Step step);
+    void stepWithin(std::chrono::milliseconds time);
 
     // Constant after construction.
     const SessionOptions _options;
@@ -78,7 +80,8 @@ private:
     ModkitPtr<ITuneDecoding> _tuning;
 
     // On the event thread only.
-    std::unique_ptr<QTimer> _stepTimer; // runs while there are inputs
+    std::unique_ptr<QTimer> _stepTimer; // to the next step, if there is to be one
+    Clock::time_point _steppedAt;
     std::unique_ptr<QTimer> _loadTimer;
     std::optional<LoadMeter> _loadMeter;
     std::optional<Governor> _governor;

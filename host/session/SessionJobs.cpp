@@ -2,7 +2,7 @@
 
 #include <utility>
 
-SessionJobs::SessionJobs(std::function<void()> wake)
+SessionJobs::SessionJobs(std::function<void(Step)> wake)
     : _wake(std::move(wake))
 {
 }
@@ -13,14 +13,17 @@ void SessionJobs::post(Job job)
     if (!_wake)
         return;
     _jobs.push_back(std::move(job));
-    _wake();
+    _wake(Step::Now);
 }
 
-void SessionJobs::wake()
+void SessionJobs::noteChange(quint64 input)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
-    if (_wake)
-        _wake();
+    if (!_wake)
+        return;
+    _changed.push_back(input);
+    if (_changed.size() == 1)
+        _wake(Step::InTurn);
 }
 
 void SessionJobs::run(InputSet &inputs)
@@ -32,6 +35,12 @@ void SessionJobs::run(InputSet &inputs)
     }
     for (const Job &job : jobs)
         job(inputs);
+}
+
+std::vector<quint64> SessionJobs::takeChanged()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return std::exchange(_changed, {});
 }
 
 void SessionJobs::end()

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <decoding/Snapshot.h>
 
 namespace {
@@ -9,6 +11,14 @@ std::string grouped(std::int64_t number)
     for (std::size_t end = text.size(); end > 3; end -= 3)
         text.insert(end - 3, 1, ',');
     return text;
+}
+
+/// @return what follows the error of an output that could not write so many frames.
+std::string missing(std::int64_t frames)
+{
+    if (frames == 0)
+        return {};
+    return "; " + grouped(frames) + (frames == 1 ? " frame is missing" : " frames are missing");
 }
 
 } // namespace
@@ -32,6 +42,16 @@ std::int64_t decoding::Snapshot::Stream::notWritten() const
     return sum;
 }
 
+std::vector<std::string> decoding::Snapshot::Stream::outputErrors() const
+{
+    std::vector<std::string> all;
+    for (const Output &output : outputs) {
+        if (output.error)
+            all.push_back(*output.error + missing(output.failed));
+    }
+    return all;
+}
+
 std::vector<std::string> decoding::Snapshot::Input::errors() const
 {
     std::vector<std::string> all;
@@ -41,13 +61,13 @@ std::vector<std::string> decoding::Snapshot::Input::errors() const
         if (stream.damaged > 0 && !live)
             all.push_back(name + " " + stream.kind + ": damaged in " + grouped(stream.damaged) +
                           (stream.damaged == 1 ? " place" : " places"));
-        // Nothing is lost, and nothing damaged, of pictures that a decoder never made anything of.
-        if (live && finished && stream.kind == "video" && stream.frames == 0)
+        // Nothing is lost, and nothing damaged, of what no decoder made anything of.
+        if (!stream.missingCodec.empty())
+            all.push_back(name + " " + stream.kind + ": no decoder for " + stream.missingCodec);
+        else if (live && finished && stream.kind == "video" && stream.frames == 0)
             all.push_back(name + " video: no picture could be decoded");
-        for (const Output &output : stream.outputs) {
-            if (output.error)
-                all.push_back(*output.error);
-        }
+        for (std::string &failure : stream.outputErrors())
+            all.push_back(std::move(failure));
     }
     return all;
 }

@@ -25,18 +25,6 @@ const std::array<QString, Snapshot::lightCount> &lightNames()
     return names;
 }
 
-/// @return which light the indication called @p name is; likely the one at @p guess.
-std::optional<std::size_t> lightIndex(const QString &name, std::size_t guess)
-{
-    const auto &names = lightNames();
-    if (guess < names.size() && names[guess] == name)
-        return guess;
-    const auto found = std::find(names.begin(), names.end(), name);
-    if (found == names.end())
-        return std::nullopt;
-    return static_cast<std::size_t>(found - names.begin());
-}
-
 decoding::Light shownAs(Light light)
 {
     switch (light) {
@@ -74,6 +62,7 @@ void addFigures(const InputFeed::Figures &part, InputFeed::Figures &sum)
 SnapshotFiller::SnapshotFiller(const IndicationManager *indications, decoding::Mode mode)
     : _indications(indications)
     , _mode(mode)
+    , _lightNames(lightNames())
 {
     if (!indications)
         return;
@@ -83,7 +72,7 @@ SnapshotFiller::SnapshotFiller(const IndicationManager *indications, decoding::M
 
 void SnapshotFiller::add(const InputRun &input, Snapshot &snapshot) const
 {
-    snapshot.inputs.push_back(snapshotOf(input));
+    fill(input, snapshot.inputs.emplace_back());
     for (const Snapshot::Stream &stream : snapshot.inputs.back().streams) {
         if (stream.thread.empty())
             continue;
@@ -99,6 +88,12 @@ void SnapshotFiller::add(const InputRun &input, Snapshot &snapshot) const
 Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
 {
     Snapshot::Input shown;
+    fill(input, shown);
+    return shown;
+}
+
+void SnapshotFiller::fill(const InputRun &input, Snapshot::Input &shown) const
+{
     shown.name = input.name().shown;
     const std::vector<InputFeed::Status> statuses = input.statuses();
     InputRun::Condition condition = input.condition(statuses);
@@ -108,8 +103,15 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
     shown.lastError = input.lastError();
     shown.decoded = !input.isRunning();
     shown.finished = input.isFinished();
+    const InputFeeds::Dropped &dropped = input.dropped();
+    shown.packets = dropped.packets;
+    shown.bytes = dropped.bytes;
+    shown.peakQueuedBlocks = dropped.peakQueuedBlocks;
+    shown.peakQueuedBytes = dropped.peakQueuedBytes;
+    shown.decoding = dropped.decoding;
     InputFeed::Figures figures;
-    shown.streams.reserve(streamKinds.size());
+    const std::vector<InputRun::ShownStream> streams = input.streams();
+    shown.streams.reserve(streams.size());
     for (std::size_t index = 0; index < statuses.size(); ++index) {
         const std::unique_ptr<FeedRun> &run = input.feeds()[index];
         const InputFeed::Status &status = statuses[index];
@@ -124,19 +126,15 @@ Snapshot::Input SnapshotFiller::snapshotOf(const InputRun &input) const
         addFigures(run->feed().figures(), figures);
     }
     shown.latency = latencyOf(figures);
-    shown.packets += input.packetsBefore();
-    shown.bytes += input.bytesBefore();
-    for (const InputRun::ShownStream &stream : input.streams())
-        shown.streams.push_back(snapshotOf(input, stream));
+    for (const InputRun::ShownStream &stream : streams)
+        fill(input, stream, shown.streams.emplace_back());
     if (shown.state == decoding::State::Ended && !shown.errors().empty())
         shown.state = decoding::State::Failed;
-    return shown;
 }
 
-Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputRun::ShownStream &of) const
+void SnapshotFiller::fill(const InputRun &input, const InputRun::ShownStream &of, Snapshot::Stream &shown) const
 {
     const InputFeed::Figures figures = of.run.feed().figures(kindOf(of.description.streamId));
-    Snapshot::Stream shown;
     shown.name = of.stream ? of.stream->shownName() : of.description.origin.toStdString();
     shown.index = of.description.index;
     shown.kind = of.description.kind;
@@ -154,9 +152,11 @@ Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputRu
     if (shown.tuned)
         shown.mode = _mode;
     if (!of.stream)
-        return shown;
+        return;
     showCodec(of.stream->condition(), shown);
-    shown.frames += of.stream->frames();
+    shown.outputs = of.stream->outputs();
+    shown.frames += of.stream->frames(shown.outputs);
+    shown.lacksFrames = of.troubles.lacksFrames() && shown.frames == 0;
     if (const auto at = of.troubles.damagedAt())
         shown.sinceDamage = std::chrono::duration_cast<std::chrono::milliseconds>(_now - *at);
     shown.framesPerSecond = of.stream->rate().perSecond();
@@ -164,8 +164,6 @@ Snapshot::Stream SnapshotFiller::snapshotOf(const InputRun &input, const InputRu
         shown.delivering = of.run.timeSince(*at);
     if (_indications)
         showLights(*of.stream, shown);
-    shown.outputs = of.stream->outputs();
-    return shown;
 }
 
 void SnapshotFiller::showCodec(const DamageCounts::Condition &condition, Snapshot::Stream &shown)
@@ -178,6 +176,22 @@ void SnapshotFiller::showCodec(const DamageCounts::Condition &condition, Snapsho
     shown.height = condition.codec.height;
     if (condition.codec.isMissing)
         shown.missingCodec = shown.codec;
+}
+
+/// @return which light the indication called @p name is; likely the one at @p guess.
+std::optional<std::size_t> SnapshotFiller::lightIndex(const QString &name, std::size_t guess) const
+{
+    if (guess < _lightNames.size() && _lightNames[guess].isSharedWith(name))
+        return guess;
+    if (guess < _lightNames.size() && _lightNames[guess] == name) {
+        // All decoders' indications share it: those of the next need no comparison.
+        _lightNames[guess] = name;
+        return guess;
+    }
+    const auto found = std::find(_lightNames.begin(), _lightNames.end(), name);
+    if (found == _lightNames.end())
+        return std::nullopt;
+    return static_cast<std::size_t>(found - _lightNames.begin());
 }
 
 void SnapshotFiller::showLights(const DecodedStream &stream, Snapshot::Stream &shown) const

@@ -1,7 +1,12 @@
 #ifndef HOST_SESSION_SNAPSHOTFILLER_H
 #define HOST_SESSION_SNAPSHOTFILLER_H
 
+#include <QString>
+
+#include <array>
 #include <chrono>
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,13 +28,16 @@ public:
 
 private:
     static void showCodec(const DamageCounts::Condition &condition, decoding::Snapshot::Stream &shown);
+    void fill(const InputRun &input, decoding::Snapshot::Input &shown) const;
+    void fill(const InputRun &input, const InputRun::ShownStream &of, decoding::Snapshot::Stream &shown) const;
+    std::optional<std::size_t> lightIndex(const QString &name, std::size_t guess) const;
     void showLights(const DecodedStream &stream, decoding::Snapshot::Stream &shown) const;
-    decoding::Snapshot::Stream snapshotOf(const InputRun &input, const InputRun::ShownStream &of) const;
 
     const IndicationManager *const _indications;
     const decoding::Mode _mode;
     const std::chrono::steady_clock::time_point _now = std::chrono::steady_clock::now();
-    std::vector<std::string> _threads; // by the ids of setters
+    mutable std::array<QString, decoding::Snapshot::lightCount> _lightNames; // once seen, those that all lights share
+    std::vector<std::string> _threads;                                       // by the ids of setters
 };
 
 #endif

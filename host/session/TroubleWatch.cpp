@@ -11,6 +11,9 @@ namespace {
 // Key blocks of a camera may be so far from each other.
 constexpr std::chrono::seconds firstFrameLimit(5);
 
+// A single frame may still fit where the next ones do not.
+constexpr std::chrono::seconds writtenAgainAfter(1);
+
 std::string counted(std::int64_t count, const char *noun)
 {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
@@ -25,6 +28,8 @@ std::vector<Report> TroubleWatch::update(const Figures &figures, const Moment &m
     if (_missingCodec.empty()) {
         watchDamage(figures, moment);
         watchFrames(figures, moment);
+    } else {
+        _lacksFrames = false;
     }
     if (_outputs.size() < figures.outputs.size())
         _outputs.resize(figures.outputs.size());
@@ -47,7 +52,7 @@ void TroubleWatch::watchCodec(const Figures &figures, const Moment &moment)
         return;
     if (isNew)
         _codecReminder.begin(moment.now);
-    tell(figures, "no decoder for " + _missingCodec, moment);
+    tell(figures, "no decoder for " + _missingCodec, moment, true);
 }
 
 void TroubleWatch::watchDamage(const Figures &figures, const Moment &moment)
@@ -66,8 +71,10 @@ void TroubleWatch::watchDamage(const Figures &figures, const Moment &moment)
 
 void TroubleWatch::watchFrames(const Figures &figures, const Moment &moment)
 {
+    // A stream of a file may begin late, and its blocks wait for it to be due. What is live is due when it comes.
+    const bool isDue = figures.isLive || figures.reads > 0;
     const bool lacked =
-        std::exchange(_lacksFrames, figures.frames == 0 && figures.reads > 0 && figures.decoding >= firstFrameLimit);
+        std::exchange(_lacksFrames, figures.frames == 0 && isDue && figures.decoding >= firstFrameLimit);
     if (!_lacksFrames || (lacked && !_framesReminder.isDue(moment.now)))
         return;
     if (!lacked)
@@ -82,6 +89,7 @@ void TroubleWatch::watchOutput(OutputTrouble &known, const Snapshot::Output &out
     if (!output.error)
         return;
     const std::optional<CountedTrouble::Spell> spell = known.failures.update(output.failed, moment.now, moment.clock);
+    const bool failsNow = output.failing || known.failures.latest() == moment.now;
     if (known.failures.latest() == moment.now || !known.isReported)
         _last = Snapshot::Trouble{moment.clock, *output.error};
     if (!std::exchange(known.isReported, true))
@@ -90,19 +98,27 @@ void TroubleWatch::watchOutput(OutputTrouble &known, const Snapshot::Output &out
         _reports.push_back({figures.name + ": " + counted(spell->count, "frame") + " not written since " +
                                 ClockTime::ofDay(spell->since) + ": " + *output.error,
                             false});
-    if (spell)
+    if (failsNow) {
         known.isFailing = true;
-    if (!known.isFailing || output.failing)
+        known.writtenSince.reset();
+        return;
+    }
+    if (!known.isFailing)
+        return;
+    if (!known.writtenSince)
+        known.writtenSince = moment.now;
+    if (moment.now - *known.writtenSince < writtenAgainAfter)
         return;
     known.isFailing = false;
+    known.failures.endSpell();
     _reports.push_back({figures.name + ": " + output.kind + " is written again; " + counted(output.failed, "frame") +
                             (output.failed == 1 ? " is missing" : " are missing"),
                         false});
 }
 
 /// Has it reported, and keeps it as the latest trouble.
-void TroubleWatch::tell(const Figures &figures, const std::string &what, const Moment &moment)
+void TroubleWatch::tell(const Figures &figures, const std::string &what, const Moment &moment, bool isError)
 {
-    _reports.push_back({figures.name + ": " + what, false});
+    _reports.push_back({figures.name + ": " + what, isError});
     _last = Snapshot::Trouble{moment.clock, what};
 }

@@ -25,12 +25,13 @@ public:
     struct Figures {
         std::string name;
         bool isVideo = true;
+        bool isLive = false;
         std::string missingCodec; // as Snapshot::Stream, as are the next two
         std::int64_t frames = 0;
         std::int64_t damaged = 0;
-        std::string damage;     // the latest, in a few words
-        std::int64_t reads = 0; // blocks that its decoder was given
-        std::chrono::milliseconds decoding{0};
+        std::string damage;                    // the latest, in a few words
+        std::int64_t reads = 0;                // blocks that its decoder was given
+        std::chrono::milliseconds decoding{0}; // since that began
         std::vector<decoding::Snapshot::Output> outputs;
     };
 
@@ -40,14 +41,17 @@ public:
     [[nodiscard]] std::vector<Report> end(const Figures &figures, const Moment &moment);
 
     const std::optional<decoding::Snapshot::Trouble> &last() const { return _last; }
+    /// Whether it was time that a frame had come, and none had.
+    bool lacksFrames() const { return _lacksFrames; }
     /// When the latest damage was noticed.
     std::optional<Reminder::Instant> damagedAt() const { return _damage.latest(); }
 
 private:
     struct OutputTrouble {
         CountedTrouble failures;
-        bool isReported = false; // its error
-        bool isFailing = false;  // and that is reported
+        bool isReported = false;                       // its error
+        bool isFailing = false;                        // and that is reported
+        std::optional<Reminder::Instant> writtenSince; // while it is, as far as could be seen
     };
 
     void watchCodec(const Figures &figures, const Moment &moment);
@@ -55,7 +59,7 @@ private:
     void watchFrames(const Figures &figures, const Moment &moment);
     void watchOutput(OutputTrouble &known, const decoding::Snapshot::Output &output, const Figures &figures,
                      const Moment &moment);
-    void tell(const Figures &figures, const std::string &what, const Moment &moment);
+    void tell(const Figures &figures, const std::string &what, const Moment &moment, bool isError = false);
 
     std::string _missingCodec;
     Reminder _codecReminder;

@@ -22,12 +22,13 @@ std::string counted(int records, const SamplesHeader * /*kind*/)
 
 template <class Handle, class Header>
 Backlog<Handle, Header>::Backlog(std::unique_ptr<Writer> writer, SinkLimits limits, std::shared_ptr<WriteWatch> watch,
-                                 std::shared_ptr<SinkWorkers::Pool> workers)
+                                 std::shared_ptr<SinkWorkers::Pool> workers, std::shared_ptr<ChangeNote> changes)
     : _writer(std::move(writer))
     , _target(_writer->target())
     , _limits(std::move(limits))
     , _watch(std::move(watch))
     , _workers(std::move(workers))
+    , _changes(std::move(changes))
     , _gateOutput(_limits.gate, _limits.records)
 {
 }
@@ -50,10 +51,11 @@ void Backlog<Handle, Header>::push(const Handle &record, quint64 size, qint64 bl
 {
     {
         const std::lock_guard<std::mutex> lock(_mutex);
-        if (_hasFailed && !record.isNull())
-            ++_failed;
-        if (_hasFailed || _isLeftBehind)
+        if (_hasFailed || _isLeftBehind) {
+            if (!record.isNull())
+                ++(_hasFailed ? _failed : _dropped);
             return;
+        }
         if (_isEnding) {
             if (!_error)
                 _error = _target + ": a record came after the end, so it was not written";
@@ -93,7 +95,7 @@ int Backlog<Handle, Header>::roomLocked() const
     return static_cast<int>(std::clamp<quint64>(bytes / _lastSize, 1, static_cast<quint64>(records)));
 }
 
-/// Tells the decoder how many records there is room for. The gate is closed while there is none for one more.
+/// Tells the decoder how many records there is room for. The gate is closed while there is no room for one more.
 template <class Handle, class Header>
 void Backlog<Handle, Header>::adjustGateLocked()
 {
@@ -146,6 +148,7 @@ bool Backlog<Handle, Header>::step()
         _hasBegun = true;
         if (error)
             failLocked(*error, unwritten);
+        ChangeNote::set(_changes);
     } else if (!_waiting.empty()) {
         Record record = std::move(_waiting.front());
         _waiting.pop_front();
@@ -155,9 +158,12 @@ bool Backlog<Handle, Header>::step()
         const std::optional<std::string> error = _writer->finish();
         lock.lock();
         _hasEnded = true;
+        if (error)
+            _failed += _writer->leftOut();
         if (error && !_error)
             _error = *error;
         _completed.notify_all();
+        ChangeNote::set(_changes);
     }
     _isScheduled = !_isLeftBehind && (!_waiting.empty() || (_isEnding && !_hasEnded));
     return _isScheduled;
@@ -185,10 +191,14 @@ void Backlog<Handle, Header>::write(Record record, std::unique_lock<std::mutex> 
         if (!_error)
             _error = *error;
         _isFailing = true;
+        ChangeNote::set(_changes);
     } else {
         const quint64 size = std::get<quint64>(result);
         _bytesWritten += size;
-        _isFailing = _isFailing && size == 0;
+        if (_isFailing && size > 0) {
+            _isFailing = false;
+            ChangeNote::set(_changes);
+        }
     }
     --_pendingRecords;
     _pendingBytes -= record.size;
@@ -201,18 +211,20 @@ void Backlog<Handle, Header>::failLocked(const std::string &error, std::deque<Re
 {
     if (_isLeftBehind)
         return;
+    const bool isGivenUp = _watch->hasGivenUp();
     if (!_error)
-        _error = _watch->hasGivenUp() ? lossLocked() : error;
+        _error = isGivenUp ? lossLocked() : error;
     _hasFailed = _isFailing = true;
-    _failed += static_cast<quint64>(_pendingRecords);
-    dropAllLocked(unwritten);
+    dropAllLocked(unwritten, isGivenUp ? _dropped : _failed);
+    ChangeNote::set(_changes);
 }
 
+/// @param count of those that are not written for the same reason.
 template <class Handle, class Header>
-void Backlog<Handle, Header>::dropAllLocked(std::deque<Record> &unwritten)
+void Backlog<Handle, Header>::dropAllLocked(std::deque<Record> &unwritten, quint64 &count)
 {
     unwritten.swap(_waiting);
-    _dropped += static_cast<quint64>(_pendingRecords);
+    count += static_cast<quint64>(_pendingRecords);
     _pendingRecords = 0;
     _pendingBytes = 0;
     adjustGateLocked();
@@ -241,7 +253,7 @@ bool Backlog<Handle, Header>::isComplete(Instant now)
     if (!_hasEnded && !_isLeftBehind && _watch->isStuck(now)) {
         if (!_error)
             _error = lossLocked();
-        dropAllLocked(unwritten);
+        dropAllLocked(unwritten, _dropped);
         _isLeftBehind = true;
         _completed.notify_all();
     }

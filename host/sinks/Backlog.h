@@ -13,6 +13,7 @@
 #include "format/SamplesHeader.h"
 #include "interfaces/AudioSampleHandle.h"
 #include "interfaces/VideoFrameHandle.h"
+#include "media/ChangeNote.h"
 #include "queues/Gate.h"
 #include "sinks/IRecordWriter.h"
 #include "sinks/ISink.h"
@@ -37,9 +38,10 @@ public:
     using Writer = IRecordWriter<Header>;
     using Instant = std::chrono::steady_clock::time_point;
 
-    /// @param watch of @p writer.
+    /// @param watch of @p writer. @param changes set when it has begun or ended, and when writing begins or ceases to
+    ///        fail; may be null.
     Backlog(std::unique_ptr<Writer> writer, SinkLimits limits, std::shared_ptr<WriteWatch> watch,
-            std::shared_ptr<SinkWorkers::Pool> workers);
+            std::shared_ptr<SinkWorkers::Pool> workers, std::shared_ptr<ChangeNote> changes = {});
     /// Lets go of the gate.
     ~Backlog() override;
     Backlog(const Backlog &) = delete;
@@ -77,7 +79,7 @@ private:
     bool schedule();
     void write(Record record, std::unique_lock<std::mutex> &lock, std::deque<Record> &unwritten);
     void failLocked(const std::string &error, std::deque<Record> &unwritten);
-    void dropAllLocked(std::deque<Record> &unwritten);
+    void dropAllLocked(std::deque<Record> &unwritten, quint64 &count);
     std::string lossLocked() const;
 
     const std::unique_ptr<Writer> _writer; // for the workers only
@@ -85,6 +87,7 @@ private:
     const SinkLimits _limits;
     const std::shared_ptr<WriteWatch> _watch;
     const std::shared_ptr<SinkWorkers::Pool> _workers;
+    const std::shared_ptr<ChangeNote> _changes;
 
     mutable std::mutex _mutex; // guards all that follows
     std::condition_variable _completed;

@@ -66,9 +66,11 @@ std::optional<std::string> FileSeries::prepare(const MediaForm &form, qint64 siz
     if (_file->hasBegun() && (_format.anyForm || form == _form) && !_file->isFullFor(size))
         return std::nullopt;
     if (_file->hasBegun()) {
-        if (auto error = _file->finish())
-            return error;
-        if (auto error = create())
+        auto error = _file->finish();
+        _file.reset(); // It is complete, also where none can follow.
+        if (!error)
+            error = create();
+        if (error)
             return error;
         _last.reset();
         _next = _shift = 0;

@@ -11,7 +11,7 @@
 class ISink {
 public:
     struct Status {
-        quint64 records = 0;    // taken: pictures or runs of samples, the next three included
+        quint64 records = 0;    // taken: pictures or runs of samples, those of the other counts included
         quint64 damaged = 0;    // their decoder has concealed damage in them
         quint64 foreign = 0;    // not made by this host's codec decoders, so not written
         quint64 dropped = 0;    // for want of room or a reader, so neither written nor read
@@ -20,7 +20,7 @@ public:
         quint64 bytesWritten = 0;
         quint64 waits = 0;    // times that the decoder was given nothing until there was room
         double waitedMs = 0;  // all of them together
-        quint64 failed = 0;   // records that were to be written and could not be, for an error
+        quint64 failed = 0;   // records that could not be written, for an error; none of the dropped ones
         bool failing = false; // the latest of them was one of these
         /// The first thing that went wrong: one line that names the file. Once writing has failed for good, a sink only
         /// counts.

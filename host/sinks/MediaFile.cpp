@@ -168,12 +168,11 @@ quint64 MediaFile::takeBack(int code)
 std::optional<std::string> MediaFile::finish()
 {
     int code = _begun ? flush(0) : 0;
-    takeBack(code);
+    _leftOut = takeBack(code);
     // The trailer is that of what is in the file, whatever was taken back.
     const int trailerCode = _begun ? av_write_trailer(_context) : 0;
     code = code < 0 ? code : trailerCode;
     const int closeCode = close();
-    _leftOut = 0;
     return unlessGood(code < 0 ? code : closeCode);
 }
 

@@ -49,8 +49,8 @@ public:
     bool hasBegun() const { return _begun; }
     /// Writes @p packet, whose time stamps are in units of timeBase().
     [[nodiscard]] std::optional<std::string> write(AVPacket *packet);
-    /// @return how many packets the latest failure of `begin` or `write` has cost, this one included, for want of room:
-    ///         the call may be repeated with the next one. 0: the failure is final.
+    /// @return how many packets the latest failure has cost for want of room, that of a `write` its own included. 0: it
+    ///         is final; otherwise `begin` and `write` may be repeated with the next one.
     quint64 leftOut() const { return _leftOut; }
     /// Writes the trailer if the file has begun, and closes it.
     [[nodiscard]] std::optional<std::string> finish();

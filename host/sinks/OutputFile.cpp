@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "media/DescriptorLimit.h"
 #include "sinks/SinkWorkers.h"
 #include <sys/stat.h>
 
@@ -17,6 +18,8 @@ namespace {
 constexpr mode_t fileMode = 0666; // except for what the user's mask takes away
 // After which a writer that waits looks whether it is still to.
 constexpr std::chrono::milliseconds glanceInterval(50);
+// With inputs that are about to end, and to close their files.
+constexpr std::chrono::seconds limitPatience(5);
 
 bool isPipe(const std::string &path)
 {
@@ -48,6 +51,22 @@ auto OutputFile::call(SystemCall systemCall)
 }
 
 int OutputFile::create(const std::string &path, Existing existing)
+{
+    int error = createOnce(path, existing);
+    const auto end = WriteWatch::Clock::now() + limitPatience;
+    while (DescriptorLimit::isReached(error) && WriteWatch::Clock::now() < end) {
+        {
+            const SinkWorkers::Waiting waiting;
+            std::this_thread::sleep_for(glanceInterval);
+        }
+        if (!_watch->mayWaitOn(glanceInterval))
+            break;
+        error = createOnce(path, existing);
+    }
+    return error;
+}
+
+int OutputFile::createOnce(const std::string &path, Existing existing)
 {
     // Nothing else than O_NONBLOCK has the system say that a pipe has no reader.
     constexpr int flags = O_WRONLY | O_NONBLOCK | O_CLOEXEC;

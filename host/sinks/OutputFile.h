@@ -24,7 +24,8 @@ public:
     OutputFile(const OutputFile &) = delete;
     OutputFile &operator=(const OutputFile &) = delete;
 
-    /// Creates the file. For a pipe, waits until there is a reader.
+    /// Creates the file. For a pipe, waits until there is a reader; where the process has too many files open, for a
+    /// while until others are closed.
     [[nodiscard]] int create(const std::string &path, Existing existing);
     /// Writes to what the program has as its standard output, which stays open when this is closed.
     [[nodiscard]] int openStandardOutput();
@@ -42,6 +43,7 @@ public:
 private:
     template <class SystemCall>
     auto call(SystemCall systemCall);
+    int createOnce(const std::string &path, Existing existing);
     int open(const std::string &path, int flags);
     int waitUntilReadByAnybody(const std::string &path, int flags);
     int waitForRoom();

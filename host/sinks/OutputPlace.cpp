@@ -1,9 +1,6 @@
 #include "sinks/OutputPlace.h"
 
-#include <QDir>
-#include <QFileInfo>
-
-#include <cerrno>
+#include <filesystem>
 #include <system_error>
 
 std::string OutputPlace::name(const std::string &ending) const
@@ -24,10 +21,11 @@ std::optional<std::string> OutputPlace::createDirectory() const
     if (isStandardOutput)
         return std::nullopt;
     const WriteWatch::Call watched(*watch);
-    const QString path = QFileInfo(QString::fromStdString(base)).path();
-    errno = 0;
-    if (QDir().mkpath(path))
+    const std::filesystem::path path = std::filesystem::path(base).parent_path();
+    std::error_code error;
+    if (path.empty() || std::filesystem::create_directories(path, error) || !error)
         return std::nullopt;
-    return "cannot create the directory " + path.toStdString() + ": " +
-           (QFileInfo::exists(path) ? "a file is in the way" : std::generic_category().message(errno));
+    std::error_code ignored;
+    return "cannot create the directory " + path.string() + ": " +
+           (std::filesystem::exists(path, ignored) ? "a file is in the way" : error.message());
 }

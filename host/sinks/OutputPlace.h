@@ -5,14 +5,14 @@
 #include <optional>
 #include <string>
 
-#include "media/FileSet.h"
+#include "media/InputFiles.h"
 #include "sinks/OutputFile.h"
 #include "sinks/WriteWatch.h"
 
 /// Where the output files of one stream go.
 struct OutputPlace {
-    std::string base;                           // path of the files up to the end of the stem
-    std::shared_ptr<const FileSet> inputs = {}; // must not be written to; may be null
+    std::string base;                              // path of the files up to the end of the stem
+    std::shared_ptr<const InputFiles> inputs = {}; // must not be written to; may be null
     /// What files that are there already are to it: of a live input, what cannot be made again.
     OutputFile::Existing existing = OutputFile::Existing::Replace;
     bool isStandardOutput = false; // in place of files; the base says nothing then

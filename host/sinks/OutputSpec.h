@@ -1,8 +1,6 @@
 #ifndef HOST_SINKS_OUTPUTSPEC_H
 #define HOST_SINKS_OUTPUTSPEC_H
 
-#include <QString>
-
 #include <chrono>
 #include <string>
 #include <variant>
@@ -27,17 +25,17 @@ struct OutputSpec {
     };
 
     Kind kind = Null;
-    QString directory = QStringLiteral(".");
+    std::string directory = "."; // in the bytes of the file system
     std::chrono::milliseconds snapshotInterval = std::chrono::seconds(10);
 
     /// @return the output, or one line that quotes @p text and says what is wrong.
-    [[nodiscard]] static std::variant<OutputSpec, std::string> parse(const QString &text);
+    [[nodiscard]] static std::variant<OutputSpec, std::string> parse(const std::string &text);
 
     /// The kind as the user writes it.
     const char *kindName() const;
 
     /// Instead of files.
-    bool isStandardOutput() const { return directory == QLatin1String("-"); }
+    bool isStandardOutput() const { return directory == "-"; }
 
     bool takesVideo() const { return kind != Wav; }
     bool takesAudio() const { return kind != Y4m && kind != Png; }

@@ -15,9 +15,11 @@ void add(std::atomic<quint64> &count, quint64 number)
 } // namespace
 
 template <class Queue, class Handle, class Header>
-ReaderSink<Queue, Handle, Header>::ReaderSink(std::string name, std::shared_ptr<FrameBuffer<Handle>> buffer)
+ReaderSink<Queue, Handle, Header>::ReaderSink(std::string name, std::shared_ptr<FrameBuffer<Handle>> buffer,
+                                              std::shared_ptr<ChangeNote> changes)
     : _name(std::move(name))
     , _buffer(std::move(buffer))
+    , _changes(std::move(changes))
 {
 }
 
@@ -34,7 +36,8 @@ void ReaderSink<Queue, Handle, Header>::push(const Handle &record, qint64 /*time
         add(_nullBlocks, 1);
         return;
     }
-    add(_records, 1);
+    if (_records.fetch_add(1, std::memory_order_relaxed) == 0)
+        ChangeNote::set(_changes);
     const Header *const header = Header::of(*record);
     if (!header) {
         noteForeign();

@@ -11,6 +11,7 @@
 #include "format/SamplesHeader.h"
 #include "interfaces/IAudioOutputQueue.h"
 #include "interfaces/IVideoOutputQueue.h"
+#include "media/ChangeNote.h"
 #include "sinks/FrameBuffer.h"
 #include "sinks/ISink.h"
 
@@ -22,8 +23,8 @@
 template <class Queue, class Handle, class Header>
 class ReaderSink final : public Queue, public ISink {
 public:
-    /// @param name of the stream, for errors.
-    ReaderSink(std::string name, std::shared_ptr<FrameBuffer<Handle>> buffer);
+    /// @param name of the stream, for errors. @param changes set with the first record; may be null.
+    ReaderSink(std::string name, std::shared_ptr<FrameBuffer<Handle>> buffer, std::shared_ptr<ChangeNote> changes = {});
     ~ReaderSink() override;
     ReaderSink(const ReaderSink &) = delete;
     ReaderSink &operator=(const ReaderSink &) = delete;
@@ -44,6 +45,7 @@ private:
 
     const std::string _name;
     const std::shared_ptr<FrameBuffer<Handle>> _buffer;
+    const std::shared_ptr<ChangeNote> _changes;
 
     // Those of Status.
     std::atomic<quint64> _records{0};

@@ -5,9 +5,11 @@
 #include "sinks/RecordSize.h"
 
 template <class Queue, class Handle, class Header>
-Sink<Queue, Handle, Header>::Sink(std::string name, std::shared_ptr<Backlog<Handle, Header>> backlog)
+Sink<Queue, Handle, Header>::Sink(std::string name, std::shared_ptr<Backlog<Handle, Header>> backlog,
+                                  std::shared_ptr<ChangeNote> changes)
     : _name(std::move(name))
     , _backlog(std::move(backlog))
+    , _changes(std::move(changes))
 {
     if (_backlog)
         _backlog->begin();
@@ -37,7 +39,8 @@ void Sink<Queue, Handle, Header>::count(const Handle &record, const Header *head
         ++_status.nullBlocks;
         return;
     }
-    ++_status.records;
+    if (++_status.records == 1 || !header)
+        ChangeNote::set(_changes);
     if (!header) {
         ++_status.foreign;
         if (!_status.error)

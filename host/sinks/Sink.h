@@ -21,7 +21,8 @@ template <class Queue, class Handle, class Header>
 class Sink final : public Queue, public ISink {
 public:
     /// @param name of the stream, for errors. @param backlog for its records; null: the sink only counts.
-    Sink(std::string name, std::shared_ptr<Backlog<Handle, Header>> backlog);
+    /// @param changes set with the first record, and with one that cannot be written; may be null.
+    Sink(std::string name, std::shared_ptr<Backlog<Handle, Header>> backlog, std::shared_ptr<ChangeNote> changes = {});
     ~Sink() override;
     Sink(const Sink &) = delete;
     Sink &operator=(const Sink &) = delete;
@@ -40,6 +41,7 @@ private:
 
     const std::string _name;
     const std::shared_ptr<Backlog<Handle, Header>> _backlog;
+    const std::shared_ptr<ChangeNote> _changes;
 
     mutable std::mutex _mutex;
     Status _status; // guarded by _mutex; without what the backlog tells

@@ -1,7 +1,6 @@
 #include "sinks/SinkFactory.h"
 
-#include <QDir>
-
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <type_traits>
@@ -26,12 +25,15 @@ const std::map<OutputSpec::Kind, FileFormat> sampleFormats = {
     {OutputSpec::Wav, {"wav", ".wav", AV_CODEC_ID_PCM_S16LE, false, maxRiffBytes}},
 };
 
+/// Of a live stream, which cannot wait for its output: a second or so, while a disk or a machine is busy.
+constexpr int liveRecords = 32;
+/// Of one that can: runs of samples are small, and decoded many at a time.
 constexpr int waitingRunsOfSamples = 64;
 
 OutputPlace placeOf(const OutputSpec &spec, const SinkFactory::Input &input)
 {
     OutputPlace place;
-    place.base = QDir(spec.directory).filePath(input.stem).toStdString();
+    place.base = (std::filesystem::path(spec.directory) / input.stem.toStdString()).string();
     place.inputs = input.inputs;
     place.existing = input.existing;
     place.isStandardOutput = spec.isStandardOutput();
@@ -44,17 +46,19 @@ auto backlogOf(std::unique_ptr<IRecordWriter<Header>> writer, const OutputPlace 
 {
     SinkLimits limits;
     limits.gate = input.gate;
-    // Runs of samples are small, and decoded many at a time where the input can wait.
-    if (input.gate && std::is_same_v<Header, SamplesHeader>)
+    if (!limits.gate)
+        limits.records = liveRecords;
+    else if (std::is_same_v<Header, SamplesHeader>)
         limits.records = waitingRunsOfSamples;
-    return std::make_shared<Backlog<Handle, Header>>(std::move(writer), limits, place.watch, workers.pool());
+    return std::make_shared<Backlog<Handle, Header>>(std::move(writer), limits, place.watch, workers.pool(),
+                                                     input.changes);
 }
 
 ModkitPtr<VideoSink> videoSink(const std::string &name, std::unique_ptr<IRecordWriter<PictureHeader>> writer,
                                const OutputPlace &place, const SinkFactory::Input &input, const SinkWorkers &workers)
 {
     return ModkitPtr<VideoSink>(
-        new VideoSink(name, backlogOf<VideoFrameHandle>(std::move(writer), place, input, workers)));
+        new VideoSink(name, backlogOf<VideoFrameHandle>(std::move(writer), place, input, workers), input.changes));
 }
 
 } // namespace
@@ -66,7 +70,7 @@ SinkFactory::Result<VideoSink> SinkFactory::createVideoSink(const OutputSpec &sp
     if (!spec.takesVideo())
         return name + ": wav takes no pictures";
     if (spec.kind == OutputSpec::Null)
-        return ModkitPtr<VideoSink>(new VideoSink(name, nullptr));
+        return ModkitPtr<VideoSink>(new VideoSink(name, nullptr, input.changes));
     const OutputPlace place = placeOf(spec, input);
     if (spec.kind == OutputSpec::Png)
         return videoSink(name, std::make_unique<SnapshotWriter>(place, spec.snapshotInterval), place, input, workers);
@@ -81,9 +85,9 @@ SinkFactory::Result<AudioSink> SinkFactory::createAudioSink(const OutputSpec &sp
     if (!spec.takesAudio())
         return name + ": y4m and png take no samples";
     if (spec.kind == OutputSpec::Null)
-        return ModkitPtr<AudioSink>(new AudioSink(name, nullptr));
+        return ModkitPtr<AudioSink>(new AudioSink(name, nullptr, input.changes));
     const OutputPlace place = placeOf(spec, input);
     auto writer = std::make_unique<SampleFileWriter>(place, sampleFormats.at(spec.kind), input.startTimeUs);
-    return ModkitPtr<AudioSink>(
-        new AudioSink(name, backlogOf<AudioSampleHandle, SamplesHeader>(std::move(writer), place, input, workers)));
+    return ModkitPtr<AudioSink>(new AudioSink(
+        name, backlogOf<AudioSampleHandle, SamplesHeader>(std::move(writer), place, input, workers), input.changes));
 }

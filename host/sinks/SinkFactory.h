@@ -40,10 +40,12 @@ struct Input {
     /// The container's start time in microseconds, which becomes 0 in the files, 0 when unknown.
     qint64 startTimeUs = 0;
     /// What no output may be written to; may be null.
-    std::shared_ptr<const FileSet> inputs = {};
+    std::shared_ptr<const InputFiles> inputs = {};
     /// As SinkLimits has it.
     std::shared_ptr<Gate> gate = {};
     OutputFile::Existing existing = OutputFile::Existing::Replace;
+    /// Set as Sink and Backlog have it; may be null.
+    std::shared_ptr<ChangeNote> changes = {};
 };
 
 template <class Sink>

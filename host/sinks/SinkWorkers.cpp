@@ -1,7 +1,6 @@
 #include "sinks/SinkWorkers.h"
 
 #include <condition_variable>
-#include <csignal>
 #include <deque>
 #include <list>
 #include <mutex>
@@ -9,6 +8,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -98,8 +99,9 @@ void SinkWorkers::Pool::startThreadLocked()
 {
     Worker &worker = _workers.emplace_back();
     try {
-        // The thread keeps the pool alive, should it be left behind.
-        worker.thread = std::thread([pool = shared_from_this(), &worker] { pool->run(worker); });
+        // The thread keeps the pool alive, should it be left behind. Without signals, a pipe without a reader is an
+        // error of its output, not the end of the program.
+        worker.thread = HostThread::start("Writer", [pool = shared_from_this(), &worker] { pool->run(worker); });
     } catch (const std::system_error &) {
         _workers.pop_back();
         throw;
@@ -109,12 +111,6 @@ void SinkWorkers::Pool::startThreadLocked()
 
 void SinkWorkers::Pool::run(Worker &worker)
 {
-    // A pipe without a reader is an error of its output, not the end of the program.
-    sigset_t brokenPipe;
-    sigemptyset(&brokenPipe);
-    sigaddset(&brokenPipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
-
     _own = {this, &worker};
     std::unique_lock<std::mutex> lock(_mutex);
     --_idle;

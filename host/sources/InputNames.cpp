@@ -13,6 +13,9 @@ std::string liveName(const std::string &url)
 {
     static const QRegularExpression device(QStringLiteral("^(?:lavfi|v4l2):[^=,:;@]*"),
                                            QRegularExpression::CaseInsensitiveOption);
+    const std::string path = LiveUrl::pathOf(url);
+    if (path != url && !ShownUrl::isAddress(path))
+        return SafeText::utf8(QFileInfo(QString::fromStdString(path)).fileName().toStdString());
     const QRegularExpressionMatch match = device.match(QString::fromStdString(url));
     return match.hasMatch() ? SafeText::utf8(match.captured().toStdString()) : SafeText::utf8(ShownUrl::place(url));
 }
@@ -26,7 +29,7 @@ QString fileStem(const QString &name)
 
 } // namespace
 
-InputNames::Name InputNames::next(const std::string &address, const std::string &name)
+InputNames::Name InputNames::next(const std::string &address, const std::string &name, bool writesFiles)
 {
     std::string shown;
     QString stem;
@@ -39,7 +42,8 @@ InputNames::Name InputNames::next(const std::string &address, const std::string 
                                                          : file.fileName().toStdString());
         stem = ShownUrl::isAddress(address) ? fileStem(file.completeBaseName()) : file.completeBaseName();
     }
-    return {nextShown(shown), nextStem(stem.isEmpty() ? "input" : stem.toStdString())};
+    const std::string wanted = stem.isEmpty() ? "input" : stem.toStdString();
+    return {nextShown(shown), writesFiles ? nextStem(wanted) : wanted};
 }
 
 bool InputNames::isTaken(const std::string &name) const

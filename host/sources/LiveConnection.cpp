@@ -6,7 +6,6 @@
 
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
-#include "sources/Outage.h"
 
 namespace {
 
@@ -41,11 +40,8 @@ LiveConnection::open(const LiveUrl &url, const Wanted &wanted, std::chrono::mill
                      const std::atomic<bool> &stopRequested)
 {
     auto opened = MediaInput::openLive(url, limit, end, stopRequested);
-    if (const int *const error = std::get_if<int>(&opened)) {
-        const std::string what = *error == AVERROR(ETIMEDOUT) ? "nothing came within " + Outage::seconds(limit)
-                                                              : "cannot be opened: " + ffmpegErrorText(*error);
-        return Failure{what, *error, {}};
-    }
+    if (const auto *const failure = std::get_if<MediaInput::Failure>(&opened))
+        return Failure{failure->what, failure->error, {}};
     std::unique_ptr<LiveConnection> connection(
         new LiveConnection(std::move(std::get<std::unique_ptr<MediaInput>>(opened)), wanted));
     MediaInput &input = *connection->_input;
@@ -92,7 +88,7 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
     _input->setDeadline(deadline);
     const int error = _input->read(_packet.get());
     _gapNoticed = _gapNoticed || _input->hasNoticedGap();
-    result.timedOut = _input->hasReachedDeadline();
+    result.timedOut = _input->hasTimedOut();
     if (error == AVERROR(EAGAIN)) {
         result.isIdle = true;
     } else if (error == AVERROR_EOF) {

@@ -45,9 +45,10 @@ public:
     struct Result {
         bool hasOtherStreams = false; // than at the last read
         std::optional<Delivery> delivery;
-        std::string failure;   // why nothing more will come; empty when something may
-        bool isIdle = false;   // there is nothing at the moment: ask again after a while
-        bool timedOut = false; // the deadline was reached; what is delivered all the same had come long before
+        std::string failure; // why nothing more will come; empty when something may
+        bool isIdle = false; // there is nothing at the moment: ask again after a while
+        bool timedOut =
+            false; // the deadline or the stall limit was reached; what is delivered all the same had come long before
     };
 
     /// Why there is no connection.
@@ -70,6 +71,11 @@ public:
     /// As MediaSource::undecodable.
     const std::vector<MediaSource::Stream> &undecodable() const { return _undecodable; }
     qint64 startTimeUs() const { return _input->startTimeUs(); }
+
+    /// Whether its packets come many at a time, with pauses, because it is a playlist.
+    bool isPlaylist() const { return _input->isPlaylist(); }
+    /// As MediaInput::setStallLimit.
+    void setStallLimit(std::chrono::milliseconds limit) { _input->setStallLimit(limit); }
 
     /// Reads the next packet, and waits for it until @p deadline. @param times makes its block time.
     /// @return neither delivery nor failure when the packet was of no use, or when the deadline was reached and all

@@ -6,10 +6,21 @@
 #include <system_error>
 #include <utility>
 
+#include "media/DescriptorLimit.h"
 #include "media/ThreadTime.h"
 #include "sources/Pacing.h"
+#include "sources/ThreadLimit.h"
+#include "threads/HostThread.h"
 
 namespace {
+
+/// A caller that is silent holds up all others; later it is given up as any source is.
+InputAccess accessOf(const LiveSource::Options &options)
+{
+    InputAccess access = options.access;
+    access.callerLimit = std::max(options.openLimit, options.stallLimit);
+    return access;
+}
 
 QByteArray labelOf(const LiveSource::Options &options, const LiveUrl &url)
 {
@@ -30,7 +41,7 @@ constexpr int delayByComputing = 25;
 
 LiveSource::LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
                        const ModkitPtr<LiveQueue> &audio)
-    : _url(url)
+    : _url(url, accessOf(options))
     , _options(options)
     , _end(options.duration ? Clock::now() + *options.duration : Clock::time_point::max())
     , _queues{video, audio}
@@ -39,14 +50,31 @@ LiveSource::LiveSource(const std::string &url, const Options &options, const Mod
                std::random_device()())
     , _outage(options.label.isEmpty() ? _url.shown() : options.label.toStdString())
 {
+    begin();
+}
+
+void LiveSource::begin()
+{
     try {
-        _thread = std::thread(&LiveSource::run, this);
+        _thread = HostThread::start("LiveSource", [this] { run(); });
+        _lacksThread = false;
     } catch (const std::system_error &error) {
-        // No report, which would say that it tries again.
-        _outage.begin(std::string("there is no thread to read it; decode fewer inputs at a time: ") + error.what(),
-                      Clock::now());
-        endQueues();
+        _lacksThread = true;
+        noteTrouble(noThreadToRead(error));
+        noteState(State::Waiting);
     }
+}
+
+void LiveSource::retry()
+{
+    if (!_lacksThread)
+        return;
+    if (!isOver()) {
+        begin();
+        return;
+    }
+    _lacksThread = false;
+    endQueues();
 }
 
 LiveSource::~LiveSource()
@@ -92,6 +120,8 @@ void LiveSource::requestStop()
 
 void LiveSource::join()
 {
+    if (std::exchange(_lacksThread, false))
+        endQueues();
     if (_thread.joinable())
         _thread.join();
 }
@@ -138,6 +168,8 @@ LiveSource::Break LiveSource::connectAndDeliver()
     noteUndecodable(connection.undecodable());
     _times.beginConnection();
     const quint64 packetsBefore = status().packets;
+    if (connection.isPlaylist())
+        connection.setStallLimit(_options.stallLimit);
     const Clock::time_point begin = Clock::now();
     Break end = deliver(connection);
     if (_lastPacket - begin >= _options.steadyAfter)
@@ -157,6 +189,8 @@ LiveSource::Opened LiveSource::open()
     const bool hadPort = _url.isServer() && status().connections > 0;
     const Clock::time_point portEnd = notAfterEnd(Clock::now() + portLimit);
     for (;;) {
+        if (!DescriptorLimit::hasRoomForInput())
+            return LiveConnection::Failure{"cannot be opened: " + DescriptorLimit::text(EMFILE), AVERROR(EMFILE), {}};
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
         Opened opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
         const auto *const failure = std::get_if<LiveConnection::Failure>(&opened);
@@ -176,14 +210,16 @@ LiveSource::Break LiveSource::deliver(LiveConnection &connection)
     while (!isOver()) {
         if (_describeAnew)
             return {"it has changed, and cannot be decoded as it began", false, false};
-        const Clock::time_point deadline = _lastPacket + _options.stallLimit;
+        // A playlist pauses for as long as its parts last.
+        const bool mayPause = connection.isPlaylist();
+        const Clock::time_point deadline = mayPause ? Clock::time_point::max() : _lastPacket + _options.stallLimit;
         const LiveConnection::Result result = connection.read(notAfterEnd(deadline), _times);
         if (!result.failure.empty())
             return {result.failure};
         if (result.hasOtherStreams)
             noteStreams(connection);
         if (result.delivery) {
-            if (_url.isGenerated())
+            if (_url.isGenerated() || mayPause)
                 waitUntil(notAfterEnd(pacing.dueAt(result.delivery->block.blockTimeMs, Clock::now())));
             if (isOver())
                 break;
@@ -192,7 +228,7 @@ LiveSource::Break LiveSource::deliver(LiveConnection &connection)
             if (!result.timedOut)
                 _lastPacket = Clock::now();
         } else if (result.timedOut || Clock::now() >= deadline) {
-            return {"no packet for " + Outage::seconds(_options.stallLimit)};
+            return {(mayPause ? "nothing has come for " : "no packet for ") + Outage::seconds(_options.stallLimit)};
         } else if (result.isIdle) {
             waitUntil(notAfterEnd(Clock::now() + idleInterval));
         }
@@ -259,7 +295,7 @@ void LiveSource::noteConnection(const LiveConnection &connection)
 
 void LiveSource::noteStreams(const LiveConnection &connection)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
+    std::unique_lock<std::mutex> lock(_mutex);
     for (const Stream &stream : connection.streams()) {
         const auto place = std::lower_bound(_streams.begin(), _streams.end(), stream.streamId,
                                             [](const Stream &known, quint32 id) { return known.streamId < id; });
@@ -268,31 +304,42 @@ void LiveSource::noteStreams(const LiveConnection &connection)
         else
             _streams.insert(place, stream);
     }
+    lock.unlock();
+    noteChange();
 }
 
 /// A source that cannot be reached tells nothing of its streams: what is known of them stays.
 void LiveSource::noteUndecodable(const std::vector<Stream> &streams)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _undecodable = streams;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _undecodable = streams;
+    }
+    noteChange();
 }
 
 void LiveSource::noteState(State state)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _status.state = state;
-    if (state == State::Connecting)
-        _outage.noteAttempt();
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _status.state = state;
+        if (state == State::Connecting)
+            _outage.noteAttempt();
+    }
+    noteChange();
 }
 
 void LiveSource::noteTrouble(const std::string &reason)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    if (const auto report = _outage.begin(reason, Clock::now()))
-        _reports.push_back(*report);
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (const auto report = _outage.begin(reason, Clock::now()))
+            _reports.push_back(*report);
+    }
+    noteChange();
 }
 
-/// The source ends with a trouble, which whoever sees it end reports.
+/// The source ends with a trouble, which whoever sees it end reports. That it has ended is noted next.
 void LiveSource::noteFailure(const std::string &reason)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -321,4 +368,5 @@ void LiveSource::notePacket(qint64 bytes)
     _status.state = State::Delivering;
     if (const auto report = _outage.end(Clock::now()))
         _reports.push_back(*report);
+    noteChange();
 }

@@ -8,15 +8,18 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "media/ChangeNote.h"
 #include "queues/LiveQueue.h"
 #include "sources/Backoff.h"
 #include "sources/BlockTimes.h"
+#include "sources/InputAccess.h"
 #include "sources/LiveConnection.h"
 #include "sources/LiveUrl.h"
 #include "sources/MediaSource.h"
@@ -31,8 +34,8 @@
 /// mend, such as a wrong password, ends it: see LiveUrl::isHopeless. At each break both streams get an empty block, and
 /// each goes on at its next key block; block times go on where they ended.
 ///
-/// Thread-safe except the destructor and `join`, which belong to one thread. Owned by whoever made it; holds its
-/// queues.
+/// Thread-safe except the destructor, `retry` and `join`, which belong to one thread. Owned by whoever made it; holds
+/// its queues.
 class LiveSource final {
 public:
     using Stream = MediaSource::Stream;
@@ -42,6 +45,7 @@ public:
         bool audio = true;
         /// Names the source and its streams in reports; the url without its secrets when empty.
         QString label;
+        InputAccess access;
         /// How long opening may take, and how long no packet may come.
         std::chrono::milliseconds openLimit{10'000};
         std::chrono::milliseconds stallLimit{5'000};
@@ -52,6 +56,8 @@ public:
         std::chrono::milliseconds steadyAfter{10'000};
         /// The source ends so long after it was made, whatever has come until then.
         std::optional<std::chrono::milliseconds> duration;
+        /// Set when there is something new in its status, streams or reports, except packets; may be null.
+        std::shared_ptr<ChangeNote> changes = {};
     };
 
     enum class State {
@@ -74,7 +80,7 @@ public:
     /// Whether @p url is one for this class: see LiveUrl.
     static bool isLive(const std::string &url) { return LiveUrl::isLive(url); }
 
-    /// Begins to connect; never blocks. When there is no thread to be had, the source has ended with that trouble.
+    /// Begins to connect; never blocks. When there is no thread to be had, it waits, with that trouble, for `retry`.
     /// @param url for which isLive answers true.
     /// @param video receives the video, @p audio the audio; empty where it is not wanted.
     LiveSource(const std::string &url, const Options &options, const ModkitPtr<LiveQueue> &video,
@@ -99,6 +105,9 @@ public:
     ///         its mending. A trouble that ends the source is in the status alone.
     [[nodiscard]] std::vector<std::string> takeReports();
 
+    /// Tries again where the system had no thread for it. To be called now and then; belongs to one thread, as `join`.
+    void retry();
+
     /// Has it connect again, at once, because what comes cannot be decoded as it was described. Thread-safe; never
     /// waits. Nothing happens unless it delivers.
     void describeAnew() { _describeAnew = true; }
@@ -113,6 +122,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    void begin();
     void run();
     /// Why it does not go on.
     struct Break {
@@ -143,12 +153,15 @@ private:
     void noteFailure(const std::string &reason);
     void noteEnd(const std::string &trouble);
     void notePacket(qint64 bytes);
+    void noteChange() const { ChangeNote::set(_options.changes); }
 
     // Constant after construction.
     const LiveUrl _url;
     const Options _options;
     const Clock::time_point _end;
     const std::array<ModkitPtr<LiveQueue>, BlockTimes::kindCount> _queues; // video, audio
+
+    bool _lacksThread = false; // and is to be begun again; of the thread that `join` belongs to
 
     // The source's thread only.
     BlockTimes _times{true};

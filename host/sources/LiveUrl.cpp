@@ -4,7 +4,10 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <utility>
+
 #include "media/ShownUrl.h"
+#include "sources/InputFile.h"
 
 extern "C" {
 #include <libavdevice/avdevice.h>
@@ -14,15 +17,16 @@ namespace {
 
 const QRegularExpression &schemePattern()
 {
-    static const QRegularExpression pattern(QStringLiteral("^(?:(rtsps?|s?rtp|udp|srt|rtmps?|tcp)://|(lavfi|v4l2):)"),
-                                            QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression pattern(
+        QStringLiteral("^(?:(rtsps?|s?rtp|udp|srt|rtmps?|tcp)://|(lavfi|v4l2|sdp|hls):|(live):https?://)"),
+        QRegularExpression::CaseInsensitiveOption);
     return pattern;
 }
 
 std::string schemeOf(const std::string &url)
 {
     const QRegularExpressionMatch match = schemePattern().match(QString::fromStdString(url));
-    return (match.captured(1) + match.captured(2)).toLower().toStdString();
+    return (match.captured(1) + match.captured(2) + match.captured(3)).toLower().toStdString();
 }
 
 /// libavdevice brings window systems and sound servers with it, whose loading takes longer than decoding a short file.
@@ -42,24 +46,56 @@ bool LiveUrl::isLive(const std::string &url)
     return !schemeOf(url).empty();
 }
 
-LiveUrl::LiveUrl(const std::string &url)
-    : _scheme(schemeOf(url))
+LiveUrl::LiveUrl(const std::string &url, InputAccess access)
+    : _access(std::move(access))
+    , _scheme(schemeOf(url))
     , _shown(ShownUrl::withoutSecrets(url))
 {
-    if (isGenerated() || isDevice()) {
+    if (isOfDevice()) {
         _name = url.substr(_scheme.size() + 1);
         _format = deviceFormat(isDevice() ? "video4linux2" : "lavfi");
+    } else if (isDescription() || isPlaylist() || _scheme == "live") {
+        const std::string source = url.substr(_scheme.size() + 1);
+        _name = InputFile::nameOf(source);
+        _path = InputFile::pathOf(source);
+        _format = _scheme == "live" ? nullptr : av_find_input_format(_scheme.c_str());
     } else {
         // libavformat knows schemes in small letters only.
         _name = _scheme + url.substr(_scheme.size());
         const std::size_t query = url.find('?');
         _query = query == std::string::npos ? std::string() : url.substr(query + 1);
+        // What would be taken for a part of the stream's name is an option.
+        if (_scheme == "rtmp" && isServer())
+            _name = _name.substr(0, query);
+        // libavformat asks nothing but the address when it first listens.
+        const auto interface = _access.options.find("localaddr");
+        if (_scheme == "rtp" && interface != _access.options.end())
+            _name += (query == std::string::npos ? "?localaddr=" : "&localaddr=") + interface->second;
     }
+}
+
+std::string LiveUrl::pathOf(const std::string &url)
+{
+    const std::string scheme = schemeOf(url);
+    return scheme == "sdp" || scheme == "hls" ? url.substr(scheme.size() + 1) : url;
+}
+
+std::optional<std::string> LiveUrl::obstacle() const
+{
+    if (!_path)
+        return std::nullopt;
+    if (auto obstacle = InputFile::obstacle(*_path))
+        return obstacle;
+    if (isDescription() && !InputFile::beginsWith(*_path, descriptionBegin))
+        return "this is no session description (SDP)";
+    if (isPlaylist() && !InputFile::beginsWith(*_path, "#EXTM3U"))
+        return "this is no playlist (M3U8)";
+    return std::nullopt;
 }
 
 std::vector<LiveUrl::Option> LiveUrl::options() const
 {
-    if (_format)
+    if (isOfDevice())
         return {};
     std::vector<Option> options;
     // So long a group of pictures may be, to be found out about before it is delivered.
@@ -68,6 +104,17 @@ std::vector<LiveUrl::Option> LiveUrl::options() const
     options.push_back({"buffer_size", "1048576"});
     if (_scheme == "udp")
         options.push_back({"overrun_nonfatal", "1"});
+    // A file may else name none but files, and a description names what nobody but it can.
+    if (isDescription() && _path)
+        options.push_back({"protocol_whitelist", "file,crypto,data,rtp,srtp,udp"});
+    if (_scheme == "rtmp" && isServer()) {
+        options.push_back({"listen", "1"});
+        const auto limit = std::chrono::microseconds(_access.callerLimit).count();
+        options.push_back({"rw_timeout", std::to_string(limit)});
+    }
+    // Of five of its parts' duration, for which none was added to the playlist.
+    if (isPlaylist() || _scheme == "live")
+        options.push_back({"m3u8_hold_counters", "10"});
 
     // Datagrams get lost; so over the connection unless the url says otherwise, in libavformat's own way.
     const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
@@ -91,6 +138,8 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
         return true;
     case AVERROR_HTTP_NOT_FOUND:
         return !hasConnected;
+    case AVERROR(ENOENT):
+        return _path && !hasConnected;
     case AVERROR(EINVAL):
         // A graph that does not parse, or an address without a port. Elsewhere a server's answer may be meant.
         return isGenerated() || _scheme == "tcp" || _scheme == "srt";
@@ -101,14 +150,23 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
 
 bool LiveUrl::isListening() const
 {
-    return _scheme == "udp" || _scheme == "rtp" || _scheme == "srtp";
+    return _scheme == "udp" || _scheme == "rtp" || _scheme == "srtp" || isDescription();
 }
 
 bool LiveUrl::isServer() const
 {
-    const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
     if (_scheme == "srt")
-        return parameters.contains(QLatin1String("mode=listener"));
-    return _scheme == "tcp" &&
-           (parameters.contains(QLatin1String("listen")) || parameters.contains(QLatin1String("listen=1")));
+        return hasParameter("mode", "listener");
+    return (_scheme == "tcp" || _scheme == "rtmp") && hasParameter("listen", "1");
+}
+
+/// Whether the address says so, be it by the name alone, or an option.
+bool LiveUrl::hasParameter(const std::string &name, const std::string &value) const
+{
+    const auto option = _access.options.find(name);
+    if (option != _access.options.end())
+        return option->second == value;
+    const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));
+    return parameters.contains(QString::fromStdString(name + '=' + value)) ||
+           (value == "1" && parameters.contains(QString::fromStdString(name)));
 }

@@ -2,10 +2,10 @@
 
 #include "sources/MediaInput.h"
 
-std::variant<MediaProbe, std::string> MediaProbe::of(const std::string &url)
+std::variant<MediaProbe, std::string> MediaProbe::of(const std::string &url, const InputAccess &access)
 {
     const std::atomic<bool> neverStopped(false);
-    const auto opened = MediaInput::open(url, neverStopped);
+    const auto opened = MediaInput::open(url, access, neverStopped);
     if (const auto *const error = std::get_if<std::string>(&opened))
         return *error;
 

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "sources/InputAccess.h"
 #include "sources/StreamDescription.h"
 
 /// What a media file holds, for people who want to know before they decode it.
@@ -20,7 +21,8 @@ struct MediaProbe {
 
     /// Opens @p url and looks; blocks for 10 seconds at most. Thread-safe.
     /// @return what was found, or one line that names @p url and says what is wrong with it.
-    [[nodiscard]] static std::variant<MediaProbe, std::string> of(const std::string &url);
+    [[nodiscard]] static std::variant<MediaProbe, std::string> of(const std::string &url,
+                                                                  const InputAccess &access = {});
 };
 
 #endif

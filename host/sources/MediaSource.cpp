@@ -8,6 +8,9 @@
 #include "format/MediaBlock.h"
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "sources/Outage.h"
+#include "sources/ThreadLimit.h"
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -77,13 +80,12 @@ std::optional<std::string> MediaSource::start(BlockQueue &queue)
     if (isStopRequested())
         queue.cutShort();
     try {
-        _thread = std::thread(&MediaSource::run, this);
+        _thread = HostThread::start("FileSource", [this] { run(); });
     } catch (const std::system_error &error) {
         _queue = nullptr;
-        queue.end();
-        _error = _shown + ": there is no thread to read it; decode fewer inputs at a time: " + error.what();
+        return _shown + ": " + noThreadToRead(error);
     }
-    return _thread.joinable() ? std::nullopt : _error;
+    return std::nullopt;
 }
 
 void MediaSource::requestStop()
@@ -111,16 +113,17 @@ std::optional<std::string> MediaSource::error() const
 std::optional<std::string> MediaSource::openInput(const std::atomic<bool> *abandoned)
 {
     _input.reset();
-    auto opened = MediaInput::open(_url, _stopRequested, abandoned);
+    auto opened = MediaInput::open(_url, _options.access, _stopRequested, abandoned);
     if (const auto *const error = std::get_if<std::string>(&opened))
         return *error;
     _input = std::move(std::get<std::unique_ptr<MediaInput>>(opened));
+    _input->setStallLimit(_options.stallLimit);
     return std::nullopt;
 }
 
 void MediaSource::addStream(int index, StreamKind kind)
 {
-    _streams.push_back({_input->describe(index), streamIdOf(kind), label() + ' ' + nameOf(kind)});
+    _streams.push_back({_input->describe(index), streamIdOf(kind), label() + ' ' + nameOf(kind), _options.number});
     _states.emplace_back();
     _states.back().parameters = packedParameters(_streams.size() - 1);
 }
@@ -148,7 +151,7 @@ std::vector<MediaSource::Stream> MediaSource::undecodableOf(const MediaInput &in
 
 QByteArray MediaSource::packedParameters(std::size_t position) const
 {
-    return _input->packedParameters(_streams[position].index, _streams[position].origin);
+    return _input->packedParameters(_streams[position].index, _streams[position].origin, _options.number);
 }
 
 /// The source's thread.
@@ -218,10 +221,12 @@ bool MediaSource::deliverFile(int repetition)
         _interleaver.end(position);
     if (isStopRequested() || !appendInterleaved())
         return false;
-    if (noteMissingPart())
-        return false;
     const std::string after = ", after " + std::to_string(packets() - packetsBefore) + " packets";
-    if (result != AVERROR_EOF)
+    if (_input->hasStalled())
+        noteError(_shown + ": nothing has come for " + Outage::seconds(_options.stallLimit) + after);
+    else if (noteMissingPart())
+        return false;
+    else if (result != AVERROR_EOF)
         noteError(_shown + ": reading it stopped" + after + ": " + ffmpegErrorText(result));
     else if (!_input->complaint().empty())
         noteError(_shown + ": the file is damaged or truncated" + after + ": " + _input->complaint());
@@ -321,8 +326,11 @@ bool MediaSource::noteMissingPart()
 
 void MediaSource::noteError(const std::string &what)
 {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _error = what;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _error = what;
+    }
+    ChangeNote::set(_options.changes);
 }
 
 void MediaSource::noteProgress(int repetition)

@@ -15,9 +15,11 @@
 #include <variant>
 #include <vector>
 
+#include "media/ChangeNote.h"
 #include "media/StreamKind.h"
 #include "queues/BlockQueue.h"
 #include "sources/BlockTimes.h"
+#include "sources/InputAccess.h"
 #include "sources/Interleaver.h"
 #include "sources/MediaInput.h"
 #include "sources/Pacing.h"
@@ -44,11 +46,19 @@ public:
         std::optional<std::chrono::milliseconds> duration;
         /// Names the streams in reports.
         QString label;
+        /// Set when there is an error; may be null. The queue tells the rest.
+        std::shared_ptr<ChangeNote> changes = {};
+        InputAccess access;
+        /// How long nothing may come of a file that is read over the network.
+        std::chrono::milliseconds stallLimit{30'000};
+        /// Tells sources of one label apart.
+        quint32 number = 0;
     };
 
     struct Stream : StreamDescription {
         quint32 streamId = 0; // 0: video, 8: audio
         QByteArray origin;    // "<label> video" or "<label> audio"
+        quint32 source = 0;   // Options::number of a file's
     };
 
     /// Opens @p url, a local file or something with "://" in it; blocks for 10 seconds at most.
@@ -82,8 +92,8 @@ public:
     void keepOnly(StreamKind kind);
 
     /// Begins to fill @p queue, which outlives the source's thread. Once only.
-    /// @return what keeps the source from it, in one line that names it and that `error` tells as well: the queue is
-    ///         ended then without any block.
+    /// @return that the system has no thread for it, in one line that names the source. Nothing has begun then, and it
+    ///         may be tried again.
     [[nodiscard]] std::optional<std::string> start(BlockQueue &queue);
 
     /// Ends the source early, whatever it is waiting for: the streams are ended behind the last block that went in.

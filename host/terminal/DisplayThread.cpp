@@ -4,11 +4,11 @@
 #include <deque>
 #include <mutex>
 #include <optional>
-#include <pthread.h>
 #include <system_error>
-#include <thread>
 #include <utility>
 
+#include "media/ClockTime.h"
+#include "threads/HostThread.h"
 #include <decoding/Error.h>
 
 namespace {
@@ -36,10 +36,7 @@ DisplayThread::DisplayThread(RunDisplay::Options options)
     : _state(std::make_shared<State>())
 {
     try {
-        std::thread([state = _state, options] {
-            pthread_setname_np(pthread_self(), "Display");
-            run(*state, options);
-        }).detach();
+        HostThread::start("Display", [state = _state, options] { run(*state, options); }).detach();
     } catch (const std::system_error &error) {
         throw decoding::Error(std::string("there is no thread for the display: ") + error.what());
     }
@@ -100,7 +97,8 @@ void DisplayThread::run(State &state, RunDisplay::Options options)
             lock.unlock();
 
             if (dropped > 0)
-                display.tell(std::to_string(dropped) + " messages before this one could not be shown");
+                display.tell(ClockTime::full(std::chrono::system_clock::now()) + ": " + std::to_string(dropped) +
+                             " messages before this one could not be shown");
             for (const std::string &message : messages)
                 display.tell(message);
             const auto now = RunDisplay::Instant::clock::now();

@@ -1,8 +1,8 @@
 #include "terminal/RunDisplay.h"
 
-#include <cstdio>
 #include <unistd.h>
 
+#include "media/ClockTime.h"
 #include "terminal/DisplayText.h"
 
 namespace {
@@ -12,7 +12,10 @@ constexpr std::size_t maxHidden = 1000;
 
 void write(const std::string &message)
 {
-    std::fprintf(stderr, "decoding-host: %s\n", DisplayText::printable(message).toUtf8().constData());
+    LineOutput output(STDERR_FILENO);
+    output.write("decoding-host: " + DisplayText::printable(message).toStdString() + '\n');
+    // Not by the C library: the end of the program would wait for its lock while the terminal takes nothing.
+    static_cast<void>(output.finish(std::nullopt));
 }
 
 } // namespace
@@ -27,7 +30,7 @@ RunDisplay::RunDisplay(Options options)
     if (!options.isStandardOutputTaken && isatty(STDOUT_FILENO) == 1) {
         auto opened = Board::open();
         if (const std::string *const error = std::get_if<std::string>(&opened))
-            write(*error);
+            write(ClockTime::full(std::chrono::system_clock::now()) + ": " + *error);
         else
             _board = std::move(std::get<std::unique_ptr<Board>>(opened));
     }

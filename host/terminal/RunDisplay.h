@@ -33,7 +33,7 @@ public:
     /// Gives the terminal back, with the messages that could not be shown on it meanwhile.
     ~RunDisplay();
 
-    /// Shows one line for people.
+    /// Shows one line for people, which begins with its time.
     void tell(const std::string &message);
 
     /// @return whether `update` has anything to do. Spares those who ask the snapshot.

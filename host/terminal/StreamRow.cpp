@@ -12,7 +12,6 @@ const decoding::Snapshot::Stream withoutFigures;
 
 // So long a stream is unwell after damage.
 constexpr std::chrono::seconds damageShows(10);
-constexpr std::chrono::seconds firstFrameLimit(5);
 
 } // namespace
 
@@ -53,11 +52,6 @@ std::string StreamRow::trouble() const
     const std::string error = _input->error.value_or(std::string());
     const std::string prefix = _input->name + ": ";
     return error.compare(0, prefix.size(), prefix) == 0 ? error.substr(prefix.size()) : error;
-}
-
-bool StreamRow::lacksFrames() const
-{
-    return _stream != &withoutFigures && frames() == 0 && _input->decoding >= firstFrameLimit;
 }
 
 bool StreamRow::isDamaged() const

@@ -33,7 +33,7 @@ public:
     std::int64_t frames() const { return _stream->frames; }
     std::optional<double> framesPerSecond() const { return _stream->framesPerSecond; }
     /// Whether it is time that a frame had come, and none has.
-    bool lacksFrames() const;
+    bool lacksFrames() const { return _stream->lacksFrames; }
     std::int64_t lost() const { return _stream->lost; }
     std::int64_t damaged() const { return _stream->damaged; }
     /// Whether it is being damaged now, or is a file that has failed by damage.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <iterator>
 #include <optional>
 
 #include "terminal/BoardFigures.h"
@@ -33,22 +35,22 @@ struct ColumnForm {
 };
 
 /// The columns between the name and the texts at the right, in their order.
-constexpr std::array<ColumnForm, 8> forms{{
+constexpr std::array<ColumnForm, 10> forms{{
     {Column::State, "State", "State", 7, 10, false, 4},
-    {Column::Lights, "MLCTKND", "M L C T K N D", 7, 13, false, 8},
-    {Column::Frames, "Frames", "Frames", 8, 13, true, 2},
-    {Column::Rate, "fps", "fps", 5, 7, true, 7},
+    {Column::Lights, "MLCTKND", "M L C T K N D", 7, 13, false, 10},
+    {Column::Frames, "Frames", "Frames", 8, 13, true, 3},
+    {Column::Rate, "fps", "fps", 5, 7, true, 9},
     {Column::Lost, "Lost", "Lost", 6, 9, true, 5},
+    {Column::Damaged, "Damaged", "Damaged", 7, 7, true, 7},
+    {Column::NotWritten, "Not wr.", "Not written", 7, 11, true, 8},
     {Column::Latency, "Latency", "Latency ms", 7, 10, true, 6},
-    {Column::Worst, "Worst", "Worst ms", 6, 8, true, 3},
+    {Column::Worst, "Worst", "Worst ms", 6, 8, true, 2},
     {Column::Mode, "Mode", "Mode", 5, 11, false, 1},
 }};
 
 /// Columns behind the thread of wide tables, in the order in which they get what room is left.
-constexpr std::array<ColumnForm, 4> wideForms{{
+constexpr std::array<ColumnForm, 2> wideForms{{
     {Column::Form, "", "Codec", 0, 15, false, 0},
-    {Column::Damaged, "", "Damaged", 0, 7, true, 0},
-    {Column::NotWritten, "", "Not written", 0, 11, true, 0},
     {Column::Connections, "", "Connected", 0, 9, true, 0},
 }};
 
@@ -201,6 +203,17 @@ Text textOf(Column column, const StreamRow &row, int width, bool isWide)
     return {};
 }
 
+/// Whether @p column is to be there: what hardly ever happens takes no room until it does.
+bool isOfUse(Column column, const std::vector<StreamRow> &rows)
+{
+    const auto hasHappened = [&rows](std::int64_t (StreamRow::*count)() const) {
+        return std::any_of(rows.begin(), rows.end(), [count](const StreamRow &row) { return (row.*count)() > 0; });
+    };
+    if (column == Column::Damaged)
+        return hasHappened(&StreamRow::damaged);
+    return column != Column::NotWritten || hasHappened(&StreamRow::notWritten);
+}
+
 int widest(const std::vector<StreamRow> &rows, const std::string &(StreamRow::*text)() const)
 {
     int width = 0;
@@ -217,7 +230,9 @@ StreamTable::StreamTable(int width, const std::vector<StreamRow> &rows)
     const int gap = _isWide ? 2 : 1;
     const auto widthOf = [this](const ColumnForm &form) { return _isWide ? form.wideWidth : form.width; };
 
-    std::vector<ColumnForm> kept(forms.begin(), forms.end());
+    std::vector<ColumnForm> kept;
+    std::copy_if(forms.begin(), forms.end(), std::back_inserter(kept),
+                 [&rows](const ColumnForm &form) { return isOfUse(form.column, rows); });
     int room = width - markerWidth;
     for (const ColumnForm &form : kept)
         room -= gap + widthOf(form);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <poll.h>
 #include <unistd.h>
 #include <utility>
 
@@ -55,6 +56,10 @@ void TerminalGuard::giveBack()
 
 void TerminalGuard::restore() const
 {
-    static_cast<void>(write(_file, _leaveText.data(), _leaveText.size()));
+    // One that takes nothing keeps no program from ending.
+    constexpr int patienceMs = 200;
+    pollfd room = {_file, POLLOUT, 0};
+    if (poll(&room, 1, patienceMs) > 0)
+        static_cast<void>(write(_file, _leaveText.data(), _leaveText.size()));
     tcsetattr(_file, TCSANOW, &_modes);
 }

@@ -8,8 +8,8 @@
 #include <termios.h>
 
 /// Gives a terminal back as it was found if the program ends while this lives: by `exit`, or by a signal that tells of
-/// a crash, on whatever thread. Handlers that were there before for these signals get them afterwards. Its regular end
-/// leaves the terminal alone. One at a time; thread-bound.
+/// a crash, on whatever thread; one that takes nothing is not waited for. Handlers that were there before for these
+/// signals get them afterwards. Its regular end leaves the terminal alone. One at a time; thread-bound.
 class TerminalGuard final {
 public:
     /// @param file of the terminal, as it still is. Must stay open. @param leaveText what the terminal is sent to be

@@ -17,8 +17,8 @@ using testing::IsEmpty;
 namespace {
 
 /// The folders of the host, the lowest layer first.
-const std::vector<std::string> layers{"modkit",  "slab",  "indications", "media",    "format",  "queues",
-                                      "sources", "sinks", "session",     "terminal", "control", "cli"};
+const std::vector<std::string> layers{"threads", "modkit", "slab",    "indications", "media",   "format", "queues",
+                                      "sources", "sinks",  "session", "terminal",    "control", "cli"};
 const std::string publicHeaders("decoding"); // the folder session/decoding
 
 /// @return the folders whose headers those of @p folder may include.
@@ -28,9 +28,9 @@ std::set<std::string> allowed(const std::string &folder)
         {publicHeaders, {publicHeaders}},
         {"modkit", {"modkit"}},
         {"slab", {"slab"}},
-        {"indications", {"indications", "modkit"}},
-        {"terminal", {"terminal", publicHeaders}},
-        {"control", {"control", publicHeaders}},
+        {"indications", {"indications", "modkit", "threads"}},
+        {"terminal", {"terminal", "threads", publicHeaders}},
+        {"control", {"control", "threads", publicHeaders}},
     };
     const auto found = narrow.find(folder);
     if (found != narrow.end())
@@ -70,10 +70,28 @@ bool isSource(const fs::path &file)
     return file.extension() == ".h" || file.extension() == ".cpp" || file.extension() == ".in";
 }
 
-/// @return for each include that its layer forbids, one line; and one for each source in a folder that is no layer.
+/// Whether programs without Qt and FFmpeg can compile a public header with the line. @param header that it includes.
+bool isPublic(const std::string &header)
+{
+    static const std::regex standard("[a-z_0-9]+");
+    return header.rfind(publicHeaders + '/', 0) == 0 || std::regex_match(header, standard);
+}
+
+/// @return the first name of Qt's or FFmpeg's in @p line, outside of a comment; empty without one.
+std::string foreignName(const std::string &line)
+{
+    static const std::regex name(
+        "\\b(Q[A-Z][A-Za-z]*|q(u?int(8|16|32|64|ptr)|real|size_?type)|AV[A-Z]\\w*|av_\\w+)\\b");
+    const std::string code = line.substr(0, line.find("//"));
+    std::smatch match;
+    return std::regex_search(code, match, name) ? match[1].str() : std::string();
+}
+
+/// @return for each include that its layer forbids, one line; one for each source in a folder that is no layer; and one
+///         for each line of a public header that is not for every program.
 std::vector<std::string> offences(const fs::path &host)
 {
-    static const std::regex include("\\s*#\\s*include\\s*[\"<]([^\"</>]+/[^\">]+)[\">].*");
+    static const std::regex include("\\s*#\\s*include\\s*([\"<])([^\">]+)[\">].*");
     std::vector<std::string> found;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(host)) {
         if (!entry.is_regular_file() || !isSource(entry.path()))
@@ -87,9 +105,19 @@ std::vector<std::string> offences(const fs::path &host)
         std::ifstream file(entry.path());
         std::string line;
         for (int number = 1; std::getline(file, line); ++number) {
+            const std::string place = name.generic_string() + ':' + std::to_string(number);
             std::smatch match;
-            if (std::regex_match(line, match, include) && !isAllowed(folder, match[1]))
-                found.push_back(name.generic_string() + ':' + std::to_string(number) + ": includes " + match[1].str());
+            if (std::regex_match(line, match, include)) {
+                const std::string header = match[2];
+                // Without a folder, it would be looked for in that of the source, or in any other.
+                const bool isInBrackets = match[1] == "<";
+                const bool hasFolder = isInBrackets || header.find('/') != std::string::npos;
+                if (!hasFolder || !isAllowed(folder, header) ||
+                    (folder == publicHeaders && !(isInBrackets && isPublic(header))))
+                    found.push_back(place + ": includes " + header);
+            } else if (folder == publicHeaders && !foreignName(line).empty()) {
+                found.push_back(place + ": names " + foreignName(line));
+            }
         }
     }
     std::sort(found.begin(), found.end());
@@ -118,7 +146,8 @@ TEST_F(LayersTest, LetAFolderIncludeFromItselfAndFromThoseBeforeIt)
     write("sinks/A.cpp", "#include \"sinks/A.h\"\n#include <QString>\n#include \"modkit/B.h\"\n#include \"slab/B.h\"\n"
                          "#include \"sources/B.h\"\n#include <sys/stat.h>\n#include \"interfaces/I.h\"\n");
     write("session/A.cpp", "#include <decoding/Snapshot.h>\n#include \"sinks/A.h\"\n");
-    write("session/decoding/A.h", "#include <decoding/B.h>\n#include <string>\n");
+    write("session/decoding/A.h",
+          "#include <decoding/B.h>\n#include <string>\n#include <cstdint>\nstd::string a; // QString\n");
     write("indications/A.cpp", "#include \"modkit/B.h\"\n");
     write("terminal/A.cpp", "#include <decoding/B.h>\n#include \"media/SafeText.h\"\n");
     write("control/A.cpp", "#include <decoding/B.h>\n#include \"media/SafeText.h\"\n#include \"media/ShownUrl.h\"\n");
@@ -159,6 +188,26 @@ TEST_F(LayersTest, LetClientsSeeOfTheLibraryOnlyItsPublicHeaders)
                             "session/decoding/A.h:2: includes media/B.h", "terminal/A.h:1: includes session/B.h",
                             "terminal/A.h:2: includes media/FileSet.h",
                             "terminal/A.h:3: includes indications/Light.h"));
+}
+
+TEST_F(LayersTest, KeepQtAndFfmpegOutOfPublicHeaders)
+{
+    write("session/decoding/A.h", "#include <QString>\n#include <libavutil/frame.h>\n#include <sys/stat.h>\n"
+                                  "#include <stdint.h>\nclass QByteArray;\nstruct AVFrame;\nqint64 a();\n");
+    write("session/decoding/B.h", "#include \"decoding/A.h\"\n#include \"interfaces/I.h\"\n");
+    EXPECT_THAT(offences(_host),
+                ElementsAre("session/decoding/A.h:1: includes QString",
+                            "session/decoding/A.h:2: includes libavutil/frame.h",
+                            "session/decoding/A.h:3: includes sys/stat.h", "session/decoding/A.h:4: includes stdint.h",
+                            "session/decoding/A.h:5: names QByteArray", "session/decoding/A.h:6: names AVFrame",
+                            "session/decoding/A.h:7: names qint64", "session/decoding/B.h:1: includes decoding/A.h",
+                            "session/decoding/B.h:2: includes interfaces/I.h"));
+}
+
+TEST_F(LayersTest, LetEveryIncludeNameItsFolder)
+{
+    write("cli/A.cpp", "#include \"InputRun.h\"\n#include \"A.h\"\n#include <QString>\n");
+    EXPECT_THAT(offences(_host), ElementsAre("cli/A.cpp:1: includes InputRun.h", "cli/A.cpp:2: includes A.h"));
 }
 
 TEST_F(LayersTest, AreAllThereIs)

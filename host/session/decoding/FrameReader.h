@@ -16,7 +16,8 @@ namespace decoding {
 /// Gives out the frames of one stream, in their order. Between the decoder and its reader stands a queue with room for
 /// InputOptions::queuedFrames. While it is full, a file's decoder is given nothing more to decode, and a live stream's
 /// oldest frame is dropped for the new one and counted. So a slow reader costs its own stream alone, and holds up no
-/// call.
+/// call. But a file's stream waits for its slowest reader: each one that has been made is read on or destroyed, or the
+/// others get nothing more either.
 ///
 /// The input begins to decode a stream when one of its readers is first asked for a frame, a descriptor or delivery. A
 /// file's stream begins at its beginning (where both streams of a file are read, it is opened once for each); readers
@@ -67,7 +68,8 @@ public:
     explicit FrameReader(std::shared_ptr<Source> source);
     FrameReader(const FrameReader &) = delete;
     FrameReader &operator=(const FrameReader &) = delete;
-    /// Leaves the stream, which goes on for its other readers.
+    /// Leaves the stream, which goes on for its other readers. Not while another thread calls it: Input::close wakes
+    /// that one.
     ~FrameReader();
 
 private:

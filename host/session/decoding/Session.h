@@ -35,19 +35,23 @@ struct SessionOptions {
     std::optional<LoadLimits> governor;
     /// Whether the decoders show their lights in snapshots, which costs some instructions for each block.
     bool lights = false;
-    /// Given each message for people: what goes wrong and gets better again, mode switches, warnings. Called on the
-    /// session's own thread; must neither wait nor call the session.
+    /// Given each message for people: what goes wrong and gets better again, mode switches, and the component's
+    /// warnings. These come over Qt's message channel: in a program with a Qt application object of its own they go
+    /// where its other messages go, and not here; and where there are several sessions, each is given those of all.
+    /// Called on the event thread, which all sessions of the process share: must neither wait nor call a session, nor
+    /// what belongs to one. What it throws is dropped.
     std::function<void(const Snapshot::Message &message)> onMessage;
 };
 
 /// Decodes any number of inputs on one pool of decoder threads. Thread-safe: every call from any thread at any time,
-/// except for the destructor, `end` and calls from SessionOptions::onMessage.
+/// except for the destructor and calls from SessionOptions::onMessage. Each file that is open has a descriptor, two
+/// where both of its streams are read. A program may call std::exit while there are sessions.
 ///
 /// The library runs Qt's event loop on a thread of its own, one for all sessions of the process. Where there is no Qt
 /// application object, it makes one there, and takes Qt's messages as its own; so a program that uses Qt itself makes
-/// its application object before its first session, and keeps it
-/// longer than its last. Without one, the library also sets QT_NO_GLIB in the environment, unless it is set. It
-/// silences FFmpeg's log in the whole process. File names are UTF-8.
+/// its application object before its first session, and keeps it longer than its last. Without one, the library also
+/// sets QT_NO_GLIB in the environment, unless it is set. It silences FFmpeg's log in the whole process. Texts are
+/// UTF-8, except for the names of files, which are what the system has.
 class DECODING_EXPORT Session {
 public:
     /// Loads and starts the component.
@@ -58,8 +62,12 @@ public:
     /// Closes all inputs, waits for what they write and for callbacks that are running, and stops the component.
     ~Session();
 
-    /// Opens @p url, a file or an address as docs/live.md lists them, and waits until its streams are known.
-    /// @throws Error when that cannot be: no such file, nothing to decode, no connection, a name that is taken ...
+    /// Opens @p url, a file or an address as docs/live.md lists them, and waits until its streams are known: for 10
+    /// seconds at most where a server or a sender answers nothing, and as long as it takes where the file system or a
+    /// pipe does not.
+    /// @throws Error when that cannot be: no such file, nothing to decode, no connection, a name that is taken, an
+    ///         option that is out of its range, an address that others call, for which openLater waits; or when `end`
+    ///         is called meanwhile.
     std::shared_ptr<Input> open(const std::string &url, InputOptions options = {});
 
     /// Begins to open @p url, and does not wait: for live inputs that may come at any time, and for many at once. What
@@ -83,7 +91,8 @@ public:
         std::vector<int> threads;           // ids
     };
 
-    /// Does what the destructor does, once. Afterwards a snapshot shows no inputs, and every other call throws Error.
+    /// Does what the destructor does, once. Calls of `open` that wait throw Error then. Afterwards a snapshot shows no
+    /// inputs, and every other call throws Error. Another call of it meanwhile returns at once, with nothing.
     Remains end();
 
 private:

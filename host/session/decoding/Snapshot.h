@@ -27,8 +27,7 @@ enum class State {
 };
 
 /// @return the word that lists and reports use: "connecting", "ready", "running", "waiting", "ended", "failed",
-///         "no-decoder".
-/// Thread-safe.
+///         "no-decoder". Thread-safe.
 DECODING_EXPORT const char *toText(State state);
 
 /// How a light of a decoder looks.
@@ -47,12 +46,12 @@ struct Snapshot {
     struct Output {
         std::string kind;                 // as Output::kindName; "reader" for a FrameReader
         std::int64_t frames = 0;          // for audio, runs of samples
-        std::int64_t dropped = 0;         // of them, because it was slow, or could not be written any more
+        std::int64_t dropped = 0;         // of them, because it was slow, or took no more at its end
         std::int64_t nullBlocks = 0;      // breaks in the stream
         std::int64_t bytes = 0;           // written to files
         std::int64_t waitedMs = 0;        // that the decoder was given nothing until it had room
         std::optional<std::string> error; // the first
-        std::int64_t failed = 0;          // frames that were to be written and could not be
+        std::int64_t failed = 0;          // frames that could not be written, and are not among the dropped
         bool failing = false;             // the latest was one of them
     };
 
@@ -77,7 +76,8 @@ struct Snapshot {
         int height = 0;
         std::string missingCodec; // that there is no decoder for, such as "NOPE"; empty when there is one
         std::int64_t frames = 0;
-        std::int64_t damaged = 0;                             // blocks, pictures and runs of samples
+        bool lacksFrames = false; // none has come, though its decoder began five seconds ago
+        std::int64_t damaged = 0; // blocks, pictures and runs of samples
         std::optional<std::chrono::milliseconds> sinceDamage; // the latest; nothing when there was none
         std::int64_t lost = 0; // blocks of a live input that came faster than they could be decoded, or not at all
         std::int64_t late = 0; // of them: because the decoder was too slow
@@ -95,6 +95,8 @@ struct Snapshot {
         DECODING_EXPORT std::string form() const;
         /// @return over all outputs, the frames that could not be written.
         DECODING_EXPORT std::int64_t notWritten() const;
+        /// @return the errors of its outputs, each with the number of frames that are missing there.
+        DECODING_EXPORT std::vector<std::string> outputErrors() const;
     };
 
     struct Input {
@@ -116,8 +118,8 @@ struct Snapshot {
         bool finished = false;          // nothing of it changes any more, unless a stream is read that was not yet
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a
-        ///         live input may have without failing, that a live video has ended without a picture, and the errors
-        ///         of its outputs.
+        ///         live input may have without failing, that there is no decoder for it, that a live video has ended
+        ///         without a picture, and the errors of its outputs with the number of frames that are missing there.
         DECODING_EXPORT std::vector<std::string> errors() const;
         /// @return what went wrong last with the input or this stream of it.
         DECODING_EXPORT const std::optional<Trouble> &lastErrorOf(const Stream &stream) const;

@@ -27,3 +27,20 @@ TEST(CheckReport, NamesEverythingThatIsLeft)
     EXPECT_THAT(alive.toText(), HasSubstr("2 of FormatManager still alive"));
     EXPECT_THAT(alive.toJson(), HasSubstr("\"FormatManager\": 2"));
 }
+
+TEST(CheckReport, ShowsWhateverTextsTheComponentGivesInOneLineEach)
+{
+    CheckReport report;
+    report.componentName = "two\nlines";
+    report.componentPath = "d/lib\x1b[31mX.so";
+    report.published = {{"identi\x07"
+                         "fier",
+                         {"IOne\x1b[2J", "I%1Two"}}};
+    report.stillPublished = {"still\rthere"};
+    report.objectsLeft = {{"Type\xff", 1}};
+    EXPECT_EQ(report.toText(), "component  two?lines, from d/lib?[31mX.so\n"
+                               "published  identi?fier: IOne?[2J, I%1Two\n"
+                               "threads    none started\n"
+                               "stopped    still published: still?there; threads left: none\n"
+                               "objects    1 of Type? still alive\n");
+}

@@ -87,32 +87,12 @@ TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
 
 TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
 {
-    const auto options = parsed<DecodeOptions>({"decode",
-                                                "--threads",
-                                                "3",
-                                                "--paced",
-                                                "--time-saving",
-                                                "--exclude-from-tuning",
-                                                "--repeat",
-                                                "4",
-                                                "--copies",
-                                                "5",
-                                                "a.mp4",
-                                                "--duration",
-                                                "1.5",
-                                                "--component",
-                                                "c.so",
-                                                "--settings",
-                                                "s.ini",
-                                                "--json",
-                                                "r.json",
-                                                "--quiet",
-                                                "--governor",
-                                                "0.5:0.7",
-                                                "--max-latency",
-                                                "90",
-                                                "--burst",
-                                                "6"});
+    const auto options = parsed<DecodeOptions>(
+        {"decode",   "--threads",   "3",          "--paced",    "--time-saving", "--exclude-from-tuning",
+         "--repeat", "4",           "--copies",   "5",          "a.mp4",         "--duration",
+         "1.5",      "--component", "c.so",       "--settings", "s.ini",         "--json",
+         "r.json",   "--quiet",     "--governor", "0.5:0.7",    "--max-latency", "90",
+         "--stall",  "2.5",         "--retry",    "0.25:8",     "--burst",       "6"});
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
     EXPECT_TRUE(options.input.paced);
     EXPECT_EQ(options.session.mode, decoding::Mode::TimeSaving);
@@ -123,6 +103,9 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
     EXPECT_EQ(options.input.burst, 6);
     EXPECT_EQ(options.input.duration, std::chrono::milliseconds(1500));
     EXPECT_EQ(options.input.maxLatency, std::chrono::milliseconds(90));
+    EXPECT_EQ(options.input.stallLimit, std::chrono::milliseconds(2500));
+    EXPECT_EQ(options.input.firstRetryDelay, std::chrono::milliseconds(250));
+    EXPECT_EQ(options.input.lastRetryDelay, std::chrono::milliseconds(8000));
     ASSERT_TRUE(options.session.governor);
     EXPECT_EQ(options.session.governor->low, 0.5);
     EXPECT_EQ(options.session.governor->high, 0.7);
@@ -153,16 +136,6 @@ TEST(CommandLine, TakesOneKindOfStreamsOrBoth)
     const auto audio = parsed<DecodeOptions>({"decode", "--streams", "audio", "a.mp4"}).input;
     EXPECT_TRUE(!audio.video && audio.audio);
     const auto both = parsed<DecodeOptions>({"decode", "--streams", "both", "a.mp4"}).input;
-    EXPECT_TRUE(both.video && both.audio);
-}
-
-TEST(CommandLine, TakesNoStreamsThatNoOutputTakes)
-{
-    const auto video = parsed<DecodeOptions>({"decode", "--output", "y4m", "--output", "png", "a.mp4"}).input;
-    EXPECT_TRUE(video.video && !video.audio);
-    const auto audio = parsed<DecodeOptions>({"decode", "--output", "wav", "a.mp4"}).input;
-    EXPECT_TRUE(!audio.video && audio.audio);
-    const auto both = parsed<DecodeOptions>({"decode", "--output", "y4m", "--output", "wav", "a.mp4"}).input;
     EXPECT_TRUE(both.video && both.audio);
 }
 
@@ -200,6 +173,7 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
         {{"decode", "--streams", "subtitles", "a"}, "subtitles"},
         {{"decode", "--repeat", "0", "a"}, "--repeat"},
         {{"decode", "--repeat", "often", "a"}, "--repeat"},
+        {{"decode", "--burst", "0", "a"}, "--burst"},
         {{"decode", "--copies", "1001", "a"}, "--copies"},
         {{"decode", "--copies", "-1", "a"}, "--copies"},
         {{"decode", "--duration", "0", "a"}, "--duration"},
@@ -207,6 +181,15 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
         {{"decode", "--duration", "nan", "a"}, "--duration"},
         {{"decode", "--duration", "inf", "a"}, "--duration"},
         {{"decode", "--duration", "long", "a"}, "--duration"},
+        {{"decode", "--stall", "0", "a"}, "--stall: takes seconds"},
+        {{"decode", "--retry", "30", "a"}, "--retry: takes two numbers"},
+        {{"decode", "--retry", "2:1", "a"}, "--retry: takes two numbers"},
+        {{"decode", "--retry", "0:1", "a"}, "--retry: takes two numbers"},
+        {{"decode", "--max-latency", "0", "a"}, "--max-latency"},
+        {{"decode", "--repeat", "1", "--repeat", "2", "a"}, "--repeat"},
+        {{"decode", "a#{repeat=0}"}, "a: repeat: takes a whole number"},
+        {{"decode", "a#{stal=2}"}, "the nearest is \"stall\""},
+        {{"probe", "a#{stal=2}"}, "the nearest is \"stall\""},
         {{"decode", "--governor", "0.9:0.6", "a"}, "LOW is less than HIGH"},
         {{"decode", "--json", "a", "--json", "b", "c"}, "--json"},
         {{"decode", "--component", "", "c"}, "--component"},
@@ -222,6 +205,23 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
             << testing::PrintToString(arguments);
     }
     EXPECT_THAT(wrong({"decode", "--repeat", "0", "a"}), HasSubstr("; see decoding-host decode --help"));
+}
+
+TEST(CommandLine, ChecksTheOutputsOfEachInput)
+{
+    const auto options = parsed<DecodeOptions>({"decode", "--output", "y4m", "a#{output=wav:x&output=raw}", "b"});
+    EXPECT_EQ(options.input.outputs.size(), 1U);
+    EXPECT_EQ(options.outputs().size(), 3U);
+    EXPECT_THAT(wrong({"decode", "--streams", "audio", "a#{output=y4m}"}), HasSubstr("a: y4m takes no audio"));
+    EXPECT_THAT(wrong({"decode", "--output", "y4m", "a#{streams=audio}"}), HasSubstr("a: y4m takes no audio"));
+    EXPECT_THAT(wrong({"decode", "--json", "x/a.y4m", "a#{output=y4m:x}"}), HasSubstr("x/a.y4m"));
+
+    EXPECT_TRUE(parsed<DecodeOptions>({"decode", "a#{output=y4m:-}", "b"}).isStandardOutputTaken());
+    EXPECT_FALSE(parsed<DecodeOptions>({"decode", "a#{output=y4m}", "b"}).isStandardOutputTaken());
+    EXPECT_THAT(wrong({"decode", "a#{output=y4m:-}", "b#{output=y4m:-}"}), HasSubstr("takes one output"));
+    EXPECT_THAT(wrong({"decode", "a#{output=y4m:-}", "--json", "-"}), HasSubstr("takes one output"));
+    EXPECT_THAT(wrong({"decode", "a#{output=y4m:-}", "--copies", "2"}), HasSubstr("takes one input"));
+    EXPECT_THAT(wrong({"decode", "a#{output=raw:-}"}), HasSubstr("takes one stream"));
 }
 
 TEST(CommandLine, RefusesAnOutputIntoADirectoryThatAnotherOneReachesOverALink)

@@ -124,6 +124,20 @@ TEST(DecodeReport, ShowsTheLatencyInTheFirstRowOfEachInputAndADashWhenNothingWas
     EXPECT_THAT(lines[6], EndsWith("0.5                       0        0"));
 }
 
+TEST(DecodeReport, SaysThatThereIsNoDecoderAndShowsTheLatencyBesideAStreamThatHasOne)
+{
+    DecodeReport report = finished();
+    Snapshot::Stream &video = report.snapshot.inputs[0].streams[0];
+    video = {};
+    video.kind = "video";
+    video.codec = video.missingCodec = "NOPE";
+    std::vector<std::string> lines = linesOf(report.toText());
+    EXPECT_THAT(lines[1], HasSubstr("  video   NOPE, no decoder       0        0     0  0.0                       0"));
+    EXPECT_THAT(lines[2], HasSubstr("  audio   aac                    5        0     0  0.5  4.3 / 1,017          0"));
+    report.snapshot.inputs[0].streams.pop_back();
+    EXPECT_THAT(linesOf(report.toText())[1], HasSubstr("  0.0  4.3 / 1,017"));
+}
+
 TEST(DecodeReport, KeepsTheTableInOneLineForEachStreamWhateverTheNameHolds)
 {
     DecodeReport report = finished();
@@ -170,6 +184,7 @@ TEST(DecodeReport, FailsForErrorsForDamageAndForWhatIsLeftBehind)
         [](DecodeReport &report) { report.snapshot.inputs[0].error = "wrong"; },
         [](DecodeReport &report) { report.snapshot.inputs[0].streams[0].outputs[0].error = "wrong"; },
         [](DecodeReport &report) { report.snapshot.inputs[0].streams[1].damaged = 1; },
+        [](DecodeReport &report) { report.removedOutputErrors = {"wrong"}; },
         [](DecodeReport &report) { report.remains.published = {"e0711c9b"}; },
         [](DecodeReport &report) { report.remains.threads = {4711}; },
         [](DecodeReport &report) {
@@ -206,6 +221,15 @@ TEST(DecodeReport, NamesEverythingThatIsLeft)
     EXPECT_EQ(left[QStringLiteral("threads")].toArray()[0].toInt(), 11);
     EXPECT_EQ(left[QStringLiteral("liveObjects")].toObject()[QStringLiteral("BlockQueue")].toInt(), 2);
     EXPECT_EQ(left[QStringLiteral("bigBlocks")].toInt(), 1234);
+}
+
+TEST(DecodeReport, ShowsWhatIsLeftInOneLineWhateverItsNames)
+{
+    DecodeReport report;
+    report.remains.published = {"e07\n11c9b"};
+    report.objectsLeft = {{"Block\x1b[31mQueue", 1}};
+    EXPECT_THAT(report.toText(), HasSubstr("left       1 identifier published: e07?11c9b; "
+                                           "1 object: 1 of Block?[31mQueue\n"));
 }
 
 TEST(DecodeReport, FailsForTheDamageOfAFileButNotForThatOfALiveSource)

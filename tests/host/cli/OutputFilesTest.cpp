@@ -1,40 +1,17 @@
 #include "cli/OutputFiles.h"
 
 #include <filesystem>
-#include <unistd.h>
 
-#include <gmock/gmock.h>
+#include "FolderFixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using OutputFiles::mayInclude;
-using OutputFiles::placeOf;
 
-class OutputFilesTest : public testing::Test {
-protected:
-    OutputFilesTest() { fs::create_directories(_folder); }
-    ~OutputFilesTest() override { fs::remove_all(_folder); }
-
-    std::string path(const std::string &name) const { return (_folder / name).string(); }
-
-private:
-    const fs::path _folder = fs::path(testing::TempDir()) / ("output-files-" + std::to_string(getpid()));
-};
+class OutputFilesTest : public FolderFixture {};
 
 } // namespace
-
-TEST_F(OutputFilesTest, HaveOneTextForEachWayToNameADirectory)
-{
-    EXPECT_EQ(placeOf("a/b/.."), placeOf("a"));
-    EXPECT_EQ(placeOf("a//"), placeOf("./a"));
-    EXPECT_EQ(placeOf("."), placeOf(fs::current_path().string()));
-    EXPECT_NE(placeOf("a"), placeOf("b"));
-    fs::create_directory(path("out"));
-    fs::create_directory_symlink("out", path("link"));
-    EXPECT_EQ(placeOf(path("link")), placeOf(path("out/")));
-    EXPECT_EQ(placeOf(path("link/new")), placeOf(path("out/new")));
-}
 
 TEST_F(OutputFilesTest, AreThoseInItsDirectoryThatEndAsItsFilesDo)
 {

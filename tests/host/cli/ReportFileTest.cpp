@@ -2,9 +2,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
-#include <gmock/gmock.h>
+#include "FolderFixture.h"
 
 namespace {
 
@@ -12,16 +11,7 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Optional;
 
-class ReportFileTest : public testing::Test {
-protected:
-    ReportFileTest() { fs::create_directories(_folder); }
-    ~ReportFileTest() override { fs::remove_all(_folder); }
-
-    std::string path(const std::string &name) const { return (_folder / name).string(); }
-
-private:
-    const fs::path _folder = fs::path(testing::TempDir()) / ("report-file-" + std::to_string(getpid()));
-};
+class ReportFileTest : public FolderFixture {};
 
 } // namespace
 
@@ -43,6 +33,20 @@ TEST_F(ReportFileTest, ThatCannotBeWrittenIsReported)
     EXPECT_THAT(ReportFile::obstacle(path("file/new.json"), {}), Optional(HasSubstr(": Not a directory")));
     EXPECT_THAT(ReportFile::write(path("none/new.json"), "{}"), Optional(HasSubstr(": No such file or directory")));
     EXPECT_THAT(ReportFile::write("/dev/full", "{}"), Optional(HasSubstr(": No space left on device")));
+}
+
+TEST_F(ReportFileTest, BehindALinkIsLookedForWhereThatLeads)
+{
+    fs::create_directories(path("there"));
+    fs::create_symlink("there/new.json", path("good"));
+    fs::create_symlink("gone/new.json", path("dangling"));
+    fs::create_symlink("dangling", path("twice"));
+    EXPECT_EQ(ReportFile::obstacle(path("good"), {}), std::nullopt);
+    for (const char *const name : {"dangling", "twice"}) {
+        EXPECT_THAT(ReportFile::obstacle(path(name), {}),
+                    Optional("cannot write " + path(name) + ": No such file or directory"));
+        EXPECT_EQ(ReportFile::obstacle(path(name), {decoding::Output::parse("wav:" + path("gone"))}), std::nullopt);
+    }
 }
 
 TEST_F(ReportFileTest, MayGoToADirectoryThatAnOutputMakes)

@@ -32,10 +32,22 @@ protected:
             _answer = {given, error};
         });
     }
+    /// A live source, which is not connected yet.
+    void askToAddDoor()
+    {
+        askToAdd("door=rtsp://127.0.0.1:1/live");
+        _session.input("door").live = true;
+        poll();
+    }
     void askToRemove(const std::string &name)
     {
         _answer.reset();
         _control.remove(name, [this](const IControl::Error &error) { _answer = {std::string(), error}; });
+    }
+    /// Whether it was answered that @p name is an input now.
+    bool isAdded(const std::string &name) const
+    {
+        return _answer && !_answer->error && _answer->name == name && _inputs.contains(name);
     }
     /// An input that is open.
     void addOpen(const std::string &name)
@@ -62,10 +74,7 @@ TEST_F(RunControlTest, AnswersOnceAFileIsOpen)
     EXPECT_FALSE(_answer);
     _session.begin("tree.avi");
     poll();
-    ASSERT_TRUE(_answer);
-    EXPECT_EQ(_answer->error, std::nullopt);
-    EXPECT_EQ(_answer->name, "tree.avi");
-    EXPECT_TRUE(_inputs.contains("tree.avi"));
+    EXPECT_TRUE(isAdded("tree.avi"));
 }
 
 TEST_F(RunControlTest, AnswersWhyAFileCannotBeOpenedAndForgetsIt)
@@ -88,63 +97,67 @@ TEST_F(RunControlTest, AnswersThatAFileIsThereThoughItFailedOnceItWasOpen)
     _session.begin("clip.mp4");
     _session.fail("clip.mp4");
     poll();
-    ASSERT_TRUE(_answer);
-    EXPECT_EQ(_answer->error, std::nullopt);
-    EXPECT_TRUE(_inputs.contains("clip.mp4"));
+    EXPECT_TRUE(isAdded("clip.mp4"));
 }
 
 TEST_F(RunControlTest, AnswersOnceALiveSourceHasConnected)
 {
-    askToAdd("door=rtsp://127.0.0.1:1/live");
-    _session.input("door").live = true;
-    poll();
+    askToAddDoor();
     EXPECT_FALSE(_answer);
     _session.begin("door");
     poll();
-    ASSERT_TRUE(_answer);
-    EXPECT_EQ(_answer->name, "door");
-    EXPECT_EQ(_answer->error, std::nullopt);
+    EXPECT_TRUE(isAdded("door"));
 }
 
 TEST_F(RunControlTest, WaitsNoLongerForALiveSourceThatIsTriedAgain)
 {
-    askToAdd("door=rtsp://127.0.0.1:1/live");
-    _session.input("door").live = true;
-    poll();
+    askToAddDoor();
     _session.input("door").state = decoding::State::Waiting;
     _session.input("door").error = "door: refused";
     poll();
-    ASSERT_TRUE(_answer);
-    EXPECT_EQ(_answer->error, std::nullopt);
-    EXPECT_TRUE(_inputs.contains("door"));
+    EXPECT_TRUE(isAdded("door"));
 }
 
 TEST_F(RunControlTest, WaitsForALiveSourceForThreeSecondsAtMost)
 {
-    askToAdd("door=rtsp://127.0.0.1:1/live");
-    _session.input("door").live = true;
-    poll();
+    askToAddDoor();
     _now += std::chrono::milliseconds(2999);
     poll();
     EXPECT_FALSE(_answer);
     _now += std::chrono::milliseconds(1);
     poll();
-    ASSERT_TRUE(_answer);
-    EXPECT_EQ(_answer->error, std::nullopt);
-    EXPECT_TRUE(_inputs.contains("door"));
+    EXPECT_TRUE(isAdded("door"));
 }
 
 TEST_F(RunControlTest, AnswersWhyALiveSourceHasFailedAndForgetsIt)
 {
-    askToAdd("door=rtsp://127.0.0.1:1/live");
-    _session.input("door").live = true;
-    poll();
+    askToAddDoor();
     _session.fail("door");
+    _session.input("door").finished = false; // its outputs are yet to be completed
+    _now += std::chrono::seconds(3);
+    poll();
+    EXPECT_FALSE(_answer);
+    _session.finish("door");
     poll();
     poll();
     ASSERT_TRUE(_answer);
     EXPECT_THAT(_answer->error, Optional(std::string("door: no such file")));
     EXPECT_FALSE(_inputs.contains("door"));
+}
+
+TEST_F(RunControlTest, TakesOptionsOfOneInputAndRefusesWrongOnes)
+{
+    askToAdd("cup.mp4#{repeat=3}", "cup");
+    ASSERT_EQ(_session.opened.size(), 1U);
+    EXPECT_EQ(_session.opened[0].repeat, 3);
+    EXPECT_EQ(_session.opened[0].name, "cup");
+    askToAdd("tree.avi#{repeat=never}");
+    ASSERT_TRUE(_answer);
+    EXPECT_THAT(_answer->error, Optional(StartsWith("tree.avi: repeat: ")));
+    askToAdd("tree.avi#{output=y4m:-}");
+    ASSERT_TRUE(_answer);
+    EXPECT_THAT(_answer->error, Optional(StartsWith("tree.avi: the standard output ")));
+    EXPECT_EQ(_session.opened.size(), 1U);
 }
 
 TEST_F(RunControlTest, RefusesANameThatIsTakenAtOnce)

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 namespace {
@@ -45,6 +46,18 @@ TEST_F(RunInputsTest, AreOpenedWithTheOptionsOfTheRunAndTheirNames)
     EXPECT_EQ(_session.opened[1].name, "door");
     EXPECT_THROW(addNamed("door"), decoding::Error);
     EXPECT_THAT(names(), ElementsAre("cup.mp4", "door"));
+}
+
+TEST_F(RunInputsTest, MayHaveOptionsOfTheirOwn)
+{
+    _inputs.add(InputSpec::parse("cup.mp4#{paced=no&repeat=3}"));
+    _inputs.add(InputSpec::parse("tree.avi"));
+    ASSERT_EQ(_session.opened.size(), 2U);
+    EXPECT_FALSE(_session.opened[0].paced);
+    EXPECT_EQ(_session.opened[0].repeat, 3);
+    EXPECT_TRUE(_session.opened[1].paced);
+    EXPECT_EQ(_session.opened[1].repeat, 1);
+    EXPECT_THAT(names(), ElementsAre("cup.mp4", "tree.avi"));
 }
 
 TEST_F(RunInputsTest, OpenCopiesOnceTheFirstIsOpenAndKeepThemBesideIt)
@@ -110,7 +123,7 @@ TEST_F(RunInputsTest, TellWhyACopyIsRefused)
     _session.refuses = true;
     _inputs.poll();
     EXPECT_THAT(names(), ElementsAre("cup.mp4"));
-    EXPECT_THAT(_messages.take(), ElementsAre("cup.mp4: refused"));
+    EXPECT_THAT(_messages.take(), ElementsAre(EndsWith(": cup.mp4: refused")));
 }
 
 TEST_F(RunInputsTest, OpenNoCopiesOfWhatCannotBeOpened)
@@ -155,9 +168,27 @@ TEST_F(RunInputsTest, LeaveOnceTheyAreFinishedAndFreeTheirNames)
     _session.finish("door");
     _inputs.poll();
     EXPECT_FALSE(_inputs.isLeaving("door"));
-    EXPECT_THAT(_messages.take(), ElementsAre("door: removed, after 7 frames"));
+    EXPECT_THAT(_messages.take(), ElementsAre(EndsWith(": door: removed, after 7 frames")));
     EXPECT_EQ(addNamed("door"), "door");
     EXPECT_THAT(names(), ElementsAre("tree.avi", "door"));
+}
+
+TEST_F(RunInputsTest, LeaveTheErrorsOfTheirOutputsBehind)
+{
+    addNamed("door");
+    _session.begin("door", 5);
+    _session.input("door").streams[0].outputs.resize(2);
+    EXPECT_TRUE(_inputs.remove("door"));
+    EXPECT_THAT(_inputs.outputErrorsOfRemoved(), IsEmpty());
+    decoding::Snapshot::Output &output = _session.input("door").streams[0].outputs[1];
+    output.error = "cannot write door.raw: full";
+    output.failed = 3;
+    _session.input("door").error = "door: cannot be opened"; // which may be why it was removed
+    _session.finish("door");
+    _inputs.poll();
+    EXPECT_THAT(_inputs.outputErrorsOfRemoved(), ElementsAre("cannot write door.raw: full; 3 frames are missing"));
+    _inputs.poll();
+    EXPECT_EQ(_inputs.outputErrorsOfRemoved().size(), 1U) << "once only";
 }
 
 TEST_F(RunInputsTest, ThatWereNotOpenLeaveSilently)

@@ -30,7 +30,8 @@ TEST(WarningLog, WritesWhatIsFatalBehindTheWarningsBeforeQtEndsTheProgram)
 {
     WarningLog log;
     qWarning("no room left");
-    EXPECT_DEATH(qFatal("nothing\nworks"), "^decoding-host: no room left\ndecoding-host: nothing.works\n$");
+    EXPECT_DEATH(qFatal("nothing\nworks"), "^decoding-host: ....-..-..T..:..:..: no room left\n"
+                                           "decoding-host: ....-..-..T..:..:..: nothing.works\n$");
 }
 
 TEST(WarningLog, WritesWhatComesTooLateForIt)
@@ -42,7 +43,8 @@ TEST(WarningLog, WritesWhatComesTooLateForIt)
     }
     testing::internal::CaptureStderr();
     handler(QtWarningMsg, QMessageLogContext(), QStringLiteral("late"));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "decoding-host: late\n");
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::MatchesRegex("decoding-host: ....-..-..T..:..:..: late\n"));
 }
 
 TEST(WarningLog, LeavesTheChannelsAsItFoundThem)

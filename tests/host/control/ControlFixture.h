@@ -15,10 +15,10 @@ class ControlFixture : public testing::Test {
 protected:
     void SetUp() override
     {
-        auto listening = ControlServer::listen(path(), _control);
+        auto listening = ControlSocket::listen(path());
         if (const std::string *const error = std::get_if<std::string>(&listening))
             FAIL() << *error;
-        _server = std::move(std::get<std::unique_ptr<ControlServer>>(listening));
+        _server = std::make_unique<ControlServer>(std::move(std::get<0>(listening)), _control);
     }
 
     std::string path() const { return _directory.filePath(QStringLiteral("host.sock")).toStdString(); }

@@ -5,6 +5,7 @@
 
 #include "ControlFixture.h"
 #include "media/ClockTime.h"
+#include <sys/resource.h>
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -263,8 +264,31 @@ TEST_F(ControlServerTest, GivesAnswersOfAnySizeWhole)
 
 TEST_F(ControlServerTest, CannotBeHadTwiceOnOnePath)
 {
-    const auto second = ControlServer::listen(path(), _control);
+    const auto second = ControlSocket::listen(path());
     ASSERT_TRUE(std::holds_alternative<std::string>(second));
     EXPECT_THAT(std::get<std::string>(second), HasSubstr("another program listens"));
     EXPECT_TRUE(serves());
+}
+
+TEST_F(ControlServerTest, ServesOneClientAfterTheOtherWhereTheProcessHasNoDescriptorLeft)
+{
+    // UndefinedBehaviorSanitizer needs descriptors to look at an object of a type that it has not met yet, such as that
+    // of a connection that ends.
+    EXPECT_EQ(RawClient(path()).ask("mode performance"), "ok\n");
+    EXPECT_EQ(RawClient(path()).ask("mode performance"), "ok\n");
+
+    auto first = std::make_unique<RawClient>(path());
+    RawClient second(path());
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const int lowestFree = Descriptor(::dup(STDIN_FILENO)).get();
+    rlimit none = before;
+    none.rlim_cur = static_cast<rlim_t>(lowestFree);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(first->ask("mode performance"), "ok\n");
+    first.reset();
+    // Its own descriptor may go to anybody.
+    const Descriptor taken(::dup(STDIN_FILENO));
+    EXPECT_EQ(second.ask("mode performance"), "ok\n");
+    setrlimit(RLIMIT_NOFILE, &before);
 }

@@ -13,7 +13,7 @@ namespace {
 class Bursts : public DecodeFixture {
 protected:
     struct Decoding {
-        QByteArray reports; // what the report says of the inputs, but for times and what was queued at once
+        QByteArray reports; // what the report says of the inputs, except times and what was queued at once
         std::map<std::string, QByteArray> framemd5;
         int damaged = 0;
     };

@@ -98,7 +98,7 @@ protected:
         SinkWorkers workers(1);
         OutputSpec spec;
         spec.kind = OutputSpec::FrameMd5;
-        spec.directory = path("out");
+        spec.directory = path("out").toStdString();
         const auto sink = std::get<0>(Media::createSink(spec, {"joined", 0, {}, std::make_shared<Gate>()}, workers));
         const ModkitPtr<NullBlocks<typename Media::Queue, typename Media::Handle>> nullBlocks(
             new NullBlocks<typename Media::Queue, typename Media::Handle>);

@@ -12,9 +12,11 @@ namespace {
 
 using testing::AllOf;
 using testing::Contains;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::StartsWith;
+
+constexpr char timedMessage[] = "^decoding-host: ....-..-..T..:..:..: ";
 
 /// A bad input is decoded between two good ones, whose frames must be those of the tool all the same.
 class DamagedInput : public DecodeFixture {
@@ -29,7 +31,7 @@ protected:
         expectFramesOfTool(run, good, directory);
         // A line for each problem, and none of the libraries' own.
         for (const std::string &line : run.errors)
-            EXPECT_THAT(line, AllOf(StartsWith("decoding-host: "), HasSubstr(QFileInfo(bad).fileName().toStdString())));
+            EXPECT_THAT(line, AllOf(ContainsRegex(timedMessage), HasSubstr(QFileInfo(bad).fileName().toStdString())));
         EXPECT_LE(run.errors.size(), 5U);
         return run;
     }
@@ -129,6 +131,18 @@ TEST_F(DamagedInput, InAnUnknownCodecIsRefused)
     expectRefused(write("unknown.avi", content.replace("cvid", "zzz9")), "no video or audio stream in it");
 }
 
+TEST_F(DamagedInput, WithOneStreamInAnUnknownCodecFailsThoughTheOtherIsDecoded)
+{
+    const QString known = generate("known.avi", "-f lavfi -i testsrc2=size=64x48:rate=25:duration=1 -f lavfi -i "
+                                                "sine=duration=1 -c:v mpeg4 -vtag FMP4 -c:a pcm_s16le");
+    const HostRun run = decodeWithOthers(write("unknown.avi", read(known).replace("FMP4", "NOPE")));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errors, ElementsAre(HasSubstr("unknown.avi video: no decoder for NOPE")));
+    EXPECT_EQ(run.report["errors"].toArray(), QJsonArray{"unknown.avi video: no decoder for NOPE"});
+    EXPECT_EQ(run.input("unknown.avi")["state"].toString(), QStringLiteral("failed"));
+    EXPECT_GT(run.stream("unknown.avi", "audio")["frames"].toInt(), 0);
+}
+
 TEST_F(DamagedInput, OfAPlaylistThatLacksASegmentIsDecodedAsFarAsItGoes)
 {
     const QString list =
@@ -162,7 +176,7 @@ TEST_F(DamagedInput, AndAFullDiskUnderAnOutputAreReported)
         const HostRun run = HostRun::decode(
             {"--output", kind + ':' + path(kind), "--output", "framemd5:" + path("out"), _clip, sample("cup.mp4")});
         EXPECT_EQ(run.exitCode, 1);
-        EXPECT_THAT(run.errors, ElementsAre(AllOf(StartsWith("decoding-host: "), HasSubstr(full.toStdString()),
+        EXPECT_THAT(run.errors, ElementsAre(AllOf(ContainsRegex(timedMessage), HasSubstr(full.toStdString()),
                                                   HasSubstr("No space left on device"))));
         run.expectNothingLeft();
         // The other output of the same stream, and the other input, get everything.
@@ -174,7 +188,7 @@ TEST_F(DamagedInput, AndAFullDiskUnderTheReportAreReported)
 {
     const HostRun run = HostRun::decode({"--json", "/dev/full", sample("tree.avi")});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_THAT(run.errors, ElementsAre(AllOf(StartsWith("decoding-host: "), HasSubstr("/dev/full"),
+    EXPECT_THAT(run.errors, ElementsAre(AllOf(ContainsRegex(timedMessage), HasSubstr("/dev/full"),
                                               HasSubstr("No space left on device"))));
 }
 #endif

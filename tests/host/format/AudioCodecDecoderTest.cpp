@@ -154,7 +154,7 @@ TEST_F(AudioCodecDecoding, OtherParametersOpenTheCodecAnew)
     ASSERT_FALSE(records->entries.empty());
     EXPECT_EQ(SamplesHeader::of(*records->entries.front().samples)->sampleRate, 48000);
     EXPECT_EQ(SamplesHeader::of(*records->entries.back().samples)->sampleRate, 8000);
-    EXPECT_EQ(damage->of(audioOrigin), DamageCounts::Counts{});
+    EXPECT_EQ(damage->conditionOf({audioOrigin}).counts, DamageCounts::Counts{});
 }
 
 TEST_F(AudioCodecDecoding, RefusedBlocksAreCountedAndReportedOnce)
@@ -174,7 +174,7 @@ TEST_F(AudioCodecDecoding, RefusedBlocksAreCountedAndReportedOnce)
     decode({"foreign", true});
     drain();
     EXPECT_EQ(records->entries.size(), count - 2);
-    EXPECT_EQ(damage->of(audioOrigin), (DamageCounts::Counts{2, 0, 1, 0}));
+    EXPECT_EQ(damage->conditionOf({audioOrigin}).counts, (DamageCounts::Counts{2, 0, 1, 0}));
     EXPECT_THAT(messages.take(), ElementsAre(HasSubstr("clip audio: undecodable block: Invalid data"),
                                              HasSubstr("clip audio: not a block of this host")));
 }
@@ -192,7 +192,7 @@ TEST_F(AudioCodecDecoding, VideoParametersAreUnusable)
     decode({MediaBlock::packKeyBlock(1, packed, *packet), true});
     av_packet_free(&packet);
     EXPECT_TRUE(records->entries.empty());
-    EXPECT_GT(damage->of(audioOrigin)[DamageCounts::UnusableStream], 0U);
+    EXPECT_GT(damage->conditionOf({audioOrigin}).counts[DamageCounts::UnusableStream], 0U);
 }
 
 } // namespace

@@ -55,7 +55,7 @@ Pictures decodedPictures(const std::vector<Clip::Block> &blocks, std::size_t lon
     for (const TimedBlock &block : inBursts(blocks, longest))
         decoder.decode(block.data, block.keyBlock, 0, block.timeMs, &output, 1);
     decoder.decode(QByteArray(), false, 0, 5, &output, 1);
-    Pictures decoded{{}, damage->of(videoOrigin)};
+    Pictures decoded{{}, damage->conditionOf({videoOrigin}).counts};
     for (const PictureRecords::Entry &entry : records->entries)
         decoded.all.emplace_back(entry.hash, entry.timestamp, entry.blockTimeMs, entry.header.flags);
     return decoded;
@@ -143,7 +143,7 @@ TEST_F(VideoCodecDecoding, ABurstOfKeyBlocksMayChangeTheParametersInTheMiddle)
 TEST_F(VideoCodecDecoding, NotesThePaceForWhoeverWatchesIt)
 {
     const Clip clip = made("-c:v mpeg4 -g 300 -bf 0", "clip.avi");
-    const auto pace = damage->watchPace(videoOrigin);
+    const auto pace = damage->watchPace({videoOrigin});
     EXPECT_EQ(pace->packetsWithin(false, std::chrono::seconds(10)), 1);
     const std::vector<TimedBlock> bursts = inBursts(clip.blocks, 7);
     for (const TimedBlock &block : bursts)
@@ -185,7 +185,7 @@ TEST(BurstDecoding, GivesTheSameSamplesThoughSomeOfThemAreDamaged)
                     EXPECT_TRUE(addSamples(*entry.samples, hash));
                     all.emplace_back(hash.result(), entry.timestamp, entry.blockTimeMs);
                 }
-                return std::pair(all, damage->of("clip audio"));
+                return std::pair(all, damage->conditionOf({"clip audio"}).counts);
             };
             const auto one = decoded(1);
             EXPECT_GE(one.first.size(), 10U);

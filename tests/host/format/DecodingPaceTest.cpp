@@ -62,16 +62,16 @@ TEST(DecodingPace, OfKeyBlocksIsApart)
 TEST(DecodingPace, OfAStreamIsThereForAsLongAsItIsWatched)
 {
     DamageCounts damage;
-    EXPECT_EQ(damage.paceOf("clip video"), nullptr);
-    auto watched = damage.watchPace("clip video");
-    EXPECT_EQ(damage.paceOf("clip video"), watched);
-    EXPECT_EQ(damage.paceOf("other video"), nullptr);
+    EXPECT_EQ(damage.paceOf({"clip video"}), nullptr);
+    auto watched = damage.watchPace({"clip video"});
+    EXPECT_EQ(damage.paceOf({"clip video"}), watched);
+    EXPECT_EQ(damage.paceOf({"other video"}), nullptr);
     // Another one of the same stream, which follows it.
-    auto next = damage.watchPace("clip video");
+    auto next = damage.watchPace({"clip video"});
     EXPECT_EQ(next, watched);
     watched.reset();
-    damage.forget("clip video");
-    EXPECT_EQ(damage.paceOf("clip video"), next);
+    damage.forget({"clip video"});
+    EXPECT_EQ(damage.paceOf({"clip video"}), next);
     next.reset();
-    EXPECT_EQ(damage.paceOf("clip video"), nullptr);
+    EXPECT_EQ(damage.paceOf({"clip video"}), nullptr);
 }

@@ -16,7 +16,7 @@ protected:
     void expectNothingIsLeftOrDamaged(const QByteArray &origin) const
     {
         EXPECT_EQ(CountingSlab::liveBlocks(), 0);
-        EXPECT_EQ(damage->of(origin), DamageCounts::Counts{});
+        EXPECT_EQ(damage->conditionOf({origin}).counts, DamageCounts::Counts{});
     }
 
     const std::shared_ptr<DamageCounts> damage = std::make_shared<DamageCounts>();

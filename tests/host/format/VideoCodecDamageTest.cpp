@@ -37,18 +37,18 @@ TEST_F(VideoCodecDecoding, DamageIsCountedAndReportedOnceForEachKind)
 
 TEST_F(VideoCodecDecoding, TellsThePresentCodecAndSizeOfAStream)
 {
-    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.name, "");
+    EXPECT_EQ(damage->conditionOf({videoOrigin}).codec.name, "");
     addOutput();
     decodeAll(made(h264Small, "small.mp4"));
-    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.name, "h264");
-    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.width, 176);
-    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.height, 144);
+    EXPECT_EQ(damage->conditionOf({videoOrigin}).codec.name, "h264");
+    EXPECT_EQ(damage->conditionOf({videoOrigin}).codec.width, 176);
+    EXPECT_EQ(damage->conditionOf({videoOrigin}).codec.height, 144);
     decodeAll(made("-s 320x240 -c:v mpeg4", "clip.avi"));
-    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.name, "mpeg4");
-    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.width, 320);
-    EXPECT_FALSE(damage->conditionOf(videoOrigin).codec.isMissing);
-    damage->forget(videoOrigin);
-    EXPECT_EQ(damage->conditionOf(videoOrigin).codec.name, "");
+    EXPECT_EQ(damage->conditionOf({videoOrigin}).codec.name, "mpeg4");
+    EXPECT_EQ(damage->conditionOf({videoOrigin}).codec.width, 320);
+    EXPECT_FALSE(damage->conditionOf({videoOrigin}).codec.isMissing);
+    damage->forget({videoOrigin});
+    EXPECT_EQ(damage->conditionOf({videoOrigin}).codec.name, "");
 }
 
 TEST_F(VideoCodecDecoding, RefusedBlocksAreCountedAndTheOthersDecoded)
@@ -136,7 +136,7 @@ TEST_F(VideoCodecDecoding, BlocksWithoutBytesAreIgnored)
     }
     drain();
     EXPECT_EQ(records->hashes(), FfmpegTool::pictureHashes(clip.path, clip.streamIndex));
-    EXPECT_EQ(damage->of(videoOrigin), DamageCounts::Counts{});
+    EXPECT_EQ(damage->conditionOf({videoOrigin}).counts, DamageCounts::Counts{});
 }
 
 TEST_F(VideoCodecDecoding, UnusableStreamIsCountedUntilAnotherComes)
@@ -155,7 +155,7 @@ TEST_F(VideoCodecDecoding, UnusableStreamIsCountedUntilAnotherComes)
     };
     RecordedMessages messages;
     decode(clip.blocks[1]); // not a key block: nothing is known of the stream
-    EXPECT_EQ(damage->of("stream without a name")[DamageCounts::UnusableStream], 1U);
+    EXPECT_EQ(damage->conditionOf({"stream without a name"}).counts[DamageCounts::UnusableStream], 1U);
     const std::vector<Clip::Block> unusable{
         keyBlockWith([](AVCodecParameters &codec) { codec.codec_id = AV_CODEC_ID_NONE; }, 25),
         keyBlockWith([](AVCodecParameters &codec) { codec.codec_id = AV_CODEC_ID_AAC; }, 25),
@@ -165,7 +165,7 @@ TEST_F(VideoCodecDecoding, UnusableStreamIsCountedUntilAnotherComes)
         const quint64 before = damageOf(DamageCounts::UnusableStream);
         decode(block);
         EXPECT_GT(damageOf(DamageCounts::UnusableStream), before);
-        EXPECT_TRUE(damage->conditionOf(videoOrigin).codec.isMissing);
+        EXPECT_TRUE(damage->conditionOf({videoOrigin}).codec.isMissing);
     }
     av_packet_free(&packet);
     EXPECT_TRUE(records->entries.empty());

@@ -53,7 +53,7 @@ protected:
             decode(block);
     }
     void drain() { decode({QByteArray(), false}); }
-    quint64 damageOf(DamageCounts::Kind kind) const { return damage->of(videoOrigin)[kind]; }
+    quint64 damageOf(DamageCounts::Kind kind) const { return damage->conditionOf({videoOrigin}).counts[kind]; }
 
     std::vector<std::unique_ptr<GeneratedClip>> files;
     std::shared_ptr<DamageCounts> damage = std::make_shared<DamageCounts>();

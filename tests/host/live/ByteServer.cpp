@@ -1,6 +1,7 @@
 #include "ByteServer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <poll.h>
 
 namespace {
@@ -44,6 +45,9 @@ void ByteServer::run()
         const int client = accept(_socket.descriptor(), nullptr, nullptr);
         const auto turn = std::min(static_cast<std::size_t>(_clients++), _scripts.size() - 1);
         const Script &script = _scripts[turn];
+        // One that has asked for nothing yet would not get as far as what is sent.
+        while (!_stopRequested && script.resets && !isReady(client, POLLIN)) {
+        }
         ssize_t sent = 0;
         while (!_stopRequested && sent < script.bytes.size()) {
             if (!isReady(client, POLLOUT))
@@ -56,6 +60,12 @@ void ByteServer::run()
         }
         if (script.keepsOpen) {
             open.push_back(client);
+        } else if (script.resets) {
+            // The system drops what the client has not read by then, and tells nobody how much that is.
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            const linger atOnce = {1, 0};
+            setsockopt(client, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+            close(client);
         } else {
             takeLeave(client);
             close(client);

@@ -17,6 +17,7 @@ public:
     struct Script {
         QByteArray bytes;
         bool keepsOpen = false; // and sends nothing more
+        bool resets = false;    // the connection, rather than ends it
     };
 
     explicit ByteServer(std::vector<Script> scripts, quint16 port = 0);

@@ -64,38 +64,44 @@ TEST_F(ChangingSource, OfTheCodecIsFollowedAndCostsNoOtherAFrame)
     EXPECT_THAT(host.messages("changing: delivers again "), SizeIs(1));
 }
 
-TEST_F(ChangingSource, OfTheSizeGoesOnInAnotherPartOfItsFile)
+TEST_F(ChangingSource, OfTheSizeGoesOnInAnotherPartOfItsFileAndCostsNoOtherAFrame)
 {
     const QString before = clip("before.ts", "320x240", "libx264");
     const QString behind = clip("behind.ts", "160x120", "libx264");
-    LiveHost host({"--output", "y4m:" + path("out"), input()});
+    LiveHost host(withNeighbours({"--output", "y4m:" + path("out"), input()}));
+    ASSERT_TRUE(neighboursRun(host));
     auto server = sender(before);
     timeUntilMore(host, 30);
     server = nullptr;
     server = sender(behind);
     timeUntilMore(host, 60);
+    ASSERT_TRUE(fileEnds(host));
     const HostRun run = host.quit();
     run.expectNothingLeft();
+    expectNeighboursUntouched(run);
     EXPECT_EQ(run.input("changing")["connections"].toInt(), 1);
     EXPECT_THAT(host.messages("connect"), IsEmpty());
     EXPECT_TRUE(read(path("out/changing.y4m")).startsWith("YUV4MPEG2 W320 H240 "));
     EXPECT_TRUE(read(path("out/changing.part2.y4m")).startsWith("YUV4MPEG2 W160 H120 "));
 }
 
-TEST_F(ChangingSource, ThatGetsSoundUnderWayIsHeard)
+TEST_F(ChangingSource, ThatGetsSoundUnderWayIsHeardAndCostsNoOtherAFrame)
 {
     const QString before = clip("before.ts", "320x240", "libx264");
     const QString behind =
         clip("behind.ts", "320x240", "libx264 -c:a aac", "-f lavfi -i sine=sample_rate=48000:duration=20");
-    LiveHost host({"--output", "wav:" + path("out"), "--output", "null", input()});
+    LiveHost host(withNeighbours({"--output", "wav:" + path("out"), input()}));
+    ASSERT_TRUE(neighboursRun(host));
     auto server = sender(before);
     timeUntilMore(host, 30);
     EXPECT_EQ(host.row("changing", "audio").input, "");
     server = nullptr;
     server = sender(behind);
     EXPECT_LT(timeUntilMore(host, 20, "audio"), std::chrono::seconds(3));
+    ASSERT_TRUE(fileEnds(host));
     const HostRun run = host.quit();
     run.expectNothingLeft();
+    expectNeighboursUntouched(run);
     EXPECT_EQ(run.input("changing")["connections"].toInt(), 1);
     const QByteArray wav = read(path("out/changing.wav"));
     ASSERT_GT(wav.size(), 20'000);

@@ -6,9 +6,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <sys/stat.h>
+
 // What a program meets that has files on a disk which has stopped answering: a call does not return. Loaded into it
 // before its other libraries. Files whose name contains "cannot-open" hang when they are opened, those with
-// "cannot-write" when they are written.
+// "cannot-write" when they are written, with "cannot-stat" when it is asked what they are, and with "cannot-remove"
+// when they are removed.
 
 namespace {
 
@@ -49,6 +52,24 @@ __attribute__((visibility("default"))) int open(const char *path, int flags, ...
     return systemsOwn<int (*)(const char *, int, ...)>("open")(path, flags, mode);
 }
 // NOLINTEND(cert-dcl50-cpp)
+
+__attribute__((visibility("default"))) int stat(const char *path, struct stat *file) noexcept
+{
+    hangWhere(path, "cannot-stat");
+    return systemsOwn<int (*)(const char *, struct stat *)>("stat")(path, file);
+}
+
+__attribute__((visibility("default"))) int stat64(const char *path, struct stat64 *file) noexcept
+{
+    hangWhere(path, "cannot-stat");
+    return systemsOwn<int (*)(const char *, struct stat64 *)>("stat64")(path, file);
+}
+
+__attribute__((visibility("default"))) int unlink(const char *path) noexcept
+{
+    hangWhere(path, "cannot-remove");
+    return systemsOwn<int (*)(const char *)>("unlink")(path);
+}
 
 __attribute__((visibility("default"))) ssize_t write(int descriptor, const void *data, size_t size)
 {

@@ -1,5 +1,6 @@
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 
 #include "ByteServer.h"
 #include "LiveRunFixture.h"
@@ -55,6 +56,8 @@ TEST_F(HealthWhileRunning, AStreamWithoutADecoderIsNamedWithinASecond)
     EXPECT_TRUE(host.shows("^....-..-..T..:..:.. stream name=\"front door video\" state=no-decoder unwell=yes "));
     const HostRun run = host.quit();
     EXPECT_EQ(run.stream("front door", "video")["state"].toString(), QStringLiteral("no-decoder"));
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.report["errors"].toArray().contains("front door video: no decoder for NOPE"));
 }
 
 TEST_F(HealthWhileRunning, DamageMakesTheRowUnwellAndIsCountedWhileItComes)
@@ -77,6 +80,19 @@ TEST_F(HealthWhileRunning, DamageMakesTheRowUnwellAndIsCountedWhileItComes)
     EXPECT_EQ(host.quit().exitCode, 0) << "a live input does not fail by damage";
 }
 
+TEST_F(HealthWhileRunning, AStreamThatIsGivenNothingIsToldAndMakesItsRowUnwell)
+{
+    const QString both = generate("both.avi", "-f lavfi -i testsrc2=size=64x48:rate=25:duration=20 -f lavfi -i "
+                                              "sine=duration=20 -c:v mpeg4 -c:a pcm_s16le");
+    // The pictures are announced, and none comes.
+    const ByteServer server({{read(both).replace("00dc", "JUNK"), true}});
+    LiveHost host({named(server)});
+    ASSERT_TRUE(host.until([&] { return !host.messages("door video: no frame in [56] s$").empty(); }));
+    EXPECT_TRUE(host.shows("name=\"door video\" state=running unwell=yes "));
+    EXPECT_GT(host.row("door", "audio").frames, 0);
+    EXPECT_EQ(host.quit().exitCode, 1);
+}
+
 #if defined(Q_OS_LINUX)
 TEST_F(HealthWhileRunning, AnOutputThatFailsIsReportedAtOnceAndMakesTheRowUnwellAndTheRunFail)
 {
@@ -94,6 +110,10 @@ TEST_F(HealthWhileRunning, AnOutputThatFailsIsReportedAtOnceAndMakesTheRowUnwell
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_THAT(host.messages("cannot write .*: No space left on device$"), SizeIs(1)) << "reported again at the end";
     EXPECT_EQ(run.stream("pattern", "video")["notWritten"], run.stream("pattern", "video")["frames"]);
+    const int missing = run.stream("pattern", "video")["notWritten"].toInt();
+    EXPECT_THAT(run.report["errors"].toArray().first().toString().toStdString(),
+                testing::MatchesRegex("cannot write .*: No space left on device; " + std::to_string(missing) +
+                                      " frames are missing"));
     EXPECT_THAT(run.output, HasSubstr("\nerror      cannot write "));
 }
 #endif

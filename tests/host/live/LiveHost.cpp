@@ -1,5 +1,6 @@
 #include "LiveHost.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -28,11 +29,19 @@ std::optional<int> fieldInMs(const std::string &field)
 
 } // namespace
 
-LiveHost::LiveHost(const QStringList &arguments)
+LiveHost::LiveHost(const QStringList &arguments, QStringList launcher, const Terminal &terminal)
 {
+    if (!terminal.name.isEmpty()) {
+        _process.setStandardOutputFile(terminal.name);
+        _process.setStandardErrorFile(terminal.name);
+    }
+    if (terminal.hasKeys)
+        _process.setStandardInputFile(terminal.name);
+    launcher << QStringLiteral(HOST_FILE);
+    const QString program = launcher.takeFirst();
     const QStringList own{"decode", "--control", QString::fromStdString(socket()), "--board",
                           "always", "--json",    _folder.filePath("report.json")};
-    _process.start(QStringLiteral(HOST_FILE), own + arguments);
+    _process.start(program, launcher + own + arguments);
     EXPECT_TRUE(_process.waitForStarted());
     EXPECT_TRUE(until([this] { return ask({"help"}).outcome == ControlClient::Outcome::Done; }));
 }
@@ -60,10 +69,11 @@ std::vector<LiveHost::Row> LiveHost::list() const
     std::vector<Row> rows;
     for (const std::string &line : request({"list"})) {
         const std::vector<std::string> fields = fieldsOf(line);
-        EXPECT_GE(fields.size(), 10u) << line;
-        if (fields.size() >= 10)
+        EXPECT_GE(fields.size(), 14u) << line;
+        if (fields.size() >= 14)
             rows.push_back({fields[0], fields[1], fields[2], std::stoll(fields[3]), std::stoll(fields[5]),
-                            fieldInMs(fields[6]), fieldInMs(fields[7]), fields[8], std::stoll(fields[9])});
+                            fieldInMs(fields[6]), fieldInMs(fields[7]), fields[8], std::stoll(fields[9]),
+                            std::stoll(fields[10]), std::stoll(fields[11]), std::stoll(fields[13])});
     }
     return rows;
 }
@@ -109,6 +119,15 @@ std::vector<LiveHost::Line> LiveHost::messages(const char *pattern) const
             found.push_back(line);
     }
     return found;
+}
+
+LiveHost::Holdings LiveHost::holdings() const
+{
+    const auto count = [this](const char *what) {
+        const QDir folder(QStringLiteral("/proc/%1/%2").arg(processId()).arg(QLatin1String(what)));
+        return static_cast<int>(folder.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
+    };
+    return {count("fd"), count("task"), residentBytes()};
 }
 
 qint64 LiveHost::residentBytes() const

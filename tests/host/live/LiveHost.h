@@ -37,10 +37,27 @@ public:
         std::optional<int> worstLatencyMs;
         std::string mode;
         qint64 dropped = 0; // by its outputs
+        qint64 damaged = 0;
+        qint64 notWritten = 0;
+        qint64 connections = 0;
+    };
+
+    /// What it holds of the system.
+    struct Holdings {
+        int descriptors = 0;
+        int threads = 0;
+        qint64 residentBytes = 0;
+    };
+
+    /// What it writes to in place of the test.
+    struct Terminal {
+        QString name; // empty: none
+        bool hasKeys;
     };
 
     /// Starts it, and returns once it takes requests. @param arguments behind `decode`.
-    explicit LiveHost(const QStringList &arguments);
+    /// @param launcher a program that starts it with what stands behind, and its own arguments; empty: none.
+    explicit LiveHost(const QStringList &arguments, QStringList launcher = {}, const Terminal &terminal = Terminal());
     /// Kills it, unless it has ended.
     ~LiveHost();
     Q_DISABLE_COPY(LiveHost)
@@ -78,6 +95,7 @@ public:
 
     qint64 processId() const { return _process.processId(); }
     std::string socket() const { return _folder.filePath(QStringLiteral("control")).toStdString(); }
+    Holdings holdings() const;
     /// Physical memory that it holds now.
     qint64 residentBytes() const;
 

@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <csignal>
 #include <memory>
 #include <vector>
 
@@ -65,6 +66,10 @@ public:
         _process.terminate();
         _process.waitForFinished();
     }
+
+    /// Has it do nothing until it goes on, with its connections as they are.
+    void pause() { ::kill(static_cast<pid_t>(_process.processId()), SIGSTOP); }
+    void goOn() { ::kill(static_cast<pid_t>(_process.processId()), SIGCONT); }
 
     void kill()
     {

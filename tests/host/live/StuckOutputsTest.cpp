@@ -8,6 +8,7 @@
 
 #include "LiveRunFixture.h"
 #include "fakes/WaitUntil.h"
+#include "host/control/RawClient.h"
 #include "host/decode/WakeUps.h"
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -160,6 +161,35 @@ TEST_F(StuckOutputs, ADiskThatHangsIsLeftBehind)
     expectNeighboursUntouched(run);
 }
 
+TEST_F(StuckOutputs, AnInputOnADiskThatHangsIsLeftBehind)
+{
+    const HangingDisk disk;
+    ASSERT_TRUE(QFile::copy(sample("tree.avi"), path("cannot-open.avi")));
+    LiveHost host({fast("well"), path("cannot-stat.mp4")});
+    RawClient client(host.socket());
+    client.send("add " + path("cannot-open.avi").toStdString() + '\n');
+    EXPECT_TRUE(goesOn(host, "well"));
+    EXPECT_EQ(host.row("cannot-stat.mp4", "").state, "connecting");
+    EXPECT_EQ(host.row("cannot-open.avi", "").state, "connecting");
+    host.request({"add", sample("tree.avi").toStdString()});
+    EXPECT_TRUE(host.until([&] { return host.row("tree.avi").state == "ended"; }));
+    host.request({"remove", "cannot-stat.mp4"});
+    host.quit().expectNothingLeft();
+}
+
+TEST_F(StuckOutputs, AControlSocketOnADiskThatHangsKeepsNoHostFromItsEnd)
+{
+    const HangingDisk disk;
+    const QString socket = path("cannot-remove");
+    QProcess host;
+    host.start(QStringLiteral(HOST_FILE), {"decode", "--quiet", "--control", socket, fast("well")});
+    EXPECT_TRUE(waitUntil([&] {
+        return ControlClient::ask(socket.toStdString(), {"quit"}, deadline).outcome == ControlClient::Outcome::Done;
+    }));
+    EXPECT_TRUE(host.waitForFinished(10'000));
+    EXPECT_EQ(host.exitCode(), 0) << host.readAllStandardError().toStdString();
+}
+
 TEST_F(StuckOutputs, AStandardOutputThatIsReadNoFurtherHoldsUpNothing)
 {
     const QString pager = path("pager");
@@ -262,8 +292,9 @@ TEST_F(StuckOutputs, AFileWhoseOutputNobodyReadsEndsWhenItIsRemoved)
     ASSERT_TRUE(host.until([&] { return host.row("tree.avi").state == "ended" && host.row("box.mp4").frames > 0; }));
     promptly([&] { host.request({"remove", "box.mp4"}); });
     const HostRun run = host.quit();
-    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.exitCode, 1) << "though the input was removed";
     EXPECT_THAT(run.errors, Contains(HasSubstr(loss("box"))));
+    EXPECT_THAT(run.report["errors"].toArray().first().toString().toStdString(), HasSubstr(loss("box")));
     run.expectNothingLeft();
     expectFramesOfTool(run, {sample("tree.avi")}, path("out"));
 }

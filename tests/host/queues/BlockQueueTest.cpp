@@ -237,6 +237,21 @@ TEST(BlockQueue, EmptyBlocksDoNotWait)
     EXPECT_TRUE(reader.take()->data.isEmpty());
 }
 
+TEST(BlockQueue, TellsNoReaderOfLossesAfterMoreBlocksThanItsCursorsCanCount)
+{
+    BlockQueue queue(2, roomy, {}, quint64(1) << 32);
+    appendStamps(queue, 0, 2);
+    QueueReader ahead{queue};
+    QueueReader behind{queue};
+    EXPECT_EQ(behind.takeStamp(), 0);
+    for (qint64 stamp = 0; stamp <= 2; ++stamp) {
+        const auto block = ahead.take();
+        ASSERT_TRUE(block);
+        EXPECT_EQ(block->timestamp, stamp);
+        EXPECT_EQ(block->lost, 0U) << "the oldest block is before it, and held";
+    }
+}
+
 TEST(BlockQueue, CloseWakesAppendAndEndsReading)
 {
     BlockQueue queue(1, {1, 10});

@@ -44,6 +44,15 @@ TEST_F(CountedTroubleTest, IsNotReportedAgainWhileNothingMoreComes)
     EXPECT_EQ(after(61s, 4), 4);
 }
 
+TEST_F(CountedTroubleTest, IsNewsOnceItsSpellWasEnded)
+{
+    EXPECT_EQ(after(1s, 3), 3);
+    _trouble.endSpell();
+    EXPECT_EQ(after(2s, 3), 0);
+    EXPECT_EQ(after(3s, 5), 2);
+    EXPECT_EQ(_since, CountedTrouble::ClockInstant(3s));
+}
+
 TEST_F(CountedTroubleTest, EndsAfterAQuietMinuteAndIsNewsThen)
 {
     EXPECT_EQ(after(1s, 3), 3);

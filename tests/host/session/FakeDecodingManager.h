@@ -58,7 +58,7 @@ public:
         return block.read(*decoder.queue, &cursor);
     }
 
-    /// Takes the next block. @return how many packets it holds; 0 when there is none.
+    /// Takes the next block. @return how many packets it holds; 0 when there is no block.
     static int takePackets(Decoder &decoder)
     {
         Block block;

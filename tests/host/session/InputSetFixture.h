@@ -16,7 +16,11 @@
 /// The inputs of a session whose frames are counted, with a fake component. Their handles are kept.
 class InputSetFixture : public testing::Test {
 protected:
-    InputSetFixture() { _options.outputs.emplace_back(); }
+    explicit InputSetFixture(std::chrono::milliseconds roundInterval = InputSet::usualRoundInterval)
+        : _inputs({_manager, _workers, _damage}, _jobs, roundInterval)
+    {
+        _options.outputs.emplace_back();
+    }
     ~InputSetFixture() override
     {
         _handles.clear();
@@ -92,8 +96,9 @@ protected:
     SinkWorkers _workers{1};
     DamageCounts _damage;
     std::atomic<int> _wakeUps{0};
-    std::shared_ptr<SessionJobs> _jobs = std::make_shared<SessionJobs>([this] { ++_wakeUps; });
-    InputSet _inputs{{_manager, _workers, _damage}, _jobs};
+    std::shared_ptr<SessionJobs> _jobs =
+        std::make_shared<SessionJobs>([this](SessionJobs::Step /*step*/) { ++_wakeUps; });
+    InputSet _inputs;
     std::map<std::string, std::unique_ptr<decoding::Input>> _handles; // by name
     std::vector<std::string> _messages;
 };

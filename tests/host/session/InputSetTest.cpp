@@ -71,7 +71,7 @@ TEST_F(InputSetTest, DecodesAFileInBurstsThatAreShortWhileAnotherInputIsPunctual
     EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the key picture";
     EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "nothing is known of its pace";
 
-    const auto pace = _damage.paceOf("cup.mp4 video");
+    const auto pace = _damage.paceOf({"cup.mp4 video"});
     ASSERT_TRUE(pace);
     pace->note(false, 1000, 1000 * packetTime);
     EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::alone / packetTime);
@@ -170,6 +170,17 @@ TEST_F(InputSetTest, EndsWhatItCannotHaveDecoded)
     EXPECT_THAT(_handles["cup.mp4"]->error().value_or(""), HasSubstr("gives no decoder"));
 }
 
+TEST_F(InputSetTest, EndsWhatItCannotHaveDecodedForOneMoreReader)
+{
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return isOpen("cup.mp4"); }));
+    _manager.refuses = true;
+    const auto reader = _handles["cup.mp4"]->addVideoReader();
+    ASSERT_TRUE(pollUntil([this] { return _inputs.isFinished(); }));
+    EXPECT_THAT(_handles["cup.mp4"]->error().value_or(""), HasSubstr("gives no decoder"));
+    EXPECT_EQ(reader->next(), std::nullopt);
+}
+
 TEST_F(InputSetTest, WritesToAFileAgainOnceAllInputsThatItWasHaveLeft)
 {
     const QTemporaryDir folder;
@@ -222,10 +233,26 @@ TEST_F(InputSetTest, TakesNoMoreInputsOnceItIsClosed)
     EXPECT_THAT(names(), ElementsAre("door"));
 }
 
-TEST_F(InputSetTest, WakesItsSessionWhenAFileIsOpenAndWhenItsOutputsAreComplete)
+TEST_F(InputSetTest, MissesFramesOfAStreamFromItsOwnBeginningOn)
 {
-    addSample("tree.avi");
-    ASSERT_TRUE(waitUntil([this] { return _wakeUps == 1; })) << "it is open, or cannot be opened";
-    ASSERT_TRUE(decodeUntil([this] { return _wakeUps == 2; }));
-    ASSERT_TRUE(pollUntil([this] { return isFinished("tree.avi"); }));
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "libavdevice loses a frame of each graph with two outputs";
+#endif
+    _options.outputs.clear();
+    add("lavfi:testsrc2=size=64x48:rate=25[out0];anoisesrc=sample_rate=8000[out1]", "pattern");
+    const auto told = [this](const char *stream) {
+        return std::any_of(_messages.begin(), _messages.end(), [stream](const std::string &message) {
+            return message.find(std::string(stream) + ": no frame in 5 s") != std::string::npos;
+        });
+    };
+    ASSERT_TRUE(pollUntil([this] { return shown("pattern").state == decoding::State::Ready; }));
+    static_cast<void>(_handles["pattern"]->video().next(std::chrono::milliseconds(0)));
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 1; }));
+    FakeDecodingManager::finds(_manager.decoders[0]); // so that the source begins
+    ASSERT_TRUE(pollUntil([&] { return told("pattern video"); }));
+    static_cast<void>(_handles["pattern"]->audio().next(std::chrono::milliseconds(0)));
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(pollUntil([&] { return told("pattern audio"); })) << "later";
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
 }

@@ -2,6 +2,7 @@
 #define TESTS_HOST_SESSION_SESSIONFIXTURE_H
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "fakes/WaitUntil.h"
+#include "host/session/ErrorOf.h"
 #include "modkit/ObjectTrace.h"
 #include "slab/BigBlockCounts.h"
 #include <decoding/Session.h>
@@ -56,14 +58,12 @@ protected:
         return count;
     }
 
-    /// @return what a call throws as decoding::Error; empty when it throws nothing.
-    template <class Call>
-    static std::string errorOf(Call call)
+    /// @return what the session shows of a stream of @p input; empty when it shows none.
+    decoding::Snapshot::Stream shown(const decoding::Input &input, std::size_t stream = 0) const
     {
-        try {
-            call();
-        } catch (const decoding::Error &error) {
-            return error.what();
+        for (const decoding::Snapshot::Input &candidate : _session->snapshot().inputs) {
+            if (candidate.name == input.name() && candidate.streams.size() > stream)
+                return candidate.streams[stream];
         }
         return {};
     }

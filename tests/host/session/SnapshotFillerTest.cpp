@@ -49,6 +49,20 @@ TEST(SnapshotInput, ThatIsLiveFailsWhenItsVideoHasEndedWithoutAPicture)
     EXPECT_THAT(input.errors(), IsEmpty());
 }
 
+TEST(SnapshotInput, CountsInTheErrorOfAnOutputWhatIsMissingThere)
+{
+    Snapshot::Input input;
+    input.streams.resize(1);
+    input.streams[0].outputs.resize(2);
+    input.streams[0].outputs[0].error = "a.raw did not take its last 3 frames";
+    input.streams[0].outputs[1].error = "cannot write b.raw: full";
+    input.streams[0].outputs[1].failed = 1211;
+    EXPECT_THAT(input.errors(), ElementsAre("a.raw did not take its last 3 frames",
+                                            "cannot write b.raw: full; 1,211 frames are missing"));
+    input.streams[0].outputs[1].failed = 1;
+    EXPECT_THAT(input.errors(), testing::Contains("cannot write b.raw: full; 1 frame is missing"));
+}
+
 TEST_F(SnapshotFillerTest, ShowsALiveInputThatHasNoStreams)
 {
     const Loopback silent(SOCK_STREAM);
@@ -158,6 +172,9 @@ TEST_F(SnapshotFillerTest, ShowsAStreamThatThereIsNoDecoderForBesideTheOthers)
     EXPECT_EQ(input.lastErrorOf(input.streams[0])->text, "no decoder for NOPE");
     EXPECT_EQ(input.stateOf(input.streams[1]), State::Running);
     EXPECT_EQ(input.streams[1].missingCodec, "");
+    ASSERT_TRUE(decodeUntil([this] { return isFinished("unknown.mp4"); }));
+    EXPECT_EQ(shown("unknown.mp4").state, State::Failed);
+    EXPECT_THAT(shown("unknown.mp4").errors(), ElementsAre("unknown.mp4 video: no decoder for NOPE"));
 }
 
 TEST_F(SnapshotFillerTest, ShowsThePresentCodecAndSizeAndWhatCannotBeOpened)
@@ -165,9 +182,9 @@ TEST_F(SnapshotFillerTest, ShowsThePresentCodecAndSizeAndWhatCannotBeOpened)
     addSample("tree.avi");
     ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
     EXPECT_EQ(shown("tree.avi").streams[0].form(), "cinepak 320x240");
-    _damage.setCodec("tree.avi video", {"h264", 1280, 720});
+    _damage.setCodec({"tree.avi video"}, {"h264", 1280, 720});
     EXPECT_EQ(shown("tree.avi").streams[0].form(), "h264 1280x720");
-    _damage.setCodec("tree.avi video", {"hevc", 0, 0, true});
+    _damage.setCodec({"tree.avi video"}, {"hevc", 0, 0, true});
     EXPECT_EQ(shown("tree.avi").streams[0].missingCodec, "hevc");
     ASSERT_TRUE(pollUntil([this] { return !_messages.empty(); }));
     EXPECT_THAT(_messages, ElementsAre("tree.avi video: no decoder for hevc"));
@@ -178,7 +195,7 @@ TEST_F(SnapshotFillerTest, ShowsDamageWhileItComes)
     addSample("tree.avi");
     ASSERT_TRUE(pollUntil([this] { return isOpen("tree.avi"); }));
     EXPECT_EQ(shown("tree.avi").streams[0].sinceDamage, std::nullopt);
-    _damage.add("tree.avi video", DamageCounts::ConcealedDamage, "cinepak");
+    _damage.add({"tree.avi video"}, DamageCounts::ConcealedDamage, "cinepak");
     ASSERT_TRUE(pollUntil([this] { return shown("tree.avi").streams[0].sinceDamage.has_value(); }));
     const Snapshot::Stream video = shown("tree.avi").streams[0];
     EXPECT_EQ(video.damaged, 1);

@@ -54,12 +54,12 @@ TEST_F(TroubleWatchTest, HasNothingToTellOfAStreamThatRuns)
 TEST_F(TroubleWatchTest, NamesACodecThatIsMissingAndAgainNowAndThenAndAnother)
 {
     _figures.missingCodec = "NOPE";
-    EXPECT_THAT(after(1s), ElementsAre("cam video: no decoder for NOPE"));
+    EXPECT_THAT(after(1s), ElementsAre("error: cam video: no decoder for NOPE"));
     EXPECT_EQ(last(), "no decoder for NOPE");
     EXPECT_THAT(after(2s), IsEmpty());
-    EXPECT_THAT(after(11s), ElementsAre("cam video: no decoder for NOPE"));
+    EXPECT_THAT(after(11s), ElementsAre("error: cam video: no decoder for NOPE"));
     _figures.missingCodec = "ZZQ9";
-    EXPECT_THAT(after(12s), ElementsAre("cam video: no decoder for ZZQ9"));
+    EXPECT_THAT(after(12s), ElementsAre("error: cam video: no decoder for ZZQ9"));
     _figures.missingCodec.clear();
     EXPECT_THAT(after(80s), IsEmpty());
     EXPECT_EQ(last(), "no decoder for ZZQ9") << "what is over remains the latest";
@@ -97,8 +97,36 @@ TEST_F(TroubleWatchTest, TellsAnOutputThatFailsAtOnceAndItsMending)
     EXPECT_THAT(after(12s),
                 ElementsAre("cam video: 200 frames not written since " + clock(2s) + ": cannot write cam.y4m: full"));
     output.failing = false;
-    EXPECT_THAT(after(13s), ElementsAre("cam video: y4m is written again; 200 frames are missing"));
+    EXPECT_THAT(after(13s), IsEmpty());
+    EXPECT_THAT(after(13999ms), IsEmpty());
+    EXPECT_THAT(after(14s), ElementsAre("cam video: y4m is written again; 200 frames are missing"));
     EXPECT_THAT(after(100s), IsEmpty());
+}
+
+TEST_F(TroubleWatchTest, TakesNoSingleFrameThatFitsForTheMendingOfAnOutputAndTellsTheNextFailureAtOnce)
+{
+    Snapshot::Output output;
+    output.kind = "raw";
+    output.error = "cannot write cam.raw: full";
+    const auto watched = [&](std::chrono::milliseconds time, std::int64_t failed, bool failing) {
+        output.failed = failed;
+        output.failing = failing;
+        _figures.outputs = {output};
+        return after(time);
+    };
+    EXPECT_THAT(watched(1s, 23, true), ElementsAre("error: cannot write cam.raw: full"));
+    EXPECT_THAT(watched(1250ms, 23, false), IsEmpty()) << "one frame has found room";
+    EXPECT_THAT(watched(1500ms, 24, true), IsEmpty());
+    EXPECT_THAT(watched(2s, 30, false), IsEmpty()) << "failed and was written between two looks";
+    EXPECT_THAT(watched(2250ms, 30, false), IsEmpty());
+    EXPECT_THAT(watched(3s, 31, false), IsEmpty()) << "and once more";
+    EXPECT_THAT(watched(3250ms, 31, false), IsEmpty());
+    EXPECT_THAT(watched(4250ms, 31, false), ElementsAre("cam video: raw is written again; 31 frames are missing"));
+    EXPECT_THAT(watched(5s, 33, true),
+                ElementsAre("cam video: 2 frames not written since " + clock(5s) + ": cannot write cam.raw: full"));
+    EXPECT_THAT(watched(5250ms, 40, true), IsEmpty());
+    EXPECT_THAT(watched(6s, 40, false), IsEmpty());
+    EXPECT_THAT(watched(7s, 40, false), ElementsAre("cam video: raw is written again; 40 frames are missing"));
 }
 
 TEST_F(TroubleWatchTest, TellsAStreamThatGivesNoFrame)
@@ -112,6 +140,21 @@ TEST_F(TroubleWatchTest, TellsAStreamThatGivesNoFrame)
     EXPECT_THAT(after(16s), ElementsAre("cam video: no frame in 15 s"));
     _figures.frames = 1;
     EXPECT_THAT(after(100s), IsEmpty());
+}
+
+TEST_F(TroubleWatchTest, TellsALiveStreamThatIsGivenNothingAndWaitsForOneOfAFile)
+{
+    _figures.frames = 0;
+    _figures.reads = 0;
+    _figures.decoding = 5s;
+    EXPECT_THAT(after(6s), IsEmpty());
+    EXPECT_FALSE(_watch.lacksFrames());
+    _figures.isLive = true;
+    EXPECT_THAT(after(7s), ElementsAre("cam video: no frame in 5 s"));
+    EXPECT_TRUE(_watch.lacksFrames());
+    _figures.missingCodec = "NOPE";
+    EXPECT_THAT(after(8s), ElementsAre("error: cam video: no decoder for NOPE"));
+    EXPECT_FALSE(_watch.lacksFrames());
 }
 
 TEST_F(TroubleWatchTest, TellsAtTheEndWhatHasGivenNoFrameThoughItWasRead)

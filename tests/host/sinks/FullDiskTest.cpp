@@ -43,7 +43,7 @@ protected:
     {
         OutputSpec spec;
         spec.kind = GetParam();
-        spec.directory = path(folder);
+        spec.directory = path(folder).toStdString();
         spec.snapshotInterval = std::chrono::milliseconds(1);
         return spec;
     }
@@ -140,7 +140,7 @@ TEST_F(FullDisk, LeavesNoPartOfAPictureAtTheEnd)
     const LimitedDisk disk(plenty);
     OutputSpec raw;
     raw.kind = OutputSpec::Raw;
-    raw.directory = path("full");
+    raw.directory = path("full").toStdString();
     const auto created = SinkFactory::createVideoSink(raw, _input, _workers);
     const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
     sink->push(record(0), 0, 0);
@@ -156,12 +156,32 @@ TEST_F(FullDisk, LeavesNoPartOfAPictureAtTheEnd)
     EXPECT_EQ(QFile(path("full/clip.video.raw")).size(), 2 * 64 * 48 * 3 / 2);
 }
 
+TEST_F(FullDisk, CountsWhatItHasNoRoomForAtTheEnd)
+{
+    const LimitedDisk disk(plenty);
+    OutputSpec raw;
+    raw.kind = OutputSpec::Raw;
+    raw.directory = path("full").toStdString();
+    const auto created = SinkFactory::createVideoSink(raw, _input, _workers);
+    const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
+    sink->push(record(0), 0, 0);
+    ASSERT_TRUE(comesTrue([&] { return sink->status().bytesWritten > 0; }));
+    std::this_thread::sleep_for(bufferTime);
+    sink->push(record(1), 0, 40);
+    ASSERT_TRUE(comesTrue([&] { return sink->status().bytesWritten > 64 * 48 * 3 / 2; }));
+    LimitedDisk::setRoom(20);
+    sink->push(record(2), 0, 80); // which stays in the buffer
+    sink->finish();
+    EXPECT_EQ(sink->status().failed, 1U);
+    EXPECT_EQ(QFile(path("full/clip.video.raw")).size(), 2 * 64 * 48 * 3 / 2);
+}
+
 TEST_F(FullDisk, HasRoomForAFileThatCouldNotBeBegun)
 {
     const LimitedDisk disk(3);
     OutputSpec y4m;
     y4m.kind = OutputSpec::Y4m;
-    y4m.directory = path("full");
+    y4m.directory = path("full").toStdString();
     const auto created = SinkFactory::createVideoSink(y4m, _input, _workers);
     const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
     sink->push(record(0), 0, 0);

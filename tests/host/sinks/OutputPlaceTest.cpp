@@ -20,15 +20,18 @@ protected:
         EXPECT_TRUE(input.open(QIODevice::WriteOnly) && input.write("samples") == 7);
         input.close();
         EXPECT_TRUE(QFile::link(path("clip.wav"), path("link.wav")));
-        const auto files = std::make_shared<FileSet>();
-        files->add(path("clip.wav").toStdString());
-        files->add(path("missing.wav").toStdString());
+        const auto files = std::make_shared<InputFiles>();
+        quint64 number = 0;
+        for (const char *const name : {"clip.wav", "missing.wav"}) {
+            files->expect(++number);
+            files->identify(number, path(name).toStdString());
+        }
         inputs = files;
     }
 
     QString path(const char *name) const { return _directory.filePath(QLatin1String(name)); }
 
-    std::shared_ptr<const FileSet> inputs;
+    std::shared_ptr<const InputFiles> inputs;
 
 private:
     QTemporaryDir _directory;
@@ -52,7 +55,7 @@ TEST_F(OutputPlaceTest, AnOutputThatWouldReplaceAnInputIsNotMade)
     SinkWorkers workers(1);
     OutputSpec spec;
     spec.kind = OutputSpec::Wav;
-    spec.directory = path(".");
+    spec.directory = path(".").toStdString();
     const auto refused = SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), 0, inputs}, workers);
     const auto sink = std::get<ModkitPtr<AudioSink>>(refused);
     sink->finish();

@@ -6,7 +6,7 @@ namespace {
 
 OutputSpec parsed(const char *text)
 {
-    const auto result = OutputSpec::parse(QString::fromLatin1(text));
+    const auto result = OutputSpec::parse(text);
     const std::string *const error = std::get_if<std::string>(&result);
     EXPECT_EQ(error, nullptr) << *error;
     return error ? OutputSpec() : std::get<OutputSpec>(result);
@@ -14,7 +14,7 @@ OutputSpec parsed(const char *text)
 
 std::string errorOf(const char *text)
 {
-    const auto result = OutputSpec::parse(QString::fromLatin1(text));
+    const auto result = OutputSpec::parse(text);
     const std::string *const error = std::get_if<std::string>(&result);
     return error ? *error : "none";
 }
@@ -37,6 +37,11 @@ TEST(OutputSpec, TakesADirectoryThatItselfHoldsColonsAndAtSigns)
     const OutputSpec spec = parsed("wav:/data/a:b@c");
     EXPECT_EQ(spec.kind, OutputSpec::Wav);
     EXPECT_EQ(spec.directory, "/data/a:b@c");
+}
+
+TEST(OutputSpec, TakesADirectoryWhoseNameIsNotUtf8)
+{
+    EXPECT_EQ(parsed("wav:o\xffut").directory, "o\xffut");
 }
 
 TEST(OutputSpec, TakesTheIntervalOfSnapshotsInSeconds)

@@ -1,6 +1,7 @@
 #include "sinks/PictureFileWriter.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -62,7 +63,7 @@ protected:
     {
         OutputSpec spec;
         spec.kind = kind;
-        spec.directory = _directory.path();
+        spec.directory = _directory.path().toStdString();
         SinkWorkers workers(1);
         auto created = SinkFactory::createVideoSink(
             spec, {QStringLiteral("clip"), startTimeUs, {}, std::make_shared<Gate>()}, workers);
@@ -142,6 +143,19 @@ INSTANTIATE_TEST_SUITE_P(
         std::pair("anamorphic.mov", "-f lavfi -i testsrc2=s=64x48:d=1,setsar=16/11,format=yuv422p10le -c:v prores_ks"),
         std::pair("image.gif", "-f lavfi -i testsrc2=s=32x32:d=1:r=20")),
     [](const auto &test) { return std::string(test.param.first).substr(0, std::string(test.param.first).find('.')); });
+
+TEST_F(PictureFileWriterTest, AFileThatCannotFollowAnotherOneEndsTheOutputAndNothingElse)
+{
+    ASSERT_TRUE(QDir().mkdir(_directory.filePath("clip.part2.y4m")));
+    const auto picture = [](int width) {
+        return Records::picture(AV_PIX_FMT_YUV420P, width, 48, Records::packedBytes(AV_PIX_FMT_YUV420P, width, 48, 0),
+                                0);
+    };
+    const ISink::Status status = write(OutputSpec::Y4m, {picture(64), picture(32), picture(32)});
+    EXPECT_THAT(status.error, Optional(HasSubstr("clip.part2.y4m: Is a directory")));
+    EXPECT_EQ(status.failed, 2U);
+    EXPECT_EQ(written("clip.y4m").count("FRAME\n"), 1);
+}
 
 TEST_F(PictureFileWriterTest, TimeStampsFollowOneAnotherWhereTheyAreMissingOrGoBack)
 {

@@ -27,7 +27,7 @@ protected:
     {
         OutputSpec spec;
         spec.kind = kind;
-        spec.directory = _directory.path();
+        spec.directory = _directory.path().toStdString();
         SinkWorkers workers(1);
         auto created = SinkFactory::createAudioSink(
             spec, {QStringLiteral("clip"), startTimeUs, {}, std::make_shared<Gate>()}, workers);

@@ -4,8 +4,11 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <filesystem>
+
 #include "host/sinks/Records.h"
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -25,19 +28,19 @@ protected:
     {
         OutputSpec spec;
         spec.kind = kind;
-        spec.directory = directory;
-        return SinkFactory::createVideoSink(spec, {QStringLiteral("clip"), 0, {}, std::make_shared<Gate>(), existing},
-                                            _workers);
+        spec.directory = directory.toStdString();
+        return SinkFactory::createVideoSink(spec, {QStringLiteral("clip"), 0, {}, gate, existing}, _workers);
     }
     SinkFactory::Result<AudioSink> audio(OutputSpec::Kind kind, const QString &directory)
     {
         OutputSpec spec;
         spec.kind = kind;
-        spec.directory = directory;
+        spec.directory = directory.toStdString();
         return SinkFactory::createAudioSink(spec, {QStringLiteral("clip"), 0, {}, std::make_shared<Gate>(), existing},
                                             _workers);
     }
 
+    std::shared_ptr<Gate> gate = std::make_shared<Gate>(); // null: of a live stream
     OutputFile::Existing existing = OutputFile::Existing::Replace;
 
     QString inside(const char *name) const { return _directory.filePath(QLatin1String(name)); }
@@ -72,6 +75,19 @@ TEST_F(SinkFactoryTest, CreatesTheDirectoryAndTheFilesRightAway)
     EXPECT_EQ(errorOf(samples), "none");
     EXPECT_EQ(QDir(inside("a/b")).entryList(QDir::Files),
               QStringList({QStringLiteral("clip.audio.framemd5"), QStringLiteral("clip.video.framemd5")}));
+}
+
+TEST_F(SinkFactoryTest, CreatesADirectoryWhoseNameIsNotUtf8)
+{
+    OutputSpec spec;
+    spec.kind = OutputSpec::Raw;
+    const std::string odd = _directory.path().toStdString() + "/o\xffut";
+    spec.directory = odd + "/b";
+    SinkFactory::Input input;
+    input.stem = QStringLiteral("clip");
+    EXPECT_EQ(errorOf(SinkFactory::createVideoSink(spec, input, _workers)), "none");
+    EXPECT_TRUE(std::filesystem::exists(spec.directory + "/clip.video.raw"));
+    std::filesystem::remove_all(odd); // which Qt could not
 }
 
 TEST_F(SinkFactoryTest, NullSinksCreateNothing)
@@ -164,6 +180,22 @@ TEST_F(SinkFactoryTest, AFullDiskIsNoticedWhileWritingAndTheSinkGoesOnCounting)
     EXPECT_TRUE(full->status().error.has_value());
     EXPECT_EQ(other->status().bytesWritten, 100U * 64 * 64);
     EXPECT_EQ(other->status().error, std::nullopt);
+}
+
+TEST_F(SinkFactoryTest, ALiveStreamLosesNothingWhileItsOutputTakesNothingForASecond)
+{
+    ASSERT_EQ(mkfifo(qUtf8Printable(inside("clip.video.raw")), 0600), 0);
+    gate = nullptr;
+    const auto unread = std::get<ModkitPtr<VideoSink>>(video(OutputSpec::Raw, _directory.path()));
+    for (int number = 0; number < 30; ++number)
+        unread->push(picture(), 0, 0);
+    EXPECT_EQ(unread->status().dropped, 0U);
+    for (int number = 0; number < 30; ++number)
+        unread->push(picture(), 0, 0);
+    EXPECT_GT(unread->status().dropped, 0U);
+    unread->hurry();
+    unread->finish();
+    EXPECT_EQ(unread->status().dropped, 60U);
 }
 
 TEST_F(SinkFactoryTest, NoFileStaysOpen)

@@ -311,6 +311,8 @@ TEST_F(SinkTest, GoesOnCountingOnceWritingHasFailedAndLeavesOthersAlone)
     other->finish();
     EXPECT_THAT(_log->calls, ElementsAre(0, 1, -2));
     EXPECT_EQ(tested->status().records, 4U);
+    EXPECT_EQ(tested->status().failed, 3U);
+    EXPECT_EQ(tested->status().dropped, 0U) << "counted twice";
     EXPECT_EQ(tested->status().bytesWritten, 10U);
     EXPECT_THAT(tested->status().error, Optional(std::string("cannot write x: full")));
     EXPECT_THAT(otherLog->calls, ElementsAre(0, 1, 2, 3, -2));

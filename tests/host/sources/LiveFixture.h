@@ -3,6 +3,7 @@
 
 #include <QStringList>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -16,7 +17,11 @@
 /// generous but where a limit is the point.
 class LiveFixture : public MediaFixture {
 protected:
+    using Clock = std::chrono::steady_clock;
     using milliseconds = std::chrono::milliseconds;
+
+    /// The address of a source that is generated.
+    static QString generated(const QString &description) { return QStringLiteral("lavfi:") + description; }
 
     /// Short delays, so that tests do not last.
     static LiveSource::Options impatient();
@@ -39,8 +44,8 @@ protected:
     template <class Condition>
     bool takeUntilOrFor(milliseconds limit, Condition condition)
     {
-        const auto end = std::chrono::steady_clock::now() + limit;
-        return takeUntil([&] { return condition() || std::chrono::steady_clock::now() >= end; }) && condition();
+        const auto end = Clock::now() + limit;
+        return takeUntil([&] { return condition() || Clock::now() >= end; }) && condition();
     }
     bool takeVideo(std::size_t count)
     {

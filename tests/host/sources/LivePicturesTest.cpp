@@ -32,7 +32,7 @@ protected:
 TEST_P(LivePictures, AreDecodedExactly)
 {
     const QString graph = QStringLiteral("testsrc2=size=66x50:rate=100,format=%1").arg(QLatin1String(GetParam()));
-    start(QStringLiteral("lavfi:") + graph);
+    start(generated(graph));
     ASSERT_TRUE(takeVideo(5));
     auto *const records = new PictureRecords;
     const std::vector<ModkitPtr<IVideoOutputQueue>> outputs = {ModkitPtr<IVideoOutputQueue>(records)};

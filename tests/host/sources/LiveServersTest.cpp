@@ -1,3 +1,4 @@
+#include <QFile>
 #include <QtEndian>
 
 #include <algorithm>
@@ -172,10 +173,73 @@ TEST_F(LiveServersTest, ASenderOfDatagramsThatStopsIsNoticedAndFoundAgain)
     expectDecodable(videoBlocks);
 }
 
+/// A group of receivers, by the scheme of its address and the muxer of its senders.
+struct Group {
+    const char *scheme;
+    const char *muxer;
+};
+
+class GroupSource : public LiveServersTest, public testing::WithParamInterface<Group> {
+protected:
+    static constexpr const char *group = "239.255.77.1";
+
+    /// Whether this machine has joined the group on the loopback interface.
+    static bool isJoined()
+    {
+        QFile file(QStringLiteral("/proc/net/igmp"));
+        if (!file.open(QIODevice::ReadOnly))
+            return false;
+        // Each interface has a line that begins with its number, and behind it one for each of its groups.
+        bool isLoopback = false;
+        for (const QByteArray &line : file.readAll().split('\n')) {
+            if (!line.startsWith('\t'))
+                isLoopback = line.contains("\tlo ");
+            else if (isLoopback && line.contains("014DFFEF"))
+                return true;
+        }
+        return false;
+    }
+};
+
+TEST_P(GroupSource, IsJoinedOnTheInterfaceThatIsAskedFor)
+{
+    const QString url = QStringLiteral("%1://%2:%3")
+                            .arg(QLatin1String(GetParam().scheme), QLatin1String(group))
+                            .arg(Loopback::freePort(SOCK_DGRAM));
+    LiveSource::Options options = pictures();
+    options.access.options["localaddr"] = "127.0.0.1";
+    start(url, options);
+    ASSERT_TRUE(eventually([] { return isJoined(); }));
+    const auto sender = ServerProcess::transportStream(
+        clip(), url + QStringLiteral("?localaddr=127.0.0.1&pkt_size=1316"), QLatin1String(GetParam().muxer));
+    ASSERT_TRUE(takeVideo(20));
+    EXPECT_GE(pictureIn(videoBlocks[10]), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Live, GroupSource, testing::Values(Group{"udp", "mpegts"}, Group{"rtp", "rtp_mpegts"}),
+                         [](const auto &test) { return std::string(test.param.scheme); });
+
+TEST_F(LiveServersTest, AnOptionThatItDoesNotTakeEndsTheSource)
+{
+    const quint16 port = Loopback::freePort(SOCK_STREAM);
+    const auto server = ServerProcess::rtsp(clip(), port);
+    LiveSource::Options options = pictures();
+    options.access.options["listen_timeout"] = "never";
+    start(QStringLiteral("rtsp://127.0.0.1:%1/live").arg(port), options);
+    ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
+    EXPECT_THAT(source->status().trouble, testing::StartsWith("an option is wrong: "));
+
+    options.access.options = {{"mode", "listener"}};
+    start(QStringLiteral("rtsp://127.0.0.1:%1/live").arg(port), options);
+    ASSERT_TRUE(takeUntil([&] { return source->status().state == LiveSource::State::Ended; }));
+    EXPECT_EQ(source->status().trouble, "libavformat takes no option \"mode\" for this input");
+}
+
 /// A source that others call, by an url with a port to be filled in, and the url that they call.
 struct Called {
     const char *url;
     const char *caller;
+    const char *muxer;
 };
 
 class CalledSource : public LiveServersTest, public testing::WithParamInterface<Called> {
@@ -193,7 +257,8 @@ protected:
 
     std::unique_ptr<ServerProcess> call() const
     {
-        return ServerProcess::transportStream(clip(), QString(GetParam().caller).arg(_port));
+        return ServerProcess::transportStream(clip(), QString(GetParam().caller).arg(_port),
+                                              QLatin1String(GetParam().muxer));
     }
 
     const quint16 _port = Loopback::freePort(std::string(GetParam().url).find("srt") == 0 ? SOCK_DGRAM : SOCK_STREAM);
@@ -243,11 +308,31 @@ TEST_P(CalledSource, StopsAtOnceWhileNobodyCalls)
     EXPECT_LT(timeToStop(), milliseconds(400));
 }
 
-INSTANTIATE_TEST_SUITE_P(Live, CalledSource,
-                         testing::Values(Called{"tcp://127.0.0.1:%1?listen", "tcp://127.0.0.1:%1"},
-                                         Called{"srt://127.0.0.1:%1?mode=listener",
-                                                "srt://127.0.0.1:%1?connect_timeout=10000"}),
-                         [](const auto &test) { return std::string(test.param.url, 3); });
+INSTANTIATE_TEST_SUITE_P(
+    Live, CalledSource,
+    testing::Values(Called{"tcp://127.0.0.1:%1?listen", "tcp://127.0.0.1:%1", "mpegts"},
+                    Called{"srt://127.0.0.1:%1?mode=listener", "srt://127.0.0.1:%1?connect_timeout=10000", "mpegts"},
+                    Called{"rtmp://127.0.0.1:%1/app/key?listen", "rtmp://127.0.0.1:%1/app/key", "flv"}),
+    [](const auto &test) { return std::string(test.param.url, 3); });
+
+TEST_F(LiveServersTest, ACallerByRtmpThatSaysNothingIsGivenUpForTheNextOne)
+{
+    const quint16 port = Loopback::freePort(SOCK_STREAM);
+    start(QStringLiteral("rtmp://127.0.0.1:%1/app/key?listen").arg(port), pictures());
+    const sockaddr_in address = Loopback::at(port);
+    const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_TRUE(eventually(
+        [&] { return ::connect(silent, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0; }));
+    EXPECT_TRUE(takeReports(1));
+    std::unique_ptr<ServerProcess> caller;
+    EXPECT_TRUE(takeUntil([&] {
+        if (!caller || (!caller->isRunning() && videoBlocks.empty()))
+            caller = ServerProcess::transportStream(clip(), QStringLiteral("rtmp://127.0.0.1:%1/app/key").arg(port),
+                                                    QStringLiteral("flv"));
+        return videoBlocks.size() >= 20;
+    }));
+    ::close(silent);
+}
 
 /// What a source over datagrams says of losses, with the given muxer.
 class DroppedDatagrams : public LiveServersTest, public testing::WithParamInterface<const char *> {};

@@ -84,7 +84,7 @@ TEST(Board, Fills200By50)
     EXPECT_EQ(streamsIn(screen), 42);
     EXPECT_THAT(screen[3], HasSubstr("  M L C T K N D  "));
     EXPECT_THAT(screen[5], AllOf(StartsWith("! cam-2 video "), HasSubstr("  performance  Decoder/2  "),
-                                 EndsWith("  connection refused, next…")));
+                                 EndsWith("  connection refused, next try in 4 s")));
     EXPECT_THAT(screen[49], StartsWith("q quit"));
 }
 

@@ -13,13 +13,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A pipe that holds two pages.
+/// A pipe that holds two pages, and gives what is in it at once.
 class SmallPipe : public testing::Test {
 protected:
     SmallPipe()
     {
         EXPECT_EQ(::pipe(_ends.data()), 0);
         EXPECT_GE(::fcntl(_ends[1], F_SETPIPE_SZ, 8192), 0);
+        EXPECT_EQ(::fcntl(_ends[0], F_SETFL, O_NONBLOCK), 0);
     }
     ~SmallPipe() override
     {

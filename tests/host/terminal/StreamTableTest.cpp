@@ -12,9 +12,12 @@ using Tone = BoardPicture::Tone;
 using decoding::Light;
 using decoding::Snapshot;
 using decoding::State;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::IsSupersetOf;
+using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -75,17 +78,16 @@ TEST_F(StreamTableInUtf8, SaysMoreIn200Columns)
 {
     Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
     input.error = "the queue is full";
-    EXPECT_EQ(
-        painted(200, input).text(0),
-        "  cam-1 video  running     G G G G · · G         18,250     25.0          0          "
-        "12        41  performance  Decoder/1                         0            0          0  the queue is full");
+    EXPECT_EQ(painted(200, input).text(0),
+              "  cam-1 video  running     G G G G · · G         18,250     25.0          0          "
+              "12        41  performance  Decoder/1                           0  the queue is full");
 }
 
 TEST_F(StreamTableInUtf8, LeavesOutTheLeastImportantColumnsFirst)
 {
     const Snapshot::Input input = MadeUpSnapshot::input("cam-1 video");
-    EXPECT_THAT(columns(60, input), ElementsAre(Column::Name, Column::State, Column::Lights, Column::Rate, Column::Lost,
-                                                Column::Latency, Column::Worst));
+    EXPECT_THAT(columns(60, input), ElementsAre(Column::Name, Column::State, Column::Lights, Column::Frames,
+                                                Column::Rate, Column::Lost, Column::Latency));
     EXPECT_THAT(columns(30, input), ElementsAre(Column::Name, Column::Lights, Column::Rate));
     EXPECT_THAT(columns(12, input), ElementsAre(Column::Name));
 }
@@ -247,14 +249,45 @@ TEST_F(StreamTableInUtf8, HasColumnsForTheCodecDamageOutputsConnectionsAndTheLas
     input.streams[0].outputs[0].failed = 12;
     input.streams[0].lastError = Snapshot::Trouble{{}, "damaged picture"};
     const std::string row = painted(260, input).text(0);
-    EXPECT_THAT(row, HasSubstr("  Decoder/1  h264 1280x720        147           12          3  damaged  "));
+    EXPECT_THAT(row, HasSubstr("  Decoder/1  h264 1280x720            3  damaged  "));
+    EXPECT_THAT(row, HasSubstr("          0      147           12          12 "));
     EXPECT_THAT(row, EndsWith(":00 damaged picture"));
     EXPECT_THAT(heading(260, BoardView()),
-                EndsWith("  Thread     Codec            Damaged  Not written  Connected  Trouble" +
-                         std::string(38, ' ') + "Last error"));
+                EndsWith("  Thread     Codec            Connected  Trouble" + std::string(49, ' ') + "Last error"));
     EXPECT_THAT(columns(200, input),
-                testing::IsSupersetOf({Column::Thread, Column::Form, Column::Damaged, Column::Trouble}));
-    EXPECT_THAT(columns(140, input), testing::Not(testing::Contains(Column::Form)));
+                IsSupersetOf({Column::Thread, Column::Damaged, Column::NotWritten, Column::Trouble}));
+    EXPECT_THAT(columns(140, input), Not(Contains(Column::Form)));
+}
+
+TEST_F(StreamTableInUtf8, ShowsDamageAndWhatIsNotWrittenInPlaceOfTheLeastImportantColumns)
+{
+    const Snapshot::Input whole = MadeUpSnapshot::input("cam-1 video");
+    Snapshot::Input damaged = whole;
+    damaged.streams[0].damaged = 147;
+    Snapshot::Input both = damaged;
+    both.streams[0].outputs.resize(1);
+    both.streams[0].outputs[0].failed = 12;
+    for (const int width : {80, 120, 160, 260}) {
+        SCOPED_TRACE(width);
+        EXPECT_THAT(columns(width, whole), Not(Contains(Column::Damaged)));
+        EXPECT_THAT(columns(width, whole), Not(Contains(Column::NotWritten)));
+        EXPECT_THAT(columns(width, damaged), Contains(Column::Damaged));
+        EXPECT_THAT(columns(width, damaged), Not(Contains(Column::NotWritten)));
+        EXPECT_THAT(columns(width, both), IsSupersetOf({Column::Damaged, Column::NotWritten, Column::Lost}));
+        const BoardPicture picture = painted(width, both);
+        EXPECT_THAT(picture.text(0), testing::ContainsRegex(" 0 +147 +12 +12"));
+        EXPECT_EQ(toneOf(picture, "147"), Tone::Warning);
+    }
+    EXPECT_THAT(columns(80, both), Not(Contains(Column::Mode)));
+    EXPECT_THAT(columns(80, both), Not(Contains(Column::Worst)));
+    EXPECT_THAT(columns(120, both), Not(Contains(Column::Mode)));
+    EXPECT_THAT(columns(160, both), IsSupersetOf({Column::Mode, Column::Worst}));
+    Snapshot snapshot;
+    snapshot.inputs = {whole, damaged};
+    const StreamTable table(80, StreamRow::of(snapshot));
+    EXPECT_TRUE(std::any_of(table.places().begin(), table.places().end(), [](const StreamTable::Place &place) {
+        return place.column == Column::Damaged;
+    })) << "whichever row it is of";
 }
 
 TEST_F(StreamTableInUtf8, SaysThatThereIsNoDecoder)
