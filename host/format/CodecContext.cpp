@@ -73,7 +73,7 @@ int CodecContext::decodePackets(const QByteArray &block, bool keyBlock, qint64 b
     MediaBlock::Position position;
     int packets = 0;
     bool isUnpacked = true;
-    while (isUnpacked && position.offset < block.size()) {
+    while (isUnpacked && position.offset < block.size() && !(_pace && _pace->isStopped())) {
         isUnpacked = false;
         guarded([&] {
             QByteArray parameters;

@@ -13,6 +13,7 @@ class BurstTime final {
 public:
     static constexpr std::chrono::milliseconds alone{25};
     static constexpr std::chrono::milliseconds besidePunctual{4}; // for all bursts together
+    static constexpr std::chrono::milliseconds chosen{100};       // one whose length somebody has chosen
 
     enum class Kind { Bursts, Punctual };
 

@@ -21,6 +21,7 @@ DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<II
     , _gate(gate)
     , _queue(new GatedQueue(queue, gate, settings.keyBlocksOnly))
     , _damageKey{stream.description.origin, stream.description.source}
+    , _pace(settings.bursts || settings.burstPatience.count() > 0 ? environment.damage.watchPace(_damageKey) : nullptr)
     , _decoderQueue(makeDecoderQueue())
 {
 }
@@ -32,18 +33,14 @@ DecodedStream::~DecodedStream()
 
 ModkitPtr<IInputQueue> DecodedStream::makeDecoderQueue() const
 {
-    if (_settings.burstPatience.count() > 0) {
-        const auto length = [longest = _settings.longestBurst](bool /*keyBlocks*/) { return longest; };
-        return ModkitPtr<BurstQueue>(new BurstQueue(_queue, streamIdOf(_kind), length, _settings.burstPatience));
-    }
-    if (!_settings.bursts)
+    if (!_pace)
         return _queue;
-    const auto pace = _environment.damage.watchPace(_damageKey);
-    const auto length = [gate = _gate, pace, time = _settings.bursts,
+    const auto length = [gate = _gate, pace = _pace, time = _settings.bursts,
                          longest = _settings.longestBurst](bool keyBlocks) {
-        return std::min(gate->room(), longest > 0 ? longest : pace->packetsWithin(keyBlocks, time->longest()));
+        const int fitting = pace->packetsWithin(keyBlocks, longest > 0 ? BurstTime::chosen : time->longest());
+        return std::min({gate->room(), longest > 0 ? longest : fitting, fitting});
     };
-    return ModkitPtr<BurstQueue>(new BurstQueue(_queue, streamIdOf(_kind), length));
+    return ModkitPtr<BurstQueue>(new BurstQueue(_queue, streamIdOf(_kind), length, _settings.burstPatience));
 }
 
 std::optional<std::string> DecodedStream::addOutput(const OutputSpec &spec, const SinkFactory::Input &input)
@@ -121,6 +118,12 @@ void DecodedStream::removeReader(const ReaderBuffer &buffer)
         return;
     _framesBefore = frames();
     _outputs.erase(found);
+}
+
+void DecodedStream::cancel() const
+{
+    if (_pace)
+        _pace->stop();
 }
 
 void DecodedStream::dropDecoder()

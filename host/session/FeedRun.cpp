@@ -110,6 +110,8 @@ void FeedRun::cancel()
         return;
     _cancelled = true;
     _feed->cancel();
+    for (const auto &stream : _streams)
+        stream->cancel();
 }
 
 void FeedRun::leave()

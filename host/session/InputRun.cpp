@@ -205,6 +205,7 @@ std::optional<std::string> InputRun::openOutputs(StreamKind kind)
         input.gate = _core->gate(kind);
     else if (!_options.overwrite)
         input.existing = OutputFile::Existing::Keep;
+    input.burst = _options.burst;
     input.changes = _core->changes();
     return at(kind).open({settings, _core->gate(kind), input, _options.outputs}, _environment.streams);
 }

@@ -1,5 +1,6 @@
 #include "sinks/SinkFactory.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -47,7 +48,7 @@ auto backlogOf(std::unique_ptr<IRecordWriter<Header>> writer, const OutputPlace 
     SinkLimits limits;
     limits.gate = input.gate;
     if (!limits.gate)
-        limits.records = liveRecords;
+        limits.records = std::max(liveRecords, input.burst);
     else if (std::is_same_v<Header, SamplesHeader>)
         limits.records = waitingRunsOfSamples;
     return std::make_shared<Backlog<Handle, Header>>(std::move(writer), limits, place.watch, workers.pool(),

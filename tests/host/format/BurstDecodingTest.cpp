@@ -146,13 +146,40 @@ TEST_F(VideoCodecDecoding, NotesThePaceForWhoeverWatchesIt)
     const auto pace = damage->watchPace({videoOrigin});
     EXPECT_EQ(pace->packetsWithin(false, std::chrono::seconds(10)), 1);
     const std::vector<TimedBlock> bursts = inBursts(clip.blocks, 7);
-    for (const TimedBlock &block : bursts)
-        decoder->decode(block.data, block.keyBlock, 0, block.timeMs, nullptr, 0);
+    decoder->decode(bursts[0].data, true, 0, 0, nullptr, 0);
+    decoder->decode(bursts.back().data, false, 0, 0, nullptr, 0);
     EXPECT_EQ(pace->packetsWithin(false, std::chrono::nanoseconds(1)), 1);
-    // The last burst had one, 29 others being in four bursts of seven.
+    // The last burst has one, 29 others being in four bursts of seven.
     EXPECT_EQ(pace->packetsWithin(false, std::chrono::seconds(10)), 2);
     decoder->decode(bursts[1].data, false, 0, 0, nullptr, 0);
     EXPECT_EQ(pace->packetsWithin(false, std::chrono::seconds(10)), 14);
+}
+
+TEST_F(VideoCodecDecoding, LeavesTheRestOfABurstWhenNobodyWantsMore)
+{
+    /// Takes one picture, and wants no more.
+    class OnePicture final : public IVideoOutputQueue {
+    public:
+        explicit OnePicture(std::shared_ptr<DecodingPace> pace)
+            : _pace(std::move(pace))
+        {
+        }
+        void push(const VideoFrameHandle &frame, qint64 /*timestamp*/, qint64 /*blockTime*/) override
+        {
+            pictures += frame.isNull() ? 0 : 1;
+            _pace->stop();
+        }
+        int pictures = 0;
+
+    private:
+        const std::shared_ptr<DecodingPace> _pace;
+    };
+    const Clip clip = made("-c:v mjpeg", "clip.avi");
+    auto *const pictures = new OnePicture(damage->watchPace({videoOrigin}));
+    const ModkitPtr<IVideoOutputQueue> onePicture(pictures);
+    const TimedBlock burst = inBursts(clip.blocks, 100).front();
+    decoder->decode(burst.data, burst.keyBlock, 0, burst.timeMs, &onePicture, 1);
+    EXPECT_EQ(pictures->pictures, 1);
 }
 
 TEST(BurstDecoding, GivesTheSameSamplesThoughSomeOfThemAreDamaged)

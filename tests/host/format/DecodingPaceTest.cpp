@@ -23,6 +23,14 @@ TEST(DecodingPace, GrowsNoFasterThanTwofold)
     }
 }
 
+TEST(DecodingPace, IsNotShortenedByAGroupThatEndsEarly)
+{
+    DecodingPace pace;
+    pace.note(false, 8, milliseconds(8));
+    pace.note(false, 1, milliseconds(1));
+    EXPECT_EQ(pace.packetsWithin(false, milliseconds(8)), 8);
+}
+
 TEST(DecodingPace, FollowsWhatTakesLongerAtOnceAndWhatTakesLessByAndBy)
 {
     DecodingPace pace;
@@ -57,6 +65,15 @@ TEST(DecodingPace, OfKeyBlocksIsApart)
     pace.note(true, 4, milliseconds(20));
     EXPECT_EQ(pace.packetsWithin(true, milliseconds(20)), 4);
     EXPECT_EQ(pace.packetsWithin(false, milliseconds(20)), 200);
+}
+
+TEST(DecodingPace, IsStoppedForGood)
+{
+    DecodingPace pace;
+    EXPECT_FALSE(pace.isStopped());
+    pace.stop();
+    pace.note(false, 1, milliseconds(1));
+    EXPECT_TRUE(pace.isStopped());
 }
 
 TEST(DecodingPace, OfAStreamIsThereForAsLongAsItIsWatched)

@@ -95,6 +95,17 @@ TEST_F(FrameReaderSessionTest, DropsTheOldestFramesOfALiveStreamAndCountsThem)
     EXPECT_GT(kept->seconds(), 0.15);
 }
 
+TEST_F(FrameReaderSessionTest, HasRoomForABurstOfALiveStream)
+{
+    InputOptions options;
+    options.queuedFrames = 1;
+    options.burst = 10;
+    const auto input = _session->openLater(pattern(20), options);
+    for (int taken = 0; taken < 25; ++taken)
+        ASSERT_TRUE(input->video().next());
+    EXPECT_EQ(input->video().dropped(), 0);
+}
+
 TEST_F(FrameReaderSessionTest, GetsNoMoreFramesOfAFileThanItHasRoomForWhateverTheBurst)
 {
     InputOptions options;

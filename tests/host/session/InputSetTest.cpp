@@ -10,6 +10,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
+using namespace std::chrono_literals;
 
 using InputSetTest = InputSetFixture;
 
@@ -71,9 +72,7 @@ TEST_F(InputSetTest, DecodesAFileInBurstsThatAreShortWhileAnotherInputIsPunctual
     EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the key picture";
     EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "nothing is known of its pace";
 
-    const auto pace = _damage.paceOf({"cup.mp4 video"});
-    ASSERT_TRUE(pace);
-    pace->note(false, 1000, 1000 * packetTime);
+    notePace("cup.mp4 video", packetTime);
     EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::alone / packetTime);
     addUnreachable("door");
     EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::besidePunctual / packetTime);
@@ -103,12 +102,39 @@ TEST_F(InputSetTest, DecodesBurstsOfTheLengthAskedForUnlessAnInputIsPunctual)
     for (FakeDecodingManager::Decoder &decoder : _manager.decoders)
         EXPECT_FALSE(FakeDecodingManager::finds(decoder));
     ASSERT_TRUE(pollUntil([this] { return shown("cup.mp4").packets >= 64 && shown("tree.avi").packets >= 4; }));
+    notePace("cup.mp4 video", 1ms);
     for (FakeDecodingManager::Decoder &decoder : _manager.decoders) {
         const int longest = decoder.name.startsWith("cup") ? 5 : 1;
         EXPECT_EQ(FakeDecodingManager::takePackets(decoder), 1);
         EXPECT_EQ(FakeDecodingManager::takePackets(decoder), longest);
         EXPECT_EQ(FakeDecodingManager::takePackets(decoder), longest);
     }
+}
+
+TEST_F(InputSetTest, DecodesNoMorePacketsInOneGoThanTakeATenthOfASecondWhateverIsAskedFor)
+{
+    _options.audio = false;
+    _options.burst = 1000;
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 1; }));
+    FakeDecodingManager::Decoder &cup = _manager.decoders.front();
+    EXPECT_FALSE(FakeDecodingManager::finds(cup));
+    ASSERT_TRUE(pollUntil([this] { return shown("cup.mp4").packets >= 64; }));
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the key picture";
+    notePace("cup.mp4 video", 20ms);
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 5);
+}
+
+TEST_F(InputSetTest, LeavesTheRestOfABurstOfAnInputThatIsClosed)
+{
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    const auto video = _damage.paceOf({"cup.mp4 video"});
+    const auto audio = _damage.paceOf({"cup.mp4 audio"});
+    ASSERT_TRUE(video && audio);
+    EXPECT_FALSE(video->isStopped() || audio->isStopped());
+    _handles["cup.mp4"]->close();
+    ASSERT_TRUE(pollUntil([&] { return video->isStopped() && audio->isStopped(); }));
 }
 
 TEST_F(InputSetTest, PicturesOfALiveInputWaitForEachOtherOnlyWhereThatIsAskedFor)
@@ -118,6 +144,7 @@ TEST_F(InputSetTest, PicturesOfALiveInputWaitForEachOtherOnlyWhereThatIsAskedFor
     _options.burst = 5;
     add("lavfi:testsrc2=size=64x48:rate=100", "in fives");
     ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    notePace("in fives video", 1ms);
     std::map<QString, int> packets; // of the first block that was found
     ASSERT_TRUE(pollUntil([&] {
         for (FakeDecodingManager::Decoder &decoder : _manager.decoders) {
