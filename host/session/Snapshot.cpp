@@ -1,8 +1,13 @@
+#include <chrono>
 #include <utility>
 
 #include <decoding/Snapshot.h>
 
 namespace {
+
+// Of the decoding of a live video, after which its end without a picture is a failure. Before that it may just have
+// been closed early.
+constexpr std::chrono::seconds firstPictureLimit(1);
 
 /// @return the number with commas between its thousands.
 std::string grouped(std::int64_t number)
@@ -64,7 +69,7 @@ std::vector<std::string> decoding::Snapshot::Input::errors() const
         // Nothing is lost, and nothing damaged, of what no decoder made anything of.
         if (!stream.missingCodec.empty())
             all.push_back(name + " " + stream.kind + ": no decoder for " + stream.missingCodec);
-        else if (live && finished && stream.kind == "video" && stream.frames == 0)
+        else if (live && finished && stream.kind == "video" && stream.frames == 0 && decoding >= firstPictureLimit)
             all.push_back(name + " video: no picture could be decoded");
         for (std::string &failure : stream.outputErrors())
             all.push_back(std::move(failure));

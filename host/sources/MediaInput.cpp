@@ -35,6 +35,7 @@ MediaInput::MediaInput(const std::atomic<bool> &stopRequested, std::chrono::mill
 
 MediaInput::~MediaInput()
 {
+    _parts.detach();
     avformat_close_input(&_context);
     avio_closep(&_connection);
 }

@@ -108,20 +108,23 @@ int MediaParts::isWaitInterrupted(void *parts)
 
 bool MediaParts::isStalled()
 {
+    // While it is opened and fails, parts of the context may have gone already.
+    if (!_stallLimit)
+        return false;
     const Clock::time_point now = Clock::now();
     const qint64 bytes = arrivedBytes();
     if (bytes != _knownBytes) {
         _knownBytes = bytes;
         _lastArrival = now;
     }
-    if (_stallLimit && now - _lastArrival >= *_stallLimit)
+    if (now - _lastArrival >= *_stallLimit)
         _hasStalled = true;
     return _hasStalled;
 }
 
 qint64 MediaParts::arrivedBytes() const
 {
-    qint64 bytes = _closedBytes + (_context->pb ? _context->pb->bytes_read : 0);
+    qint64 bytes = _closedBytes + (_context && _context->pb ? _context->pb->bytes_read : 0);
     for (const Part &part : _parts)
         bytes += part.io->bytes_read;
     return bytes;

@@ -32,6 +32,9 @@ public:
     /// Has @p context, which is not open yet, open everything over here.
     void attach(AVFormatContext &context);
 
+    /// To be called before the context is closed, in which libavformat may wait once more.
+    void detach() { _context = nullptr; }
+
     /// Keeps the input, a local file at @p path, from naming anything but what lies beside it.
     void guard(const std::string &path) { _references.emplace(path); }
 
@@ -73,10 +76,10 @@ private:
     std::string _refusal;
     decltype(AVFormatContext::io_open) _open = nullptr; // libavformat's own
     decltype(AVFormatContext::io_close2) _close = nullptr;
-    std::vector<Part> _parts; // that are open, except for the input itself
-    AVFormatContext *_context = nullptr;
-    qint64 _closedBytes = 0; // of parts that are closed
-    qint64 _knownBytes = 0;  // when something came last
+    std::vector<Part> _parts;            // that are open, except for the input itself
+    AVFormatContext *_context = nullptr; // while it is open
+    qint64 _closedBytes = 0;             // of parts that are closed
+    qint64 _knownBytes = 0;              // when something came last
     Clock::time_point _lastArrival;
     std::optional<std::chrono::milliseconds> _stallLimit;
     bool _hasStalled = false;

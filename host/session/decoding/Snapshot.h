@@ -119,7 +119,8 @@ struct Snapshot {
 
         /// @return everything that makes it a failure, a line each: its error, then for each stream the damage, which a
         ///         live input may have without failing, that there is no decoder for it, that a live video has ended
-        ///         without a picture, and the errors of its outputs with the number of frames that are missing there.
+        ///         without a picture, which is no failure in its first second, and the errors of its outputs with the
+        ///         number of frames that are missing there.
         DECODING_EXPORT std::vector<std::string> errors() const;
         /// @return what went wrong last with the input or this stream of it.
         DECODING_EXPORT const std::optional<Trouble> &lastErrorOf(const Stream &stream) const;

@@ -23,6 +23,11 @@ struct Trouble {
     void (BesideNeighbours::*pass)(LiveHost &host); // waits until it has, and has shown
 };
 
+void PrintTo(const Trouble &trouble, std::ostream *stream)
+{
+    *stream << trouble.name;
+}
+
 /// What is held off, beside neighbours that must not notice. The others of these troubles have tests with more to tell:
 /// TroubledSource, RefusedSource, ChangingSource and StuckOutputs.
 class BesideNeighbours : public LiveRunFixture, public testing::WithParamInterface<Trouble> {

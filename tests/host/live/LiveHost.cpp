@@ -48,6 +48,8 @@ LiveHost::LiveHost(const QStringList &arguments, QStringList launcher, const Ter
 
 LiveHost::~LiveHost()
 {
+    if (!_hasEnded && _process.state() == QProcess::NotRunning)
+        ADD_FAILURE() << "the host has ended by itself: " << testing::PrintToString(end().errors);
     _process.kill();
     _process.waitForFinished();
 }
@@ -145,6 +147,7 @@ HostRun LiveHost::quit()
 
 HostRun LiveHost::end(std::chrono::milliseconds limit)
 {
+    _hasEnded = true;
     const bool ended = untilBefore(Clock::now() + limit, [this] { return _process.state() == QProcess::NotRunning; });
     EXPECT_TRUE(ended) << "the host did not end within " << limit.count() << " ms";
     if (!ended) {

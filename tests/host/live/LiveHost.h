@@ -1,7 +1,6 @@
 #ifndef TESTS_HOST_LIVE_LIVEHOST_H
 #define TESTS_HOST_LIVE_LIVEHOST_H
 
-#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "control/ControlClient.h"
 #include "host/decode/HostRun.h"
 
@@ -58,7 +58,7 @@ public:
     /// Starts it, and returns once it takes requests. @param arguments behind `decode`.
     /// @param launcher a program that starts it with what stands behind, and its own arguments; empty: none.
     explicit LiveHost(const QStringList &arguments, QStringList launcher = {}, const Terminal &terminal = Terminal());
-    /// Kills it, unless it has ended.
+    /// Kills it, unless it has ended. It is a failure of the calling test when it has done that by itself.
     ~LiveHost();
     Q_DISABLE_COPY(LiveHost)
 
@@ -93,6 +93,8 @@ public:
     /// The lines of the board, and at last the report for people.
     const std::vector<Line> &board() const { return _board; }
 
+    /// As of what was read last.
+    bool isRunning() const { return _process.state() != QProcess::NotRunning; }
     qint64 processId() const { return _process.processId(); }
     std::string socket() const { return _folder.filePath(QStringLiteral("control")).toStdString(); }
     Holdings holdings() const;
@@ -111,6 +113,8 @@ private:
         while (!condition()) {
             if (Clock::now() > deadline)
                 return false;
+            if (_process.state() == QProcess::NotRunning)
+                return condition();
             readOn();
         }
         return true;
@@ -119,7 +123,8 @@ private:
     void take(QProcess::ProcessChannel channel, std::vector<Line> &lines);
 
     const QTemporaryDir _folder;
-    QProcess _process;
+    ChildProcess _process;
+    bool _hasEnded = false; // as the test has it
     std::vector<Line> _messages;
     std::vector<Line> _board;
 };

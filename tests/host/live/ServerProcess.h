@@ -1,7 +1,6 @@
 #ifndef TESTS_HOST_LIVE_SERVERPROCESS_H
 #define TESTS_HOST_LIVE_SERVERPROCESS_H
 
-#include <QProcess>
 #include <QStringList>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "ChildProcess.h"
 #include <gmock/gmock.h>
 
 /// A program that sends media, and ends with its owner at the latest. Belongs to one thread.
@@ -78,7 +78,7 @@ public:
     }
 
 private:
-    QProcess _process;
+    ChildProcess _process;
     std::vector<QByteArray> _lines;
 };
 

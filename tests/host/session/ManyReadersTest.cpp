@@ -373,34 +373,3 @@ TEST_F(ManyReadersTest, TakeNoThreads)
     EXPECT_EQ(readers.size(), 10 * inputs.size());
     EXPECT_EQ(ProcessThreads::ids().size(), before);
 }
-
-TEST_F(ManyReadersTest, FindTheCountersOfALiveInputAsHighAsTheyWereWhenItComesBack)
-{
-    const QByteArray clip =
-        FfmpegTool::run("-f lavfi -i testsrc2=size=64x48:rate=25:duration=2 -c:v mpeg2video -f mpegts -");
-    const ByteServer server({{clip}, {clip}, {clip, true}});
-    InputOptions options;
-    options.outputs.emplace_back();
-    const auto input = _session->openLater(server.url().toStdString(), options);
-    Snapshot::Input before;
-    const auto shown = [&] { return _session->snapshot().inputs.at(0); };
-    ASSERT_TRUE(waitUntil([&] {
-        const Snapshot::Input now = shown();
-        EXPECT_GE(now.connections, before.connections);
-        EXPECT_GE(now.packets, before.packets);
-        EXPECT_GE(now.bytes, before.bytes);
-        EXPECT_GE(now.peakQueuedBlocks, before.peakQueuedBlocks);
-        EXPECT_GE(now.peakQueuedBytes, before.peakQueuedBytes);
-        EXPECT_GE(now.decoding, before.decoding);
-        EXPECT_GE(now.streams.size(), before.streams.size());
-        if (!before.streams.empty() && !now.streams.empty()) {
-            EXPECT_GE(now.streams[0].frames, before.streams[0].frames);
-            EXPECT_GE(now.streams[0].lost, before.streams[0].lost);
-            EXPECT_GE(now.streams[0].damaged, before.streams[0].damaged);
-        }
-        before = now;
-        return HasFailure() || now.connections == 3;
-    }));
-    EXPECT_GE(before.packets, 100) << "of two connections";
-    ASSERT_TRUE(waitUntil([&] { return shown().streams.at(0).frames > 100; }));
-}

@@ -64,28 +64,6 @@ TEST_F(ReadersLeavingTest, HaveDamageCountedOnceEachTimeTheyRead)
     EXPECT_LE(shown().streams.at(0).damaged, 5 * damaged[0]);
 }
 
-TEST_F(ReadersLeavingTest, LeaveTheCountersOfTheirInputAsHighAsTheyWere)
-{
-    const auto input = _session->open(sample("cup.mp4"));
-    // From the source that opened it, which stays; the pictures, which take more room, from one that goes.
-    ASSERT_TRUE(input->addAudioReader()->next());
-    auto reader = input->addVideoReader();
-    ASSERT_TRUE(waitUntil([&] { return reader->next() && reader->frames() > 100; }));
-    const Snapshot::Input before = shown();
-    ASSERT_GT(before.peakQueuedBytes, 30'000);
-    reader.reset();
-    for (const auto end = std::chrono::steady_clock::now() + 300ms; std::chrono::steady_clock::now() < end;) {
-        const Snapshot::Input now = shown();
-        ASSERT_GE(now.packets, before.packets);
-        ASSERT_GE(now.bytes, before.bytes);
-        ASSERT_GE(now.peakQueuedBlocks, before.peakQueuedBlocks);
-        ASSERT_GE(now.peakQueuedBytes, before.peakQueuedBytes);
-        ASSERT_GE(now.decoding, before.decoding);
-        ASSERT_EQ(now.streams.size(), 2U);
-        ASSERT_GE(now.streams[0].frames, before.streams[0].frames);
-    }
-}
-
 TEST_F(ReadersLeavingTest, OfAFileMustReadOnForTheOthers)
 {
     const auto input = _session->open(sample("cup.mp4"));

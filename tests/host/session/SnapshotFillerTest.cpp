@@ -4,6 +4,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <chrono>
 #include <memory>
 
 #include "host/live/Loopback.h"
@@ -44,6 +45,9 @@ TEST(SnapshotInput, ThatIsLiveFailsWhenItsVideoHasEndedWithoutAPicture)
     input.streams[1].kind = "audio";        // may have been silent
     EXPECT_THAT(input.errors(), IsEmpty()); // so far
     input.finished = true;
+    input.decoding = std::chrono::milliseconds(999); // ended before there could be one
+    EXPECT_THAT(input.errors(), IsEmpty());
+    input.decoding = std::chrono::milliseconds(1000);
     EXPECT_THAT(input.errors(), ElementsAre("door video: no picture could be decoded"));
     input.streams[0].frames = 1;
     EXPECT_THAT(input.errors(), IsEmpty());

@@ -118,6 +118,23 @@ TEST_F(LiveServersTest, AnRtspServerThatDiesAndComesBackIsReportedOnceAndFoundAg
     EXPECT_EQ(source->status().connections, 2u);
 }
 
+TEST_F(LiveServersTest, AnRtmpServerThatDiesAndComesBackIsFoundAgain)
+{
+    const QString url = QStringLiteral("rtmp://127.0.0.1:%1/live/key").arg(Loopback::freePort(SOCK_STREAM));
+    const QStringList arguments{"-v", "error", "-re", "-i", clip(), "-c", "copy", "-f", "flv", "-listen", "1", url};
+    auto server = std::make_unique<ServerProcess>(QStringLiteral("ffmpeg"), arguments);
+    start(url, pictures());
+    ASSERT_TRUE(takeVideo(20));
+    server->kill();
+    ASSERT_TRUE(takeUntil([&] { return breaksIn(videoBlocks).size() == 1; }));
+    const std::size_t atBreak = breaksIn(videoBlocks).front();
+    expectTheClip(atBreak);
+    server = std::make_unique<ServerProcess>(QStringLiteral("ffmpeg"), arguments);
+    ASSERT_TRUE(takeVideo(atBreak + 20));
+    expectDecodable(videoBlocks);
+    EXPECT_EQ(pictureIn(videoBlocks[atBreak + 1]), 0);
+}
+
 TEST_F(LiveServersTest, AWrongPasswordIsSentOnceAndEndsTheSource)
 {
     const quint16 port = Loopback::freePort(SOCK_STREAM);
@@ -178,6 +195,11 @@ struct Group {
     const char *scheme;
     const char *muxer;
 };
+
+void PrintTo(const Group &group, std::ostream *stream)
+{
+    *stream << group.scheme;
+}
 
 class GroupSource : public LiveServersTest, public testing::WithParamInterface<Group> {
 protected:
@@ -241,6 +263,11 @@ struct Called {
     const char *caller;
     const char *muxer;
 };
+
+void PrintTo(const Called &called, std::ostream *stream)
+{
+    *stream << called.url;
+}
 
 class CalledSource : public LiveServersTest, public testing::WithParamInterface<Called> {
 protected:

@@ -5,10 +5,18 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <string>
+#include <vector>
+
 #include "host/decode/ToolFrames.h"
 #include <gmock/gmock.h>
 
 namespace {
+
+using testing::AllOf;
+using testing::AnyOf;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 /// Packets whose pictures a codec may not have given out when its input is cut off.
 constexpr int codecDelay = 17;
@@ -64,27 +72,36 @@ void expectOutputsRight(const QJsonObject &input, const QJsonObject &stream, con
     EXPECT_EQ(sum(outputs, "waitedMs"), number(stream, "waitedMs"));
 }
 
-/// @return how many lines it has among the report's errors.
-int expectInputRight(const QJsonObject &input, const QString &directory)
+/// @return how each line begins that it has among the report's errors.
+std::vector<std::string> expectInputRight(const QJsonObject &input, const QString &directory)
 {
     const bool isLive = input["live"].toBool();
+    const QString name = input["name"].toString();
     const QJsonArray streams = input["streams"].toArray();
-    int errors = input["error"].isNull() ? 0 : 1;
+    std::vector<std::string> errors;
+    const auto expectLine = [&errors](bool isThere, const QString &line) {
+        if (isThere)
+            errors.push_back(line.toStdString());
+    };
+    expectLine(!input["error"].isNull(), input["error"].toString());
     for (const QJsonValue &each : streams) {
         const QJsonObject stream = each.toObject();
-        SCOPED_TRACE(stream["kind"].toString().toStdString());
+        const QString kind = stream["kind"].toString();
+        SCOPED_TRACE(kind.toStdString());
         expectOutputsRight(input, stream, directory);
+        expectLine(!isLive && number(stream, "damaged") > 0, name + ' ' + kind + ": damaged in ");
+        expectLine(isLive && kind == "video" && number(stream, "frames") == 0 && number(stream, "durationMs") >= 1000,
+                   name + " video: no picture could be decoded");
         for (const QJsonValue &output : stream["outputs"].toArray())
-            errors += output.toObject()["error"].isNull() ? 0 : 1;
-        errors += !isLive && number(stream, "damaged") > 0 ? 1 : 0;
-        errors += isLive && stream["kind"] == "video" && number(stream, "frames") == 0 ? 1 : 0;
+            expectLine(!output["error"].isNull(), output["error"].toString());
         EXPECT_GE(number(stream, "lost"), 0);
         if (!isLive) {
             EXPECT_EQ(number(stream, "lost"), 0);
         }
     }
     const qint64 counted = sum(streams, "frames") + sum(streams, "damaged") + sum(streams, "lost");
-    const qint64 held = streams.size() * (number(input, "peakQueuedBlocks") + codecDelay);
+    // Of an input that has ended before its streams were decoded none is shown, though packets wait for both.
+    const qint64 held = (streams.isEmpty() ? 2 : streams.size()) * (number(input, "peakQueuedBlocks") + codecDelay);
     EXPECT_LE(number(input, "packets"), counted + held) << "packets that are neither frames nor damaged nor lost";
     if (isLive && counted > 0) {
         EXPECT_GE(number(input, "connections"), 1);
@@ -92,26 +109,42 @@ int expectInputRight(const QJsonObject &input, const QString &directory)
     return errors;
 }
 
+/// Those of the inputs come first, then those of the outputs of inputs that were removed, which all name their file.
+void expectErrorsRight(const QJsonArray &errors, const std::vector<std::string> &ofInputs, const QString &directory)
+{
+    ASSERT_GE(errors.size(), static_cast<int>(ofInputs.size()));
+    for (int index = 0; index < errors.size(); ++index) {
+        const std::string error = errors[index].toString().toStdString();
+        if (index < static_cast<int>(ofInputs.size()))
+            EXPECT_THAT(error, StartsWith(ofInputs[static_cast<std::size_t>(index)]));
+        else
+            EXPECT_THAT(error, AnyOf(StartsWith("cannot write " + directory.toStdString() + '/'),
+                                     AllOf(StartsWith(directory.toStdString() + '/'),
+                                           HasSubstr(".framemd5 did not take its last "))));
+    }
+}
+
 } // namespace
 
 void ReportSums::expectRight(const HostRun &run, const QString &directory)
 {
-    int errors = 0;
+    std::vector<std::string> errors;
     qint64 streams = 0;
     qint64 frames = 0;
     for (const QJsonValue &each : run.inputs()) {
         const QJsonObject input = each.toObject();
         SCOPED_TRACE(input["name"].toString().toStdString());
-        const int count = expectInputRight(input, directory);
-        EXPECT_EQ(count > 0, input["state"] == "failed" || input["state"] == "no-decoder") << "its state";
-        errors += count;
+        const std::vector<std::string> ofInput = expectInputRight(input, directory);
+        EXPECT_EQ(!ofInput.empty(), input["state"] == "failed" || input["state"] == "no-decoder") << "its state";
+        errors.insert(errors.end(), ofInput.begin(), ofInput.end());
         streams += input["streams"].toArray().size();
         frames += sum(input["streams"].toArray(), "frames");
     }
     EXPECT_EQ(number(run.totals(), "inputs"), run.inputs().size());
     EXPECT_EQ(number(run.totals(), "streams"), streams);
     EXPECT_EQ(number(run.totals(), "frames"), frames);
-    EXPECT_GE(run.report["errors"].toArray().size(), errors);
-    EXPECT_EQ(run.exitCode, run.report["interrupted"].toBool() ? 130 : errors > 0 ? 1 : 0);
+    const QJsonArray reported = run.report["errors"].toArray();
+    expectErrorsRight(reported, errors, directory);
+    EXPECT_EQ(run.exitCode, run.report["interrupted"].toBool() ? 130 : reported.isEmpty() ? 0 : 1);
     EXPECT_EQ(run.exitCode, number(run.report, "exitCode"));
 }

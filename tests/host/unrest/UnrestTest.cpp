@@ -105,12 +105,12 @@ protected:
         return arguments;
     }
 
-    /// Disturbs one after the other until @p isOver.
+    /// Disturbs one after the other until @p isOver, or the host is.
     template <class Condition>
     void rage(LiveHost &host, UnrestOperators &operators, Condition isOver)
     {
         operators.begin();
-        for (int turn = 0; !isOver(); ++turn) {
+        for (int turn = 0; host.isRunning() && !isOver(); ++turn) {
             _chance.of(_inputs)->disturb(_chance);
             host.watch(milliseconds(120));
             if (turn % 8 == 0)
