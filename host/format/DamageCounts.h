@@ -2,12 +2,14 @@
 #define HOST_FORMAT_DAMAGECOUNTS_H
 
 #include <QByteArray>
+#include <QHash>
 #include <QtGlobal>
 
 #include <array>
-#include <map>
+#include <cstddef>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 
 #include "format/DecodingPace.h"
 
@@ -33,10 +35,8 @@ public:
     struct Stream {
         QByteArray origin; // by which warnings call it
         quint32 source = 0;
-        bool operator<(const Stream &other) const
-        {
-            return origin != other.origin ? origin < other.origin : source < other.source;
-        }
+
+        bool operator==(const Stream &other) const { return source == other.source && origin == other.origin; }
     };
 
     /// @param detail what is wrong, in a few words.
@@ -70,9 +70,13 @@ public:
     void forget(const Stream &stream);
 
 private:
+    struct Hash {
+        std::size_t operator()(const Stream &stream) const { return qHash(stream.origin, stream.source); }
+    };
+
     mutable std::mutex _mutex; // guards the next two
-    std::map<Stream, Condition> _streams;
-    std::map<Stream, std::weak_ptr<DecodingPace>> _paces;
+    std::unordered_map<Stream, Condition, Hash> _streams;
+    std::unordered_map<Stream, std::weak_ptr<DecodingPace>, Hash> _paces;
 };
 
 #endif

@@ -39,6 +39,17 @@ const AVInputFormat *deviceFormat(const char *name)
     return registered ? av_find_input_format(name) : nullptr;
 }
 
+/// Whether @p url, which is an address, has no port, not even among its parameters. Of some protocols libavformat would
+/// take any port that is free, at which nothing ever comes.
+bool lacksPort(const std::string &url)
+{
+    static const QRegularExpression port(
+        QStringLiteral("^[a-z]+://([^/?#]*@)?(\\[[^]]*\\]|[^/?#:]*):\\d|[?&]local(rtp)?port=\\d"));
+    static const QRegularExpression needsPort(QStringLiteral("^(udp|s?rtp|tcp|srt)://"));
+    const QString text = QString::fromStdString(url);
+    return needsPort.match(text).hasMatch() && !port.match(text).hasMatch();
+}
+
 } // namespace
 
 bool LiveUrl::isLive(const std::string &url)
@@ -83,7 +94,7 @@ std::string LiveUrl::pathOf(const std::string &url)
 std::optional<std::string> LiveUrl::obstacle() const
 {
     if (!_path)
-        return std::nullopt;
+        return lacksPort(_name) ? std::optional<std::string>("the address has no port") : std::nullopt;
     if (auto obstacle = InputFile::obstacle(*_path))
         return obstacle;
     if (isDescription() && !InputFile::beginsWith(*_path, descriptionBegin))
@@ -141,8 +152,8 @@ bool LiveUrl::isHopeless(int error, bool hasConnected) const
     case AVERROR(ENOENT):
         return _path && !hasConnected;
     case AVERROR(EINVAL):
-        // A graph that does not parse, or an address without a port. Elsewhere a server's answer may be meant.
-        return isGenerated() || _scheme == "tcp" || _scheme == "srt";
+        // A graph or an address that makes no sense. Elsewhere a server's answer may be meant.
+        return isGenerated() || _scheme == "tcp" || _scheme == "srt" || lacksPort(_name);
     default:
         return false;
     }

@@ -54,7 +54,7 @@ public:
 
     /// @return the path of the file that it is; nothing when it is no file.
     const std::optional<std::string> &path() const { return _path; }
-    /// @return what is wrong with the file that it names, in words that go behind a name.
+    /// @return what is wrong with the address, or the file that it names, in words that go behind a name.
     std::optional<std::string> obstacle() const;
 
     /// It is made here as it is asked for, as fast as the machine can: it must be held back to the pace of its times.

@@ -84,7 +84,7 @@ MediaInput::openLive(const LiveUrl &url, std::chrono::milliseconds limit, Instan
                      const std::atomic<bool> &stopRequested)
 {
     if (const auto obstacle = url.obstacle())
-        return Failure{AVERROR(ENOENT), *obstacle};
+        return Failure{url.path() ? AVERROR(ENOENT) : AVERROR(EINVAL), *obstacle};
     std::unique_ptr<MediaInput> input(new MediaInput(stopRequested, limit));
     input->_end = end;
     FormatOptions options(url.access().options);

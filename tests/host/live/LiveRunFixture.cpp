@@ -1,7 +1,12 @@
 #include "LiveRunFixture.h"
 
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+
 #include <algorithm>
 #include <cstdio>
+#include <unistd.h>
 
 #include "Loopback.h"
 
@@ -20,10 +25,14 @@ std::vector<std::string> patternFrames(std::size_t count)
 
 } // namespace
 
-/// Makes a clip; a long one of a short one over and over, since that takes little time. @param options in which %1 is
-/// its duration.
+/// Makes a clip; a long one of a short one over and over, since that takes little time. Many tests want the same, and
+/// each is a program of its own: so the first keeps it for the others. @param options in which %1 is its duration.
 QString LiveRunFixture::pictures(const QString &name, int seconds, const char *options) const
 {
+    const QByteArray key = QCryptographicHash::hash(options, QCryptographicHash::Sha1).toHex();
+    const QString kept = QStringLiteral(CLIPS_DIR "/%1-%2-%3").arg(QLatin1String(key)).arg(seconds).arg(name);
+    if (QFile::copy(kept, path(name)))
+        return path(name);
     const int pieceSeconds = std::min(seconds, 30);
     const QString all = QStringLiteral("-f lavfi -i testsrc2=size=320x240:rate=25:duration=%1 ") +
                         QLatin1String(options) + QStringLiteral(" -pix_fmt yuv420p");
@@ -31,6 +40,11 @@ QString LiveRunFixture::pictures(const QString &name, int seconds, const char *o
     generate(piece, all.arg(pieceSeconds).toUtf8());
     if (piece != name)
         generate(name, QStringLiteral("-stream_loop -1 -i %1 -c copy -t %2").arg(path(piece)).arg(seconds).toUtf8());
+    // Under a name of its own, so that nobody finds a part of it.
+    const QString whole = kept + '.' + QString::number(getpid());
+    QDir().mkpath(QStringLiteral(CLIPS_DIR));
+    if (!QFile::copy(path(name), whole) || !QFile::rename(whole, kept))
+        QFile::remove(whole); // another one was faster
     return path(name);
 }
 

@@ -49,6 +49,25 @@ protected:
     }
     QString path(const QString &name) const { return _folder.filePath(name); }
 
+    ModkitPtr<VideoSink> videoSink(OutputSpec::Kind kind)
+    {
+        OutputSpec spec;
+        spec.kind = kind;
+        spec.directory = path("full").toStdString();
+        return std::get<ModkitPtr<VideoSink>>(SinkFactory::createVideoSink(spec, _input, _workers));
+    }
+    /// @return a sink to which two pictures were written, each of them by itself.
+    ModkitPtr<VideoSink> sinkWithTwoPictures()
+    {
+        auto sink = videoSink(OutputSpec::Raw);
+        sink->push(record(0), 0, 0);
+        EXPECT_TRUE(comesTrue([&] { return sink->status().bytesWritten > 0; }));
+        std::this_thread::sleep_for(bufferTime);
+        sink->push(record(1), 0, 40);
+        EXPECT_TRUE(comesTrue([&] { return sink->status().bytesWritten > 64 * 48 * 3 / 2; }));
+        return sink;
+    }
+
     template <class Sink, class Handle>
     void pushAll(Sink &sink, const std::function<Handle(int)> &make, bool isFull)
     {
@@ -138,16 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, FullDiskOfSamples,
 TEST_F(FullDisk, LeavesNoPartOfAPictureAtTheEnd)
 {
     const LimitedDisk disk(plenty);
-    OutputSpec raw;
-    raw.kind = OutputSpec::Raw;
-    raw.directory = path("full").toStdString();
-    const auto created = SinkFactory::createVideoSink(raw, _input, _workers);
-    const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
-    sink->push(record(0), 0, 0);
-    ASSERT_TRUE(comesTrue([&] { return sink->status().bytesWritten > 0; }));
-    std::this_thread::sleep_for(bufferTime);
-    sink->push(record(1), 0, 40);
-    ASSERT_TRUE(comesTrue([&] { return sink->status().bytesWritten > 64 * 48 * 3 / 2; }));
+    const auto sink = sinkWithTwoPictures();
     LimitedDisk::setRoom(20);
     std::this_thread::sleep_for(bufferTime);
     sink->push(record(2), 0, 80);
@@ -159,16 +169,7 @@ TEST_F(FullDisk, LeavesNoPartOfAPictureAtTheEnd)
 TEST_F(FullDisk, CountsWhatItHasNoRoomForAtTheEnd)
 {
     const LimitedDisk disk(plenty);
-    OutputSpec raw;
-    raw.kind = OutputSpec::Raw;
-    raw.directory = path("full").toStdString();
-    const auto created = SinkFactory::createVideoSink(raw, _input, _workers);
-    const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
-    sink->push(record(0), 0, 0);
-    ASSERT_TRUE(comesTrue([&] { return sink->status().bytesWritten > 0; }));
-    std::this_thread::sleep_for(bufferTime);
-    sink->push(record(1), 0, 40);
-    ASSERT_TRUE(comesTrue([&] { return sink->status().bytesWritten > 64 * 48 * 3 / 2; }));
+    const auto sink = sinkWithTwoPictures();
     LimitedDisk::setRoom(20);
     sink->push(record(2), 0, 80); // which stays in the buffer
     sink->finish();
@@ -179,11 +180,7 @@ TEST_F(FullDisk, CountsWhatItHasNoRoomForAtTheEnd)
 TEST_F(FullDisk, HasRoomForAFileThatCouldNotBeBegun)
 {
     const LimitedDisk disk(3);
-    OutputSpec y4m;
-    y4m.kind = OutputSpec::Y4m;
-    y4m.directory = path("full").toStdString();
-    const auto created = SinkFactory::createVideoSink(y4m, _input, _workers);
-    const auto &sink = std::get<ModkitPtr<VideoSink>>(created);
+    const auto sink = videoSink(OutputSpec::Y4m);
     sink->push(record(0), 0, 0);
     ASSERT_TRUE(comesTrue([&] { return sink->status().failed == 1; }));
     LimitedDisk::setRoom(plenty);
