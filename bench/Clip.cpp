@@ -31,7 +31,7 @@ std::variant<Clip, std::string> Clip::read(const std::string &path, int count, F
     if (!fourcc)
         return path + ": its codec has no fourcc";
     const QByteArray parameters =
-        MediaBlock::packParameters({"clip", stream.time_base.num, stream.time_base.den, 25, 1, 0, 1}, *stream.codecpar);
+        MediaBlock::packParameters({origin, stream.time_base.num, stream.time_base.den, 25, 1, 0, 1}, *stream.codecpar);
 
     Packet packet(av_packet_alloc());
     for (int index = 0; index < count && input.read(packet.get()) == 0; av_packet_unref(packet.get())) {

@@ -19,6 +19,9 @@ class Clip final {
 public:
     enum class Form { Packets, Blocks };
 
+    /// What the blocks call their stream.
+    static constexpr char origin[] = "clip";
+
     struct Block {
         QByteArray data;
         bool keyBlock = false;

@@ -9,6 +9,7 @@
 #include "LoadedComponent.h"
 #include "format/FormatManager.h"
 #include "format/PictureHeader.h"
+#include "queues/BurstQueue.h"
 
 namespace {
 
@@ -35,13 +36,24 @@ private:
     QSemaphore &_ended;
 };
 
+/// @return @p queue as the host has files decoded; itself where that is not asked for.
+ModkitPtr<IInputQueue> inBursts(const ModkitPtr<IInputQueue> &queue, const DecodingTask &task, DamageCounts &damage)
+{
+    if (task.burstMs == 0)
+        return queue;
+    // One pace for all, which decode the same.
+    const auto length = [pace = damage.watchPace({Clip::origin}), limit = std::chrono::milliseconds(task.burstMs)](
+                            bool keyBlocks) { return pace->packetsWithin(keyBlocks, limit); };
+    return ModkitPtr<BurstQueue>(new BurstQueue(queue, 0, length));
+}
+
 } // namespace
 
 std::variant<DecodingResult, std::string> ComponentDecoding::run(const Clip &clip, const DecodingTask &task)
 {
     LoadedComponent component;
-    if (const auto error = component.start(
-            task.threadCount, ModkitPtr<IAVFormatManager>(new FormatManager(std::make_shared<DamageCounts>()))))
+    const auto damage = std::make_shared<DamageCounts>();
+    if (const auto error = component.start(task.threadCount, ModkitPtr<IAVFormatManager>(new FormatManager(damage))))
         return *error;
     if (task.timeSaving)
         component.tuning().useTimeSavingMode();
@@ -57,7 +69,8 @@ std::variant<DecodingResult, std::string> ComponentDecoding::run(const Clip &cli
     for (int stream = 0; stream < task.streamCount; ++stream) {
         const ModkitPtr<IVideoOutputQueue> output(
             new CountingOutput(result.streams[static_cast<std::size_t>(stream)], ended));
-        const ModkitPtr<IInputQueue> queue(new ClipQueue(clip, schedule, stream));
+        const ModkitPtr<IInputQueue> queue =
+            inBursts(ModkitPtr<IInputQueue>(new ClipQueue(clip, schedule, stream)), task, *damage);
         handles.push_back(component.manager().createVideoDecoder(queue, output, task.paced ? CreationFlags::Paced : 0,
                                                                  QStringLiteral("stream %1").arg(stream)));
     }

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr char usage[] = "usage: decode_bench (component | bare) CLIP [streams=N] [threads=N] [packets=N] [paced=1] "
-                         "[time-saving=1] [check=1] [whole-streams=1]\n";
+                         "[time-saving=1] [check=1] [whole-streams=1] [burst-ms=N]\n";
 
 /// @return whether @p argument is known, and then stored in @p task or @p packetCount.
 bool store(const char *argument, DecodingTask &task, int &packetCount)
@@ -39,6 +39,8 @@ bool store(const char *argument, DecodingTask &task, int &packetCount)
         task.checking = true;
     else if (name == "whole-streams")
         task.wholeStreams = true;
+    else if (name == "burst-ms")
+        task.burstMs = value;
     else
         return false;
     return true;

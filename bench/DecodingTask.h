@@ -15,6 +15,7 @@ struct DecodingTask {
     int threadCount = 1; // that decode
     bool paced = false;  // to 25 frames a second, the streams evenly spread over one frame's time
     bool timeSaving = false;
+    int burstMs = 0;           // the component only: bursts of packets that take so long; 0: packet by packet
     bool checking = false;     // take checksums of all frames
     bool wholeStreams = false; // the bare loop only: each stream to its end before the next one
 };

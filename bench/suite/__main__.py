@@ -15,10 +15,12 @@ import latency
 import library
 import paced
 import report
+import small_files
 from clips import Clips
 from context import Context, machine
 
 PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "library": library, "alternatives": alternatives,
+         "small": small_files,
          "paced": paced, "latency": latency, "capacity": capacity}
 
 

@@ -8,6 +8,10 @@ from statistic import interleaved, median, ratio
 FULL = [(8, "720p", 60, 21), (32, "720p", 50, 11), (64, "720p", 50, 7), (16, "1080p", 50, 9)]
 QUICK = [(8, "720p", 50, 4)]
 CPU_TARGET = 1.01
+BURST_MS = 25  # as the host has it for files
+BURSTS_FULL = [(8, 21), (32, 11)]
+BURSTS_QUICK = [(8, 4)]
+BURSTS_TARGET = 0.91
 
 
 def measure(context: Context) -> None:
@@ -17,6 +21,7 @@ def measure(context: Context) -> None:
             spent[size] = _instruction_ratio(context, context.clips.clip("h264", size))
         _compare(context, streams, size, packets, rounds, spent[size])
     _beside_whole_streams(context, spent["720p"])
+    _bursts(context)
 
 
 def _compare(context: Context, streams: int, size: str, packets: int, rounds: int, instruction_ratio: float) -> None:
@@ -64,3 +69,25 @@ def _beside_whole_streams(context: Context, instruction_ratio: float) -> None:
                        ratio(spent["component"], spent["whole"]), "", CPU_TARGET, instruction_ratio)
     context.add_median("bare.turns.cpu", "bare loop, 8 streams in turn beside one after the other: CPU time",
                        ratio(spent["turns"], spent["whole"]))
+
+
+def _bursts(context: Context) -> None:
+    """Files in bursts beside the bare loop that takes its streams in turn, packet by packet."""
+    clip = context.clips.clip("h264", "720p")
+    few, many = (3, 8) if context.quick else (10, 30)
+
+    def spent(side: str, **more) -> float:
+        named = [f"{name}={value}" for name, value in more.items()]
+        return each(instructions, lambda packets: [context.programs / "decode_bench", side, clip, "streams=2",
+                                                   "threads=1", f"packets={packets}", *named], few, many)
+
+    instruction_ratio = spent("component", **{"burst-ms": BURST_MS}) / spent("bare")
+    for streams, rounds in BURSTS_QUICK if context.quick else BURSTS_FULL:
+        def program(side: str, streams=streams, **more):
+            return lambda: context.decode_bench(side, clip, streams=streams, threads=context.threads, packets=50,
+                                                **more).values["cpu-s"]
+
+        found = interleaved({"bursts": program("component", burst_ms=BURST_MS), "turns": program("bare")}, rounds)
+        context.add_median(f"bare.bursts-{streams}.cpu",
+                           f"{streams} streams of 720p in bursts, beside a bare loop over streams in turn: CPU time",
+                           ratio(found["bursts"], found["turns"]), "", BURSTS_TARGET, instruction_ratio)

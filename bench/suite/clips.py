@@ -3,10 +3,10 @@
 import subprocess
 from pathlib import Path
 
-SIZES = {"cif": (352, 288), "720p": (1280, 720), "1080p": (1920, 1080), "2160p": (3840, 2160)}
-KILOBITS = {"cif": 500, "720p": 2000, "1080p": 4000, "2160p": 12000}
+SIZES = {"small": (320, 240), "cif": (352, 288), "720p": (1280, 720), "1080p": (1920, 1080), "2160p": (3840, 2160)}
+KILOBITS = {"small": 300, "cif": 500, "720p": 2000, "1080p": 4000, "2160p": 12000}
 HEVC_SHARE = 0.6  # of H.264's bit rate
-FRAMES = {"cif": 200, "720p": 200, "1080p": 100, "2160p": 100}
+FRAMES = {"small": 3000, "cif": 200, "720p": 200, "1080p": 100, "2160p": 100}
 KEY_INTERVAL = 50
 
 
@@ -42,9 +42,17 @@ class Clips:
             self._write(["-i", self.clip(codec, size), "-c", "copy", "-frames:v", frames], path)
         return path
 
+    def sound(self, name: str, seconds: int) -> Path:
+        """@return sound in the file format `name`."""
+        path = self._folder / f"sound-{seconds}.{name}"
+        if not path.exists():
+            print(f"making {path.name}", flush=True)
+            self._write(["-stream_loop", -1, "-i", self._source.name, "-vn", "-t", seconds], path)
+        return path
+
     def _write(self, arguments: list, path: Path) -> None:
         self._folder.mkdir(parents=True, exist_ok=True)
-        partial = path.with_suffix(".partial.mp4")
+        partial = path.with_suffix(".partial" + path.suffix)
         subprocess.run(["ffmpeg", "-v", "error", "-nostdin", "-y", *map(str, arguments), partial], check=True,
                        cwd=self._source.parent)
         partial.rename(path)

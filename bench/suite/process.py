@@ -15,6 +15,7 @@ LIMIT_S = 600  # nothing that is measured takes so long, callgrind included
 @dataclass
 class Use:
     cpu_s: float  # user and system
+    wall_s: float
     peak_kb: int
     threads: int = 0  # the most at one time, where it was watched
     lines: list = field(default_factory=list)  # what the program printed
@@ -35,6 +36,7 @@ def run(command: list, cpus: list, watch_threads: bool = False, realtime: bool =
     """Runs a program on the given processors. Raises when it fails, or takes too long."""
     priority = ["chrt", "--rr", "10"] if realtime else []
     pinned = [*priority, "taskset", "-c", ",".join(map(str, cpus)), *map(str, command)]
+    begin = time.monotonic()
     with tempfile.TemporaryFile("w+") as errors:
         process = subprocess.Popen(pinned, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors, text=True)
         limit = threading.Timer(LIMIT_S, process.kill)
@@ -45,6 +47,7 @@ def run(command: list, cpus: list, watch_threads: bool = False, realtime: bool =
             watcher.start()
         output = process.stdout.read()
         _, status, usage = os.wait4(process.pid, 0)
+        wall_s = time.monotonic() - begin
         process.returncode = os.waitstatus_to_exitcode(status)
         limit.cancel()
         if watcher:
@@ -52,7 +55,7 @@ def run(command: list, cpus: list, watch_threads: bool = False, realtime: bool =
         if process.returncode != 0:
             errors.seek(0)
             raise _failure(command, process.returncode, errors.read())
-    return Use(usage.ru_utime + usage.ru_stime, usage.ru_maxrss, most[0], output.splitlines())
+    return Use(usage.ru_utime + usage.ru_stime, wall_s, usage.ru_maxrss, most[0], output.splitlines())
 
 
 def instructions(command: list) -> int:

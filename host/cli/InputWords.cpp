@@ -113,6 +113,10 @@ const std::vector<SetWord> &words()
          [](InputOptions &options, const std::string &value) { options.paced = yesOrNo(value); }},
         {{"exclude-from-tuning", nullptr, "Decode every block despite --time-saving"},
          [](InputOptions &options, const std::string &value) { options.excludeFromTuning = yesOrNo(value); }},
+        {{"burst", "N",
+          "Decode up to N packets of a file in one go (by default as many as\nare good), and N pictures of a live "
+          "input, which wait for each other\n(by default each as it comes)"},
+         [](InputOptions &options, const std::string &value) { options.burst = wholeNumber(value, 1000000); }},
         {{"repeat", "N", "Read each input N times over"},
          [](InputOptions &options, const std::string &value) { options.repeat = wholeNumber(value, 1000000000); }},
         {{"duration", "SECONDS", "Read no more than SECONDS of each input, all rounds together"},

@@ -57,14 +57,14 @@ AudioCodecDecoder::AudioCodecDecoder(std::shared_ptr<DamageCounts> damage)
 void AudioCodecDecoder::decode(const QByteArray &data, bool keyBlock, qint64 /*timestamp*/, qint64 blockTime,
                                const ModkitPtr<IAudioOutputQueue> *outputs, int outputCount)
 {
-    const auto push = [&](const AVCodecContext &codec, const AVFrame &frame) {
+    const auto push = [&](const AVCodecContext &codec, const AVFrame &frame, qint64 blockTimeMs) {
         if (outputCount == 0)
             return;
         const SamplesHeader description = describe(codec, frame);
         const AudioSampleHandle samples = copySamples(description, frame);
-        const qint64 timeMs = CodecContext::milliseconds(description.pts, codec.pkt_timebase).value_or(blockTime);
+        const qint64 timeMs = CodecContext::milliseconds(description.pts, codec.pkt_timebase).value_or(blockTimeMs);
         for (int index = 0; index < outputCount; ++index)
             outputs[index]->push(samples, description.pts, timeMs);
     };
-    _codec.decode(data, keyBlock, std::ref(push));
+    _codec.decode(data, keyBlock, blockTime, std::ref(push));
 }

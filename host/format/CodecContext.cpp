@@ -6,6 +6,7 @@
 
 #include "format/Fourcc.h"
 #include "format/PictureMemory.h"
+#include "media/ThreadTime.h"
 
 namespace {
 
@@ -40,16 +41,53 @@ CodecContext::CodecContext(AVMediaType mediaType, std::shared_ptr<DamageCounts> 
 {
 }
 
-void CodecContext::decode(const QByteArray &block, bool keyBlock, const Deliver &deliver) noexcept
+void CodecContext::decode(const QByteArray &block, bool keyBlock, qint64 blockTimeMs, const Deliver &deliver) noexcept
+{
+    _blockTimeMs = blockTimeMs;
+    if (block.isEmpty()) {
+        guarded([&] { drain(deliver); });
+        return;
+    }
+    const std::shared_ptr<DecodingPace> pace = _pace;
+    const auto before = pace ? ThreadTime::now() : std::chrono::nanoseconds(0);
+    const int packets = decodePackets(block, keyBlock, blockTimeMs, deliver);
+    if (pace)
+        pace->note(keyBlock, packets, ThreadTime::now() - before);
+}
+
+/// Does @p step; counts what it throws.
+template <class Step>
+void CodecContext::guarded(Step step) noexcept
 {
     try {
-        if (block.isEmpty())
-            drain(deliver);
-        else
-            decodeBlock(block, keyBlock, deliver);
+        step();
     } catch (const std::exception &failure) {
         count(DamageCounts::UndecodableBlock, failure.what());
     }
+}
+
+/// @return how many packets there were.
+int CodecContext::decodePackets(const QByteArray &block, bool keyBlock, qint64 blockTimeMs,
+                                const Deliver &deliver) noexcept
+{
+    MediaBlock::Position position;
+    int packets = 0;
+    bool isUnpacked = true;
+    while (isUnpacked && position.offset < block.size() && !(_pace && _pace->isStopped())) {
+        isUnpacked = false;
+        guarded([&] {
+            QByteArray parameters;
+            isUnpacked = MediaBlock::unpack(block, keyBlock, _packet.get(), &parameters, &position);
+            if (!isUnpacked) {
+                count(DamageCounts::ForeignBlock, "cannot be unpacked");
+                return;
+            }
+            _blockTimeMs = blockTimeMs + position.sinceBlockTimeMs;
+            decodeUnpacked(keyBlock ? &parameters : nullptr, deliver);
+        });
+        ++packets;
+    }
+    return packets;
 }
 
 bool CodecContext::isDamaged(const AVFrame &frame)
@@ -73,17 +111,13 @@ void CodecContext::count(DamageCounts::Kind kind, const char *detail) const noex
     }
 }
 
-void CodecContext::decodeBlock(const QByteArray &block, bool keyBlock, const Deliver &deliver)
+/// Decodes the packet. @param parameters those of a key block; null for others.
+void CodecContext::decodeUnpacked(const QByteArray *parameters, const Deliver &deliver)
 {
-    QByteArray parameters;
-    if (!MediaBlock::unpack(block, keyBlock, _packet.get(), &parameters)) {
-        count(DamageCounts::ForeignBlock, "cannot be unpacked");
-        return;
-    }
-    if (keyBlock && parameters != _parameters) {
+    if (parameters && *parameters != _parameters) {
         drain(deliver);
-        _context = open(parameters);
-        _parameters = parameters;
+        _context = open(*parameters);
+        _parameters = *parameters;
     }
     if (_context)
         decodePacket(deliver);
@@ -114,6 +148,7 @@ CodecContext::Context CodecContext::open(const QByteArray &parameters)
         return nullptr;
     }
     _stream = *stream;
+    _pace = _damage->paceOf({_stream.origin, _stream.source});
     const AVCodec *const decoder = avcodec_find_decoder(codec->codec_id);
     if (!decoder || codec->codec_type != _mediaType || decoder->type != _mediaType || stream->timeBaseNumerator <= 0 ||
         stream->timeBaseDenominator <= 0) {
@@ -166,7 +201,7 @@ int CodecContext::receive(AVCodecContext &context, const Deliver &deliver)
         if (isDamaged(*_frame))
             count(DamageCounts::ConcealedDamage, context.codec->name);
         noteCodec(_codec.name, _frame->width, _frame->height);
-        deliver(context, *_frame);
+        deliver(context, *_frame, _blockTimeMs);
         // At once: the codec may wait for the memory.
         av_frame_unref(_frame.get());
     } else if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) {

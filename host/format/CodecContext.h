@@ -20,15 +20,17 @@ extern "C" {
 /// calling thread alone. Reentrant; nothing here throws.
 class CodecContext final {
 public:
-    /// Receives one decoded frame, which is valid for the call only. What it throws ends the block and is counted.
-    using Deliver = std::function<void(const AVCodecContext &codec, const AVFrame &frame)>;
+    /// Receives one decoded frame, which is valid for the call only, with the block time of the packet that it came out
+    /// on. What it throws ends the packet and is counted.
+    using Deliver = std::function<void(const AVCodecContext &codec, const AVFrame &frame, qint64 blockTimeMs)>;
 
     /// @param mediaType of the streams to be decoded: video pictures are decoded into PictureMemory.
     CodecContext(AVMediaType mediaType, std::shared_ptr<DamageCounts> damage);
 
-    /// Decodes one block and delivers every frame that is ready. An empty block delivers what is still held back and
-    /// closes the codec: the next key block opens it anew.
-    void decode(const QByteArray &block, bool keyBlock, const Deliver &deliver) noexcept;
+    /// Decodes one block, be it a burst or not, packet by packet, and delivers every frame that is ready. What is wrong
+    /// with one packet costs the others nothing. An empty block delivers what is still held back and closes the codec:
+    /// the next key block opens it anew.
+    void decode(const QByteArray &block, bool keyBlock, qint64 blockTimeMs, const Deliver &deliver) noexcept;
 
     /// Whether libavcodec says of @p frame that it is not what was coded.
     static bool isDamaged(const AVFrame &frame);
@@ -50,7 +52,10 @@ private:
     };
     using Context = std::unique_ptr<AVCodecContext, Free>;
 
-    void decodeBlock(const QByteArray &block, bool keyBlock, const Deliver &deliver);
+    template <class Step>
+    void guarded(Step step) noexcept;
+    int decodePackets(const QByteArray &block, bool keyBlock, qint64 blockTimeMs, const Deliver &deliver) noexcept;
+    void decodeUnpacked(const QByteArray *parameters, const Deliver &deliver);
     void drain(const Deliver &deliver);
     Context open(const QByteArray &parameters);
     void decodePacket(const Deliver &deliver);
@@ -69,6 +74,10 @@ private:
     QByteArray _parameters;
     /// The memory of its pictures. Outlives the codec.
     slab::BlockOwner _pictures;
+    /// Of the stream; null while nobody watches it.
+    std::shared_ptr<DecodingPace> _pace;
+    /// Of the packet that is being decoded.
+    qint64 _blockTimeMs = 0;
     /// Null before the first key block, after the end of the stream, and while the stream cannot be decoded.
     Context _context;
     /// What it reported last of the stream's codec.

@@ -34,6 +34,27 @@ DamageCounts::Condition DamageCounts::conditionOf(const Stream &stream) const
     return found == _streams.end() ? Condition() : found->second;
 }
 
+std::shared_ptr<DecodingPace> DamageCounts::watchPace(const Stream &stream)
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    for (auto each = _paces.begin(); each != _paces.end();)
+        each = each->second.expired() ? _paces.erase(each) : std::next(each);
+    std::weak_ptr<DecodingPace> &known = _paces[stream];
+    std::shared_ptr<DecodingPace> pace = known.lock();
+    if (!pace) {
+        pace = std::make_shared<DecodingPace>();
+        known = pace;
+    }
+    return pace;
+}
+
+std::shared_ptr<DecodingPace> DamageCounts::paceOf(const Stream &stream) const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    const auto found = _paces.find(stream);
+    return found == _paces.end() ? nullptr : found->second.lock();
+}
+
 void DamageCounts::forget(const Stream &stream)
 {
     const std::lock_guard<std::mutex> lock(_mutex);

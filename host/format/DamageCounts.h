@@ -7,12 +7,15 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 
-/// What codec decoders tell of their streams: what each is coded in at present, and what they could not make sense of,
-/// counted by stream and kind, and reported on the warning channel the first time each. Thread-safe; shared by all
-/// codec decoders of a format manager. No call holds the lock for longer than a look at one stream.
+#include "format/DecodingPace.h"
+
+/// What codec decoders tell of their streams: what each is coded in at present, how long its packets take, and what
+/// they could not make sense of, counted by stream and kind, and reported on the warning channel the first time each.
+/// Thread-safe; shared by all codec decoders of a format manager.
 class DamageCounts {
 public:
     enum Kind {
@@ -57,6 +60,12 @@ public:
     };
     Condition conditionOf(const Stream &stream) const;
 
+    /// @return the pace of the stream, which its codec decoder notes from its next opening on, for as long as somebody
+    ///         holds it.
+    std::shared_ptr<DecodingPace> watchPace(const Stream &stream);
+    /// @return the same, for the codec decoder; null when nobody watches it.
+    std::shared_ptr<DecodingPace> paceOf(const Stream &stream) const;
+
     /// Forgets the stream, which has ended for good.
     void forget(const Stream &stream);
 
@@ -65,8 +74,9 @@ private:
         std::size_t operator()(const Stream &stream) const { return qHash(stream.origin, stream.source); }
     };
 
-    mutable std::mutex _mutex; // guards the next one
+    mutable std::mutex _mutex; // guards the next two
     std::unordered_map<Stream, Condition, Hash> _streams;
+    std::unordered_map<Stream, std::weak_ptr<DecodingPace>, Hash> _paces;
 };
 
 #endif

@@ -3,6 +3,7 @@
 #include <QDataStream>
 #include <QtEndian>
 
+#include <cstddef>
 #include <cstring>
 
 extern "C" {
@@ -12,6 +13,7 @@ extern "C" {
 namespace {
 
 constexpr quint32 magic = 0x314b4c42; // "BLK1"
+constexpr int fourccSize = 4;
 
 struct Header {
     quint32 magic;
@@ -19,7 +21,8 @@ struct Header {
     qint64 pts;
     qint64 dts;
     qint64 duration;
-    quint32 parametersSize; // bytes, as are the next two
+    qint64 sinceBlockTimeMs; // 0 but in a burst
+    quint32 parametersSize;  // bytes, as are the next two
     quint32 sideDataSize;
     quint32 codedSize;
     qint32 sideDataCount;
@@ -42,6 +45,7 @@ void appendPacket(QByteArray &block, const QByteArray &parameters, const AVPacke
                      packet.pts,
                      packet.dts,
                      packet.duration,
+                     0,
                      static_cast<quint32>(parameters.size()),
                      0,
                      static_cast<quint32>(packet.size),
@@ -90,8 +94,9 @@ void releaseBlock(void *block, std::uint8_t * /*bytes*/)
     delete static_cast<QByteArray *>(block);
 }
 
-/// The coded bytes of @p block, owned by the packet from now on. They are shared with the queue, so never written to.
-bool unpackCodedBytes(const QByteArray &block, quint32 size, AVPacket *packet)
+/// The @p size coded bytes at @p offset of @p block, owned by the packet from now on. They are shared with the queue,
+/// so never written to.
+bool unpackCodedBytes(const QByteArray &block, qint64 offset, quint32 size, AVPacket *packet)
 {
     auto *const owner = new QByteArray(block);
     auto *const bytes = reinterpret_cast<std::uint8_t *>(const_cast<char *>(owner->constData()));
@@ -102,7 +107,7 @@ bool unpackCodedBytes(const QByteArray &block, quint32 size, AVPacket *packet)
         return false;
     }
     packet->size = static_cast<int>(size);
-    packet->data = bytes + block.size() - AV_INPUT_BUFFER_PADDING_SIZE - packet->size;
+    packet->data = bytes + offset;
     return true;
 }
 
@@ -212,10 +217,37 @@ QByteArray MediaBlock::packBlock(const AVPacket &packet)
     return block;
 }
 
-bool MediaBlock::unpack(const QByteArray &block, bool keyBlock, AVPacket *packet, QByteArray *parameters)
+bool MediaBlock::canJoin(const QByteArray &first, const QByteArray &next, bool keyBlocks)
+{
+    if (!keyBlocks)
+        return true;
+    return first.size() >= fourccSize && next.size() >= fourccSize &&
+           std::memcmp(first.constData(), next.constData(), fourccSize) == 0;
+}
+
+QByteArray MediaBlock::join(const std::vector<Part> &parts, bool keyBlocks)
+{
+    int size = 0;
+    for (const Part &part : parts)
+        size += part.block.size();
+    QByteArray burst;
+    burst.reserve(size);
+    for (const Part &part : parts) {
+        const int timeAt = burst.size() + (keyBlocks ? fourccSize : 0) + int(offsetof(Header, sinceBlockTimeMs));
+        const qint64 sinceBlockTimeMs = part.blockTimeMs - parts.front().blockTimeMs;
+        burst.append(part.block);
+        // What is too short to be a block of this host is found out when it is unpacked.
+        if (timeAt + int(sizeof sinceBlockTimeMs) <= burst.size())
+            std::memcpy(burst.data() + timeAt, &sinceBlockTimeMs, sizeof sinceBlockTimeMs);
+    }
+    return burst;
+}
+
+bool MediaBlock::unpack(const QByteArray &block, bool keyBlock, AVPacket *packet, QByteArray *parameters,
+                        Position *position)
 {
     av_packet_unref(packet);
-    const qint64 headerAt = keyBlock ? 4 : 0;
+    const qint64 headerAt = (position ? position->offset : 0) + (keyBlock ? fourccSize : 0);
     Header header = {};
     if (block.size() < headerAt + static_cast<qint64>(sizeof header))
         return false;
@@ -223,9 +255,10 @@ bool MediaBlock::unpack(const QByteArray &block, bool keyBlock, AVPacket *packet
     const qint64 parametersAt = headerAt + static_cast<qint64>(sizeof header);
     const qint64 sideDataAt = parametersAt + header.parametersSize;
     const qint64 codedAt = sideDataAt + header.sideDataSize;
-    if (header.magic != magic || codedAt + header.codedSize + AV_INPUT_BUFFER_PADDING_SIZE != block.size() ||
+    const qint64 end = codedAt + header.codedSize + AV_INPUT_BUFFER_PADDING_SIZE;
+    if (header.magic != magic || (position ? end > block.size() : end != block.size()) ||
         !unpackSideData(block.constData() + sideDataAt, header, packet) ||
-        !unpackCodedBytes(block, header.codedSize, packet)) {
+        !unpackCodedBytes(block, codedAt, header.codedSize, packet)) {
         av_packet_unref(packet);
         return false;
     }
@@ -235,5 +268,7 @@ bool MediaBlock::unpack(const QByteArray &block, bool keyBlock, AVPacket *packet
     packet->duration = header.duration;
     if (keyBlock)
         *parameters = QByteArray(block.constData() + parametersAt, static_cast<int>(header.parametersSize));
+    if (position)
+        *position = {static_cast<int>(end), header.sinceBlockTimeMs};
     return true;
 }

@@ -48,7 +48,7 @@ VideoCodecDecoder::VideoCodecDecoder(std::shared_ptr<DamageCounts> damage)
 void VideoCodecDecoder::decode(const QByteArray &data, bool keyBlock, qint64 /*timestamp*/, qint64 blockTime,
                                const ModkitPtr<IVideoOutputQueue> *outputs, int outputCount)
 {
-    const auto push = [&](const AVCodecContext &codec, const AVFrame &frame) {
+    const auto push = [&](const AVCodecContext &codec, const AVFrame &frame, qint64 blockTimeMs) {
         if (outputCount == 0)
             return;
         const PictureHeader description = describe(_codec.stream(), codec, frame);
@@ -57,9 +57,9 @@ void VideoCodecDecoder::decode(const QByteArray &data, bool keyBlock, qint64 /*t
             _codec.count(DamageCounts::UndecodableBlock, "no memory for a picture");
             return;
         }
-        const qint64 timeMs = CodecContext::milliseconds(description.pts, codec.pkt_timebase).value_or(blockTime);
+        const qint64 timeMs = CodecContext::milliseconds(description.pts, codec.pkt_timebase).value_or(blockTimeMs);
         for (int index = 0; index < outputCount; ++index)
             outputs[index]->push(picture, description.pts, timeMs);
     };
-    _codec.decode(data, keyBlock, std::ref(push));
+    _codec.decode(data, keyBlock, blockTime, std::ref(push));
 }

@@ -118,6 +118,12 @@ bool BlockQueue::hasRoomLocked(const Block &block) const
            (static_cast<int>(_entries.size()) < _limits.blocks && _bytes + block.data.size() <= _limits.bytes);
 }
 
+/// Whether it is worth waking a writer that waits, instead of once for each block.
+bool BlockQueue::hasMuchRoomLocked() const
+{
+    return 4 * qint64(_entries.size()) <= 3 * qint64(_limits.blocks) && 4 * _bytes <= 3 * _limits.bytes;
+}
+
 /// @return the counted reader that holds @p ticket; null when nobody was given it, or when it came too late to be
 ///         counted.
 BlockQueue::Reader *BlockQueue::readerLocked(quint32 ticket)
@@ -185,6 +191,7 @@ std::vector<BlockQueue::Entry> BlockQueue::takePassedLocked()
     _firstSequence += count;
     for (const Entry &entry : passed)
         _bytes -= entry.block.data.size();
-    _room.notify_one();
+    if (hasMuchRoomLocked())
+        _room.notify_one();
     return passed;
 }

@@ -65,8 +65,8 @@ public:
                    qint64 *latency) noexcept override;
 
     /// Adds @p block behind the others; called by the writer alone. Waits while the queue is full: while it holds as
-    /// many blocks as it may, or while the block's bytes would be too many and others are there. Empty blocks do not
-    /// wait, so that a stream can always be ended.
+    /// many blocks as it may, or while the block's bytes would be too many and others are there; once it waits, until a
+    /// quarter is free, too. Empty blocks do not wait, so that a stream can always be ended.
     /// @return false, nothing added, when the queue is closed, cut short or ended.
     [[nodiscard]] bool append(const Block &block);
 
@@ -99,6 +99,7 @@ private:
     };
 
     bool hasRoomLocked(const Block &block) const;
+    bool hasMuchRoomLocked() const;
     quint32 heldBlocksLocked() const { return static_cast<quint32>(_entries.size()); }
     Reader *readerLocked(quint32 ticket);
     quint32 advanceLocked(const QueueCursor &cursor);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "media/SafeText.h"
+#include "queues/BurstQueue.h"
 #include "sinks/ReaderSink.h"
 
 DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<IInputQueue> &queue,
@@ -20,12 +21,26 @@ DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<II
     , _gate(gate)
     , _queue(new GatedQueue(queue, gate, settings.keyBlocksOnly))
     , _damageKey{stream.description.origin, stream.description.source}
+    , _pace(settings.bursts || settings.burstPatience.count() > 0 ? environment.damage.watchPace(_damageKey) : nullptr)
+    , _decoderQueue(makeDecoderQueue())
 {
 }
 
 DecodedStream::~DecodedStream()
 {
     _environment.damage.forget(_damageKey);
+}
+
+ModkitPtr<IInputQueue> DecodedStream::makeDecoderQueue() const
+{
+    if (!_pace)
+        return _queue;
+    const auto length = [gate = _gate, pace = _pace, time = _settings.bursts,
+                         longest = _settings.longestBurst](bool keyBlocks) {
+        const int fitting = pace->packetsWithin(keyBlocks, longest > 0 ? BurstTime::chosen : time->longest());
+        return std::min({gate->room(), longest > 0 ? longest : fitting, fitting});
+    };
+    return ModkitPtr<BurstQueue>(new BurstQueue(_queue, streamIdOf(_kind), length, _settings.burstPatience));
 }
 
 std::optional<std::string> DecodedStream::addOutput(const OutputSpec &spec, const SinkFactory::Input &input)
@@ -71,9 +86,9 @@ void DecodedStream::add(std::string kind, const ModkitPtr<Sink> &sink, std::opti
 {
     const auto decode = [this, sink] {
         if constexpr (std::is_base_of_v<IVideoOutputQueue, Sink>)
-            return _environment.manager.createVideoDecoder(_queue, sink, _settings.creationFlags, _name);
+            return _environment.manager.createVideoDecoder(_decoderQueue, sink, _settings.creationFlags, _name);
         else
-            return _environment.manager.createAudioDecoder(_queue, sink, _settings.creationFlags, _name);
+            return _environment.manager.createAudioDecoder(_decoderQueue, sink, _settings.creationFlags, _name);
     };
     _outputs.push_back({std::move(kind), sink, decode, {}, std::move(reader), frames()});
 }
@@ -103,6 +118,12 @@ void DecodedStream::removeReader(const ReaderBuffer &buffer)
         return;
     _framesBefore = frames();
     _outputs.erase(found);
+}
+
+void DecodedStream::cancel() const
+{
+    if (_pace)
+        _pace->stop();
 }
 
 void DecodedStream::dropDecoder()

@@ -11,6 +11,7 @@
 
 #include "format/DamageCounts.h"
 #include "interfaces/IDecodingManager.h"
+#include "queues/BurstTime.h"
 #include "queues/Gate.h"
 #include "queues/GatedQueue.h"
 #include "session/InputFeed.h"
@@ -39,6 +40,11 @@ public:
         int creationFlags = 0;
         bool keyBlocksOnly = false;
         std::shared_ptr<ChangeNote> changes = {}; // set by its outputs; may be null
+        /// Of whose time bursts of packets are decoded; null: packet by packet.
+        std::shared_ptr<const BurstTime> bursts = {};
+        int longestBurst = 0; // packets, within BurstTime::chosen; 0: as many as the time of `bursts` allows
+        /// How long packets wait for each other to fill a burst; then they need no `bursts`.
+        std::chrono::milliseconds burstPatience{0};
     };
 
     /// @param queue that the decoder is to read. @param gate closed by outputs without room.
@@ -63,6 +69,8 @@ public:
     /// Does nothing when it has no such reader. Waits for the block that is being decoded.
     void removeReader(const ReaderBuffer &buffer);
 
+    /// Has the decoder leave the rest of its burst. To be called when the input is cancelled.
+    void cancel() const;
     /// Drops the decoder, so that nothing reaches the outputs any more. To be called once, when the input is decoded or
     /// cancelled, on any thread, while nobody changes the outputs.
     void dropDecoder();
@@ -116,6 +124,7 @@ private:
         qint64 framesBefore = 0; // that the stream had when this output came
     };
 
+    ModkitPtr<IInputQueue> makeDecoderQueue() const;
     template <class Sink>
     void add(std::string kind, const ModkitPtr<Sink> &sink, std::optional<ReaderBuffer> reader);
 
@@ -129,6 +138,8 @@ private:
     const std::shared_ptr<Gate> _gate;
     const ModkitPtr<GatedQueue> _queue;
     const DamageCounts::Stream _damageKey;
+    const std::shared_ptr<DecodingPace> _pace;  // null: packet by packet
+    const ModkitPtr<IInputQueue> _decoderQueue; // _queue, or its bursts
 
     std::vector<Output> _outputs;
     qint64 _framesBefore = 0; // frames() when an output left last

@@ -12,10 +12,12 @@ constexpr std::chrono::seconds awakeLimit(30);
 
 } // namespace
 
-FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes)
+FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes,
+                 std::unique_ptr<BurstTime::Share> burstShare)
     : _feed(std::move(feed))
     , _environment(environment)
     , _changes(std::move(changes))
+    , _burstShare(std::move(burstShare))
 {
 }
 
@@ -108,6 +110,8 @@ void FeedRun::cancel()
         return;
     _cancelled = true;
     _feed->cancel();
+    for (const auto &stream : _streams)
+        stream->cancel();
 }
 
 void FeedRun::leave()
@@ -121,6 +125,7 @@ void FeedRun::beginEnding()
     auto ending = std::make_shared<std::packaged_task<void()>>([this] { end(); });
     _ending = ending->get_future();
     _phase = Phase::Ending;
+    _burstShare.reset();
     _environment.enders.post([ending, changes = _changes] {
         (*ending)();
         changes->set();

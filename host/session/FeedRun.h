@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "media/ChangeNote.h"
+#include "queues/BurstTime.h"
 #include "session/DecodedStream.h"
 #include "session/InputFeed.h"
 #include "session/JobThreads.h"
@@ -29,7 +30,9 @@ public:
         JobThreads &enders; // of feeds and decoders, which may be at work for a while
     };
 
-    FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes);
+    /// @param burstShare is given back when the feed ends.
+    FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes,
+            std::unique_ptr<BurstTime::Share> burstShare);
     FeedRun(const FeedRun &) = delete;
     FeedRun &operator=(const FeedRun &) = delete;
     /// Cancels what is still running, and completes its outputs.
@@ -85,6 +88,7 @@ private:
     const std::unique_ptr<InputFeed> _feed;
     const Environment _environment;
     const std::shared_ptr<ChangeNote> _changes;
+    std::unique_ptr<BurstTime::Share> _burstShare;        // until it ends
     std::vector<std::unique_ptr<DecodedStream>> _streams; // constant while it is ending
     std::optional<std::string> _error;                    // it could not begin
     std::optional<std::chrono::steady_clock::time_point> _decodersSince;

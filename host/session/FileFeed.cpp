@@ -15,6 +15,8 @@ namespace {
 
 // Much for one stream, little for hundreds.
 constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
+// Packets of sound are small, and soon decoded.
+constexpr BlockQueue::Limits soundLimits{256, 8 << 20};
 // With an opening that was cancelled. What waits for the network comes back sooner, but not for a name.
 constexpr std::chrono::milliseconds openingPatience(300);
 constexpr std::chrono::milliseconds retryInterval(500);
@@ -114,7 +116,8 @@ std::vector<MediaSource::Stream> FileFeed::undecodable() const
 void FileFeed::decode(StreamKind kind)
 {
     _decoded.insert(kind);
-    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), queueLimits, _options.changes));
+    const BlockQueue::Limits &limits = _decoded.count(StreamKind::Video) == 0 ? soundLimits : queueLimits;
+    _queue = ModkitPtr<BlockQueue>(new BlockQueue(static_cast<int>(_decoded.size()), limits, _options.changes));
 }
 
 ModkitPtr<IInputQueue> FileFeed::queue(StreamKind kind) const

@@ -95,8 +95,10 @@ std::unique_ptr<decoding::FrameReader<Frame>> decoding::Input::Core::makeReader(
     using Source = typename FrameReader<Frame>::Source;
     using Buffer = typename Source::Buffer;
     constexpr StreamKind kind = kindOfFrames<Frame>;
-    const auto buffer = std::make_shared<Buffer>(_options.queuedFrames,
-                                                 _isLive ? Overflow::DropOldest : Overflow::CloseGate, gate(kind));
+    // A live input's burst comes all at once.
+    const int capacity = std::max(_options.queuedFrames, _isLive ? _options.burst : 0);
+    const auto buffer =
+        std::make_shared<Buffer>(capacity, _isLive ? Overflow::DropOldest : Overflow::CloseGate, gate(kind));
     const std::weak_ptr<Core> weak = weak_from_this();
     const auto jobs = _jobs;
     // A job finds no run when the input has ended for good: then nothing more will come, nor is to be ended.

@@ -33,6 +33,8 @@ public:
     const std::string &name() const { return _name; }
     const InputOptions &options() const { return _options; }
     bool isLive() const { return _isLive; }
+    /// Whether its blocks are to be decoded when they are due, each by itself.
+    bool isPunctual() const { return _isLive || _options.paced; }
     /// Set by all parts of the input when the session is to look at it.
     const std::shared_ptr<ChangeNote> &changes() const { return _changes; }
     /// Closed by the outputs of a stream that have no room.

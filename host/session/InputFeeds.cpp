@@ -26,13 +26,16 @@ InputFeeds::InputFeeds(const std::string &url, const std::string &label, const d
     , _options(core.options())
     , _isLive(core.isLive())
     , _changes(core.changes())
+    , _burstKind(core.isPunctual() ? BurstTime::Kind::Punctual : BurstTime::Kind::Bursts)
     , _threads(isRemote(url) ? environment.remote : environment.local)
+    , _bursts(environment.bursts)
 {
 }
 
 FeedRun &InputFeeds::add(bool video, bool audio)
 {
-    _all.push_back(std::make_unique<FeedRun>(makeFeed(video, audio), _threads.feeds, _changes));
+    _all.push_back(std::make_unique<FeedRun>(makeFeed(video, audio), _threads.feeds, _changes,
+                                             std::make_unique<BurstTime::Share>(_bursts, _burstKind)));
     return *_all.back();
 }
 

@@ -23,6 +23,7 @@ public:
         };
         Threads local;
         Threads remote;
+        std::shared_ptr<BurstTime> bursts;
     };
 
     /// @param label names the input in reports. @param core of the input, as are its options.
@@ -70,7 +71,9 @@ private:
     const decoding::InputOptions &_options;
     const bool _isLive;
     const std::shared_ptr<ChangeNote> _changes;
+    const BurstTime::Kind _burstKind;
     const Environment::Threads _threads;
+    const std::shared_ptr<BurstTime> _bursts;
     std::vector<std::unique_ptr<FeedRun>> _all;
     quint32 _made = 0;
     Dropped _dropped;

@@ -30,6 +30,7 @@ public:
         require(_options.video || _options.audio, "video and audio are both false");
         require(_options.repeat >= 1, "repeat is less than 1");
         require(_options.queuedFrames >= 1, "queuedFrames is less than 1");
+        require(_options.burst >= 0, "burst is less than 0");
         checkTime("maxLatency", _options.maxLatency);
         if (_options.duration)
             checkTime("duration", *_options.duration);

@@ -14,6 +14,9 @@ namespace {
 // As long as the blocks of a live source, which wait meanwhile, are not late.
 constexpr std::chrono::milliseconds openingLimit(200);
 
+// Of pictures of a live source that are to be decoded several at a time.
+constexpr std::chrono::seconds burstPatience(1);
+
 } // namespace
 
 InputRun::InputRun(quint64 number, const std::string &url, InputNames::Name name,
@@ -189,12 +192,20 @@ std::optional<std::string> InputRun::openOutputs(StreamKind kind)
                              (_options.excludeFromTuning ? CreationFlags::ExcludeFromTuning : 0);
     settings.keyBlocksOnly = _options.keyFramesOnly;
     settings.changes = _core->changes();
+    if (!_core->isPunctual()) {
+        settings.bursts = _environment.feeds.bursts;
+        settings.longestBurst = _options.burst;
+    } else if (isLive() && kind == StreamKind::Video && _options.burst > 1) {
+        settings.longestBurst = _options.burst;
+        settings.burstPatience = burstPatience;
+    }
     SinkFactory::Input input{QString::fromStdString(_name.stem), 0, _environment.inputFiles};
     // A file waits for its outputs. What a live source sends cannot wait.
     if (!isLive())
         input.gate = _core->gate(kind);
     else if (!_options.overwrite)
         input.existing = OutputFile::Existing::Keep;
+    input.burst = _options.burst;
     input.changes = _core->changes();
     return at(kind).open({settings, _core->gate(kind), input, _options.outputs}, _environment.streams);
 }

@@ -35,7 +35,9 @@ bool writesFiles(const decoding::InputOptions &options)
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
                    std::chrono::milliseconds roundInterval)
-    : _environment{environment, {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}}, _inputFiles}
+    : _environment{environment,
+                   {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}, std::make_shared<BurstTime>()},
+                   _inputFiles}
     , _jobs(std::move(jobs))
     , _roundInterval(roundInterval)
 {

@@ -1,5 +1,6 @@
 #include "sinks/Backlog.h"
 
+#include <algorithm>
 #include <utility>
 #include <variant>
 
@@ -28,15 +29,12 @@ Backlog<Handle, Header>::Backlog(std::unique_ptr<Writer> writer, SinkLimits limi
     , _watch(std::move(watch))
     , _workers(std::move(workers))
     , _changes(std::move(changes))
+    , _gateOutput(_limits.gate, _limits.records)
 {
 }
 
 template <class Handle, class Header>
-Backlog<Handle, Header>::~Backlog()
-{
-    if (_closedSince)
-        _limits.gate->open();
-}
+Backlog<Handle, Header>::~Backlog() = default;
 
 template <class Handle, class Header>
 void Backlog<Handle, Header>::begin()
@@ -70,6 +68,7 @@ void Backlog<Handle, Header>::push(const Handle &record, quint64 size, qint64 bl
         _waiting.push_back({record, size, blockTimeMs});
         ++_pendingRecords;
         _pendingBytes += size;
+        _lastSize = size > 0 ? size : _lastSize;
         adjustGateLocked();
         if (std::exchange(_isScheduled, true))
             return;
@@ -83,21 +82,36 @@ bool Backlog<Handle, Header>::hasRoomLocked(quint64 size) const
     return _pendingRecords == 0 || (_pendingRecords < _limits.records && _pendingBytes + size <= _limits.bytes);
 }
 
-/// Closes the gate while there is no room for one more, however small, and opens it otherwise.
+/// @return how many more records are taken, however small the first one.
+template <class Handle, class Header>
+int Backlog<Handle, Header>::roomLocked() const
+{
+    if (!hasRoomLocked(1))
+        return 0;
+    const int records = std::max(_limits.records - _pendingRecords, 1);
+    if (_lastSize == 0)
+        return records;
+    const quint64 bytes = _limits.bytes - std::min(_limits.bytes, _pendingBytes);
+    return static_cast<int>(std::clamp<quint64>(bytes / _lastSize, 1, static_cast<quint64>(records)));
+}
+
+/// Tells the decoder how many records there is room for. The gate is closed while there is no room for one more.
 template <class Handle, class Header>
 void Backlog<Handle, Header>::adjustGateLocked()
 {
-    if (!_limits.gate || hasRoomLocked(1) == !_closedSince)
+    if (!_limits.gate)
+        return;
+    const int room = roomLocked();
+    _gateOutput.setRoom(room);
+    if ((room > 0) == !_closedSince)
         return;
     const Instant now = std::chrono::steady_clock::now();
     if (_closedSince) {
         _closedFor += now - *_closedSince;
         _closedSince.reset();
-        _limits.gate->open();
     } else {
         ++_closings;
         _closedSince = now;
-        _limits.gate->close();
     }
 }
 

@@ -25,7 +25,7 @@
 struct SinkLimits {
     int records = 8;
     quint64 bytes = 64 << 20;
-    /// Of the stream's decoder. It is closed while there is no room; what comes still, because one block may yield
+    /// Of the stream's decoder. It is closed while there is no room; what comes still, because a packet may yield
     /// several records, is taken over the limits. Null: what finds no room is dropped, and counted.
     std::shared_ptr<Gate> gate = {};
 };
@@ -74,6 +74,7 @@ private:
     };
 
     bool hasRoomLocked(quint64 size) const;
+    int roomLocked() const;
     void adjustGateLocked();
     bool schedule();
     void write(Record record, std::unique_lock<std::mutex> &lock, std::deque<Record> &unwritten);
@@ -90,9 +91,11 @@ private:
 
     mutable std::mutex _mutex; // guards all that follows
     std::condition_variable _completed;
+    Gate::Output _gateOutput;
     std::deque<Record> _waiting;
     int _pendingRecords = 0; // those, and the one that is being written
     quint64 _pendingBytes = 0;
+    quint64 _lastSize = 0; // of the record that came last
     quint64 _dropped = 0;
     quint64 _bytesWritten = 0;
     quint64 _failed = 0;

@@ -1,5 +1,6 @@
 #include "sinks/FrameBuffer.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <unistd.h>
@@ -11,15 +12,13 @@ template <class Handle>
 FrameBuffer<Handle>::FrameBuffer(int capacity, Overflow overflow, std::shared_ptr<Gate> gate)
     : _capacity(static_cast<std::size_t>(capacity))
     , _overflow(overflow)
-    , _gate(std::move(gate))
+    , _gateOutput(overflow == Overflow::CloseGate ? std::move(gate) : nullptr, capacity)
 {
 }
 
 template <class Handle>
 FrameBuffer<Handle>::~FrameBuffer()
 {
-    if (_holdsGate)
-        _gate->open();
     if (_descriptor >= 0)
         ::close(_descriptor);
 }
@@ -41,8 +40,7 @@ void FrameBuffer<Handle>::push(const Handle &frame) noexcept
             _dropped.fetch_add(1, std::memory_order_relaxed);
         }
         _waiting.push_back(frame);
-        if (_overflow == Overflow::CloseGate && _waiting.size() >= _capacity && !std::exchange(_holdsGate, true))
-            _gate->close();
+        adjustGateLocked();
         showLocked();
         call = callOfLocked(wasReadable);
     }
@@ -77,8 +75,7 @@ std::optional<Handle> FrameBuffer<Handle>::takeLocked()
         return std::nullopt;
     std::optional<Handle> oldest = _waiting.front();
     _waiting.pop_front();
-    if (_waiting.size() < _capacity && std::exchange(_holdsGate, false))
-        _gate->open();
+    adjustGateLocked();
     showLocked();
     return oldest;
 }
@@ -129,8 +126,7 @@ void FrameBuffer<Handle>::close()
         const bool wasReadable = isReadableLocked();
         _hasEnded = true;
         unread.swap(_waiting);
-        if (std::exchange(_holdsGate, false))
-            _gate->open();
+        adjustGateLocked();
         showLocked();
         call = callOfLocked(wasReadable);
     }
@@ -157,6 +153,13 @@ std::variant<int, std::string> FrameBuffer<Handle>::descriptor()
         showLocked();
     }
     return _descriptor;
+}
+
+/// Tells the stream's decoder how many frames there is room for.
+template <class Handle>
+void FrameBuffer<Handle>::adjustGateLocked()
+{
+    _gateOutput.setRoom(static_cast<int>(_capacity - std::min(_capacity, _waiting.size())));
 }
 
 /// Has the descriptor show whether there is something to take.

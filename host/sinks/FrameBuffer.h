@@ -20,7 +20,7 @@
 
 /// What becomes of a frame that finds a buffer full.
 enum class Overflow {
-    CloseGate, // it is taken, because one block may yield several frames; a closed gate keeps more from being decoded
+    CloseGate, // it is taken, because a packet may yield several frames; a closed gate keeps more from being decoded
     DropOldest // it takes the place of the oldest one, which is counted
 };
 
@@ -77,12 +77,13 @@ public:
 private:
     std::optional<Handle> takeLocked();
     bool isReadableLocked() const { return _hasEnded || !_waiting.empty(); }
+    void adjustGateLocked();
     void showLocked();
     const std::function<void()> *callOfLocked(bool wasReadable) const;
 
     const std::size_t _capacity;
     const Overflow _overflow;
-    const std::shared_ptr<Gate> _gate;
+    Gate::Output _gateOutput; // set under _mutex
 
     std::atomic<std::int64_t> _frames{0};
     std::atomic<std::int64_t> _dropped{0};
@@ -92,7 +93,6 @@ private:
     std::function<void()> _whenReadable; // constant once it is not empty, so that it can be called without the lock
     std::deque<Handle> _waiting;
     bool _hasEnded = false;
-    bool _holdsGate = false;       // closed; only while as many frames wait as the capacity, or more
     int _descriptor = -1;          // -1: nobody has asked for it
     bool _descriptorShows = false; // it is readable
 };

@@ -1,8 +1,10 @@
 #include "sinks/SinkFactory.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "sinks/PictureFileWriter.h"
@@ -26,6 +28,8 @@ const std::map<OutputSpec::Kind, FileFormat> sampleFormats = {
 
 /// Of a live stream, which cannot wait for its output: a second or so, while a disk or a machine is busy.
 constexpr int liveRecords = 32;
+/// Of one that can: runs of samples are small, and decoded many at a time.
+constexpr int waitingRunsOfSamples = 64;
 
 OutputPlace placeOf(const OutputSpec &spec, const SinkFactory::Input &input)
 {
@@ -44,7 +48,9 @@ auto backlogOf(std::unique_ptr<IRecordWriter<Header>> writer, const OutputPlace 
     SinkLimits limits;
     limits.gate = input.gate;
     if (!limits.gate)
-        limits.records = liveRecords;
+        limits.records = std::max(liveRecords, input.burst);
+    else if (std::is_same_v<Header, SamplesHeader>)
+        limits.records = waitingRunsOfSamples;
     return std::make_shared<Backlog<Handle, Header>>(std::move(writer), limits, place.watch, workers.pool(),
                                                      input.changes);
 }

@@ -44,6 +44,8 @@ struct Input {
     /// As SinkLimits has it.
     std::shared_ptr<Gate> gate = {};
     OutputFile::Existing existing = OutputFile::Existing::Replace;
+    /// Records of a live stream that may come all at once.
+    int burst = 0;
     /// Set as Sink and Backlog have it; may be null.
     std::shared_ptr<ChangeNote> changes = {};
 };

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "media/DescriptorLimit.h"
+#include "media/ThreadTime.h"
 #include "sources/Pacing.h"
 #include "sources/ThreadLimit.h"
-#include "sources/ThreadTime.h"
 #include "threads/HostThread.h"
 
 namespace {

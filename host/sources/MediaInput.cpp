@@ -5,9 +5,9 @@
 
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
+#include "media/ThreadTime.h"
 #include "sources/InputFile.h"
 #include "sources/Outage.h"
-#include "sources/ThreadTime.h"
 
 namespace {
 

@@ -36,6 +36,12 @@ struct InputOptions {
     std::optional<std::chrono::milliseconds> duration;
     /// Of a live input: what has waited longer for its decoder is dropped, up to the next key block.
     std::chrono::milliseconds maxLatency{400};
+    /// Packets that are decoded in one go, at most, before it is another stream's turn; 0 or more. Of a file, 0 means
+    /// as many as are good for speed, and few beside live or paced inputs of the session; never more than all who take
+    /// the frames have room for. A live input is decoded packet by packet with 0 or 1; with more, its pictures wait for
+    /// each other until there are so many, a second at most. What takes longer than a tenth of a second is decoded in
+    /// several goes in any case, and paced files packet by packet.
+    int burst = 0;
     /// A live input from which nothing has come for so long is taken for lost, and a file that comes over the network
     /// fails; more than 0. Nothing: 5 seconds for the one, 30 for the other.
     std::optional<std::chrono::milliseconds> stallLimit;
@@ -48,7 +54,7 @@ struct InputOptions {
     /// Whether a playlist that is a local file may name any file and address. Else it may name what lies in its own
     /// folder, or in folders in it.
     bool mayNameAnything = false;
-    /// Frames that wait for each reader; at least 1.
+    /// Frames that wait for each reader; at least 1. Of a live input, no fewer than `burst`.
     int queuedFrames = 8;
     /// What the library writes by itself. With any, decoding begins at once, video and audio of a file go on together,
     /// and a kind of stream that no output takes is left out.

@@ -92,7 +92,7 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
          "--repeat", "4",           "--copies",   "5",          "a.mp4",         "--duration",
          "1.5",      "--component", "c.so",       "--settings", "s.ini",         "--json",
          "r.json",   "--quiet",     "--governor", "0.5:0.7",    "--max-latency", "90",
-         "--stall",  "2.5",         "--retry",    "0.25:8"});
+         "--stall",  "2.5",         "--retry",    "0.25:8",     "--burst",       "6"});
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
     EXPECT_TRUE(options.input.paced);
     EXPECT_EQ(options.session.mode, decoding::Mode::TimeSaving);
@@ -100,6 +100,7 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
     EXPECT_TRUE(options.quiet);
     EXPECT_EQ(options.input.repeat, 4);
     EXPECT_EQ(options.copies, 5);
+    EXPECT_EQ(options.input.burst, 6);
     EXPECT_EQ(options.input.duration, std::chrono::milliseconds(1500));
     EXPECT_EQ(options.input.maxLatency, std::chrono::milliseconds(90));
     EXPECT_EQ(options.input.stallLimit, std::chrono::milliseconds(2500));
@@ -172,6 +173,7 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
         {{"decode", "--streams", "subtitles", "a"}, "subtitles"},
         {{"decode", "--repeat", "0", "a"}, "--repeat"},
         {{"decode", "--repeat", "often", "a"}, "--repeat"},
+        {{"decode", "--burst", "0", "a"}, "--burst"},
         {{"decode", "--copies", "1001", "a"}, "--copies"},
         {{"decode", "--copies", "-1", "a"}, "--copies"},
         {{"decode", "--duration", "0", "a"}, "--duration"},

@@ -5,9 +5,12 @@
 
 #include <csignal>
 #include <functional>
+#include <optional>
 #include <termios.h>
+#include <thread>
 
 #include "DecodeFixture.h"
+#include "WakeUps.h"
 #include "fakes/WaitUntil.h"
 #include "host/terminal/PseudoTerminal.h"
 #include <gmock/gmock.h>
@@ -112,6 +115,29 @@ TEST_F(Interrupt, DoesNotWaitForOutputsThatAreSlowerThanTheDecoding)
     EXPECT_TRUE(run.report["interrupted"].toBool());
     EXPECT_EQ(run.inputs().size(), 40);
     run.expectNothingLeft();
+}
+
+TEST_F(Interrupt, EndsARunSoonThoughItsBurstsAreLong)
+{
+    // As many pictures of the clip as wait in its queue take longer than a run may take to end.
+    const QString clip = generate("long.mp4", "-f lavfi -i testsrc2=size=3840x2160:rate=25:duration=3 -pix_fmt yuv420p "
+                                              "-c:v libx264 -preset ultrafast -bf 0 -g 1000 -b:v 2M");
+    for (const int beforeMs : {1000, 1200, 1400, 1600}) {
+        std::optional<WakeUps> wakeUps; // while the run ends
+        std::chrono::steady_clock::time_point interrupted;
+        const HostRun run = HostRun::decode(
+            {"--burst", "1000", "--repeat", "100", "--threads", "3", "--copies", "3", "--output", "null", clip},
+            std::chrono::seconds(60), [&](qint64 process) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(beforeMs));
+                wakeUps.emplace();
+                interrupted = std::chrono::steady_clock::now();
+                kill(static_cast<pid_t>(process), SIGINT);
+            });
+        const auto took = std::chrono::steady_clock::now() - interrupted;
+        EXPECT_EQ(run.exitCode, 130);
+        run.expectNothingLeft();
+        EXPECT_LT(took, std::chrono::milliseconds(300) + 4 * wakeUps->end());
+    }
 }
 
 TEST_F(Interrupt, StopsWhateverNumberOfInputs)

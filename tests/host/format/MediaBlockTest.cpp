@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@ extern "C" {
 namespace {
 
 constexpr quint32 fourcc = MKTAG('H', '2', '6', '4');
-constexpr int headerSize = 56; // of a block that continues the stream
+constexpr int headerSize = 64; // of a block that continues the stream
 
 struct Free {
     void operator()(AVPacket *packet) const { av_packet_free(&packet); }
@@ -135,6 +136,61 @@ TEST(MediaBlock, TruncatedBlockIsRefused)
             EXPECT_EQ(packet->data, nullptr);
             EXPECT_EQ(packet->side_data_elems, 0);
         }
+    }
+}
+
+TEST(MediaBlock, PacketsOfABurstComeBackOneByOne)
+{
+    for (const bool keyBlocks : {true, false}) {
+        std::vector<MediaBlock::Part> parts;
+        for (const char *const coded : {"one", "another", "the third"}) {
+            const Packet packet = packetOf(coded);
+            packet->pts = static_cast<qint64>(parts.size());
+            parts.push_back(
+                {keyBlocks ? MediaBlock::packKeyBlock(fourcc, coded, *packet) : MediaBlock::packBlock(*packet),
+                 1000 + 40 * static_cast<qint64>(parts.size())});
+        }
+        const QByteArray burst = MediaBlock::join(parts, keyBlocks);
+        const Packet packet(av_packet_alloc());
+        MediaBlock::Position position;
+        QByteArray parameters;
+        for (qint64 number = 0; number < 3; ++number) {
+            ASSERT_TRUE(MediaBlock::unpack(burst, keyBlocks, packet.get(), &parameters, &position));
+            const QByteArray coded(reinterpret_cast<const char *>(packet->data), packet->size);
+            EXPECT_EQ(coded, (QList<QByteArray>{"one", "another", "the third"})[static_cast<int>(number)]);
+            EXPECT_EQ(packet->data[packet->size], 0) << "the padding is missing";
+            EXPECT_EQ(packet->pts, number);
+            EXPECT_EQ(position.sinceBlockTimeMs, 40 * number);
+            EXPECT_EQ(parameters, keyBlocks ? coded : QByteArray());
+        }
+        EXPECT_EQ(position.offset, burst.size());
+        EXPECT_FALSE(MediaBlock::unpack(burst, keyBlocks, packet.get(), &parameters, &position));
+        EXPECT_FALSE(MediaBlock::unpack(burst, keyBlocks, packet.get(), &parameters)) << "it is a burst";
+    }
+}
+
+TEST(MediaBlock, KeyBlocksAreJoinedWhereTheirFourccIsTheSame)
+{
+    const Packet packet = packetOf("coded");
+    const QByteArray key = MediaBlock::packKeyBlock(fourcc, "parameters", *packet);
+    EXPECT_TRUE(MediaBlock::canJoin(key, MediaBlock::packKeyBlock(fourcc, "others", *packet), true));
+    EXPECT_FALSE(MediaBlock::canJoin(key, MediaBlock::packKeyBlock(fourcc + 1, "parameters", *packet), true));
+    EXPECT_TRUE(MediaBlock::canJoin(MediaBlock::packBlock(*packet), MediaBlock::packBlock(*packet), false));
+    EXPECT_FALSE(MediaBlock::canJoin("H26", key, true)) << "too short to be one";
+}
+
+TEST(MediaBlock, TruncatedBurstIsRefusedWhereItEnds)
+{
+    const Packet packed = packetWithSideData();
+    const QByteArray block = MediaBlock::packBlock(*packed);
+    const QByteArray burst = MediaBlock::join({{block, 0}, {block, 40}}, false);
+    for (int size = block.size(); size < burst.size(); ++size) {
+        const QByteArray rest = burst.left(size);
+        const Packet packet(av_packet_alloc());
+        MediaBlock::Position position;
+        EXPECT_TRUE(MediaBlock::unpack(rest, false, packet.get(), nullptr, &position));
+        EXPECT_FALSE(MediaBlock::unpack(rest, false, packet.get(), nullptr, &position)) << size;
+        EXPECT_EQ(packet->data, nullptr);
     }
 }
 

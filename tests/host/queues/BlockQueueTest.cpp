@@ -213,6 +213,20 @@ TEST(BlockQueue, AppendWaitsAtTheLimitOfBytes)
     EXPECT_EQ(queue.figures().blocks, 3u);
 }
 
+TEST(BlockQueue, AppendThatWaitsIsWokenOnceForManyBlocks)
+{
+    BlockQueue queue(1, {8, 1000});
+    appendStamps(queue, 0, 7);
+    WaitingAppend next(queue, stamped(8));
+    EXPECT_TRUE(next.isWaiting());
+    QueueReader reader{queue};
+    EXPECT_EQ(reader.takeStamp(), 0);
+    EXPECT_EQ(reader.takeStamp(), 1);
+    EXPECT_TRUE(next.isWaiting()) << "seven are held";
+    EXPECT_EQ(reader.takeStamp(), 2);
+    EXPECT_TRUE(next.result.get());
+}
+
 TEST(BlockQueue, ABlockLargerThanTheLimitPassesAlone)
 {
     BlockQueue queue(1, {100, 10});

@@ -1,5 +1,6 @@
 #include "queues/Gate.h"
 
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -35,4 +36,46 @@ TEST(Gate, CountsThoseThatCloseItOnDifferentThreads)
     EXPECT_FALSE(gate.isOpen());
     gate.open();
     EXPECT_TRUE(gate.isOpen());
+}
+
+TEST(Gate, HasRoomForAsManyFramesAsTheOutputWithTheLeast)
+{
+    const auto gate = std::make_shared<Gate>();
+    EXPECT_EQ(gate->room(), Gate::unlimited);
+    Gate::Output many(gate, 8);
+    {
+        Gate::Output few(gate, 3);
+        EXPECT_EQ(gate->room(), 3);
+        few.setRoom(5);
+        EXPECT_EQ(gate->room(), 5);
+        many.setRoom(4);
+        EXPECT_EQ(gate->room(), 4);
+    }
+    EXPECT_EQ(gate->room(), 4);
+    many.setRoom(9);
+    EXPECT_EQ(gate->room(), 9);
+}
+
+TEST(Gate, IsClosedWhileAnOutputHasNoRoom)
+{
+    const auto gate = std::make_shared<Gate>();
+    {
+        Gate::Output one(gate, 0);
+        Gate::Output other(gate, 2);
+        EXPECT_FALSE(gate->isOpen());
+        EXPECT_EQ(gate->room(), 0);
+        other.setRoom(0);
+        one.setRoom(1);
+        one.setRoom(2);
+        EXPECT_FALSE(gate->isOpen());
+        other.setRoom(1);
+        EXPECT_TRUE(gate->isOpen());
+        gate->close();
+        EXPECT_EQ(gate->room(), 0);
+        gate->open();
+        one.setRoom(0);
+        EXPECT_FALSE(gate->isOpen());
+    }
+    EXPECT_TRUE(gate->isOpen()) << "an output that is gone holds nothing up";
+    EXPECT_EQ(gate->room(), Gate::unlimited);
 }

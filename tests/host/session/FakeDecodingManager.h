@@ -6,8 +6,13 @@
 #include <memory>
 #include <vector>
 
+#include "format/MediaBlock.h"
 #include "host/sinks/Records.h"
 #include "interfaces/IDecodingManager.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
 
 /// Decodes when the test says so: each block of a stream becomes a picture or samples. Handles may be released on any
 /// thread.
@@ -51,6 +56,23 @@ public:
         QueueCursor cursor = decoder.cursor;
         Block block;
         return block.read(*decoder.queue, &cursor);
+    }
+
+    /// Takes the next block. @return how many packets it holds; 0 when there is no block.
+    static int takePackets(Decoder &decoder)
+    {
+        Block block;
+        if (!block.read(*decoder.queue, &decoder.cursor))
+            return 0;
+        AVPacket *packet = av_packet_alloc();
+        QByteArray parameters;
+        MediaBlock::Position position;
+        int packets = 0;
+        while (position.offset < block.data.size() &&
+               MediaBlock::unpack(block.data, block.keyBlock, packet, &parameters, &position))
+            ++packets;
+        av_packet_free(&packet);
+        return packets;
     }
 
     std::vector<Decoder> decoders; // ever made

@@ -95,6 +95,34 @@ TEST_F(FrameReaderSessionTest, DropsTheOldestFramesOfALiveStreamAndCountsThem)
     EXPECT_GT(kept->seconds(), 0.15);
 }
 
+TEST_F(FrameReaderSessionTest, HasRoomForABurstOfALiveStream)
+{
+    InputOptions options;
+    options.queuedFrames = 1;
+    options.burst = 10;
+    const auto input = _session->openLater(pattern(20), options);
+    for (int taken = 0; taken < 25; ++taken)
+        ASSERT_TRUE(input->video().next());
+    EXPECT_EQ(input->video().dropped(), 0);
+}
+
+TEST_F(FrameReaderSessionTest, GetsNoMoreFramesOfAFileThanItHasRoomForWhateverTheBurst)
+{
+    InputOptions options;
+    options.queuedFrames = 3;
+    options.burst = 20;
+    const auto input = _session->open(sample("cup.mp4"), options);
+    std::int64_t taken = 0;
+    while (input->video().next()) {
+        ++taken;
+        // The last ones come all at once, of a codec that has held them back.
+        if (taken < 200) {
+            ASSERT_LE(input->video().frames() - taken, 3) << taken;
+        }
+    }
+    EXPECT_EQ(taken, 217);
+}
+
 TEST_F(FrameReaderSessionTest, WaitsNoLongerThanItMay)
 {
     const auto input = _session->openLater("rtsp://127.0.0.1:1/live");

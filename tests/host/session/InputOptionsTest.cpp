@@ -47,6 +47,7 @@ TEST_F(InputOptionsTest, NameEachFieldThatIsOutOfItsRange)
                 HasSubstr("::video and audio are both false"));
     EXPECT_THAT(errorOfOptions([](InputOptions &options) { options.repeat = 0; }), HasSubstr("::repeat"));
     EXPECT_THAT(errorOfOptions([](InputOptions &options) { options.queuedFrames = 0; }), HasSubstr("::queuedFrames"));
+    EXPECT_THAT(errorOfOptions([](InputOptions &options) { options.burst = -1; }), HasSubstr("::burst"));
     for (const milliseconds time : {0ms, -1ms, milliseconds::min(), milliseconds::max()}) {
         EXPECT_THAT(errorOfOptions([&](InputOptions &options) { options.duration = time; }), HasSubstr("::duration"))
             << time.count();

@@ -70,6 +70,15 @@ protected:
         });
     }
 
+    /// As the codec decoder of the stream that reports call @p stream does.
+    void notePace(const char *stream, std::chrono::milliseconds packetTime)
+    {
+        const auto pace = _damage.paceOf({stream});
+        ASSERT_TRUE(pace);
+        for (const bool keyBlocks : {false, true})
+            pace->note(keyBlocks, 1000, 1000 * packetTime);
+    }
+
     decoding::Snapshot::Input shown(const char *name) const
     {
         const SnapshotFiller filler(_indications.data(), _mode);

@@ -10,6 +10,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
+using namespace std::chrono_literals;
 
 using InputSetTest = InputSetFixture;
 
@@ -57,6 +58,103 @@ TEST_F(InputSetTest, GivesTheDecoderNothingUntilItHasAllOutputs)
     ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 3; }));
     EXPECT_THAT(found, ElementsAre(false, false, false));
     EXPECT_TRUE(pollUntil([this] { return FakeDecodingManager::finds(_manager.decoders[0]); }));
+}
+
+TEST_F(InputSetTest, DecodesAFileInBurstsThatAreShortWhileAnotherInputIsPunctual)
+{
+    constexpr std::chrono::milliseconds packetTime(2);
+    _options.audio = false;
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 1; }));
+    FakeDecodingManager::Decoder cup = _manager.decoders.front();
+    EXPECT_FALSE(FakeDecodingManager::finds(cup));
+    ASSERT_TRUE(pollUntil([this] { return shown("cup.mp4").packets >= 64; }));
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the key picture";
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "nothing is known of its pace";
+
+    notePace("cup.mp4 video", packetTime);
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::alone / packetTime);
+    addUnreachable("door");
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::besidePunctual / packetTime);
+    addSample("tree.avi");
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::besidePunctual / packetTime / 2);
+    remove("door");
+    remove("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return names().size() == 1; }));
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::alone / packetTime);
+
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the rest of the group of 30";
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the next key picture";
+
+    _options.paced = true;
+    addSample("box.mp4");
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), BurstTime::besidePunctual / packetTime);
+}
+
+TEST_F(InputSetTest, DecodesBurstsOfTheLengthAskedForUnlessAnInputIsPunctual)
+{
+    _options.audio = false;
+    _options.burst = 5;
+    addSample("cup.mp4");
+    _options.paced = true;
+    addSample("tree.avi");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    for (FakeDecodingManager::Decoder &decoder : _manager.decoders)
+        EXPECT_FALSE(FakeDecodingManager::finds(decoder));
+    ASSERT_TRUE(pollUntil([this] { return shown("cup.mp4").packets >= 64 && shown("tree.avi").packets >= 4; }));
+    notePace("cup.mp4 video", 1ms);
+    for (FakeDecodingManager::Decoder &decoder : _manager.decoders) {
+        const int longest = decoder.name.startsWith("cup") ? 5 : 1;
+        EXPECT_EQ(FakeDecodingManager::takePackets(decoder), 1);
+        EXPECT_EQ(FakeDecodingManager::takePackets(decoder), longest);
+        EXPECT_EQ(FakeDecodingManager::takePackets(decoder), longest);
+    }
+}
+
+TEST_F(InputSetTest, DecodesNoMorePacketsInOneGoThanTakeATenthOfASecondWhateverIsAskedFor)
+{
+    _options.audio = false;
+    _options.burst = 1000;
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 1; }));
+    FakeDecodingManager::Decoder &cup = _manager.decoders.front();
+    EXPECT_FALSE(FakeDecodingManager::finds(cup));
+    ASSERT_TRUE(pollUntil([this] { return shown("cup.mp4").packets >= 64; }));
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 1) << "the key picture";
+    notePace("cup.mp4 video", 20ms);
+    EXPECT_EQ(FakeDecodingManager::takePackets(cup), 5);
+}
+
+TEST_F(InputSetTest, LeavesTheRestOfABurstOfAnInputThatIsClosed)
+{
+    addSample("cup.mp4");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    const auto video = _damage.paceOf({"cup.mp4 video"});
+    const auto audio = _damage.paceOf({"cup.mp4 audio"});
+    ASSERT_TRUE(video && audio);
+    EXPECT_FALSE(video->isStopped() || audio->isStopped());
+    _handles["cup.mp4"]->close();
+    ASSERT_TRUE(pollUntil([&] { return video->isStopped() && audio->isStopped(); }));
+}
+
+TEST_F(InputSetTest, PicturesOfALiveInputWaitForEachOtherOnlyWhereThatIsAskedFor)
+{
+    _options.audio = false;
+    add("lavfi:testsrc2=size=64x48:rate=100", "at once");
+    _options.burst = 5;
+    add("lavfi:testsrc2=size=64x48:rate=100", "in fives");
+    ASSERT_TRUE(pollUntil([this] { return _manager.decoders.size() == 2; }));
+    notePace("in fives video", 1ms);
+    std::map<QString, int> packets; // of the first block that was found
+    ASSERT_TRUE(pollUntil([&] {
+        for (FakeDecodingManager::Decoder &decoder : _manager.decoders) {
+            int &found = packets[decoder.name];
+            found = found == 0 ? FakeDecodingManager::takePackets(decoder) : found;
+        }
+        return packets["at once video"] > 0 && packets["in fives video"] > 0;
+    }));
+    EXPECT_EQ(packets["at once video"], 1);
+    EXPECT_EQ(packets["in fives video"], 5);
 }
 
 TEST_F(InputSetTest, TellsOnceWhyAnInputCannotBeOpenedThoughItIsDroppedThen)

@@ -164,13 +164,14 @@ TEST_F(SessionTest, HasItsGovernorSwitchModes)
 
 TEST_F(SessionTest, HasItsGovernorGoByTheProcessorTimeOfItsThreads)
 {
-    // Of audio, nearly every block is decoded in less than a millisecond: nothing by the component's count.
+    // Of audio, nearly every packet is decoded in less than a millisecond: nothing by the component's count.
     SessionOptions options;
     options.threads = 1;
     options.governor = decoding::LoadLimits{0.02, 0.05};
     begin(options);
     InputOptions endless = counted();
     endless.video = false;
+    endless.burst = 1;
     endless.repeat = 1000;
     std::vector<std::shared_ptr<decoding::Input>> inputs;
     for (int copy = 0; copy < 8; ++copy)

@@ -76,6 +76,24 @@ TEST_F(FrameBufferTest, GivesFramesOutInTheirOrderAndEachOnce)
     EXPECT_EQ(waits.dropped(), 0);
 }
 
+TEST_F(FrameBufferTest, TellsTheGateHowManyFramesItHasRoomFor)
+{
+    EXPECT_EQ(gate->room(), 3);
+    push(1, 1, waits);
+    EXPECT_EQ(gate->room(), 2);
+    push(2, 5, waits);
+    EXPECT_EQ(gate->room(), 0);
+    waits.take();
+    waits.take();
+    EXPECT_EQ(gate->room(), 0);
+    waits.take();
+    EXPECT_EQ(gate->room(), 1);
+    waits.close();
+    EXPECT_EQ(gate->room(), 3) << "it takes none, and holds up none";
+    push(1, 9, drops);
+    EXPECT_EQ(gate->room(), 3);
+}
+
 TEST_F(FrameBufferTest, SharesFramesAndLetsGoOfThem)
 {
     const VideoFrameHandle frame = picture(1);

@@ -168,6 +168,32 @@ TEST_F(SinkTest, ClosesTheGateWhileItHasNoRoomAndNeverWaits)
     EXPECT_EQ(tested->status().dropped, 0U);
 }
 
+TEST_F(SinkTest, TellsTheGateHowManyRecordsItHasRoomFor)
+{
+    hold();
+    const quint64 size = picture(0)->size;
+    const auto few = sink(_log, {5, 1 << 20, _gate});
+    EXPECT_EQ(_gate->room(), 5);
+    few->push(picture(0), 0, 0);
+    few->push(picture(1), 0, 0);
+    EXPECT_EQ(_gate->room(), 3);
+
+    const auto otherLog = std::make_shared<WriterLog>();
+    otherLog->gate = _log->gate;
+    const auto small = sink(otherLog, {100, size * 3 + 1, _gate});
+    small->push(picture(0), 0, 0);
+    EXPECT_EQ(_gate->room(), 2) << "its bytes are for two more";
+    small->push(picture(1), 0, 0);
+    small->push(picture(2), 0, 0);
+    EXPECT_EQ(_gate->room(), 1) << "however small it is";
+    small->push(VideoFrameHandle(), 0, 0);
+    EXPECT_EQ(_gate->room(), 1);
+    open();
+    few->finish();
+    small->finish();
+    EXPECT_EQ(_gate->room(), 3);
+}
+
 TEST_F(SinkTest, ClosesTheGateForBytesToo)
 {
     hold();

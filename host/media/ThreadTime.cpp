@@ -1,4 +1,4 @@
-#include "sources/ThreadTime.h"
+#include "media/ThreadTime.h"
 
 #include <ctime>
 
