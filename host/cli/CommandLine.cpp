@@ -16,6 +16,7 @@ namespace {
 
 // Each copy of an input has a thread and two decoders of its own.
 constexpr int maxCopies = 1000;
+constexpr int maxAtOnce = 100000;
 
 std::string notEmpty(const std::string &text)
 {
@@ -198,15 +199,21 @@ void addLiveOptions(CLI::App &command, DecodeOptions &options)
 
 void addDecode(CLI::App &app, DecodeOptions &options)
 {
-    CLI::App &command = *app.add_subcommand("decode", "Decode the inputs, all at once, and report");
+    CLI::App &command = *app.add_subcommand("decode", "Decode the inputs, side by side, and report");
     addInputs(command, options.inputs);
     for (const InputWords::Word &word : InputWords::all())
         addWord(command, word, options.input);
     command.add_flag_callback(
         "--time-saving", [&options] { options.session.mode = decoding::Mode::TimeSaving; }, "Decode key blocks only");
-    command.add_option("--copies", options.copies, "Decode each input N times at once")
+    command.add_option("--copies", options.copies, "Decode each input N times, side by side")
         ->option_text("N")
         ->check(CLI::Range(1, maxCopies));
+    command
+        .add_option("--at-once", options.session.filesAtOnce,
+                    "Decode N files at the same time, of those that are not paced; the\n"
+                    "others wait (by default as many as keep the decoder threads busy)")
+        ->option_text("N")
+        ->check(CLI::Range(1, maxAtOnce));
     addLiveOptions(command, options);
     addComponentOptions(
         command,

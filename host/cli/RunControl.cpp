@@ -48,7 +48,7 @@ void RunControl::add(const std::string &url, const std::optional<std::string> &n
 }
 
 /// @return false as long as it is not known what becomes of the input. A live one that does not come at once is tried
-///         on and on: nothing more need be known of it.
+///         on and on, and a file may have to wait for its turn: nothing more need be known of them.
 bool RunControl::answer(const Adding &adding, const decoding::Snapshot &snapshot, Instant now)
 {
     if (!_inputs.contains(adding.name)) {
@@ -59,8 +59,10 @@ bool RunControl::answer(const Adding &adding, const decoding::Snapshot &snapshot
                                     [&adding](const auto &candidate) { return candidate.name == adding.name; });
     if (input == snapshot.inputs.end())
         return false;
-    const bool mayComeLater = input->live && input->state != decoding::State::Failed &&
-                              (input->state == decoding::State::Waiting || now - *adding.since >= liveAnswerLimit);
+    const bool hasWaited = now - *adding.since >= answerLimit;
+    const bool mayComeLater =
+        input->live ? input->state != decoding::State::Failed && (input->state == decoding::State::Waiting || hasWaited)
+                    : input->state == decoding::State::Queued && hasWaited;
     const bool isOpen = !input->streams.empty() || (mayComeLater && !input->finished);
     if (!isOpen && !input->finished)
         return false;

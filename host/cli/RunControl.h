@@ -16,8 +16,9 @@ class RunControl final : public IControl {
 public:
     using Instant = std::chrono::steady_clock::time_point;
 
-    /// How long a live input that was added may take to connect or fail before the request is answered all the same.
-    static constexpr std::chrono::seconds liveAnswerLimit{3};
+    /// How long a live input that was added may take to connect or fail, and a file may wait for its turn, before the
+    /// request is answered all the same.
+    static constexpr std::chrono::seconds answerLimit{3};
 
     /// Session and inputs outlive it. @param quit has the run end; called from within a request.
     RunControl(IRunSession &session, RunInputs &inputs, std::function<void()> quit);

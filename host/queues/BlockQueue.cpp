@@ -106,6 +106,12 @@ bool BlockQueue::isDrained() const
     return _ended && _entries.empty();
 }
 
+bool BlockQueue::isEmpty() const
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _entries.empty();
+}
+
 BlockQueue::Figures BlockQueue::figures() const
 {
     const std::lock_guard<std::mutex> lock(_mutex);

@@ -83,6 +83,9 @@ public:
     ///         decoded.
     [[nodiscard]] bool isDrained() const;
 
+    /// @return whether no block is there that a reader may still need.
+    [[nodiscard]] bool isEmpty() const;
+
     [[nodiscard]] Figures figures() const;
 
 private:

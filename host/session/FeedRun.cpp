@@ -12,12 +12,10 @@ constexpr std::chrono::seconds awakeLimit(30);
 
 } // namespace
 
-FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes,
-                 std::unique_ptr<BurstTime::Share> burstShare)
+FeedRun::FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes)
     : _feed(std::move(feed))
     , _environment(environment)
     , _changes(std::move(changes))
-    , _burstShare(std::move(burstShare))
 {
 }
 
@@ -34,6 +32,12 @@ FeedRun::~FeedRun()
         stream->hurryOutputs();
     for (const auto &stream : _streams)
         stream->finishOutputs();
+}
+
+void FeedRun::open(std::unique_ptr<BurstTime::Share> burstShare)
+{
+    _burstShare = std::move(burstShare);
+    _feed->open();
 }
 
 DecodedStream &FeedRun::add(std::unique_ptr<DecodedStream> stream)
@@ -67,8 +71,7 @@ void FeedRun::poll()
     }
     if (_phase == Phase::Completing)
         completeOutputs();
-    const bool waitsForDecoders = _phase == Phase::Running && !_startedAt && !_streams.empty();
-    if (waitsForDecoders || _phase == Phase::Completing)
+    if (waitsForDecoders() || _phase == Phase::Completing)
         _changes->set();
 }
 

@@ -30,9 +30,7 @@ public:
         JobThreads &enders; // of feeds and decoders, which may be at work for a while
     };
 
-    /// @param burstShare is given back when the feed ends.
-    FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes,
-            std::unique_ptr<BurstTime::Share> burstShare);
+    FeedRun(std::unique_ptr<InputFeed> feed, const Environment &environment, std::shared_ptr<ChangeNote> changes);
     FeedRun(const FeedRun &) = delete;
     FeedRun &operator=(const FeedRun &) = delete;
     /// Cancels what is still running, and completes its outputs.
@@ -41,6 +39,8 @@ public:
     InputFeed &feed() { return *_feed; }
     const InputFeed &feed() const { return *_feed; }
 
+    /// Opens the feed. To be called once, unless it is cancelled. @param burstShare is given back when the feed ends.
+    void open(std::unique_ptr<BurstTime::Share> burstShare);
     /// Takes a stream of the feed that is decoded from now on. While it runs.
     DecodedStream &add(std::unique_ptr<DecodedStream> stream);
     /// Drops the decoder of @p stream, which nobody wants any more, while it runs.
@@ -60,6 +60,8 @@ public:
     bool isOpenForOutputs() const { return _phase == Phase::Running && !_cancelled; }
     /// Whether there is, or may be, more of it to decode. The outputs are complete only later.
     bool isRunning() const { return _phase == Phase::Running && !_feed->isDrained(); }
+    /// Whether there is nothing to decode now, though its decoders have looked for it.
+    bool isStarved() const { return _feed->isStarved() && !waitsForDecoders(); }
     /// Whether its outputs are complete, or it could not be opened.
     bool isFinished() const { return _phase == Phase::Finished; }
 
@@ -80,6 +82,7 @@ private:
         Finished
     };
 
+    bool waitsForDecoders() const { return _phase == Phase::Running && !_startedAt && !_streams.empty(); }
     void startOnceDecodersAreAwake();
     void beginEnding();
     void end();
@@ -88,7 +91,7 @@ private:
     const std::unique_ptr<InputFeed> _feed;
     const Environment _environment;
     const std::shared_ptr<ChangeNote> _changes;
-    std::unique_ptr<BurstTime::Share> _burstShare;        // until it ends
+    std::unique_ptr<BurstTime::Share> _burstShare;        // from its opening until it ends
     std::vector<std::unique_ptr<DecodedStream>> _streams; // constant while it is ending
     std::optional<std::string> _error;                    // it could not begin
     std::optional<std::chrono::steady_clock::time_point> _decodersSince;

@@ -65,7 +65,6 @@ FileFeed::FileFeed(const std::string &url, const MediaSource::Options &options, 
     , _options(options)
     , _openers(openers)
 {
-    open();
 }
 
 void FileFeed::open()

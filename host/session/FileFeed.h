@@ -17,12 +17,13 @@
 /// hangs.
 class FileFeed final : public InputFeed {
 public:
-    /// Opens the file on a thread of @p openers, which outlives the feed.
+    /// @param openers on a thread of which the file is opened; outlives the feed.
     FileFeed(const std::string &url, const MediaSource::Options &options, JobThreads &openers);
     FileFeed(const FileFeed &) = delete;
     FileFeed &operator=(const FileFeed &) = delete;
     ~FileFeed() override;
 
+    void open() override;
     std::vector<Stream> takeStreams() override;
     std::vector<MediaSource::Stream> undecodable() const override;
     void decode(StreamKind kind) override;
@@ -35,6 +36,7 @@ public:
     void cancel() override;
     void wait() override;
     bool isDrained() const override;
+    bool isStarved() const override { return _queue.isNull() || _queue->isEmpty(); }
     Status status() const override;
     std::optional<std::string> error() const override;
     Figures figures(StreamKind /*kind*/) const override { return figures(); }
@@ -45,7 +47,6 @@ public:
 private:
     struct Opening;
 
-    void open();
     void begin();
     void noteShortage(const std::string &error);
 

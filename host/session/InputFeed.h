@@ -55,6 +55,9 @@ public:
 
     virtual ~InputFeed() = default;
 
+    /// Begins to open a file, of which nothing is touched before. To be called once. What is live opens by itself.
+    virtual void open() {}
+
     /// @return the streams that have become known, or others than they were, since the last call.
     virtual std::vector<Stream> takeStreams() = 0;
     /// @return what it cannot deliver for want of decoders: at most one stream of each kind, video first.
@@ -83,6 +86,8 @@ public:
 
     /// Whether all blocks there will ever be were decoded, of the streams that are.
     [[nodiscard]] virtual bool isDrained() const = 0;
+    /// Whether nothing is there to be decoded now.
+    [[nodiscard]] virtual bool isStarved() const { return false; }
     [[nodiscard]] virtual Status status() const = 0;
     /// @return the status' error alone.
     [[nodiscard]] virtual std::optional<std::string> error() const = 0;

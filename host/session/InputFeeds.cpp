@@ -1,6 +1,7 @@
 #include "session/InputFeeds.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "session/FileFeed.h"
@@ -34,9 +35,13 @@ InputFeeds::InputFeeds(const std::string &url, const std::string &label, const d
 
 FeedRun &InputFeeds::add(bool video, bool audio)
 {
-    _all.push_back(std::make_unique<FeedRun>(makeFeed(video, audio), _threads.feeds, _changes,
-                                             std::make_unique<BurstTime::Share>(_bursts, _burstKind)));
+    _all.push_back(std::make_unique<FeedRun>(makeFeed(video, audio), _threads.feeds, _changes));
     return *_all.back();
+}
+
+void InputFeeds::open(FeedRun &feed) const
+{
+    feed.open(std::make_unique<BurstTime::Share>(_bursts, _burstKind));
 }
 
 std::unique_ptr<InputFeed> InputFeeds::makeFeed(bool video, bool audio)
@@ -122,6 +127,17 @@ void InputFeeds::giveUp()
 {
     for (const auto &feed : _all)
         feed->feed().giveUp();
+}
+
+bool InputFeeds::areAllStarved() const
+{
+    return std::all_of(_all.begin(), _all.end(), [](const auto &feed) { return feed->isStarved(); });
+}
+
+qint64 InputFeeds::reads() const
+{
+    return std::accumulate(_all.begin(), _all.end(), qint64(0),
+                           [](qint64 sum, const auto &feed) { return sum + feed->feed().figures().reads; });
 }
 
 std::vector<InputFeed::Status> InputFeeds::statuses() const

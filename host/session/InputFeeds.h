@@ -32,8 +32,9 @@ public:
     InputFeeds(const InputFeeds &) = delete;
     InputFeeds &operator=(const InputFeeds &) = delete;
 
-    /// Begins to open the input for these kinds of streams. To be called once before the others.
+    /// Adds a feed for these kinds of streams, which is to be opened. To be called once before the others.
     FeedRun &add(bool video, bool audio);
+    void open(FeedRun &feed) const;
     const std::vector<std::unique_ptr<FeedRun>> &all() const { return _all; }
     FeedRun &front() const { return *_all.front(); }
 
@@ -49,6 +50,10 @@ public:
     /// As InputFeed has the next two.
     bool isAnyShort() const;
     void giveUp();
+    /// Whether no feed has anything to be decoded.
+    bool areAllStarved() const;
+    /// How many blocks decoders have read, of those feeds that are there.
+    qint64 reads() const;
     std::vector<InputFeed::Status> statuses() const;
     /// What is wrong with one of them now, or ended it too early.
     std::optional<std::string> error() const;

@@ -40,6 +40,41 @@ InputRun::~InputRun()
     close();
 }
 
+void InputRun::open()
+{
+    if (!isQueued())
+        return;
+    _isOpened = true;
+    _core->changes()->set();
+    _feeds.open(_feeds.front());
+}
+
+Admission::Occupation InputRun::occupation(Admission::Instant now)
+{
+    using Occupation = Admission::Occupation;
+    if (_core->isPunctual() || !_isOpened || isFinished() || (_isKnown && !isAnyWanted()))
+        return Occupation::None;
+    // Nothing more can be had for want of what others are to give back.
+    if (isShort())
+        return Occupation::Going;
+    const bool hasOutputsWithoutRoom = std::any_of(streamKinds.begin(), streamKinds.end(),
+                                                   [this](StreamKind kind) { return !_core->gate(kind)->isOpen(); });
+    const qint64 reads = _feeds.reads();
+    if (!_movedAt || reads != _reads || !(hasOutputsWithoutRoom || _feeds.areAllStarved()))
+        _movedAt = now;
+    _reads = reads;
+    if (now - *_movedAt >= Admission::patience)
+        return Occupation::None;
+    return hasOutputsWithoutRoom ? Occupation::HeldUp : Occupation::Going;
+}
+
+/// Whether somebody asks for anything that is in it.
+bool InputRun::isAnyWanted() const
+{
+    return std::any_of(streamKinds.begin(), streamKinds.end(),
+                       [this](StreamKind kind) { return _present[indexOf(kind)] && isWanted(kind); });
+}
+
 void InputRun::start(StreamKind kind)
 {
     at(kind).start();
@@ -167,7 +202,9 @@ void InputRun::chooseFeeds()
             of.comeFrom(first, false);
             firstIsTaken = true;
         } else {
-            of.comeFrom(_feeds.add(kind == StreamKind::Video, kind == StreamKind::Audio), true);
+            FeedRun &own = _feeds.add(kind == StreamKind::Video, kind == StreamKind::Audio);
+            _feeds.open(own);
+            of.comeFrom(own, true);
         }
     }
 }
@@ -291,7 +328,9 @@ InputRun::Condition InputRun::condition(const std::vector<InputFeed::Status> &st
     }
     const bool isDecoding =
         std::any_of(_streams.begin(), _streams.end(), [](const StreamRun &stream) { return stream.isDecoded(); });
-    if (hasState[static_cast<std::size_t>(InputFeed::State::Waiting)])
+    if (isQueued())
+        condition.state = State::Queued;
+    else if (hasState[static_cast<std::size_t>(InputFeed::State::Waiting)])
         condition.state = State::Waiting;
     else if (hasState[static_cast<std::size_t>(InputFeed::State::Delivering)])
         condition.state = isDecoding || _closed ? State::Running : State::Ready;

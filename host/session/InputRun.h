@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "session/Admission.h"
 #include "session/DecodedStream.h"
 #include "session/InputCore.h"
 #include "session/InputFeeds.h"
@@ -19,7 +20,10 @@
 ///
 /// A live input has one feed. So has a file whose frames the library writes: its video and audio go on together. But
 /// where they go to readers, each stream of a file has a feed of its own, so that a stream that nobody reads on holds
-/// up no other, and each begins at its beginning whenever it is asked for. Thread-bound.
+/// up no other, and each begins at its beginning whenever it is asked for.
+///
+/// A file may have to wait for its turn to be opened; until then nothing of it or of its outputs is touched.
+/// Thread-bound.
 class InputRun final {
 public:
     /// What the inputs of a session share. Outlives them.
@@ -29,13 +33,20 @@ public:
         std::shared_ptr<const InputFiles> inputFiles; // that no output may be written to
     };
 
-    /// Begins to open @p url. @param number that no other input of the session has.
+    /// @param number that no other input of the session has.
     InputRun(quint64 number, const std::string &url, InputNames::Name name, std::shared_ptr<decoding::Input::Core> core,
              const Environment &environment);
     InputRun(const InputRun &) = delete;
     InputRun &operator=(const InputRun &) = delete;
     /// Closes it, and completes its outputs.
     ~InputRun();
+
+    /// Begins to open it, where that is not begun yet.
+    void open();
+    /// Whether it is still to be opened.
+    bool isQueued() const { return !_isOpened && !_closed; }
+    /// What it is about: None for what is never held back, too. To be called a few times a second.
+    Admission::Occupation occupation(Admission::Instant now);
 
     // What its handle asks for.
 
@@ -99,6 +110,7 @@ private:
     const StreamRun &at(StreamKind kind) const { return _streams[indexOf(kind)]; }
     void takeStreams(FeedRun &feed);
     bool isWanted(StreamKind kind) const;
+    bool isAnyWanted() const;
     bool isWritten(StreamKind kind) const;
     void chooseFeeds();
     void openOutputs(const std::vector<StreamKind> &kinds);
@@ -124,8 +136,11 @@ private:
     std::array<bool, streamKinds.size()> _present = {};  // among the streams that are known
     bool _isKnown = false;                               // which streams there are
     std::chrono::steady_clock::time_point _openingSince; // while outputs are opening
+    bool _isOpened = false;
     bool _closed = false;
-    std::optional<std::string> _error; // of the outputs, the component or a callback
+    qint64 _reads = 0;                          // when it was last asked for its occupation
+    std::optional<Admission::Instant> _movedAt; // it was seen to come on
+    std::optional<std::string> _error;          // of the outputs, the component or a callback
     InputTroubles _troubles;
 };
 

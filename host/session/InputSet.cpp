@@ -5,6 +5,7 @@
 
 #include "media/ShownUrl.h"
 #include "session/SnapshotFiller.h"
+#include "sources/InputFile.h"
 #include "sources/LiveUrl.h"
 
 namespace {
@@ -34,12 +35,13 @@ bool writesFiles(const decoding::InputOptions &options)
 } // namespace
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
-                   std::chrono::milliseconds roundInterval)
+                   Admission admission, std::chrono::milliseconds roundInterval)
     : _environment{environment,
                    {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}, std::make_shared<BurstTime>()},
                    _inputFiles}
     , _jobs(std::move(jobs))
     , _roundInterval(roundInterval)
+    , _admission(std::move(admission))
 {
 }
 
@@ -48,8 +50,8 @@ InputSet::~InputSet()
     close();
 }
 
-std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(const std::string &url,
-                                                                                decoding::InputOptions options)
+std::variant<std::shared_ptr<decoding::Input::Core>, std::string>
+InputSet::add(const std::string &url, decoding::InputOptions options, Opening opening)
 {
     if (_closed)
         return std::string("the session has ended");
@@ -60,20 +62,41 @@ std::variant<std::shared_ptr<decoding::Input::Core>, std::string> InputSet::add(
     InputNames::Name name = _names.next(url, options.name, writesFiles(options));
     const bool isLive = LiveUrl::isLive(url);
     const quint64 number = ++_lastNumber;
-    if (!isLive && url.find("://") == std::string::npos) {
-        _inputFiles->expect(number);
-        _identifiers.post([files = _inputFiles, number, url] { files->identify(number, LiveUrl::pathOf(url)); });
-    }
+    if (!isLive && url.find("://") == std::string::npos)
+        identify(number, LiveUrl::pathOf(url));
     const auto changes = std::make_shared<ChangeNote>([jobs = _jobs, number] { jobs->noteChange(number); });
     const auto core = std::make_shared<decoding::Input::Core>(name.shown, std::move(options), isLive, _jobs, changes);
     _inputs.push_back(std::make_unique<InputRun>(number, url, std::move(name), core, _environment));
     changes->set();
+    if (core->isPunctual() || opening == Opening::AtOnce) {
+        _inputs.back()->open();
+    } else {
+        _queued.push_back(number);
+        if (_queued.size() == 1) // else others come first
+            admit(Clock::now());
+    }
     return core;
+}
+
+/// Finds out which file it is. One that cannot be opened is not kept waiting: what is wrong is told soon.
+void InputSet::identify(quint64 number, const std::string &path)
+{
+    _inputFiles->expect(number);
+    _identifiers.post([files = _inputFiles, jobs = _jobs, number, path] {
+        files->identify(number, path);
+        if (!InputFile::obstacle(path))
+            return;
+        jobs->post([number](InputSet &inputs) {
+            if (InputRun *const input = inputs.find(number))
+                input->open();
+        });
+    });
 }
 
 void InputSet::close()
 {
     _closed = true;
+    _queued.clear();
     for (const auto &input : _inputs)
         input->close();
 }
@@ -94,6 +117,7 @@ void InputSet::poll()
                 poll(*input);
         }
     }
+    admit(now);
     watch();
     if (std::exchange(_isAnyLeft, false))
         forgetLeft();
@@ -111,6 +135,27 @@ void InputSet::poll(InputRun &input)
     _isAnyLeft = _isAnyLeft || isLeft(input);
 }
 
+/// Opens the files whose turn has come.
+void InputSet::admit(Clock::time_point now)
+{
+    if (_queued.empty())
+        return;
+    Admission::Files files;
+    for (const auto &input : _inputs) {
+        const Admission::Occupation occupation = input->occupation(now);
+        files.heldUp += occupation == Admission::Occupation::HeldUp ? 1 : 0;
+        files.going += occupation == Admission::Occupation::Going ? 1 : 0;
+    }
+    _admission.measure(now, files);
+    for (int count = files.heldUp + files.going; count < _admission.most() && !_queued.empty(); _queued.pop_front()) {
+        InputRun *const input = find(_queued.front());
+        if (!input || !input->isQueued())
+            continue;
+        input->open();
+        ++count;
+    }
+}
+
 /// Ends the files that wait for threads or descriptors while no other input is left that could give any back.
 void InputSet::giveUpShortages(Clock::time_point now)
 {
@@ -119,7 +164,7 @@ void InputSet::giveUpShortages(Clock::time_point now)
     for (const auto &input : _inputs) {
         const bool isShort = input->isShort();
         isAnyShort = isAnyShort || isShort;
-        isAnyAtWork = isAnyAtWork || (!isShort && !input->isFinished());
+        isAnyAtWork = isAnyAtWork || !(isShort || input->isFinished() || input->isQueued());
     }
     if (!isAnyShort || isAnyAtWork) {
         _shortSince.reset();
@@ -162,6 +207,8 @@ std::optional<std::chrono::milliseconds> InputSet::idleTime() const
     Clock::time_point next = _roundAt ? *_roundAt + _roundInterval : now;
     if (!_unwatched.empty())
         next = std::min(next, _watchedAt ? *_watchedAt + watchInterval : now);
+    if (!_queued.empty())
+        next = std::min(next, now + Admission::interval);
     return std::max(std::chrono::milliseconds(0), std::chrono::ceil<std::chrono::milliseconds>(next - now));
 }
 

@@ -2,12 +2,14 @@
 #define HOST_SESSION_INPUTSET_H
 
 #include <chrono>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "session/Admission.h"
 #include "session/InputRun.h"
 #include "session/JobThreads.h"
 #include "session/Report.h"
@@ -21,18 +23,24 @@ public:
     /// for long.
     static constexpr std::chrono::milliseconds usualRoundInterval{1000};
 
+    /// When an input is opened.
+    enum class Opening {
+        InTurn, // a file that is not paced: when it is its turn, which comes in the order of adding
+        AtOnce
+    };
+
     /// @param jobs for the handles of the inputs, and for what is new in these.
     /// @throws std::system_error when the system has no thread for them.
-    InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
+    InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs, Admission admission,
              std::chrono::milliseconds roundInterval = usualRoundInterval);
     InputSet(const InputSet &) = delete;
     InputSet &operator=(const InputSet &) = delete;
     /// Closes what is still running, and completes its outputs.
     ~InputSet();
 
-    /// Begins to open @p url. @return what its handle needs, or one line that says why it is refused.
-    std::variant<std::shared_ptr<decoding::Input::Core>, std::string> add(const std::string &url,
-                                                                          decoding::InputOptions options);
+    /// Adds @p url. @return what its handle needs, or one line that says why it is refused.
+    std::variant<std::shared_ptr<decoding::Input::Core>, std::string>
+    add(const std::string &url, decoding::InputOptions options, Opening opening = Opening::InTurn);
 
     /// Has every input end, with what is decoded so far. No more can be added then.
     void close();
@@ -57,6 +65,8 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void poll(InputRun &input);
+    void identify(quint64 number, const std::string &path);
+    void admit(Clock::time_point now);
     void giveUpShortages(Clock::time_point now);
     void watch();
     void forgetLeft();
@@ -77,6 +87,8 @@ private:
 
     InputNames _names;
     std::vector<std::unique_ptr<InputRun>> _inputs;
+    Admission _admission;
+    std::deque<quint64> _queued; // inputs whose turn has not come, and some that have left or were opened meanwhile
     std::vector<Report> _messages;
     quint64 _lastNumber = 0;                      // of an input; they rise
     std::optional<Clock::time_point> _roundAt;    // of the last one

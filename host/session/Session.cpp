@@ -20,7 +20,7 @@ std::shared_ptr<Input> Session::open(const std::string &url, InputOptions option
     if (LiveUrl::isLive(url) && LiveUrl(url).isServer())
         throw Error(ShownUrl::withoutSecrets(url) +
                     ": nobody may ever call this address, so Session::open does not wait for it; use openLater");
-    std::shared_ptr<Input::Core> core = _core->open(url, std::move(options));
+    std::shared_ptr<Input::Core> core = _core->open(url, std::move(options), InputSet::Opening::AtOnce);
     auto input = std::make_shared<Input>(core);
     if (const auto error = core->waitUntilKnown())
         throw Error(*error);
@@ -29,7 +29,7 @@ std::shared_ptr<Input> Session::open(const std::string &url, InputOptions option
 
 std::shared_ptr<Input> Session::openLater(const std::string &url, InputOptions options)
 {
-    return std::make_shared<Input>(_core->open(url, std::move(options)));
+    return std::make_shared<Input>(_core->open(url, std::move(options), InputSet::Opening::InTurn));
 }
 
 Snapshot Session::snapshot() const

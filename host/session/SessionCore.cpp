@@ -14,6 +14,7 @@
 #include "session/InputOptionsCheck.h"
 #include "session/ProcessThreads.h"
 #include "session/SnapshotFiller.h"
+#include "session/ThreadDemand.h"
 
 namespace {
 
@@ -68,6 +69,9 @@ decoding::Session::Core::Core(SessionOptions options)
     if (_options.threads < 0 || _options.threads > maxThreads)
         throw Error("SessionOptions::threads is " + std::to_string(_options.threads) +
                     "; it takes a number from 0 to " + std::to_string(maxThreads));
+    if (_options.filesAtOnce < 0)
+        throw Error("SessionOptions::filesAtOnce is " + std::to_string(_options.filesAtOnce) +
+                    "; it takes a number from 0");
     if (_options.governor && !(_options.governor->low > 0 && _options.governor->low < _options.governor->high))
         throw Error("SessionOptions::governor takes limits with 0 < low < high");
     // Here rather than on the thread that other sessions need, too: they are read from disks.
@@ -127,7 +131,8 @@ void decoding::Session::Core::start(const SessionSettings &settings)
             throw Error(std::string("there are no threads to write the outputs: ") + error.what());
         }
         try {
-            _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs);
+            _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs,
+                                                 makeAdmission());
         } catch (const std::system_error &error) {
             throw Error(std::string("there is no thread to open the inputs: ") + error.what());
         }
@@ -160,7 +165,15 @@ void decoding::Session::Core::start(const SessionSettings &settings)
     _loadTimer->start(firstLoadMs);
 }
 
-std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options)
+Admission decoding::Session::Core::makeAdmission() const
+{
+    const auto demand = std::make_shared<ThreadDemand>(_componentThreads, Clock::now());
+    return Admission(_options.filesAtOnce, static_cast<int>(_componentThreads.size()),
+                     [demand](Clock::time_point now) { return demand->sample(now); });
+}
+
+std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::string &url, InputOptions options,
+                                                                     InputSet::Opening opening)
 {
     InputOptionsCheck::check(ShownUrl::withoutSecrets(url), options);
     std::shared_ptr<Input::Core> input;
@@ -168,7 +181,7 @@ std::shared_ptr<decoding::Input::Core> decoding::Session::Core::open(const std::
         const std::lock_guard<std::mutex> lock(_mutex);
         if (!_inputs)
             throw Error("the session has ended");
-        const auto added = _inputs->add(url, std::move(options));
+        const auto added = _inputs->add(url, std::move(options), opening);
         if (const std::string *const error = std::get_if<std::string>(&added))
             throw Error(*error);
         input = std::get<std::shared_ptr<Input::Core>>(added);

@@ -38,7 +38,7 @@ public:
     /// Ends it.
     ~Core();
 
-    std::shared_ptr<Input::Core> open(const std::string &url, InputOptions options);
+    std::shared_ptr<Input::Core> open(const std::string &url, InputOptions options, InputSet::Opening opening);
     Snapshot snapshot() const;
     void setMode(Mode mode);
     void setGovernor(bool on);
@@ -51,6 +51,7 @@ private:
     // On the event thread.
     void start(const SessionSettings &settings);
     void registerServices();
+    Admission makeAdmission() const;
     void step();
     void sampleLoad();
     bool hasLostLateBlocks();

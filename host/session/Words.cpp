@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr std::array<const char *, 7> stateWords = {"connecting", "ready",  "running",   "waiting",
-                                                    "ended",      "failed", "no-decoder"};
+constexpr std::array<const char *, 8> stateWords = {"queued",  "connecting", "ready",  "running",
+                                                    "waiting", "ended",      "failed", "no-decoder"};
 constexpr std::array<const char *, 2> modeWords = {"performance", "time-saving"};
 
 } // namespace

@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds lineInterval(200);
 constexpr int minBarWidth = 10; // with its brackets and the gap after it
 constexpr int maxBarWidth = 40;
 
-enum class Phase { Running, Done, Failed };
+enum class Phase { Queued, Running, Done, Failed };
 
 /// What is shown of an input.
 struct Line {
@@ -32,6 +32,8 @@ struct Line {
 
 Phase phaseOf(const decoding::Snapshot::Input &input)
 {
+    if (input.state == decoding::State::Queued)
+        return Phase::Queued;
     if (!input.finished)
         return Phase::Running;
     if (!input.errors().empty())
@@ -61,7 +63,7 @@ std::vector<Line> linesOf(const decoding::Snapshot &snapshot)
 {
     std::vector<Line> lines;
     for (const decoding::Snapshot::Input &input : snapshot.inputs) {
-        if (!input.streams.empty())
+        if (!input.streams.empty() || input.state == decoding::State::Queued)
             lines.push_back(lineOf(input));
     }
     return lines;
@@ -88,6 +90,8 @@ QString rate(double framesPerSecond)
 QString stateOf(const Line &line)
 {
     switch (line.phase) {
+    case Phase::Queued:
+        return QLatin1String(toText(decoding::State::Queued));
     case Phase::Done:
         return QStringLiteral("done");
     case Phase::Failed:

@@ -46,6 +46,8 @@ RowHealth::Degree degreeOfRunning(const StreamRow &row)
 RowHealth RowHealth::of(const StreamRow &row)
 {
     switch (row.state()) {
+    case State::Queued:
+        return {Queued};
     case State::Connecting:
         return {Connecting};
     case State::Ready:
@@ -73,6 +75,8 @@ const char *RowHealth::text() const
         return "nobody asks for its frames yet";
     case Over:
         return "has ended";
+    case Queued:
+        return "waits for its turn";
     case Connecting:
         return "connecting";
     case Uneasy:

@@ -11,6 +11,7 @@ struct RowHealth {
         Well,
         Ready,
         Over,
+        Queued,
         Connecting,
         /// Some blocks lost, or a latency that was, or is, not what it should be.
         Uneasy,

@@ -110,6 +110,7 @@ const char *stateText(State state, bool isWide)
             return "wait";
         case State::NoDecoder:
             return "no dec.";
+        case State::Queued:
         case State::Ready:
         case State::Ended:
         case State::Failed:
@@ -127,6 +128,7 @@ Tone stateTone(State state)
         return Tone::Plain;
     case State::Connecting:
         return Tone::Warning;
+    case State::Queued:
     case State::Ended:
         return Tone::Dim;
     case State::Waiting:

@@ -30,6 +30,11 @@ struct SessionOptions {
     std::string component;
     /// An INI file with settings of the component. Empty: none.
     std::string settings;
+    /// Files that are decoded at the same time, of those that are not paced; 0: as many as keep the decoder threads
+    /// busy. The others wait until it is their turn, which comes in the order of opening, and hold no descriptor,
+    /// thread or output until then. A file whose frames nobody takes, or of which nothing comes, for half a second does
+    /// not count, so inputs can be read one after the other; nor does one that no reader has asked for frames yet.
+    int filesAtOnce = 0;
     Mode mode = Mode::Performance;
     /// With limits, the session switches to time-saving mode and back by the CPU load.
     std::optional<LoadLimits> governor;
@@ -62,16 +67,16 @@ public:
     /// Closes all inputs, waits for what they write and for callbacks that are running, and stops the component.
     ~Session();
 
-    /// Opens @p url, a file or an address as docs/live.md lists them, and waits until its streams are known: for 10
-    /// seconds at most where a server or a sender answers nothing, and as long as it takes where the file system or a
-    /// pipe does not.
+    /// Opens @p url, a file or an address as docs/live.md lists them, without waiting for a turn (see
+    /// SessionOptions::filesAtOnce), and waits until its streams are known: for 10 seconds at most
+    /// where a server or a sender answers nothing, and as long as it takes where the file system or a pipe does not.
     /// @throws Error when that cannot be: no such file, nothing to decode, no connection, a name that is taken, an
     ///         option that is out of its range, an address that others call, for which openLater waits; or when `end`
     ///         is called meanwhile.
     std::shared_ptr<Input> open(const std::string &url, InputOptions options = {});
 
-    /// Begins to open @p url, and does not wait: for live inputs that may come at any time, and for many at once. What
-    /// goes wrong becomes the input's error.
+    /// Opens @p url when it is its turn (see SessionOptions::filesAtOnce), for what is live or paced now, and does not
+    /// wait: for live inputs that may come at any time, and for many files. What goes wrong becomes the input's error.
     /// @throws Error when the name is taken, or an option is out of its range.
     std::shared_ptr<Input> openLater(const std::string &url, InputOptions options = {});
 

@@ -17,6 +17,7 @@ namespace decoding {
 
 /// What an input is about.
 enum class State {
+    Queued,     // a file whose turn to be opened has not come, because others are decoded
     Connecting, // nothing is known of its streams yet
     Ready,      // nobody has asked for a frame yet
     Running,
@@ -26,8 +27,8 @@ enum class State {
     NoDecoder // of a stream alone: nothing can decode it
 };
 
-/// @return the word that lists and reports use: "connecting", "ready", "running", "waiting", "ended", "failed",
-///         "no-decoder". Thread-safe.
+/// @return the word that lists and reports use: "queued", "connecting", "ready", "running", "waiting", "ended",
+///         "failed", "no-decoder". Thread-safe.
 DECODING_EXPORT const char *toText(State state);
 
 /// How a light of a decoder looks.

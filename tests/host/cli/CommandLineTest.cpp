@@ -76,6 +76,7 @@ TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
     EXPECT_EQ(options.input.repeat, 1);
     EXPECT_EQ(options.input.maxLatency, std::chrono::milliseconds(400));
     EXPECT_EQ(options.copies, 1);
+    EXPECT_EQ(options.session.filesAtOnce, 0);
     EXPECT_FALSE(options.input.duration || options.jsonFile);
     EXPECT_EQ(options.session.mode, decoding::Mode::Performance);
     EXPECT_FALSE(options.session.governor);
@@ -87,12 +88,38 @@ TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
 
 TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
 {
-    const auto options = parsed<DecodeOptions>(
-        {"decode",   "--threads",   "3",          "--paced",    "--time-saving", "--exclude-from-tuning",
-         "--repeat", "4",           "--copies",   "5",          "a.mp4",         "--duration",
-         "1.5",      "--component", "c.so",       "--settings", "s.ini",         "--json",
-         "r.json",   "--quiet",     "--governor", "0.5:0.7",    "--max-latency", "90",
-         "--stall",  "2.5",         "--retry",    "0.25:8",     "--burst",       "6"});
+    const auto options = parsed<DecodeOptions>({"decode",
+                                                "--threads",
+                                                "3",
+                                                "--paced",
+                                                "--time-saving",
+                                                "--exclude-from-tuning",
+                                                "--repeat",
+                                                "4",
+                                                "--copies",
+                                                "5",
+                                                "a.mp4",
+                                                "--duration",
+                                                "1.5",
+                                                "--component",
+                                                "c.so",
+                                                "--settings",
+                                                "s.ini",
+                                                "--json",
+                                                "r.json",
+                                                "--quiet",
+                                                "--governor",
+                                                "0.5:0.7",
+                                                "--max-latency",
+                                                "90",
+                                                "--stall",
+                                                "2.5",
+                                                "--retry",
+                                                "0.25:8",
+                                                "--burst",
+                                                "6",
+                                                "--at-once",
+                                                "7"});
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
     EXPECT_TRUE(options.input.paced);
     EXPECT_EQ(options.session.mode, decoding::Mode::TimeSaving);
@@ -100,6 +127,7 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
     EXPECT_TRUE(options.quiet);
     EXPECT_EQ(options.input.repeat, 4);
     EXPECT_EQ(options.copies, 5);
+    EXPECT_EQ(options.session.filesAtOnce, 7);
     EXPECT_EQ(options.input.burst, 6);
     EXPECT_EQ(options.input.duration, std::chrono::milliseconds(1500));
     EXPECT_EQ(options.input.maxLatency, std::chrono::milliseconds(90));
@@ -176,6 +204,7 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
         {{"decode", "--burst", "0", "a"}, "--burst"},
         {{"decode", "--copies", "1001", "a"}, "--copies"},
         {{"decode", "--copies", "-1", "a"}, "--copies"},
+        {{"decode", "--at-once", "0", "a"}, "--at-once"},
         {{"decode", "--duration", "0", "a"}, "--duration"},
         {{"decode", "--duration", "-1", "a"}, "--duration"},
         {{"decode", "--duration", "nan", "a"}, "--duration"},

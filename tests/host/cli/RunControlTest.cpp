@@ -129,6 +129,19 @@ TEST_F(RunControlTest, WaitsForALiveSourceForThreeSecondsAtMost)
     EXPECT_TRUE(isAdded("door"));
 }
 
+TEST_F(RunControlTest, WaitsForTheTurnOfAFileForThreeSecondsAtMost)
+{
+    askToAdd("a.mp4");
+    _session.input("a.mp4").state = decoding::State::Queued;
+    poll();
+    _now += std::chrono::milliseconds(2999);
+    poll();
+    EXPECT_FALSE(_answer);
+    _now += std::chrono::milliseconds(1);
+    poll();
+    EXPECT_TRUE(isAdded("a.mp4"));
+}
+
 TEST_F(RunControlTest, AnswersWhyALiveSourceHasFailedAndForgetsIt)
 {
     askToAddDoor();

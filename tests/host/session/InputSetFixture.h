@@ -16,8 +16,9 @@
 /// The inputs of a session whose frames are counted, with a fake component. Their handles are kept.
 class InputSetFixture : public testing::Test {
 protected:
-    explicit InputSetFixture(std::chrono::milliseconds roundInterval = InputSet::usualRoundInterval)
-        : _inputs({_manager, _workers, _damage}, _jobs, roundInterval)
+    explicit InputSetFixture(std::chrono::milliseconds roundInterval = InputSet::usualRoundInterval,
+                             int filesAtOnce = 1000)
+        : _inputs({_manager, _workers, _damage}, _jobs, Admission(filesAtOnce, 1, nullptr), roundInterval)
     {
         _options.outputs.emplace_back();
     }

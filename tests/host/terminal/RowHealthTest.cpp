@@ -80,6 +80,9 @@ TEST(RowHealth, ARunningStreamWithoutFramesIsUnwell)
 TEST(RowHealth, WithoutAConnectionOnlyTheStateCounts)
 {
     Snapshot::Input input = inputWith(Snapshot::LostLight, Light::Bad);
+    input.state = State::Queued;
+    EXPECT_FALSE(healthOf(input).isUnwell());
+    EXPECT_STREQ(healthOf(input).text(), "waits for its turn");
     input.state = State::Connecting;
     EXPECT_FALSE(healthOf(input).isUnwell());
     input.state = State::Waiting;

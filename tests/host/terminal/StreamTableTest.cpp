@@ -186,6 +186,7 @@ TEST_F(StreamTableInUtf8, AStreamThatHasEndedIsDim)
 TEST_F(StreamTableInUtf8, EveryStateIsAWord)
 {
     const std::vector<std::pair<State, std::pair<const char *, const char *>>> words{
+        {State::Queued, {"queued ", "queued "}},
         {State::Connecting, {"connect ", "connecting "}},
         {State::Ready, {"ready ", "ready "}},
         {State::Running, {"run ", "running "}},
