@@ -35,6 +35,7 @@ public:
         IDecodingManager &manager;
         const SinkWorkers &workers;
         DamageCounts &damage;
+        int threads = 1; // that decode
     };
     struct Settings {
         int creationFlags = 0;

@@ -1,6 +1,7 @@
 #include "session/InputRun.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "interfaces/CreationFlags.h"
@@ -266,12 +267,26 @@ void InputRun::decodeOnceOutputsAreOpen(std::chrono::steady_clock::time_point no
         if (!stream.haveOutputsBegun() && now - _openingSince < openingLimit)
             return;
     }
-    for (StreamRun &stream : _streams) {
-        if (!stream.isOpening())
+    std::array<StreamKind, streamKinds.size()> order = streamKinds;
+    if (isSoundFirst())
+        std::reverse(order.begin(), order.end());
+    for (const StreamKind kind : order) {
+        if (!at(kind).isOpening())
             continue;
-        if (const auto error = stream.decode())
+        if (const auto error = at(kind).decode())
             return giveUp(*error);
     }
+}
+
+/// Whether the decoder of sound is to be made before that of pictures, where both are made now. A new decoder goes to
+/// the thread that has the fewest, the first of these: where the number of threads is even, one half of them would
+/// decode all the pictures, and the other one all the sound, which takes far less time. So the halves change each time
+/// that every thread has got one more decoder.
+bool InputRun::isSoundFirst() const
+{
+    const auto threads = static_cast<quint64>(_environment.streams.threads);
+    const bool areBothMade = std::all_of(_streams.begin(), _streams.end(), std::mem_fn(&StreamRun::isOpening));
+    return areBothMade && threads > 0 && threads % 2 == 0 && (*_environment.pairs)++ / (threads / 2) % 2 == 1;
 }
 
 /// Ends it, because it cannot be decoded as it should.

@@ -31,6 +31,7 @@ public:
         DecodedStream::Environment streams;
         InputFeeds::Environment feeds;
         std::shared_ptr<const InputFiles> inputFiles; // that no output may be written to
+        std::shared_ptr<quint64> pairs;               // of decoders of both kinds that were made together
     };
 
     /// @param number that no other input of the session has.
@@ -117,6 +118,7 @@ private:
     std::optional<std::string> openOutputs(StreamKind kind);
     bool areOutputsOpening() const;
     void decodeOnceOutputsAreOpen(std::chrono::steady_clock::time_point now);
+    bool isSoundFirst() const;
     void giveUp(const std::string &error);
     void followChanges();
     void endReadersInVain();

@@ -38,7 +38,8 @@ InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_pt
                    Admission admission, std::chrono::milliseconds roundInterval)
     : _environment{environment,
                    {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}, std::make_shared<BurstTime>()},
-                   _inputFiles}
+                   _inputFiles,
+                   std::make_shared<quint64>(0)}
     , _jobs(std::move(jobs))
     , _roundInterval(roundInterval)
     , _admission(std::move(admission))

@@ -131,8 +131,9 @@ void decoding::Session::Core::start(const SessionSettings &settings)
             throw Error(std::string("there are no threads to write the outputs: ") + error.what());
         }
         try {
-            _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs,
-                                                 makeAdmission());
+            const DecodedStream::Environment environment{*_manager, *_workers, *_damage,
+                                                         static_cast<int>(_componentThreads.size())};
+            _inputs = std::make_unique<InputSet>(environment, _jobs, makeAdmission());
         } catch (const std::system_error &error) {
             throw Error(std::string("there is no thread to open the inputs: ") + error.what());
         }

@@ -2,6 +2,7 @@
 
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "host/session/InputSetFixture.h"
@@ -155,6 +156,29 @@ TEST_F(InputSetTest, PicturesOfALiveInputWaitForEachOtherOnlyWhereThatIsAskedFor
     }));
     EXPECT_EQ(packets["at once video"], 1);
     EXPECT_EQ(packets["in fives video"], 5);
+}
+
+TEST_F(InputSetTest, LeavesNoDecoderThreadWithSoundAlone)
+{
+    for (const std::size_t threads : {2, 3, 4}) {
+        _manager.decoders.clear();
+        InputSet inputs({_manager, _workers, _damage, static_cast<int>(threads)}, _jobs, Admission(1000, 1, nullptr));
+        std::vector<std::shared_ptr<decoding::Input::Core>> cores;
+        for (std::size_t input = 0; input < threads; ++input)
+            cores.push_back(std::get<0>(inputs.add(sample("cup.mp4"), _options)));
+        ASSERT_TRUE(waitUntil([&] {
+            inputs.poll();
+            return _manager.decoders.size() == 2 * threads;
+        }));
+        // As the component does.
+        std::vector<std::vector<bool>> arePictures(threads);
+        for (const FakeDecodingManager::Decoder &decoder : _manager.decoders)
+            std::min_element(arePictures.begin(), arePictures.end(), [](const auto &left, const auto &right) {
+                return left.size() < right.size();
+            })->push_back(!decoder.pictures.isNull());
+        for (const std::vector<bool> &onThread : arePictures)
+            EXPECT_EQ(std::count(onThread.begin(), onThread.end(), true), 1) << "of " << threads;
+    }
 }
 
 TEST_F(InputSetTest, TellsOnceWhyAnInputCannotBeOpenedThoughItIsDroppedThen)
