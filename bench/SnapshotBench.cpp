@@ -45,6 +45,7 @@ private:
     {
         decoding::SessionOptions options;
         options.lights = true;
+        options.filesAtOnce = 1000; // as many as there are
         return options;
     }
 

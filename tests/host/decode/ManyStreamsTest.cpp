@@ -18,7 +18,8 @@ TEST_F(ManyStreams, OnTwoThreadsGiveAllFramesInBoundedMemory)
     const QStringList options{"--threads", "2", "--repeat", QString::number(rounds)};
     const HostRun one = HostRun::decode(options + files);
     one.expectSuccess();
-    const HostRun many = HostRun::decode(options + QStringList{"--copies", QString::number(streams)} + files);
+    const QString count = QString::number(streams);
+    const HostRun many = HostRun::decode(options + QStringList{"--copies", count, "--at-once", count} + files);
     many.expectSuccess();
 
     ASSERT_EQ(many.inputs().size(), streams);
