@@ -1,10 +1,12 @@
 # add_unit_test(NAME SOURCES file... LINK library... [LABELS label...] [OPTIONS compile-option...]
-#               [TIMEOUT seconds])
+#               [TIMEOUT seconds] [TIMED filter])
 #
 # Adds one GoogleTest program and every test in it to CTest, each under a time limit that only a hang reaches: 120 s, or
-# TIMEOUT. For Windows, CTest knows each program as one test.
+# TIMEOUT. The tests that the GoogleTest filter TIMED matches get the label "timed" instead of LABELS: they hold only
+# where the machine gives them the processor when they need it, as those do in which live streams must lose nothing. For
+# Windows, CTest knows each program as one test.
 function(add_unit_test NAME)
-    cmake_parse_arguments(PARSE_ARGV 1 TEST "" "TIMEOUT" "SOURCES;LINK;LABELS;OPTIONS")
+    cmake_parse_arguments(PARSE_ARGV 1 TEST "" "TIMEOUT;TIMED" "SOURCES;LINK;LABELS;OPTIONS")
     if(NOT TEST_TIMEOUT)
         set(TEST_TIMEOUT 120)
     endif()
@@ -18,5 +20,12 @@ function(add_unit_test NAME)
         set_tests_properties(${NAME} PROPERTIES TIMEOUT ${TEST_TIMEOUT} LABELS "${TEST_LABELS}")
         return()
     endif()
-    gtest_discover_tests(${NAME} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${TEST_TIMEOUT} LABELS "${TEST_LABELS}")
+    set(arguments DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${TEST_TIMEOUT} LABELS)
+    if(TEST_TIMED)
+        gtest_discover_tests(${NAME} TEST_FILTER "${TEST_TIMED}" ${arguments} timed)
+        set(others "-${TEST_TIMED}")
+    endif()
+    if(NOT TEST_TIMED STREQUAL "*")
+        gtest_discover_tests(${NAME} TEST_FILTER "${others}" ${arguments} "${TEST_LABELS}")
+    endif()
 endfunction()
