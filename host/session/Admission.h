@@ -25,12 +25,14 @@ public:
 
     /// What a file is about.
     enum class Occupation {
-        None,   // it takes up no turn: it waits for one, has ended, nobody asks for its frames, or it is stuck
-        HeldUp, // it waits for its outputs
+        None,       // it takes up no turn: it waits for one, has ended, nobody asks for its frames, or it is stuck
+        Connecting, // it waits for the network to be opened, which takes up the turn of such a file alone
+        HeldUp,     // it waits for its outputs
         Going
     };
-    /// How many files there are at one moment of either kind that takes up a turn.
+    /// How many files there are at one moment of each kind that takes up a turn.
     struct Files {
+        int connecting = 0;
         int heldUp = 0;
         int going = 0;
     };

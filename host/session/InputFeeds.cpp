@@ -11,7 +11,7 @@
 namespace {
 
 /// Whether reading it waits for the network, or for another machine that gives nothing.
-bool isRemote(const std::string &url)
+bool waitsForTheNetwork(const std::string &url)
 {
     constexpr char ofFiles[] = "file://";
     return LiveUrl::isLive(url) ||
@@ -28,7 +28,8 @@ InputFeeds::InputFeeds(const std::string &url, const std::string &label, const d
     , _isLive(core.isLive())
     , _changes(core.changes())
     , _burstKind(core.isPunctual() ? BurstTime::Kind::Punctual : BurstTime::Kind::Bursts)
-    , _threads(isRemote(url) ? environment.remote : environment.local)
+    , _isRemote(waitsForTheNetwork(url))
+    , _threads(_isRemote ? environment.remote : environment.local)
     , _bursts(environment.bursts)
 {
 }

@@ -38,6 +38,8 @@ public:
     const std::vector<std::unique_ptr<FeedRun>> &all() const { return _all; }
     FeedRun &front() const { return *_all.front(); }
 
+    /// Whether reading waits for the network.
+    bool isRemote() const { return _isRemote; }
     void cancel();
     void poll();
     /// Forgets those that were left and have finished, and keeps what they counted.
@@ -77,6 +79,7 @@ private:
     const bool _isLive;
     const std::shared_ptr<ChangeNote> _changes;
     const BurstTime::Kind _burstKind;
+    const bool _isRemote;
     const Environment::Threads _threads;
     const std::shared_ptr<BurstTime> _bursts;
     std::vector<std::unique_ptr<FeedRun>> _all;

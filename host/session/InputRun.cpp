@@ -66,6 +66,8 @@ Admission::Occupation InputRun::occupation(Admission::Instant now)
     _reads = reads;
     if (now - *_movedAt >= Admission::patience)
         return Occupation::None;
+    if (isRemote() && !_isKnown)
+        return Occupation::Connecting;
     return hasOutputsWithoutRoom ? Occupation::HeldUp : Occupation::Going;
 }
 

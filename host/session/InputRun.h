@@ -46,6 +46,8 @@ public:
     void open();
     /// Whether it is still to be opened.
     bool isQueued() const { return !_isOpened && !_closed; }
+    /// Whether reading it waits for the network.
+    bool isRemote() const { return _feeds.isRemote(); }
     /// What it is about: None for what is never held back, too. To be called a few times a second.
     Admission::Occupation occupation(Admission::Instant now);
 

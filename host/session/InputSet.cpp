@@ -136,25 +136,40 @@ void InputSet::poll(InputRun &input)
     _isAnyLeft = _isAnyLeft || isLeft(input);
 }
 
-/// Opens the files whose turn has come.
+/// Opens the files whose turn has come. Servers that do not answer hold up no file that waits for no network.
 void InputSet::admit(Clock::time_point now)
 {
     if (_queued.empty())
         return;
+    using Occupation = Admission::Occupation;
     Admission::Files files;
     for (const auto &input : _inputs) {
-        const Admission::Occupation occupation = input->occupation(now);
-        files.heldUp += occupation == Admission::Occupation::HeldUp ? 1 : 0;
-        files.going += occupation == Admission::Occupation::Going ? 1 : 0;
+        const Occupation occupation = input->occupation(now);
+        files.connecting += occupation == Occupation::Connecting ? 1 : 0;
+        files.heldUp += occupation == Occupation::HeldUp ? 1 : 0;
+        files.going += occupation == Occupation::Going ? 1 : 0;
     }
     _admission.measure(now, files);
-    for (int count = files.heldUp + files.going; count < _admission.most() && !_queued.empty(); _queued.pop_front()) {
-        InputRun *const input = find(_queued.front());
+    int room = _admission.most() - files.heldUp - files.going;
+    int roomToConnect = room - files.connecting;
+    const auto isDone = [&](quint64 number) {
+        InputRun *const input = find(number);
         if (!input || !input->isQueued())
-            continue;
+            return true;
+        if (room <= 0 || (input->isRemote() && roomToConnect <= 0))
+            return false;
         input->open();
-        ++count;
+        room -= input->isRemote() ? 0 : 1;
+        --roomToConnect;
+        return true;
+    };
+    // One after the other, from the first one on.
+    std::deque<quint64> waiting;
+    for (const quint64 number : _queued) {
+        if (!isDone(number))
+            waiting.push_back(number);
     }
+    _queued.swap(waiting);
 }
 
 /// Ends the files that wait for threads or descriptors while no other input is left that could give any back.

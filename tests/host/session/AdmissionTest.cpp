@@ -29,7 +29,7 @@ protected:
     }
 
     Admission::Instant _now{std::chrono::hours(1)};
-    Admission::Files _files{0, fewestFiles};
+    Admission::Files _files{0, 0, fewestFiles};
     double _demand = 0;
     int _asked = 0;
 };
@@ -79,10 +79,10 @@ TEST_F(AdmissionTest, GoesBackOnceThreadsAreBusy)
 TEST_F(AdmissionTest, LetsNoMoreInForOutputsThatAreSlow)
 {
     Admission admission = made();
-    _files = {5, 4};
+    _files = {0, 5, 4};
     measure(admission, 10);
     EXPECT_EQ(admission.most(), fewestFiles);
-    _files = {4, 5};
+    _files = {0, 4, 5};
     measure(admission);
     EXPECT_GT(admission.most(), fewestFiles);
 }
