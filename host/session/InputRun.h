@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "session/CodecThreads.h"
 #include "session/DecodedStream.h"
 #include "session/InputCore.h"
 #include "session/InputFeeds.h"
@@ -27,6 +28,7 @@ public:
         DecodedStream::Environment streams;
         InputFeeds::Environment feeds;
         std::shared_ptr<const InputFiles> inputFiles; // that no output may be written to
+        std::shared_ptr<CodecThreads> codecThreads;
     };
 
     /// Begins to open @p url. @param number that no other input of the session has.
@@ -108,6 +110,7 @@ private:
     void giveUp(const std::string &error);
     void followChanges();
     void endReadersInVain();
+    void giveBackCodecThreads();
     void noteUndecodable();
     void noteFirstFrames();
     void tellHandle();
@@ -127,6 +130,7 @@ private:
     bool _closed = false;
     std::optional<std::string> _error; // of the outputs, the component or a callback
     InputTroubles _troubles;
+    std::unique_ptr<CodecThreads::Share> _codecShare; // while it has, or may have, video to be decoded
 };
 
 #endif

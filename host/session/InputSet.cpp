@@ -34,10 +34,11 @@ bool writesFiles(const decoding::InputOptions &options)
 } // namespace
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
-                   std::chrono::milliseconds roundInterval)
+                   std::shared_ptr<CodecThreads> codecThreads, std::chrono::milliseconds roundInterval)
     : _environment{environment,
                    {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}, std::make_shared<BurstTime>()},
-                   _inputFiles}
+                   _inputFiles,
+                   std::move(codecThreads)}
     , _jobs(std::move(jobs))
     , _roundInterval(roundInterval)
 {

@@ -21,10 +21,10 @@ public:
     /// for long.
     static constexpr std::chrono::milliseconds usualRoundInterval{1000};
 
-    /// @param jobs for the handles of the inputs, and for what is new in these.
+    /// @param jobs for the handles of the inputs, and for what is new in these. @param codecThreads never null.
     /// @throws std::system_error when the system has no thread for them.
     InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
-             std::chrono::milliseconds roundInterval = usualRoundInterval);
+             std::shared_ptr<CodecThreads> codecThreads, std::chrono::milliseconds roundInterval = usualRoundInterval);
     InputSet(const InputSet &) = delete;
     InputSet &operator=(const InputSet &) = delete;
     /// Closes what is still running, and completes its outputs.

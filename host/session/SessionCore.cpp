@@ -10,6 +10,7 @@
 #include "format/FormatManager.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include "media/ShownUrl.h"
+#include "session/CodecThreads.h"
 #include "session/InputCore.h"
 #include "session/InputOptionsCheck.h"
 #include "session/ProcessThreads.h"
@@ -68,6 +69,9 @@ decoding::Session::Core::Core(SessionOptions options)
     if (_options.threads < 0 || _options.threads > maxThreads)
         throw Error("SessionOptions::threads is " + std::to_string(_options.threads) +
                     "; it takes a number from 0 to " + std::to_string(maxThreads));
+    if (_options.codecThreads < 0 || _options.codecThreads > CodecThreads::most)
+        throw Error("SessionOptions::codecThreads is " + std::to_string(_options.codecThreads) +
+                    "; it takes a number from 0 to " + std::to_string(CodecThreads::most));
     if (_options.governor && !(_options.governor->low > 0 && _options.governor->low < _options.governor->high))
         throw Error("SessionOptions::governor takes limits with 0 < low < high");
     // Here rather than on the thread that other sessions need, too: they are read from disks.
@@ -127,7 +131,11 @@ void decoding::Session::Core::start(const SessionSettings &settings)
             throw Error(std::string("there are no threads to write the outputs: ") + error.what());
         }
         try {
-            _inputs = std::make_unique<InputSet>(DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs);
+            _inputs = std::make_unique<InputSet>(
+                DecodedStream::Environment{*_manager, *_workers, *_damage}, _jobs,
+                // A governor would not see what threads compute that are not the component's.
+                std::make_shared<CodecThreads>(_options.codecThreads,
+                                               _options.governor ? 1 : usableCores(_componentThreads)));
         } catch (const std::system_error &error) {
             throw Error(std::string("there is no thread to open the inputs: ") + error.what());
         }

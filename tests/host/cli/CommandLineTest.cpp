@@ -80,6 +80,7 @@ TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
     EXPECT_EQ(options.session.mode, decoding::Mode::Performance);
     EXPECT_FALSE(options.session.governor);
     EXPECT_EQ(options.session.threads, 0);
+    EXPECT_EQ(options.session.codecThreads, 0);
     EXPECT_FALSE(options.noThreads);
     EXPECT_EQ(options.session.component, "");
     EXPECT_EQ(options.session.settings, "");
@@ -87,12 +88,38 @@ TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
 
 TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
 {
-    const auto options = parsed<DecodeOptions>(
-        {"decode",   "--threads",   "3",          "--paced",    "--time-saving", "--exclude-from-tuning",
-         "--repeat", "4",           "--copies",   "5",          "a.mp4",         "--duration",
-         "1.5",      "--component", "c.so",       "--settings", "s.ini",         "--json",
-         "r.json",   "--quiet",     "--governor", "0.5:0.7",    "--max-latency", "90",
-         "--stall",  "2.5",         "--retry",    "0.25:8",     "--burst",       "6"});
+    const auto options = parsed<DecodeOptions>({"decode",
+                                                "--threads",
+                                                "3",
+                                                "--paced",
+                                                "--time-saving",
+                                                "--exclude-from-tuning",
+                                                "--repeat",
+                                                "4",
+                                                "--copies",
+                                                "5",
+                                                "a.mp4",
+                                                "--duration",
+                                                "1.5",
+                                                "--component",
+                                                "c.so",
+                                                "--settings",
+                                                "s.ini",
+                                                "--json",
+                                                "r.json",
+                                                "--quiet",
+                                                "--governor",
+                                                "0.5:0.7",
+                                                "--max-latency",
+                                                "90",
+                                                "--stall",
+                                                "2.5",
+                                                "--retry",
+                                                "0.25:8",
+                                                "--burst",
+                                                "6",
+                                                "--codec-threads",
+                                                "7"});
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
     EXPECT_TRUE(options.input.paced);
     EXPECT_EQ(options.session.mode, decoding::Mode::TimeSaving);
@@ -111,6 +138,7 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
     EXPECT_EQ(options.session.governor->high, 0.7);
     EXPECT_EQ(options.jsonFile, "r.json");
     EXPECT_EQ(options.session.threads, 3);
+    EXPECT_EQ(options.session.codecThreads, 7);
     EXPECT_FALSE(options.noThreads);
     EXPECT_EQ(options.session.component, "c.so");
     EXPECT_EQ(options.session.settings, "s.ini");
@@ -204,6 +232,7 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
         EXPECT_THAT(wrong(arguments), AllOf(HasSubstr(culprit), HasSubstr("; see decoding-host ")))
             << testing::PrintToString(arguments);
     }
+    EXPECT_THAT(wrong({"decode", "--codec-threads", "17", "a"}), HasSubstr("--codec-threads"));
     EXPECT_THAT(wrong({"decode", "--repeat", "0", "a"}), HasSubstr("; see decoding-host decode --help"));
 }
 

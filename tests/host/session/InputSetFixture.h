@@ -17,7 +17,7 @@
 class InputSetFixture : public testing::Test {
 protected:
     explicit InputSetFixture(std::chrono::milliseconds roundInterval = InputSet::usualRoundInterval)
-        : _inputs({_manager, _workers, _damage}, _jobs, roundInterval)
+        : _inputs({_manager, _workers, _damage}, _jobs, std::make_shared<CodecThreads>(0, 1), roundInterval)
     {
         _options.outputs.emplace_back();
     }
