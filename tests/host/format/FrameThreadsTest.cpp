@@ -56,7 +56,7 @@ std::vector<Clip::Block> damagedBlocks(const Clip &clip, int from)
         QByteArray changed = coded;
         if (index >= from && index % 14 == 10)
             changed = coded.left(coded.size() * 2 / 3);
-        if (index >= from && index % 14 == 3)
+        if (index >= from && index % 14 == 4)
             std::memset(changed.data() + changed.size() / 2, 0x5a, static_cast<std::size_t>(changed.size() / 4));
         return changed;
     });
