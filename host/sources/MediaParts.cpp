@@ -74,6 +74,11 @@ int MediaParts::openPart(AVFormatContext *context, AVIOContext **io, const std::
         }
         name = std::get<std::string>(followed);
     }
+    // The rest of what is cut off is asked for once, at once, where the server gives parts of files.
+    if (options) {
+        av_dict_set(options, "reconnect", "1", 0);
+        av_dict_set(options, "reconnect_delay_max", "0", 0);
+    }
     const int result = _open(context, io, name.c_str(), flags, options);
     if (result >= 0)
         _parts.push_back({*io, url});
