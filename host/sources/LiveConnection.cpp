@@ -97,7 +97,7 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
     if (error == AVERROR(EAGAIN)) {
         result.isIdle = true;
     } else if (error == AVERROR_EOF) {
-        result.failure = "the source ended";
+        result.failure = _input->isLeftIncomplete() ? "nothing more is added to the playlist" : "the source ended";
     } else if (error < 0 && error != AVERROR(ETIMEDOUT)) {
         result.failure = "reading it failed: " + ffmpegErrorText(error);
     }

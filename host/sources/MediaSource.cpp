@@ -228,6 +228,8 @@ bool MediaSource::deliverFile(int repetition)
         return false;
     else if (result != AVERROR_EOF)
         noteError(_shown + ": reading it stopped" + after + ": " + ffmpegErrorText(result));
+    else if (_input->isLeftIncomplete())
+        noteError(_shown + ": nothing more is added to it" + after + ", and it does not say that it is complete");
     else if (!_input->complaint().empty())
         noteError(_shown + ": the file is damaged or truncated" + after + ": " + _input->complaint());
     else if (_input->isShorterThanItsIndex())

@@ -187,6 +187,10 @@ TEST_F(LiveWebTest, APlaylistThatIsALocalFileGoesOnToo)
     start(QStringLiteral("hls:") + path(QStringLiteral("door.m3u8")));
     ASSERT_TRUE(takeVideo(80));
     EXPECT_THAT(breaksIn(videoBlocks), IsEmpty());
+    sending->kill();
+    reports.clear();
+    ASSERT_TRUE(takeReports(1));
+    EXPECT_EQ(reports[0], "camera: nothing more is added to the playlist; reconnecting");
 }
 
 TEST_F(LiveWebTest, APlaylistWhoseServerFallsSilentIsReported)

@@ -148,6 +148,21 @@ TEST_F(PlaylistTest, MayPauseForLongerThanTheStallLimit)
     EXPECT_EQ(_blocks, 51U);
 }
 
+TEST_F(PlaylistTest, ToWhichNothingIsAddedAnyMoreIsReported)
+{
+    const QByteArray content = segment();
+    for (const int number : {0, 1})
+        write(QStringLiteral("%1.ts").arg(number), content);
+    for (const char *const type : {"", "#EXT-X-PLAYLIST-TYPE:EVENT\n"}) {
+        const QString list = write(QStringLiteral("list.m3u8"),
+                                   playlist(0, 2, true).replace("#EXT-X-MEDIA", QByteArray(type) + "#EXT-X-MEDIA"));
+        const auto source = open(list);
+        EXPECT_EQ(deliver(*source).size(), 51U);
+        EXPECT_EQ(source->error(), list.toStdString() + ": nothing more is added to it, after 50 packets, and it does "
+                                                        "not say that it is complete");
+    }
+}
+
 TEST_F(PlaylistTest, OrAnyOtherFileOfASilentServerFailsAfterTheStallLimit)
 {
     // Enough that it is not read whole when it is opened.
