@@ -103,6 +103,26 @@ void MediaSource::join()
         _thread.join();
 }
 
+void MediaSource::joinOrLeave(std::shared_ptr<MediaSource> self, std::chrono::milliseconds patience)
+{
+    MediaSource &source = *self;
+    if (!source._thread.joinable())
+        return;
+    {
+        std::unique_lock<std::mutex> lock(source._mutex);
+        while (!source._ended.wait_for(lock, patience, [&source] { return source._hasEnded; })) {
+            if (!source._isAtDisk)
+                continue;
+            source._stopRequested = true;
+            source._queue = nullptr;
+            source._self = std::move(self);
+            source._thread.detach();
+            return;
+        }
+    }
+    source.join();
+}
+
 std::optional<std::string> MediaSource::error() const
 {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -154,9 +174,24 @@ QByteArray MediaSource::packedParameters(std::size_t position) const
     return _input->packedParameters(_streams[position].index, _streams[position].origin, _options.number);
 }
 
+/// Calls what may not return from the system. The source may have been left behind when it does.
+template <class Call>
+auto MediaSource::atDisk(Call call)
+{
+    const auto note = [this](bool isThere) {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _isAtDisk = isThere;
+    };
+    note(true);
+    auto result = call();
+    note(false);
+    return result;
+}
+
 /// The source's thread.
 void MediaSource::run()
 {
+    std::shared_ptr<MediaSource> self; // goes last
     const int repetitions = std::max(_options.repeat, 1);
     for (int repetition = 0; repetition < repetitions; ++repetition) {
         if (repetition > 0 && !reopen())
@@ -166,16 +201,23 @@ void MediaSource::run()
         if (!goOn)
             break;
     }
-    _input.reset();
     _progress = 1;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (_queue)
+            _queue->end();
+        _queue = nullptr;
+    }
+    atDisk([this] { return (_input.reset(), true); });
     const std::lock_guard<std::mutex> lock(_mutex);
-    _queue->end();
-    _queue = nullptr;
+    _hasEnded = true;
+    self = std::move(_self);
+    _ended.notify_all();
 }
 
 bool MediaSource::reopen()
 {
-    if (const std::optional<std::string> error = openInput()) {
+    if (const std::optional<std::string> error = atDisk([this] { return openInput(); })) {
         if (!isStopRequested())
             noteError(*error);
         return false;
@@ -203,7 +245,10 @@ bool MediaSource::deliverFile(int repetition)
     const quint64 packetsBefore = packets();
     bool endsInPacket = false;
     int result = 0;
-    while ((result = _input->read(packet.get())) == 0 || result == AVERROR(EAGAIN)) {
+    const auto read = [&] { return _input->read(packet.get()); };
+    while ((result = atDisk(read)) == 0 || result == AVERROR(EAGAIN)) {
+        if (isStopRequested())
+            return false;
         if (result != 0) {
             if (!waitUntil(Clock::now() + retryInterval))
                 return false;
@@ -297,7 +342,8 @@ bool MediaSource::append(std::size_t position, const AVPacket &packet, qint64 bl
 /// Ends both streams. The empty blocks are due when the last ones were, so that no decoder waits to be drained.
 void MediaSource::appendEnds()
 {
-    for (std::size_t position = 0; position < _streams.size(); ++position) {
+    // Left behind, nobody waits for them.
+    for (std::size_t position = 0; _queue && position < _streams.size(); ++position) {
         State &state = _states[position];
         if (!_queue->append({QByteArray(), _streams[position].streamId, false, 0, state.lastTimeMs}))
             return;

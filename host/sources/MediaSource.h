@@ -30,7 +30,8 @@
 /// for each kind ends each repetition of the file, also when the file could be read in part only, or when the source
 /// was stopped; then the queue is ended.
 ///
-/// Thread-safe except `open`, `start` and `join`, which belong to one thread. Owned by whoever opened it.
+/// Thread-safe except `open`, `start`, `join` and `joinOrLeave`, which belong to one thread at a time. Owned by whoever
+/// opened it.
 class MediaSource final {
 public:
     struct Options {
@@ -102,6 +103,11 @@ public:
     /// Waits until everything was appended, the source was stopped or the queue closed.
     void join();
 
+    /// As join, for a source that was stopped or has ended; but where its thread does not return from the system within
+    /// @p patience, as when a disk hangs, it is left behind: @p self keeps the source for it until it does, and the
+    /// queue is not touched any more.
+    static void joinOrLeave(std::shared_ptr<MediaSource> self, std::chrono::milliseconds patience);
+
     /// @return what ended the source before the end of the file, in one line that names it; nothing when all was read,
     ///         or not read on request. Formats without an end of their own, such as transport streams, do not tell that
     ///         they were truncated.
@@ -131,6 +137,8 @@ private:
     QByteArray packedParameters(std::size_t position) const;
 
     void run();
+    template <class Call>
+    auto atDisk(Call call);
     bool reopen();
     bool deliverFile(int repetition);
     bool deliver(const AVPacket &packet);
@@ -164,12 +172,17 @@ private:
     std::atomic<double> _progress{0};
     std::atomic<bool> _stopRequested{false}; // written under _mutex
 
-    mutable std::mutex _mutex; // guards the next two
-    /// Null before and after the thread runs, which alone writes it then: the queue may be gone afterwards.
+    mutable std::mutex _mutex; // guards the next five
+    /// Null before and after the thread runs, which alone writes it then, unless it is at the disk: the queue may be
+    /// gone afterwards.
     BlockQueue *_queue = nullptr;
     std::optional<std::string> _error;
+    bool _isAtDisk = false;             // the thread, from where it may never return
+    bool _hasEnded = false;             // the thread
+    std::shared_ptr<MediaSource> _self; // once it is left behind
 
     std::condition_variable _stopped;
+    std::condition_variable _ended;
     std::thread _thread;
 };
 

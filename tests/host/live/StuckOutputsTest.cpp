@@ -178,6 +178,37 @@ TEST_F(StuckOutputs, AnInputOnADiskThatHangsIsLeftBehind)
     host.quit().expectNothingLeft();
 }
 
+TEST_F(StuckOutputs, AnInputWhoseDiskHangsWhileItIsReadIsLeftBehind)
+{
+    const QString file = path("cannot-read.y4m");
+    ASSERT_EQ(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "testsrc2=size=64x64:duration=10",
+                                           "-pix_fmt", "yuv420p", file}),
+              0);
+    const HangingDisk disk;
+    QStringList arguments;
+    for (int number = 0; number < 4; ++number)
+        arguments.append(QStringLiteral("hanging%1=file://").arg(number) + file);
+    LiveHost host(withNeighbours(arguments));
+    ASSERT_TRUE(neighboursRun(host));
+    constexpr int readable = (512 << 10) / (64 * 64 * 3 / 2) - 5;
+    for (const char *const name : {"hanging0", "hanging1", "hanging2", "hanging3"})
+        EXPECT_TRUE(host.until([&] { return host.row(name).frames >= readable; })) << name;
+    promptly([&] {
+        host.request({"remove", "hanging0"});
+        EXPECT_TRUE(host.until([&] { return host.row("hanging0").input.empty(); }));
+    });
+    ASSERT_TRUE(fileEnds(host));
+    HostRun run;
+    promptly([&] {
+        kill(static_cast<pid_t>(host.processId()), SIGINT);
+        run = host.end();
+    });
+    EXPECT_EQ(run.exitCode, 130);
+    EXPECT_GE(run.stream("hanging1", "video")["frames"].toInt(), readable);
+    run.expectNothingLeft();
+    expectNeighboursUntouched(run);
+}
+
 TEST_F(StuckOutputs, AControlSocketOnADiskThatHangsKeepsNoHostFromItsEnd)
 {
     const HangingDisk disk;
