@@ -10,7 +10,6 @@
 #include "media/ShownUrl.h"
 #include "sources/Outage.h"
 #include "sources/ThreadLimit.h"
-#include "threads/HostThread.h"
 
 namespace {
 
@@ -80,7 +79,7 @@ std::optional<std::string> MediaSource::start(BlockQueue &queue)
     if (isStopRequested())
         queue.cutShort();
     try {
-        _thread = HostThread::start("FileSource", [this] { run(); });
+        _thread.start("FileSource", [this] { run(); });
     } catch (const std::system_error &error) {
         _queue = nullptr;
         return _shown + ": " + noThreadToRead(error);
@@ -99,28 +98,16 @@ void MediaSource::requestStop()
 
 void MediaSource::join()
 {
-    if (_thread.joinable())
-        _thread.join();
+    _thread.join();
 }
 
-void MediaSource::joinOrLeave(std::shared_ptr<MediaSource> self, std::chrono::milliseconds patience)
+void MediaSource::joinOrLeave(const std::shared_ptr<MediaSource> &source, std::chrono::milliseconds patience)
 {
-    MediaSource &source = *self;
-    if (!source._thread.joinable())
-        return;
-    {
-        std::unique_lock<std::mutex> lock(source._mutex);
-        while (!source._ended.wait_for(lock, patience, [&source] { return source._hasEnded; })) {
-            if (!source._isAtDisk)
-                continue;
-            source._stopRequested = true;
-            source._queue = nullptr;
-            source._self = std::move(self);
-            source._thread.detach();
-            return;
-        }
-    }
-    source.join();
+    source->_thread.joinOrLeave(source, patience, [&source] {
+        const std::lock_guard<std::mutex> lock(source->_mutex);
+        source->_stopRequested = true;
+        source->_queue = nullptr;
+    });
 }
 
 std::optional<std::string> MediaSource::error() const
@@ -174,24 +161,9 @@ QByteArray MediaSource::packedParameters(std::size_t position) const
     return _input->packedParameters(_streams[position].index, _streams[position].origin, _options.number);
 }
 
-/// Calls what may not return from the system. The source may have been left behind when it does.
-template <class Call>
-auto MediaSource::atDisk(Call call)
-{
-    const auto note = [this](bool isThere) {
-        const std::lock_guard<std::mutex> lock(_mutex);
-        _isAtDisk = isThere;
-    };
-    note(true);
-    auto result = call();
-    note(false);
-    return result;
-}
-
 /// The source's thread.
 void MediaSource::run()
 {
-    std::shared_ptr<MediaSource> self; // goes last
     const int repetitions = std::max(_options.repeat, 1);
     for (int repetition = 0; repetition < repetitions; ++repetition) {
         if (repetition > 0 && !reopen())
@@ -208,16 +180,12 @@ void MediaSource::run()
             _queue->end();
         _queue = nullptr;
     }
-    atDisk([this] { return (_input.reset(), true); });
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _hasEnded = true;
-    self = std::move(_self);
-    _ended.notify_all();
+    _thread.atDisk([this] { return (_input.reset(), true); });
 }
 
 bool MediaSource::reopen()
 {
-    if (const std::optional<std::string> error = atDisk([this] { return openInput(); })) {
+    if (const std::optional<std::string> error = _thread.atDisk([this] { return openInput(); })) {
         if (!isStopRequested())
             noteError(*error);
         return false;
@@ -246,7 +214,7 @@ bool MediaSource::deliverFile(int repetition)
     bool endsInPacket = false;
     int result = 0;
     const auto read = [&] { return _input->read(packet.get()); };
-    while ((result = atDisk(read)) == 0 || result == AVERROR(EAGAIN)) {
+    while ((result = _thread.atDisk(read)) == 0 || result == AVERROR(EAGAIN)) {
         if (isStopRequested())
             return false;
         if (result != 0) {

@@ -11,7 +11,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <variant>
 #include <vector>
 
@@ -23,6 +22,7 @@
 #include "sources/Interleaver.h"
 #include "sources/MediaInput.h"
 #include "sources/Pacing.h"
+#include "sources/SourceThread.h"
 
 /// Reads a media file with libavformat on a thread of its own and fills a block queue with its packets: those of at
 /// most one video and one audio stream, each as libavformat delivers it, in the file's order, or, when paced, in the
@@ -104,9 +104,8 @@ public:
     void join();
 
     /// As join, for a source that was stopped or has ended; but where its thread does not return from the system within
-    /// @p patience, as when a disk hangs, it is left behind: @p self keeps the source for it until it does, and the
-    /// queue is not touched any more.
-    static void joinOrLeave(std::shared_ptr<MediaSource> self, std::chrono::milliseconds patience);
+    /// @p patience, it is left behind, keeps the source, and does not touch the queue any more.
+    static void joinOrLeave(const std::shared_ptr<MediaSource> &source, std::chrono::milliseconds patience);
 
     /// @return what ended the source before the end of the file, in one line that names it; nothing when all was read,
     ///         or not read on request. Formats without an end of their own, such as transport streams, do not tell that
@@ -137,8 +136,6 @@ private:
     QByteArray packedParameters(std::size_t position) const;
 
     void run();
-    template <class Call>
-    auto atDisk(Call call);
     bool reopen();
     bool deliverFile(int repetition);
     bool deliver(const AVPacket &packet);
@@ -172,18 +169,14 @@ private:
     std::atomic<double> _progress{0};
     std::atomic<bool> _stopRequested{false}; // written under _mutex
 
-    mutable std::mutex _mutex; // guards the next five
+    mutable std::mutex _mutex; // guards the next two
     /// Null before and after the thread runs, which alone writes it then, unless it is at the disk: the queue may be
     /// gone afterwards.
     BlockQueue *_queue = nullptr;
     std::optional<std::string> _error;
-    bool _isAtDisk = false;             // the thread, from where it may never return
-    bool _hasEnded = false;             // the thread
-    std::shared_ptr<MediaSource> _self; // once it is left behind
 
     std::condition_variable _stopped;
-    std::condition_variable _ended;
-    std::thread _thread;
+    SourceThread _thread; // the last: it uses all the others
 };
 
 #endif
