@@ -10,13 +10,14 @@
 #include <thread>
 #include <utility>
 
-/// Ends the process, naming what hangs, unless it is destroyed within its time. For what cannot be waited for with a
-/// deadline, because the waiting thread itself would hang.
+/// Ends the process, naming what hangs, unless it is destroyed or told of progress within its time. For what cannot be
+/// waited for with a deadline, because the waiting thread itself would hang.
 class HangGuard {
 public:
     explicit HangGuard(std::string what, std::chrono::seconds limit = std::chrono::seconds(60))
         : _what(std::move(what))
-        , _watch([this, limit] { watch(limit); })
+        , _limit(limit)
+        , _watch([this] { watch(); })
     {
     }
     ~HangGuard()
@@ -31,22 +32,34 @@ public:
     HangGuard(const HangGuard &) = delete;
     HangGuard &operator=(const HangGuard &) = delete;
 
+    /// Something was done: its time begins anew.
+    void noteProgress()
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _end = Clock::now() + _limit;
+    }
+
 private:
-    void watch(std::chrono::seconds limit)
+    using Clock = std::chrono::system_clock; // ThreadSanitizer does not know the wait on the steady one
+
+    void watch()
     {
         std::unique_lock<std::mutex> lock(_mutex);
-        // On the system clock, because ThreadSanitizer does not know the wait on the steady one.
-        if (_changed.wait_until(lock, std::chrono::system_clock::now() + limit, [this] { return _isOver; }))
-            return;
+        while (Clock::now() < _end) {
+            if (_changed.wait_until(lock, Clock::time_point(_end), [this] { return _isOver; }))
+                return;
+        }
         std::fprintf(stderr, "%s: hangs\n", _what.c_str());
         std::abort();
     }
 
     const std::string _what;
-    std::mutex _mutex;
+    const std::chrono::seconds _limit;
+    std::mutex _mutex; // guards the next two
+    Clock::time_point _end = Clock::now() + _limit;
+    bool _isOver = false;
     std::condition_variable _changed;
-    bool _isOver = false; // guarded by _mutex
-    std::thread _watch;   // last: it uses the others
+    std::thread _watch; // last: it uses the others
 };
 
 #endif

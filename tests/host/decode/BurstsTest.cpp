@@ -72,7 +72,15 @@ private:
 TEST_F(Bursts, MakeNoDifferenceToTheSamples)
 {
     expectNoDifference(samples());
+}
+
+TEST_F(Bursts, MakeNoDifferenceToKeyBlocksOfTheSamples)
+{
     expectNoDifference(samples(), {"--time-saving"});
+}
+
+TEST_F(Bursts, MakeNoDifferenceToTheSamplesTwiceOnOneThread)
+{
     expectNoDifference(samples(), {"--repeat", "2", "--threads", "1"});
 }
 
@@ -81,6 +89,12 @@ TEST_F(Bursts, MakeNoDifferenceToTheMediaFolder)
     if (mediaFiles().isEmpty())
         GTEST_SKIP() << noMediaFolder;
     expectNoDifference(mediaFiles());
+}
+
+TEST_F(Bursts, MakeNoDifferenceToKeyBlocksOfTheMediaFolder)
+{
+    if (mediaFiles().isEmpty())
+        GTEST_SKIP() << noMediaFolder;
     expectNoDifference(mediaFiles(), {"--time-saving"});
 }
 
