@@ -33,7 +33,7 @@ constexpr std::chrono::milliseconds idleInterval{5};
 constexpr std::chrono::seconds portLimit{10};
 constexpr std::chrono::milliseconds portInterval{50};
 
-/// Its thread has then ended, but for the system.
+/// So long after its duration its thread has ended, unless it is held up by the system.
 constexpr std::chrono::milliseconds overdueAfter{300};
 
 /// So many times what an attempt in vain has computed passes until the next.

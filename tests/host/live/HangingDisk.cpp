@@ -11,8 +11,8 @@
 
 // What a program meets that has files on a disk which has stopped answering: a call does not return. Loaded into it
 // before its other libraries. Files whose name contains "cannot-open" hang when they are opened, those with
-// "cannot-write" when they are written, those with "cannot-read" when they are read beyond their first 512 KiB, with "cannot-stat" when it is asked what they are, and with "cannot-remove"
-// when they are removed.
+// "cannot-write" when they are written, with "cannot-read" when they are read beyond their first 512 KiB, with
+// "cannot-stat" when it is asked what they are, and with "cannot-remove" when they are removed.
 
 namespace {
 
