@@ -69,7 +69,7 @@ private:
     // So many stalled files do not hold up others, and so many silent servers.
     JobThreads _openers{"Opener", 4, _reserve, openingPatience};
     JobThreads _remoteOpeners{"RemoteOpener", 16, _reserve, openingPatience};
-    JobThreads _enders{"Ender", 2, _reserve};
+    JobThreads _enders{"Ender", 4, _reserve}; // so many files on a disk that hangs hold up no others
     JobThreads _remoteEnders{"RemoteEnder", 16, _reserve};
     const InputRun::Environment _environment;
     const std::shared_ptr<SessionJobs> _jobs;

@@ -222,6 +222,7 @@ int MediaInput::openContext(const std::string &url, FormatOptions &options, bool
         return AVERROR(ENOMEM);
     // As the ffmpeg tool does: it decides which streams of a broadcast recording there are.
     options.set("scan_all_pmts", "1");
+    options.set("m3u8_hold_counters", std::to_string(MediaParts::mostPauses));
     // What is found out about the streams may be all of a short playlist.
     const FfmpegMessages::Listening listening(_messages, _context);
     const int result = openInput(InputFile::nameOf(url), nullptr, options);

@@ -64,6 +64,9 @@ public:
     /// Whether it is a playlist, whose parts come one after the other, each at once.
     bool isPlaylist() const { return container() == "hls"; }
 
+    /// @return whether it ended because nothing was added for long to a playlist that does not say that it is complete.
+    bool isLeftIncomplete() const { return isPlaylist() && _parts.hasPausedInVain(); }
+
     /// @return whether, during the last call, datagrams or a part of a playlist were found to be missing. Nobody knows
     ///         how many packets that damaged, nor of which stream.
     bool hasNoticedGap() const { return _messages.hasNoticedGap() || _noticedCutOff; }
