@@ -36,9 +36,13 @@ private:
     QSemaphore &_ended;
 };
 
-/// @return @p queue as the host has files decoded; itself where that is not asked for.
+/// @return @p queue as the host has files decoded, or live streams with --burst; itself where neither is asked for.
 ModkitPtr<IInputQueue> inBursts(const ModkitPtr<IInputQueue> &queue, const DecodingTask &task, DamageCounts &damage)
 {
+    if (task.liveBurst > 0) {
+        const auto length = [longest = task.liveBurst](bool /*keyBlocks*/) { return longest; };
+        return ModkitPtr<BurstQueue>(new BurstQueue(queue, 0, length, std::chrono::seconds(1)));
+    }
     if (task.burstMs == 0)
         return queue;
     // One pace for all, which decode the same.
@@ -63,7 +67,7 @@ std::variant<DecodingResult, std::string> ComponentDecoding::run(const Clip &cli
     QSemaphore ended;
     const ResourceUse use;
     std::optional<Schedule> schedule;
-    if (task.paced)
+    if (task.paced || task.liveBurst > 0)
         schedule.emplace(Schedule::Clock::now() + Schedule::frameTime, task.streamCount);
     std::vector<ModkitPtr<IDecoder>> handles;
     for (int stream = 0; stream < task.streamCount; ++stream) {

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr char usage[] = "usage: decode_bench (component | bare) CLIP [streams=N] [threads=N] [packets=N] [paced=1] "
-                         "[time-saving=1] [check=1] [whole-streams=1] [burst-ms=N]\n";
+                         "[time-saving=1] [check=1] [whole-streams=1] [burst-ms=N] [live-burst=N]\n";
 
 /// @return whether @p argument is known, and then stored in @p task or @p packetCount.
 bool store(const char *argument, DecodingTask &task, int &packetCount)
@@ -41,6 +41,8 @@ bool store(const char *argument, DecodingTask &task, int &packetCount)
         task.wholeStreams = true;
     else if (name == "burst-ms")
         task.burstMs = value;
+    else if (name == "live-burst")
+        task.liveBurst = value;
     else
         return false;
     return true;

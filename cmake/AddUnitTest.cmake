@@ -4,8 +4,8 @@
 # Adds one GoogleTest program and every test in it to CTest, each under a time limit that only a hang reaches: 120 s, or
 # TIMEOUT. The tests that the GoogleTest filter TIMED matches get the label "timed" instead of LABELS: they hold only
 # where the machine gives them the processor when they need it, as those do in which live streams must lose nothing.
-# CTest knows a program as one test where starting it takes longer than a test: in Wine, and with a sanitizer unless it
-# has a label.
+# CTest knows a program as one test where starting it takes longer than a test: in Wine, and with AddressSanitizer
+# unless it has a label.
 function(add_unit_test NAME)
     cmake_parse_arguments(PARSE_ARGV 1 TEST "" "TIMEOUT;TIMED" "SOURCES;LINK;LABELS;OPTIONS")
     if(NOT TEST_TIMEOUT)
@@ -24,7 +24,7 @@ function(add_unit_test NAME)
     if(others STREQUAL "-*")
         return()
     endif()
-    if(WIN32 OR (CMAKE_CXX_FLAGS MATCHES "-fsanitize" AND NOT TEST_LABELS))
+    if(WIN32 OR (CMAKE_CXX_FLAGS MATCHES "-fsanitize=address" AND NOT TEST_LABELS))
         add_test(NAME ${NAME} COMMAND ${NAME} "--gtest_filter=${others}")
         math(EXPR TEST_TIMEOUT "5 * ${TEST_TIMEOUT}") # of all its tests
         set_tests_properties(${NAME} PROPERTIES TIMEOUT ${TEST_TIMEOUT} LABELS "${TEST_LABELS}")

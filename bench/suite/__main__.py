@@ -10,9 +10,11 @@ import alternatives
 import bare_loop
 import capacity
 import cycle
+import files
 import growth
 import latency
 import library
+import live
 import paced
 import report
 import small_files
@@ -20,8 +22,7 @@ from clips import Clips
 from context import Context, machine
 
 PARTS = {"cycle": cycle, "growth": growth, "bare": bare_loop, "library": library, "alternatives": alternatives,
-         "small": small_files,
-         "paced": paced, "latency": latency, "capacity": capacity}
+         "small": small_files, "files": files, "live": live, "paced": paced, "latency": latency, "capacity": capacity}
 
 
 def main() -> int:

@@ -74,14 +74,6 @@ def _beside_whole_streams(context: Context, instruction_ratio: float) -> None:
 def _bursts(context: Context) -> None:
     """Files in bursts beside the bare loop that takes its streams in turn, packet by packet."""
     clip = context.clips.clip("h264", "720p")
-    few, many = (3, 8) if context.quick else (10, 30)
-
-    def spent(side: str, **more) -> float:
-        named = [f"{name}={value}" for name, value in more.items()]
-        return each(instructions, lambda packets: [context.programs / "decode_bench", side, clip, "streams=2",
-                                                   "threads=1", f"packets={packets}", *named], few, many)
-
-    instruction_ratio = spent("component", **{"burst-ms": BURST_MS}) / spent("bare")
     for streams, rounds in BURSTS_QUICK if context.quick else BURSTS_FULL:
         def program(side: str, streams=streams, **more):
             return lambda: context.decode_bench(side, clip, streams=streams, threads=context.threads, packets=50,
@@ -90,4 +82,4 @@ def _bursts(context: Context) -> None:
         found = interleaved({"bursts": program("component", burst_ms=BURST_MS), "turns": program("bare")}, rounds)
         context.add_median(f"bare.bursts-{streams}.cpu",
                            f"{streams} streams of 720p in bursts, beside a bare loop over streams in turn: CPU time",
-                           ratio(found["bursts"], found["turns"]), "", BURSTS_TARGET, instruction_ratio)
+                           ratio(found["bursts"], found["turns"]), "", BURSTS_TARGET)

@@ -42,6 +42,13 @@ class Clips:
             self._write(["-i", self.clip(codec, size), "-c", "copy", "-frames:v", frames], path)
         return path
 
+    def repeated(self, codec: str, size: str, times: int) -> Path:
+        """@return a clip several times over."""
+        path = self._folder / f"{codec}-{size}-x{times}.mp4"
+        if not path.exists():
+            self._write(["-stream_loop", times - 1, "-i", self.clip(codec, size), "-c", "copy"], path)
+        return path
+
     def sound(self, name: str, seconds: int) -> Path:
         """@return sound in the file format `name`."""
         path = self._folder / f"sound-{seconds}.{name}"

@@ -6,10 +6,6 @@ from pathlib import Path
 import charts
 from figure import Results, measured, number
 
-BEGIN = "<!-- measured: begin -->"
-END = "<!-- measured: end -->"
-
-
 def write(results: Results, machine: dict, folder: Path) -> None:
     folder.mkdir(parents=True, exist_ok=True)
     _add_ratio_chart(results)
@@ -21,15 +17,21 @@ def write(results: Results, machine: dict, folder: Path) -> None:
 
 
 def update_documents(results: Results, machine: dict, docs: Path) -> None:
-    """Puts the table and the charts into the documents."""
-    page = docs / "performance.md"
-    text = page.read_text(encoding="utf-8")
-    before, rest = text.split(BEGIN)
-    after = rest.split(END)[1]
-    named = (f"{machine['processor']}, {machine['cores']} virtual processors, Linux {machine['kernel']}, load "
-             f"{machine['load']:.1f} at the beginning, {sum(machine['seconds'].values()) / 60:.0f} minutes"
-             f"{', --realtime' if machine['realtime'] else ''}.")
-    page.write_text(f"{before}{BEGIN}\n{named}\n\n{table(results)}{END}{after}", encoding="utf-8")
+    """Writes the document of all figures, and the charts."""
+    options = ", --realtime" if machine["realtime"] else ""
+    minutes = sum(machine["seconds"].values()) / 60
+    text = f"""# What was measured
+
+`scripts/measure --docs` writes this page; [what a stream costs](performance.md) tells how it measures, and what the
+figures say.
+
+{machine["processor"]}, {machine["cores"]} virtual processors, Linux {machine["kernel"]}, load {machine["load"]:.1f} at
+the beginning, {minutes:.0f} minutes{options}.
+
+{table(results)}"""
+    for name in results.charts:
+        text += f"\n![{name.removesuffix('.svg')}](charts/{name})\n"
+    (docs / "measurements.md").write_text(text, encoding="utf-8")
     (docs / "charts").mkdir(exist_ok=True)
     for name, chart in results.charts.items():
         (docs / "charts" / name).write_text(chart, encoding="utf-8")

@@ -9,6 +9,7 @@
 #include "cli/LoadLimitsText.h"
 #include "cli/OutputFiles.h"
 #include "media/ShownUrl.h"
+#include "session/CodecThreads.h"
 #include "sources/InputNames.h"
 #include <CLI/CLI.hpp>
 
@@ -205,6 +206,12 @@ void addDecode(CLI::App &app, DecodeOptions &options)
         addWord(command, word, options.input);
     command.add_flag_callback(
         "--time-saving", [&options] { options.session.mode = decoding::Mode::TimeSaving; }, "Decode key blocks only");
+    command
+        .add_option("--codec-threads", options.session.codecThreads,
+                    "Let libavcodec decode a file's video in N threads, where it can; 0\n"
+                    "(the default): as many as there are cores for. Live and paced inputs\nhave one")
+        ->option_text("N")
+        ->check(CLI::Range(0, CodecThreads::most));
     command.add_option("--copies", options.copies, "Decode each input N times, side by side")
         ->option_text("N")
         ->check(CLI::Range(1, maxCopies));

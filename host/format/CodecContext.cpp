@@ -1,12 +1,16 @@
 #include "format/CodecContext.h"
 
+#include <algorithm>
+#include <chrono>
 #include <exception>
+#include <functional>
 #include <new>
 #include <utility>
 
 #include "format/Fourcc.h"
 #include "format/PictureMemory.h"
 #include "media/ThreadTime.h"
+#include "threads/HostThread.h"
 
 namespace {
 
@@ -49,10 +53,11 @@ void CodecContext::decode(const QByteArray &block, bool keyBlock, qint64 blockTi
         return;
     }
     const std::shared_ptr<DecodingPace> pace = _pace;
+    const auto began = std::chrono::steady_clock::now();
     const auto before = pace ? ThreadTime::now() : std::chrono::nanoseconds(0);
     const int packets = decodePackets(block, keyBlock, blockTimeMs, deliver);
     if (pace)
-        pace->note(keyBlock, packets, ThreadTime::now() - before);
+        pace->note(keyBlock, packets, _threads ? std::chrono::steady_clock::now() - began : ThreadTime::now() - before);
 }
 
 /// Does @p step; counts what it throws.
@@ -116,7 +121,7 @@ void CodecContext::decodeUnpacked(const QByteArray *parameters, const Deliver &d
 {
     if (parameters && *parameters != _parameters) {
         drain(deliver);
-        _context = open(*parameters);
+        _context = open(*parameters, &_threads);
         _parameters = *parameters;
     }
     if (_context)
@@ -128,18 +133,29 @@ void CodecContext::decodeUnpacked(const QByteArray *parameters, const Deliver &d
 
 void CodecContext::drain(const Deliver &deliver)
 {
-    _parameters.clear();
+    const QByteArray parameters = std::exchange(_parameters, QByteArray());
     // Closed whatever happens on the way.
-    const Context context = std::move(_context);
+    const std::unique_ptr<FrameThreads> threads = std::move(_threads);
+    Context context = std::move(_context);
     if (!context)
         return;
     int result = avcodec_send_packet(context.get(), nullptr);
+    if (threads) {
+        result = result < 0 ? result : receiveFromThreads(*context, *threads, deliver);
+        if (result == AVERROR_EOF)
+            return;
+        context = decodeAgain(std::move(context), *threads, parameters, deliver);
+        if (!context)
+            return;
+        result = avcodec_send_packet(context.get(), nullptr);
+    }
     // An error while draining costs one frame; libavcodec itself ends the drain after too many of them.
     while (result != AVERROR_EOF && result != AVERROR(EAGAIN))
         result = receive(*context, deliver);
 }
 
-CodecContext::Context CodecContext::open(const QByteArray &parameters)
+/// @param threads receives the threads that the codec decodes in, if it does; null: it must not.
+CodecContext::Context CodecContext::open(const QByteArray &parameters, std::unique_ptr<FrameThreads> *threads)
 {
     const std::unique_ptr<AVCodecParameters, Free> codec(orThrow(avcodec_parameters_alloc()));
     const auto stream = MediaBlock::unpackParameters(parameters, codec.get());
@@ -164,8 +180,22 @@ CodecContext::Context CodecContext::open(const QByteArray &parameters)
     context->thread_count = 1;
     if (_mediaType == AVMEDIA_TYPE_VIDEO)
         PictureMemory::use(_pictures, context.get());
-    if (result >= 0)
+    const int threadCount = threads && _pace ? _pace->codecThreads() : 1;
+    const bool inThreads = threadCount > 1 && FrameThreads::canDecode(*decoder);
+    if (inThreads)
+        *threads = std::make_unique<FrameThreads>(threadCount, *codec, *context);
+    if (result >= 0 && inThreads) {
+        const HostThread::NameForOthers name("Codec");
         result = avcodec_open2(context.get(), decoder, nullptr);
+    } else if (result >= 0) {
+        result = avcodec_open2(context.get(), decoder, nullptr);
+    }
+    // The system may have refused a thread.
+    if (inThreads && (result < 0 || (context->active_thread_type & FF_THREAD_FRAME) == 0)) {
+        context.reset();
+        threads->reset();
+        return open(parameters, nullptr);
+    }
     noteCodec(avcodec_get_name(codec->codec_id), context->width, context->height, result < 0);
     if (result < 0) {
         countError(DamageCounts::UnusableStream, result);
@@ -183,12 +213,81 @@ void CodecContext::decodePacket(const Deliver &deliver)
         count(DamageCounts::UndecodableBlock, "a raw picture is too short");
         return;
     }
-    const int result = avcodec_send_packet(_context.get(), _packet.get());
+    if (_threads)
+        decodeInThreads(deliver);
+    else
+        decodeAlone(*_context, *_packet, deliver);
+}
+
+/// Decodes the packet in threads, or from now on without them.
+void CodecContext::decodeInThreads(const Deliver &deliver)
+{
+    const bool isTaken = _threads->hasRoomFor(*_packet);
+    if (isTaken) {
+        _threads->add(*_packet, *_context);
+        int result = avcodec_send_packet(_context.get(), _packet.get());
+        result = result < 0 ? result : receiveFromThreads(*_context, *_threads, deliver);
+        if (result == AVERROR(EAGAIN))
+            return;
+    }
+    const std::unique_ptr<FrameThreads> threads = std::move(_threads);
+    _context = decodeAgain(std::move(_context), *threads, _parameters, deliver);
+    if (_context && !isTaken)
+        decodeAlone(*_context, *_packet, deliver);
+}
+
+/// @return AVERROR(EAGAIN) or AVERROR_EOF when all is well, and delivered.
+int CodecContext::receiveFromThreads(AVCodecContext &context, FrameThreads &threads, const Deliver &deliver)
+{
+    while (true) {
+        const int result = avcodec_receive_frame(&context, _frame.get());
+        if (threads.haveFailed() || (result >= 0 && isDamaged(*_frame))) {
+            av_frame_unref(_frame.get());
+            return AVERROR_INVALIDDATA;
+        }
+        if (result < 0)
+            return result;
+        threads.noteDelivered(*_frame, context);
+        deliverFrame(context, deliver);
+    }
+}
+
+/// Decodes on the calling thread what @p inThreads has not delivered yet. @return the codec, for what follows; null
+/// when it cannot be opened.
+CodecContext::Context CodecContext::decodeAgain(Context inThreads, const FrameThreads &threads,
+                                                const QByteArray &parameters, const Deliver &deliver)
+{
+    const int reorderedPictures = inThreads->has_b_frames;
+    inThreads.reset();
+    Context context = open(parameters, nullptr);
+    if (!context)
+        return nullptr;
+    context->has_b_frames = std::max(context->has_b_frames, reorderedPictures);
+    bool isNew = false;
+    const auto deliverNew = [&](const AVCodecContext &codec, const AVFrame &frame, qint64 blockTimeMs) {
+        isNew = isNew || !threads.wasDelivered(frame);
+        if (isNew)
+            deliver(codec, frame, blockTimeMs);
+    };
+    for (const FrameThreads::Sent &sent : threads.sent()) {
+        if (_pace && _pace->isStopped())
+            break;
+        if (!isNew && threads.timeGuess())
+            threads.timeGuess()->applyTo(*context);
+        context->reordered_opaque = sent.number;
+        guarded([&] { decodeAlone(*context, *sent.packet, std::ref(deliverNew)); });
+    }
+    return context;
+}
+
+void CodecContext::decodeAlone(AVCodecContext &context, const AVPacket &packet, const Deliver &deliver)
+{
+    const int result = avcodec_send_packet(&context, &packet);
     if (result < 0) {
         countError(DamageCounts::UndecodableBlock, result);
         return;
     }
-    while (receive(*_context, deliver) >= 0) {
+    while (receive(context, deliver) >= 0) {
     }
 }
 
@@ -200,14 +299,19 @@ int CodecContext::receive(AVCodecContext &context, const Deliver &deliver)
     if (result >= 0) {
         if (isDamaged(*_frame))
             count(DamageCounts::ConcealedDamage, context.codec->name);
-        noteCodec(_codec.name, _frame->width, _frame->height);
-        deliver(context, *_frame, _blockTimeMs);
-        // At once: the codec may wait for the memory.
-        av_frame_unref(_frame.get());
+        deliverFrame(context, deliver);
     } else if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) {
         countError(DamageCounts::UndecodableBlock, result);
     }
     return result;
+}
+
+void CodecContext::deliverFrame(const AVCodecContext &context, const Deliver &deliver)
+{
+    noteCodec(_codec.name, _frame->width, _frame->height);
+    deliver(context, *_frame, _blockTimeMs);
+    // At once: the codec may wait for the memory.
+    av_frame_unref(_frame.get());
 }
 
 void CodecContext::countError(DamageCounts::Kind kind, int error) const noexcept

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "format/DamageCounts.h"
+#include "format/FrameThreads.h"
 #include "format/MediaBlock.h"
 #include "slab/BlockOwner.h"
 
@@ -17,7 +18,8 @@ extern "C" {
 
 /// The codec of one stream, from its blocks to libavcodec's frames: what video and audio codec decoders share. Opened
 /// at the first key block from the parameters in it, opened anew when a later key block brings others. Decodes on the
-/// calling thread alone. Reentrant; nothing here throws.
+/// calling thread alone, or on as many threads of libavcodec as the stream's DecodingPace allows (see FrameThreads):
+/// then pictures come out some packets later, and what comes out is the same. Reentrant; nothing here throws.
 class CodecContext final {
 public:
     /// Receives one decoded frame, which is valid for the call only, with the block time of the packet that it came out
@@ -57,9 +59,15 @@ private:
     int decodePackets(const QByteArray &block, bool keyBlock, qint64 blockTimeMs, const Deliver &deliver) noexcept;
     void decodeUnpacked(const QByteArray *parameters, const Deliver &deliver);
     void drain(const Deliver &deliver);
-    Context open(const QByteArray &parameters);
+    Context open(const QByteArray &parameters, std::unique_ptr<FrameThreads> *threads);
     void decodePacket(const Deliver &deliver);
+    void decodeInThreads(const Deliver &deliver);
+    int receiveFromThreads(AVCodecContext &context, FrameThreads &threads, const Deliver &deliver);
+    Context decodeAgain(Context inThreads, const FrameThreads &threads, const QByteArray &parameters,
+                        const Deliver &deliver);
+    void decodeAlone(AVCodecContext &context, const AVPacket &packet, const Deliver &deliver);
     int receive(AVCodecContext &context, const Deliver &deliver);
+    void deliverFrame(const AVCodecContext &context, const Deliver &deliver);
     void countError(DamageCounts::Kind kind, int error) const noexcept;
     void noteCodec(const QByteArray &name, int width, int height, bool isMissing = false);
 
@@ -78,6 +86,8 @@ private:
     std::shared_ptr<DecodingPace> _pace;
     /// Of the packet that is being decoded.
     qint64 _blockTimeMs = 0;
+    /// Null while the codec decodes on the calling thread alone. Outlives the codec.
+    std::unique_ptr<FrameThreads> _threads;
     /// Null before the first key block, after the end of the stream, and while the stream cannot be decoded.
     Context _context;
     /// What it reported last of the stream's codec.

@@ -24,6 +24,8 @@ DecodedStream::DecodedStream(const InputFeed::Stream &stream, const ModkitPtr<II
     , _pace(settings.bursts || settings.burstPatience.count() > 0 ? environment.damage.watchPace(_damageKey) : nullptr)
     , _decoderQueue(makeDecoderQueue())
 {
+    if (_pace)
+        _pace->setCodecThreads(settings.codecThreads);
 }
 
 DecodedStream::~DecodedStream()

@@ -46,6 +46,7 @@ public:
         int longestBurst = 0; // packets, within BurstTime::chosen; 0: as many as the time of `bursts` allows
         /// How long packets wait for each other to fill a burst; then they need no `bursts`.
         std::chrono::milliseconds burstPatience{0};
+        int codecThreads = 1; // of libavcodec, where packets come in bursts
     };
 
     /// @param queue that the decoder is to read. @param gate closed by outputs without room.

@@ -19,6 +19,8 @@ constexpr BlockQueue::Limits queueLimits{64, 8 << 20};
 constexpr BlockQueue::Limits soundLimits{256, 8 << 20};
 // With an opening that was cancelled. What waits for the network comes back sooner, but not for a name.
 constexpr std::chrono::milliseconds openingPatience(300);
+// With a reading that was cancelled.
+constexpr std::chrono::milliseconds readingPatience(200);
 constexpr std::chrono::milliseconds retryInterval(500);
 
 } // namespace
@@ -190,7 +192,7 @@ void FileFeed::wait()
         _opening->done.wait_for(lock, openingPatience, [this] { return _opening->phase != Opening::Phase::Running; });
     }
     if (_source)
-        _source->join();
+        MediaSource::joinOrLeave(_source, readingPatience);
 }
 
 bool FileFeed::isDrained() const

@@ -13,8 +13,7 @@
 #include "sources/MediaSource.h"
 
 /// Feeds an input that comes to its end: a file, whose blocks wait in one queue for all streams until they are decoded.
-/// One that is cancelled while it is being opened is left behind where the opening does not return, as on a disk that
-/// hangs.
+/// One that is cancelled is left behind where its opening or its reading does not return, as on a disk that hangs.
 class FileFeed final : public InputFeed {
 public:
     /// @param openers on a thread of which the file is opened; outlives the feed.
@@ -54,7 +53,7 @@ private:
     const MediaSource::Options _options;
     JobThreads &_openers;
     std::shared_ptr<Opening> _opening;    // shared with the job; null once its result was taken
-    std::unique_ptr<MediaSource> _source; // null until it is open
+    std::shared_ptr<MediaSource> _source; // null until it is open
     ModkitPtr<BlockQueue> _queue;         // null until a stream is to be decoded
     std::set<StreamKind> _decoded;        // kinds
     std::optional<std::string> _openingError;

@@ -32,8 +32,10 @@ InputRun::InputRun(quint64 number, const std::string &url, InputNames::Name name
 {
     // Nobody would read a stream that no output takes.
     const bool isOpen = _options.outputs.empty();
-    _feeds.add(_options.video && (isOpen || isWritten(StreamKind::Video)),
-               _options.audio && (isOpen || isWritten(StreamKind::Audio)));
+    const bool takesVideo = _options.video && (isOpen || isWritten(StreamKind::Video));
+    _feeds.add(takesVideo, _options.audio && (isOpen || isWritten(StreamKind::Audio)));
+    if (takesVideo)
+        _codecShare = std::make_unique<CodecThreads::Share>(_environment.codecThreads);
 }
 
 InputRun::~InputRun()
@@ -144,6 +146,7 @@ void InputRun::poll()
     noteFirstFrames();
     endReadersInVain();
     _feeds.dropLeft();
+    giveBackCodecThreads();
     tellHandle();
 }
 
@@ -235,6 +238,8 @@ std::optional<std::string> InputRun::openOutputs(StreamKind kind)
     if (!_core->isPunctual()) {
         settings.bursts = _environment.feeds.bursts;
         settings.longestBurst = _options.burst;
+        if (kind == StreamKind::Video)
+            settings.codecThreads = _environment.codecThreads->forFile();
     } else if (isLive() && kind == StreamKind::Video && _options.burst > 1) {
         settings.longestBurst = _options.burst;
         settings.burstPatience = burstPatience;
@@ -310,6 +315,13 @@ void InputRun::endReadersInVain()
         if (feed ? feed->isFinished() : isOver || isMissing)
             at(kind).endReaders();
     }
+}
+
+void InputRun::giveBackCodecThreads()
+{
+    const bool hasNoVideo = _isKnown && !_present[indexOf(StreamKind::Video)] && !isLive();
+    if (hasNoVideo || isFinished())
+        _codecShare.reset();
 }
 
 std::vector<InputRun::ShownStream> InputRun::streams() const

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "session/Admission.h"
+#include "session/CodecThreads.h"
 #include "session/DecodedStream.h"
 #include "session/InputCore.h"
 #include "session/InputFeeds.h"
@@ -32,6 +33,7 @@ public:
         InputFeeds::Environment feeds;
         std::shared_ptr<const InputFiles> inputFiles; // that no output may be written to
         std::shared_ptr<quint64> pairs;               // of decoders of both kinds that were made together
+        std::shared_ptr<CodecThreads> codecThreads;
     };
 
     /// @param number that no other input of the session has.
@@ -124,6 +126,7 @@ private:
     void giveUp(const std::string &error);
     void followChanges();
     void endReadersInVain();
+    void giveBackCodecThreads();
     void noteUndecodable();
     void noteFirstFrames();
     void tellHandle();
@@ -146,6 +149,7 @@ private:
     std::optional<Admission::Instant> _movedAt; // it was seen to come on
     std::optional<std::string> _error;          // of the outputs, the component or a callback
     InputTroubles _troubles;
+    std::unique_ptr<CodecThreads::Share> _codecShare; // while it has, or may have, video to be decoded
 };
 
 #endif

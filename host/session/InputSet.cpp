@@ -35,11 +35,13 @@ bool writesFiles(const decoding::InputOptions &options)
 } // namespace
 
 InputSet::InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
-                   Admission admission, std::chrono::milliseconds roundInterval)
+                   std::shared_ptr<CodecThreads> codecThreads, Admission admission,
+                   std::chrono::milliseconds roundInterval)
     : _environment{environment,
                    {{_openers, {_enders}}, {_remoteOpeners, {_remoteEnders}}, std::make_shared<BurstTime>()},
                    _inputFiles,
-                   std::make_shared<quint64>(0)}
+                   std::make_shared<quint64>(0),
+                   std::move(codecThreads)}
     , _jobs(std::move(jobs))
     , _roundInterval(roundInterval)
     , _admission(std::move(admission))

@@ -29,9 +29,10 @@ public:
         AtOnce
     };
 
-    /// @param jobs for the handles of the inputs, and for what is new in these.
+    /// @param jobs for the handles of the inputs, and for what is new in these. @param codecThreads never null.
     /// @throws std::system_error when the system has no thread for them.
-    InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs, Admission admission,
+    InputSet(const DecodedStream::Environment &environment, std::shared_ptr<SessionJobs> jobs,
+             std::shared_ptr<CodecThreads> codecThreads, Admission admission,
              std::chrono::milliseconds roundInterval = usualRoundInterval);
     InputSet(const InputSet &) = delete;
     InputSet &operator=(const InputSet &) = delete;
@@ -79,7 +80,7 @@ private:
     // So many stalled files do not hold up others, and so many silent servers.
     JobThreads _openers{"Opener", 4, _reserve, openingPatience};
     JobThreads _remoteOpeners{"RemoteOpener", 16, _reserve, openingPatience};
-    JobThreads _enders{"Ender", 2, _reserve};
+    JobThreads _enders{"Ender", 4, _reserve}; // so many files on a disk that hangs hold up no others
     JobThreads _remoteEnders{"RemoteEnder", 16, _reserve};
     const InputRun::Environment _environment;
     const std::shared_ptr<SessionJobs> _jobs;

@@ -8,6 +8,9 @@ namespace {
 constexpr int maxQueuedBlocks = 1024;
 constexpr qint64 maxQueuedBytes = 16 << 20;
 
+// With a source that was cancelled, and may have to take leave of its server.
+constexpr std::chrono::milliseconds sourcePatience(500);
+
 ModkitPtr<LiveQueue> newQueue(const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
 {
     const LiveQueue::Limits limits{maxQueuedBlocks, maxQueuedBytes, maxLatency};
@@ -33,15 +36,15 @@ InputFeed::Figures figuresOf(const LiveQueue &queue)
 LiveFeed::LiveFeed(const std::string &url, const LiveSource::Options &options, std::chrono::milliseconds maxLatency)
     : _name(options.label.toStdString())
     , _queues{newQueue(options, maxLatency), newQueue(options, maxLatency)}
-    , _source(url, options, _queues[0], _queues[1])
+    , _source(std::make_shared<LiveSource>(url, options, _queues[0], _queues[1]))
 {
 }
 
 std::vector<InputFeed::Stream> LiveFeed::takeStreams()
 {
     // In this order: where there are streams, the start time of a connection is there already.
-    const std::vector<MediaSource::Stream> known = _source.streams();
-    const qint64 startTimeUs = _source.status().startTimeUs;
+    const std::vector<MediaSource::Stream> known = _source->streams();
+    const qint64 startTimeUs = _source->status().startTimeUs;
     std::vector<Stream> streams;
     for (const MediaSource::Stream &stream : known) {
         const auto [place, isNew] = _taken.insert({kindOf(stream.streamId), stream});
@@ -52,23 +55,36 @@ std::vector<InputFeed::Stream> LiveFeed::takeStreams()
     return streams;
 }
 
+LiveFeed::~LiveFeed()
+{
+    cancel();
+    wait();
+}
+
 void LiveFeed::cancel()
 {
     for (const ModkitPtr<LiveQueue> &queue : _queues)
         queue->close();
-    _source.requestStop();
+    _source->requestStop();
+}
+
+void LiveFeed::wait()
+{
+    LiveSource::joinOrLeave(_source, _source->isOverdue() ? std::chrono::milliseconds(0) : sourcePatience);
 }
 
 bool LiveFeed::isDrained() const
 {
-    return _source.status().state == LiveSource::State::Ended &&
+    if (_source->isOverdue())
+        return true;
+    return _source->status().state == LiveSource::State::Ended &&
            std::all_of(_decoded.begin(), _decoded.end(),
                        [this](StreamKind kind) { return _queues[indexOf(kind)]->isDrained(); });
 }
 
 InputFeed::Status LiveFeed::status() const
 {
-    const LiveSource::Status source = _source.status();
+    const LiveSource::Status source = _source->status();
     Status status;
     switch (source.state) {
     case LiveSource::State::Connecting:

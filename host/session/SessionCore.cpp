@@ -10,6 +10,7 @@
 #include "format/FormatManager.h"
 #include "interfaces/InterfaceIdentifiers.h"
 #include "media/ShownUrl.h"
+#include "session/CodecThreads.h"
 #include "session/InputCore.h"
 #include "session/InputOptionsCheck.h"
 #include "session/ProcessThreads.h"
@@ -72,6 +73,9 @@ decoding::Session::Core::Core(SessionOptions options)
     if (_options.filesAtOnce < 0)
         throw Error("SessionOptions::filesAtOnce is " + std::to_string(_options.filesAtOnce) +
                     "; it takes a number from 0");
+    if (_options.codecThreads < 0 || _options.codecThreads > CodecThreads::most)
+        throw Error("SessionOptions::codecThreads is " + std::to_string(_options.codecThreads) +
+                    "; it takes a number from 0 to " + std::to_string(CodecThreads::most));
     if (_options.governor && !(_options.governor->low > 0 && _options.governor->low < _options.governor->high))
         throw Error("SessionOptions::governor takes limits with 0 < low < high");
     // Here rather than on the thread that other sessions need, too: they are read from disks.
@@ -133,7 +137,10 @@ void decoding::Session::Core::start(const SessionSettings &settings)
         try {
             const DecodedStream::Environment environment{*_manager, *_workers, *_damage,
                                                          static_cast<int>(_componentThreads.size())};
-            _inputs = std::make_unique<InputSet>(environment, _jobs, makeAdmission());
+            // A governor would not see what threads compute that are not the component's.
+            const auto codecThreads = std::make_shared<CodecThreads>(
+                _options.codecThreads, _options.governor ? 1 : usableCores(_componentThreads));
+            _inputs = std::make_unique<InputSet>(environment, _jobs, codecThreads, makeAdmission());
         } catch (const std::system_error &error) {
             throw Error(std::string("there is no thread to open the inputs: ") + error.what());
         }

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "media/FfmpegLog.h"
 #include "media/ShownUrl.h"
 #include "sources/GapMessages.h"
 
@@ -38,7 +39,7 @@ thread_local FfmpegMessages *taker = nullptr;
 
 FfmpegMessages::FfmpegMessages()
 {
-    static const bool taking = (av_log_set_callback(take), true);
+    static const bool taking = (FfmpegLog::take(FfmpegLog::Of::Inputs, take), true);
     static_cast<void>(taking);
 }
 

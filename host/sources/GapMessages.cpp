@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 
 extern "C" {
 #include <libavutil/log.h>
+#include <libavutil/opt.h>
 }
 
 namespace {
@@ -31,10 +33,17 @@ constexpr std::array<KnownMessage, 11> knownMessages = {{
     {part, "AVFormatContext", "hls", "skipping %"}, // segments that have left the list before they were read
     {part, "AVFormatContext", "dash", "Failed to open fragment "},
     {part, "AVFormatContext", "dash", "Failed to open an initialization section"},
-    // Said by the connection that a segment comes over.
+    // Said by the connection that a segment comes over, unless that asks for the rest: then it fails, or nothing is
+    // missing.
     {part, "URLContext", "http", "Stream ends prematurely"},
     {part, "URLContext", "https", "Stream ends prematurely"},
 }};
+
+bool asksForRest(void *sender)
+{
+    std::int64_t reconnects = 0;
+    return av_opt_get_int(sender, "reconnect", AV_OPT_SEARCH_CHILDREN, &reconnects) >= 0 && reconnects != 0;
+}
 
 } // namespace
 
@@ -48,5 +57,5 @@ GapMessages::Gap GapMessages::of(void *sender, const char *format)
                std::strcmp(senderClass->class_name, known.className) == 0 &&
                std::strcmp(senderClass->item_name(sender), known.name) == 0;
     });
-    return found == knownMessages.end() ? Gap::None : found->gap;
+    return found == knownMessages.end() || asksForRest(sender) ? Gap::None : found->gap;
 }

@@ -14,6 +14,10 @@ namespace {
 constexpr std::chrono::milliseconds longestSilence{700};
 constexpr qint64 greatestDistanceMs = 1000;
 
+/// So much later than a part of a playlist was cut off, the packets come that this has damaged: what had come of it
+/// before is read first.
+constexpr std::chrono::seconds gapShowsLimit{10};
+
 std::optional<StreamKind> kindOfMedia(AVMediaType type)
 {
     switch (type) {
@@ -87,12 +91,13 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
     Result result;
     _input->setDeadline(deadline);
     const int error = _input->read(_packet.get());
-    _gapNoticed = _gapNoticed || _input->hasNoticedGap();
+    if (_input->hasNoticedGap())
+        noteGap();
     result.timedOut = _input->hasTimedOut();
     if (error == AVERROR(EAGAIN)) {
         result.isIdle = true;
     } else if (error == AVERROR_EOF) {
-        result.failure = "the source ended";
+        result.failure = _input->isLeftIncomplete() ? "nothing more is added to the playlist" : "the source ended";
     } else if (error < 0 && error != AVERROR(ETIMEDOUT)) {
         result.failure = "reading it failed: " + ffmpegErrorText(error);
     }
@@ -105,11 +110,13 @@ LiveConnection::Result LiveConnection::read(std::chrono::steady_clock::time_poin
         return stream.index == _packet->stream_index;
     });
     if (found != _streams.end() && _packet->size > 0) {
-        result.delivery = delivery(static_cast<std::size_t>(found - _streams.begin()), times);
+        const auto position = static_cast<std::size_t>(found - _streams.begin());
+        result.delivery = delivery(position, times);
+        if (!showsKnownGap(_tracks[position]) && isDamaged())
+            noteGap();
         // How much is missing nobody knows, nor for certain of which stream: one block, of the stream that goes on
         // first.
-        const bool isDamaged = (_packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
-        result.delivery->block.lostBefore = std::exchange(_gapNoticed, false) || isDamaged ? 1 : 0;
+        result.delivery->block.lostBefore = std::exchange(_gapNoticed, false) ? 1 : 0;
     }
     av_packet_unref(_packet.get());
     return result;
@@ -156,6 +163,11 @@ bool LiveConnection::isKeyPacket(StreamKind kind) const
     return kind == StreamKind::Audio || (_packet->flags & AV_PKT_FLAG_KEY) != 0;
 }
 
+bool LiveConnection::isDamaged() const
+{
+    return (_packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
+}
+
 /// The packet as a block.
 LiveConnection::Delivery LiveConnection::delivery(std::size_t position, BlockTimes &times)
 {
@@ -174,4 +186,24 @@ LiveConnection::Delivery LiveConnection::delivery(std::size_t position, BlockTim
     delivery.block.timestamp = _packet->pts;
     delivery.block.blockTimeMs = times.next(delivery.kind, track.timeMs, _input->durationMs(*_packet, stream));
     return delivery;
+}
+
+/// What one part of a playlist lacks damages packets of all streams, some of them many.
+void LiveConnection::noteGap()
+{
+    _gapNoticed = true;
+    if (!isPlaylist())
+        return;
+    for (Track &track : _tracks)
+        track.gapShowsUntil = std::chrono::steady_clock::now() + gapShowsLimit;
+}
+
+/// Whether the packet, of @p track, is one of those in a row that show a gap which was noted.
+bool LiveConnection::showsKnownGap(Track &track) const
+{
+    if (!isDamaged() && std::exchange(track.isInGap, false))
+        track.gapShowsUntil = Instant();
+    else if (isDamaged())
+        track.isInGap = std::chrono::steady_clock::now() < track.gapShowsUntil;
+    return track.isInGap;
 }

@@ -91,6 +91,9 @@ private:
         // Of its last packet.
         Instant at;
         std::optional<qint64> timeMs;
+        // Until when its first damaged packets show a gap that is known; before now: none do.
+        Instant gapShowsUntil;
+        bool isInGap = false; // its last packet was one of these
     };
 
     LiveConnection(std::unique_ptr<MediaInput> input, const Wanted &wanted);
@@ -101,7 +104,10 @@ private:
     bool follow(Instant now);
     bool isReplaced(const Track &track, Instant now) const;
     bool isKeyPacket(StreamKind kind) const;
+    bool isDamaged() const;
     Delivery delivery(std::size_t position, BlockTimes &times);
+    void noteGap();
+    bool showsKnownGap(Track &track) const;
 
     const std::unique_ptr<MediaInput> _input;
     const Wanted _wanted;

@@ -10,7 +10,6 @@
 #include "media/ThreadTime.h"
 #include "sources/Pacing.h"
 #include "sources/ThreadLimit.h"
-#include "threads/HostThread.h"
 
 namespace {
 
@@ -34,6 +33,9 @@ constexpr std::chrono::milliseconds idleInterval{5};
 constexpr std::chrono::seconds portLimit{10};
 constexpr std::chrono::milliseconds portInterval{50};
 
+/// So long after its duration its thread has ended, unless it is held up by the system.
+constexpr std::chrono::milliseconds overdueAfter{300};
+
 /// So many times what an attempt in vain has computed passes until the next.
 constexpr int delayByComputing = 25;
 
@@ -56,7 +58,7 @@ LiveSource::LiveSource(const std::string &url, const Options &options, const Mod
 void LiveSource::begin()
 {
     try {
-        _thread = HostThread::start("LiveSource", [this] { run(); });
+        _thread.start("LiveSource", [this] { run(); });
         _lacksThread = false;
     } catch (const std::system_error &error) {
         _lacksThread = true;
@@ -122,8 +124,23 @@ void LiveSource::join()
 {
     if (std::exchange(_lacksThread, false))
         endQueues();
-    if (_thread.joinable())
-        _thread.join();
+    _thread.join();
+}
+
+void LiveSource::joinOrLeave(const std::shared_ptr<LiveSource> &source, std::chrono::milliseconds patience)
+{
+    if (source->_lacksThread)
+        source->join();
+    source->_thread.joinOrLeave(source, patience, [&source] {
+        source->requestStop();
+        source->endQueues();
+        source->_queues = {};
+    });
+}
+
+bool LiveSource::isOverdue() const
+{
+    return _end != Clock::time_point::max() && Clock::now() - _end >= overdueAfter && status().state != State::Ended;
 }
 
 /// The source's thread.
@@ -156,14 +173,15 @@ LiveSource::Break LiveSource::connectAndDeliver()
 {
     noteState(State::Connecting);
     const std::chrono::nanoseconds computedBefore = ThreadTime::now();
-    const Opened opened = open();
+    Opened opened = open();
     if (const auto *const failure = std::get_if<LiveConnection::Failure>(&opened)) {
         if (!failure->undecodable.empty())
             noteUndecodable(failure->undecodable);
         return {failure->what, _url.isHopeless(failure->error, status().connections > 0), true,
                 ThreadTime::now() - computedBefore};
     }
-    LiveConnection &connection = *std::get<std::unique_ptr<LiveConnection>>(opened);
+    std::unique_ptr<LiveConnection> owned = std::move(std::get<std::unique_ptr<LiveConnection>>(opened));
+    LiveConnection &connection = *owned;
     noteConnection(connection);
     noteUndecodable(connection.undecodable());
     _times.beginConnection();
@@ -175,6 +193,7 @@ LiveSource::Break LiveSource::connectAndDeliver()
     if (_lastPacket - begin >= _options.steadyAfter)
         _backoff.reset();
     endStreams();
+    _thread.atDisk([&owned] { return (owned.reset(), true); });
     if (status().packets == packetsBefore)
         end.computed = ThreadTime::now() - computedBefore;
     else if (_url.isServer())
@@ -192,7 +211,9 @@ LiveSource::Opened LiveSource::open()
         if (!DescriptorLimit::hasRoomForInput())
             return LiveConnection::Failure{"cannot be opened: " + DescriptorLimit::text(EMFILE), AVERROR(EMFILE), {}};
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
-        Opened opened = LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
+        Opened opened = _thread.atDisk([&] {
+            return LiveConnection::open(_url, wanted, std::min(_options.openLimit, left), _end, _stopRequested);
+        });
         const auto *const failure = std::get_if<LiveConnection::Failure>(&opened);
         const bool isPortKept = hadPort && failure && failure->error == AVERROR(EADDRINUSE);
         if (!isPortKept || isOver() || Clock::now() >= portEnd)
@@ -213,7 +234,8 @@ LiveSource::Break LiveSource::deliver(LiveConnection &connection)
         // A playlist pauses for as long as its parts last.
         const bool mayPause = connection.isPlaylist();
         const Clock::time_point deadline = mayPause ? Clock::time_point::max() : _lastPacket + _options.stallLimit;
-        const LiveConnection::Result result = connection.read(notAfterEnd(deadline), _times);
+        const LiveConnection::Result result =
+            _thread.atDisk([&] { return connection.read(notAfterEnd(deadline), _times); });
         if (!result.failure.empty())
             return {result.failure};
         if (result.hasOtherStreams)

@@ -12,7 +12,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "media/ChangeNote.h"
@@ -24,6 +23,7 @@
 #include "sources/LiveUrl.h"
 #include "sources/MediaSource.h"
 #include "sources/Outage.h"
+#include "sources/SourceThread.h"
 #include "strata/base/modkit/modkit"
 
 /// Reads a live source with libavformat on a thread of its own and fills one queue for its video and one for its audio,
@@ -119,6 +119,13 @@ public:
     /// Waits until the source has ended.
     void join();
 
+    /// As join, for a source that was stopped or is over; but where its thread does not return from the system within
+    /// @p patience, it is left behind, keeps the source, and does not touch the queues any more, which are ended.
+    static void joinOrLeave(const std::shared_ptr<LiveSource> &source, std::chrono::milliseconds patience);
+
+    /// Whether its duration is over, and its thread has not come back from the system for so long that it may never.
+    [[nodiscard]] bool isOverdue() const;
+
 private:
     using Clock = std::chrono::steady_clock;
 
@@ -159,7 +166,8 @@ private:
     const LiveUrl _url;
     const Options _options;
     const Clock::time_point _end;
-    const std::array<ModkitPtr<LiveQueue>, BlockTimes::kindCount> _queues; // video, audio
+    // Video, audio. Of the thread, once it runs; empty once it is left behind.
+    std::array<ModkitPtr<LiveQueue>, BlockTimes::kindCount> _queues;
 
     bool _lacksThread = false; // and is to be begun again; of the thread that `join` belongs to
 
@@ -181,7 +189,7 @@ private:
     std::vector<std::string> _reports;
 
     std::condition_variable _stopped;
-    std::thread _thread; // the last: it uses all the others
+    SourceThread _thread; // the last: it uses all the others
 };
 
 #endif

@@ -8,6 +8,7 @@
 
 #include "media/ShownUrl.h"
 #include "sources/InputFile.h"
+#include "sources/MediaParts.h"
 
 extern "C" {
 #include <libavdevice/avdevice.h>
@@ -112,9 +113,8 @@ std::vector<LiveUrl::Option> LiveUrl::options() const
         const auto limit = std::chrono::microseconds(_access.callerLimit).count();
         options.push_back({"rw_timeout", std::to_string(limit)});
     }
-    // Of five of its parts' duration, for which none was added to the playlist.
     if (isPlaylist() || _scheme == "live")
-        options.push_back({"m3u8_hold_counters", "10"});
+        options.push_back({"m3u8_hold_counters", std::to_string(MediaParts::mostPauses)});
 
     // Datagrams get lost; so over the connection unless the url says otherwise, in libavformat's own way.
     const QStringList parameters = QString::fromStdString(_query).split(QLatin1Char('&'));

@@ -1,13 +1,16 @@
 #include "sources/MediaInput.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 
 #include "media/FfmpegError.h"
 #include "media/ShownUrl.h"
 #include "media/ThreadTime.h"
 #include "sources/InputFile.h"
 #include "sources/Outage.h"
+#include "sources/StreamSearch.h"
 
 namespace {
 
@@ -45,6 +48,21 @@ std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const st
                                                                         const std::atomic<bool> &stopRequested,
                                                                         const std::atomic<bool> *abandoned)
 {
+    // Nothing else can be read from its beginning once more.
+    const std::optional<std::string> path = InputFile::pathOf(url);
+    std::error_code error;
+    const bool mayOpenAgain = path && std::filesystem::is_regular_file(*path, error);
+    auto opened = openOnce(url, access, stopRequested, abandoned, mayOpenAgain);
+    const auto *const input = std::get_if<std::unique_ptr<MediaInput>>(&opened);
+    if (input && (*input)->_isToBeOpenedAgain)
+        opened = openOnce(url, access, stopRequested, abandoned, false);
+    return opened;
+}
+
+std::variant<std::unique_ptr<MediaInput>, std::string>
+MediaInput::openOnce(const std::string &url, const InputAccess &access, const std::atomic<bool> &stopRequested,
+                     const std::atomic<bool> *abandoned, bool mayOpenAgain)
+{
     const std::optional<std::string> path = InputFile::pathOf(url);
     if (const auto obstacle = path ? InputFile::obstacle(*path) : std::nullopt)
         return message(url, *obstacle);
@@ -54,7 +72,7 @@ std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const st
     FormatOptions options(access.options);
     if (path)
         input->guardReferences(*path, access.mayNameAnything, options);
-    const int result = input->openContext(url, options);
+    const int result = input->openContext(url, options, mayOpenAgain);
     const bool wasAbandoned = input->isAbandoned();
     input->endOpening();
     if (wasAbandoned)
@@ -198,16 +216,22 @@ bool MediaInput::isFlooded() const
     return _mayComputeUntil && (!_context || _context->nb_streams == 0) && ThreadTime::now() >= *_mayComputeUntil;
 }
 
-int MediaInput::openContext(const std::string &url, FormatOptions &options)
+int MediaInput::openContext(const std::string &url, FormatOptions &options, bool mayOpenAgain)
 {
     if (!makeContext())
         return AVERROR(ENOMEM);
     // As the ffmpeg tool does: it decides which streams of a broadcast recording there are.
     options.set("scan_all_pmts", "1");
+    options.set("m3u8_hold_counters", std::to_string(MediaParts::mostPauses));
     // What is found out about the streams may be all of a short playlist.
     const FfmpegMessages::Listening listening(_messages, _context);
     const int result = openInput(InputFile::nameOf(url), nullptr, options);
-    return result < 0 ? result : avformat_find_stream_info(_context, nullptr);
+    if (result < 0)
+        return result;
+    StreamSearch search(mayOpenAgain);
+    const int found = search.run(*_context);
+    _isToBeOpenedAgain = search.wasMisled();
+    return found;
 }
 
 /// Asked while libavformat waits.

@@ -64,6 +64,9 @@ public:
     /// Whether it is a playlist, whose parts come one after the other, each at once.
     bool isPlaylist() const { return container() == "hls"; }
 
+    /// @return whether it ended because nothing was added for long to a playlist that does not say that it is complete.
+    bool isLeftIncomplete() const { return isPlaylist() && _parts.hasPausedInVain(); }
+
     /// @return whether, during the last call, datagrams or a part of a playlist were found to be missing. Nobody knows
     ///         how many packets that damaged, nor of which stream.
     bool hasNoticedGap() const { return _messages.hasNoticedGap() || _noticedCutOff; }
@@ -87,11 +90,14 @@ public:
 private:
     using Instant = std::chrono::steady_clock::time_point;
 
+    static std::variant<std::unique_ptr<MediaInput>, std::string>
+    openOnce(const std::string &url, const InputAccess &access, const std::atomic<bool> &stopRequested,
+             const std::atomic<bool> *abandoned, bool mayOpenAgain);
     MediaInput(const std::atomic<bool> &stopRequested, std::chrono::milliseconds openLimit);
 
     bool isToEnd();
     bool makeContext();
-    int openContext(const std::string &url, FormatOptions &options);
+    int openContext(const std::string &url, FormatOptions &options, bool mayOpenAgain);
     void guardReferences(const std::string &path, bool mayNameAnything, FormatOptions &options);
     int openLiveContext(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options);
     int openServer(const LiveUrl &url, std::chrono::milliseconds limit, FormatOptions &options);
@@ -111,6 +117,7 @@ private:
     std::optional<std::chrono::nanoseconds> _mayComputeUntil; // by its thread's time, while streams are looked for
     AVIOContext *_connection = nullptr;                       // of a server; owned
     std::optional<std::string> _refusedOptions;
+    bool _isToBeOpenedAgain = false; // its header has told what is not so
     FfmpegMessages _messages;
     std::string _cutOffPart; // the first one
     bool _noticedCutOff = false;

@@ -37,7 +37,15 @@ void MediaParts::attach(AVFormatContext &context)
     _open = std::exchange(context.io_open, open);
     _close = std::exchange(context.io_close2, close);
     context.interrupt_callback = {isPauseInterrupted, this};
-    beginRead();
+    _lastArrival = Clock::now();
+}
+
+void MediaParts::beginRead()
+{
+    _lastArrival = Clock::now();
+    _isReading = true;
+    _isPausing = false;
+    _hasPaused = false;
 }
 
 /// Demuxers within a demuxer have its callbacks, but nothing else of it.
@@ -50,7 +58,8 @@ MediaParts &MediaParts::of(const AVFormatContext &context)
 int MediaParts::open(AVFormatContext *context, AVIOContext **io, const char *url, int flags, AVDictionary **options)
 {
     MediaParts &self = of(*context);
-    self.beginRead();
+    self._lastArrival = Clock::now();
+    self._isPausing = false;
     // What is opened keeps the callback that it is opened with. So its waiting can be told from that of the demuxer,
     // which pauses until a playlist goes on.
     context->interrupt_callback.callback = isWaitInterrupted;
@@ -74,6 +83,11 @@ int MediaParts::openPart(AVFormatContext *context, AVIOContext **io, const std::
         }
         name = std::get<std::string>(followed);
     }
+    // The rest of what is cut off is asked for once, at once, where the server gives parts of files.
+    if (options) {
+        av_dict_set(options, "reconnect", "1", 0);
+        av_dict_set(options, "reconnect_delay_max", "0", 0);
+    }
     const int result = _open(context, io, name.c_str(), flags, options);
     if (result >= 0)
         _parts.push_back({*io, url});
@@ -96,8 +110,19 @@ int MediaParts::close(AVFormatContext *context, AVIOContext *io)
 int MediaParts::isPauseInterrupted(void *parts)
 {
     auto *const self = static_cast<MediaParts *>(parts);
-    self->beginRead();
+    self->_lastArrival = Clock::now();
+    self->notePause();
     return self->_isToEnd() || self->_hasStalled ? 1 : 0;
+}
+
+/// While the input is opened, too, libavformat asks whether it is to end, but does not pause.
+void MediaParts::notePause()
+{
+    if (!_isReading || std::exchange(_isPausing, true))
+        return;
+    if (!std::exchange(_hasPaused, true))
+        _pauses = 0;
+    ++_pauses;
 }
 
 int MediaParts::isWaitInterrupted(void *parts)

@@ -23,6 +23,10 @@ class MediaParts final {
 public:
     using Clock = std::chrono::steady_clock;
 
+    /// How often in a row libavformat is to look for more of a playlist in vain: for five times the duration of its
+    /// parts.
+    static constexpr int mostPauses = 10;
+
     /// @param isToEnd asked again and again while libavformat waits for something.
     explicit MediaParts(std::function<bool()> isToEnd);
     MediaParts(const MediaParts &) = delete;
@@ -45,10 +49,13 @@ public:
     void setStallLimit(std::chrono::milliseconds limit) { _stallLimit = limit; }
 
     /// To be called before each read: what came before it does not matter, nor when.
-    void beginRead() { _lastArrival = Clock::now(); }
+    void beginRead();
 
     /// Whether nothing came for so long. From then on nothing is waited for any more.
     bool hasStalled() const { return _hasStalled; }
+
+    /// Whether so many pauses were made that libavformat takes a playlist for ended which does not say that it is.
+    bool hasPausedInVain() const { return _pauses >= mostPauses; }
 
     /// @return what has become known since the last call of a part that was cut off; an input that is one file has
     ///         none.
@@ -67,6 +74,7 @@ private:
     static int close(AVFormatContext *context, AVIOContext *io);
     static int isPauseInterrupted(void *parts);
     static int isWaitInterrupted(void *parts);
+    void notePause();
     bool isStalled();
     qint64 arrivedBytes() const;
     void noteCutOff(Part &part);
@@ -84,6 +92,10 @@ private:
     std::optional<std::chrono::milliseconds> _stallLimit;
     bool _hasStalled = false;
     std::optional<std::string> _cutOff;
+    int _pauses = 0; // of the last read that made some
+    bool _isReading = false;
+    bool _isPausing = false;
+    bool _hasPaused = false; // in this read
 };
 
 #endif

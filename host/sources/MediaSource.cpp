@@ -10,7 +10,6 @@
 #include "media/ShownUrl.h"
 #include "sources/Outage.h"
 #include "sources/ThreadLimit.h"
-#include "threads/HostThread.h"
 
 namespace {
 
@@ -80,7 +79,7 @@ std::optional<std::string> MediaSource::start(BlockQueue &queue)
     if (isStopRequested())
         queue.cutShort();
     try {
-        _thread = HostThread::start("FileSource", [this] { run(); });
+        _thread.start("FileSource", [this] { run(); });
     } catch (const std::system_error &error) {
         _queue = nullptr;
         return _shown + ": " + noThreadToRead(error);
@@ -99,8 +98,16 @@ void MediaSource::requestStop()
 
 void MediaSource::join()
 {
-    if (_thread.joinable())
-        _thread.join();
+    _thread.join();
+}
+
+void MediaSource::joinOrLeave(const std::shared_ptr<MediaSource> &source, std::chrono::milliseconds patience)
+{
+    source->_thread.joinOrLeave(source, patience, [&source] {
+        const std::lock_guard<std::mutex> lock(source->_mutex);
+        source->_stopRequested = true;
+        source->_queue = nullptr;
+    });
 }
 
 std::optional<std::string> MediaSource::error() const
@@ -166,16 +173,19 @@ void MediaSource::run()
         if (!goOn)
             break;
     }
-    _input.reset();
     _progress = 1;
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _queue->end();
-    _queue = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        if (_queue)
+            _queue->end();
+        _queue = nullptr;
+    }
+    _thread.atDisk([this] { return (_input.reset(), true); });
 }
 
 bool MediaSource::reopen()
 {
-    if (const std::optional<std::string> error = openInput()) {
+    if (const std::optional<std::string> error = _thread.atDisk([this] { return openInput(); })) {
         if (!isStopRequested())
             noteError(*error);
         return false;
@@ -203,7 +213,10 @@ bool MediaSource::deliverFile(int repetition)
     const quint64 packetsBefore = packets();
     bool endsInPacket = false;
     int result = 0;
-    while ((result = _input->read(packet.get())) == 0 || result == AVERROR(EAGAIN)) {
+    const auto read = [&] { return _input->read(packet.get()); };
+    while ((result = _thread.atDisk(read)) == 0 || result == AVERROR(EAGAIN)) {
+        if (isStopRequested())
+            return false;
         if (result != 0) {
             if (!waitUntil(Clock::now() + retryInterval))
                 return false;
@@ -228,6 +241,8 @@ bool MediaSource::deliverFile(int repetition)
         return false;
     else if (result != AVERROR_EOF)
         noteError(_shown + ": reading it stopped" + after + ": " + ffmpegErrorText(result));
+    else if (_input->isLeftIncomplete())
+        noteError(_shown + ": nothing more is added to it" + after + ", and it does not say that it is complete");
     else if (!_input->complaint().empty())
         noteError(_shown + ": the file is damaged or truncated" + after + ": " + _input->complaint());
     else if (_input->isShorterThanItsIndex())
@@ -295,7 +310,8 @@ bool MediaSource::append(std::size_t position, const AVPacket &packet, qint64 bl
 /// Ends both streams. The empty blocks are due when the last ones were, so that no decoder waits to be drained.
 void MediaSource::appendEnds()
 {
-    for (std::size_t position = 0; position < _streams.size(); ++position) {
+    // Left behind, nobody waits for them.
+    for (std::size_t position = 0; _queue && position < _streams.size(); ++position) {
         State &state = _states[position];
         if (!_queue->append({QByteArray(), _streams[position].streamId, false, 0, state.lastTimeMs}))
             return;

@@ -11,7 +11,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <variant>
 #include <vector>
 
@@ -23,6 +22,7 @@
 #include "sources/Interleaver.h"
 #include "sources/MediaInput.h"
 #include "sources/Pacing.h"
+#include "sources/SourceThread.h"
 
 /// Reads a media file with libavformat on a thread of its own and fills a block queue with its packets: those of at
 /// most one video and one audio stream, each as libavformat delivers it, in the file's order, or, when paced, in the
@@ -30,7 +30,8 @@
 /// for each kind ends each repetition of the file, also when the file could be read in part only, or when the source
 /// was stopped; then the queue is ended.
 ///
-/// Thread-safe except `open`, `start` and `join`, which belong to one thread. Owned by whoever opened it.
+/// Thread-safe except `open`, `start`, `join` and `joinOrLeave`, which belong to one thread at a time. Owned by whoever
+/// opened it.
 class MediaSource final {
 public:
     struct Options {
@@ -102,6 +103,10 @@ public:
     /// Waits until everything was appended, the source was stopped or the queue closed.
     void join();
 
+    /// As join, for a source that was stopped or has ended; but where its thread does not return from the system within
+    /// @p patience, it is left behind, keeps the source, and does not touch the queue any more.
+    static void joinOrLeave(const std::shared_ptr<MediaSource> &source, std::chrono::milliseconds patience);
+
     /// @return what ended the source before the end of the file, in one line that names it; nothing when all was read,
     ///         or not read on request. Formats without an end of their own, such as transport streams, do not tell that
     ///         they were truncated.
@@ -165,12 +170,13 @@ private:
     std::atomic<bool> _stopRequested{false}; // written under _mutex
 
     mutable std::mutex _mutex; // guards the next two
-    /// Null before and after the thread runs, which alone writes it then: the queue may be gone afterwards.
+    /// Null before and after the thread runs, which alone writes it then, unless it is at the disk: the queue may be
+    /// gone afterwards.
     BlockQueue *_queue = nullptr;
     std::optional<std::string> _error;
 
     std::condition_variable _stopped;
-    std::thread _thread;
+    SourceThread _thread; // the last: it uses all the others
 };
 
 #endif

@@ -30,6 +30,23 @@ private:
     sigset_t _before = {};
 };
 
+/// While it lives, threads that the calling thread has libraries start bear a name of their own, rather than its.
+class NameForOthers final {
+public:
+    /// @param name as in `start`.
+    explicit NameForOthers(const char *name)
+    {
+        pthread_getname_np(pthread_self(), _before, sizeof _before);
+        pthread_setname_np(pthread_self(), name);
+    }
+    ~NameForOthers() { pthread_setname_np(pthread_self(), _before); }
+    NameForOthers(const NameForOthers &) = delete;
+    NameForOthers &operator=(const NameForOthers &) = delete;
+
+private:
+    char _before[16] = {};
+};
+
 /// Starts a thread that calls @p run, which must not throw. @param name a literal of at most 15 characters.
 /// @throws std::system_error when the system has no thread left.
 template <class Run>

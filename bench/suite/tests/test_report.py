@@ -22,17 +22,21 @@ class ResultsTest(unittest.TestCase):
 
 
 class DocumentsTest(unittest.TestCase):
-    def test_only_what_stands_between_the_marks_is_replaced(self):
+    def test_they_have_all_figures_and_charts_and_nothing_of_before(self):
         with tempfile.TemporaryDirectory() as folder:
             docs = Path(folder)
-            page = docs / "performance.md"
-            page.write_text(f"before\n{report.BEGIN}\nold\n{report.END}\nafter\n", encoding="utf-8")
+            page = docs / "measurements.md"
+            page.write_text("old", encoding="utf-8")
             machine = {"processor": "P", "cores": 2, "kernel": "K", "load": 0.5, "seconds": {"a": 60},
                        "realtime": False}
-            report.update_documents(Results([Figure("a.one", "A", 3.0)]), machine, docs)
+            results = Results([Figure("a.one", "A", 3.0)])
+            results.charts["some.svg"] = "<svg/>"
+            report.update_documents(results, machine, docs)
             text = page.read_text(encoding="utf-8")
-        self.assertTrue(text.startswith(f"before\n{report.BEGIN}\n") and text.endswith(f"{report.END}\nafter\n"))
+            self.assertEqual((docs / "charts/some.svg").read_text(encoding="utf-8"), "<svg/>")
         self.assertIn("| A | 3.000 | 1 |", text)
+        self.assertIn("P, 2 virtual processors", text)
+        self.assertIn("](charts/some.svg)", text)
         self.assertNotIn("old", text)
 
 

@@ -25,6 +25,10 @@ struct SessionOptions {
     /// Decoder threads, up to 1024; 0: as the environment variable DECODING_THREADS or the file `settings` says, else
     /// one for each processor core. Where the system refuses one of them, there is no session.
     int threads = 0;
+    /// Threads of libavcodec that decode the video of one file, up to 16, where it can be decoded in several; 0: the
+    /// processor cores that the decoder threads can use, over the inputs with video at that time. Live and paced inputs
+    /// have one, and so have all beside a governor. What comes out is the same.
+    int codecThreads = 0;
     /// The component's library. Empty: as the environment variable DECODING_COMPONENT says, else the one that was built
     /// or installed with this library.
     std::string component;

@@ -81,6 +81,7 @@ TEST(CommandLine, DecodesVideoAndAudioOnceAndCountsThemUnlessToldOtherwise)
     EXPECT_EQ(options.session.mode, decoding::Mode::Performance);
     EXPECT_FALSE(options.session.governor);
     EXPECT_EQ(options.session.threads, 0);
+    EXPECT_EQ(options.session.codecThreads, 0);
     EXPECT_FALSE(options.noThreads);
     EXPECT_EQ(options.session.component, "");
     EXPECT_EQ(options.session.settings, "");
@@ -119,6 +120,8 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
                                                 "--burst",
                                                 "6",
                                                 "--at-once",
+                                                "7",
+                                                "--codec-threads",
                                                 "7"});
     EXPECT_THAT(options.inputs, ElementsAre("a.mp4"));
     EXPECT_TRUE(options.input.paced);
@@ -139,6 +142,7 @@ TEST(CommandLine, TakesEveryOptionOfDecodeBeforeAndAfterTheInput)
     EXPECT_EQ(options.session.governor->high, 0.7);
     EXPECT_EQ(options.jsonFile, "r.json");
     EXPECT_EQ(options.session.threads, 3);
+    EXPECT_EQ(options.session.codecThreads, 7);
     EXPECT_FALSE(options.noThreads);
     EXPECT_EQ(options.session.component, "c.so");
     EXPECT_EQ(options.session.settings, "s.ini");
@@ -233,6 +237,7 @@ TEST(CommandLine, NamesTheCulpritOfWrongUsageAndWhereToFindHelp)
         EXPECT_THAT(wrong(arguments), AllOf(HasSubstr(culprit), HasSubstr("; see decoding-host ")))
             << testing::PrintToString(arguments);
     }
+    EXPECT_THAT(wrong({"decode", "--codec-threads", "17", "a"}), HasSubstr("--codec-threads"));
     EXPECT_THAT(wrong({"decode", "--repeat", "0", "a"}), HasSubstr("; see decoding-host decode --help"));
 }
 

@@ -74,3 +74,22 @@ TEST_F(FewThreads, DecodeAllFilesAsTheyComeFree)
         EXPECT_EQ(input["streams"][0]["frames"].toInt(), 24);
     run.expectNothingLeft();
 }
+
+TEST_F(FewThreads, AreEnoughWithoutThoseThatLibavcodecIsRefused)
+{
+    qputenv("LD_PRELOAD", REFUSED_THREADS);
+    const auto decodedWith = [](int threads, const char *ofCodec) {
+        qputenv("THREADS_AT_ONCE", QByteArray::number(threads));
+        return HostRun::decode({"--threads", "1", "--streams", "video", "--codec-threads", ofCodec, sample("cup.mp4")});
+    };
+    int enough = 1;
+    while (enough < 100 && decodedWith(enough, "1").exitCode != 0)
+        ++enough;
+    ASSERT_LT(enough, 100);
+    for (int threads = enough; threads < enough + 6; ++threads) {
+        SCOPED_TRACE(threads);
+        const HostRun run = decodedWith(threads, "4");
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_EQ(run.stream("cup.mp4", "video")["frames"].toInt(), 217);
+    }
+}

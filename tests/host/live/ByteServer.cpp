@@ -30,6 +30,13 @@ ByteServer::ByteServer(std::vector<Script> scripts, quint16 port)
 {
 }
 
+ByteServer::ByteServer(Chooser choose)
+    : _choose(std::move(choose))
+    , _socket(SOCK_STREAM, 0)
+    , _thread(&ByteServer::run, this)
+{
+}
+
 ByteServer::~ByteServer()
 {
     _stopRequested = true;
@@ -43,10 +50,9 @@ void ByteServer::run()
         if (!isReady(_socket.descriptor(), POLLIN))
             continue;
         const int client = accept(_socket.descriptor(), nullptr, nullptr);
-        const auto turn = std::min(static_cast<std::size_t>(_clients++), _scripts.size() - 1);
-        const Script &script = _scripts[turn];
+        const Script script = scriptFor(client);
         // One that has asked for nothing yet would not get as far as what is sent.
-        while (!_stopRequested && script.resets && !isReady(client, POLLIN)) {
+        while (!_stopRequested && script.resets && !_choose && !isReady(client, POLLIN)) {
         }
         ssize_t sent = 0;
         while (!_stopRequested && sent < script.bytes.size()) {
@@ -73,4 +79,22 @@ void ByteServer::run()
     }
     for (const int client : open)
         close(client);
+}
+
+ByteServer::Script ByteServer::scriptFor(int client)
+{
+    const auto turn = static_cast<std::size_t>(_clients++);
+    if (!_choose)
+        return _scripts[std::min(turn, _scripts.size() - 1)];
+    QByteArray request;
+    while (!_stopRequested && !request.contains("\r\n\r\n")) {
+        char piece[4096];
+        if (!isReady(client, POLLIN))
+            continue;
+        const ssize_t size = recv(client, piece, sizeof piece, MSG_DONTWAIT);
+        if (size <= 0)
+            return {}; // It has left.
+        request.append(piece, static_cast<int>(size));
+    }
+    return _stopRequested ? Script() : _choose(request);
 }

@@ -1,3 +1,4 @@
+#include <array>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -10,8 +11,8 @@
 
 // What a program meets that has files on a disk which has stopped answering: a call does not return. Loaded into it
 // before its other libraries. Files whose name contains "cannot-open" hang when they are opened, those with
-// "cannot-write" when they are written, with "cannot-stat" when it is asked what they are, and with "cannot-remove"
-// when they are removed.
+// "cannot-write" when they are written, with "cannot-read" when they are read beyond their first 512 KiB, with
+// "cannot-stat" when it is asked what they are, and with "cannot-remove" when they are removed.
 
 namespace {
 
@@ -19,6 +20,16 @@ void hangWhere(const char *path, const char *word)
 {
     while (std::strstr(path, word))
         pause();
+}
+
+std::array<char, 4096> pathOf(int descriptor)
+{
+    std::array<char, 32> link = {};
+    std::array<char, 4096> path = {};
+    std::snprintf(link.data(), link.size(), "/proc/self/fd/%d", descriptor);
+    if (readlink(link.data(), path.data(), path.size() - 1) < 0)
+        path[0] = '\0';
+    return path;
 }
 
 template <class Function>
@@ -71,14 +82,20 @@ __attribute__((visibility("default"))) int unlink(const char *path) noexcept
     return systemsOwn<int (*)(const char *)>("unlink")(path);
 }
 
+__attribute__((visibility("default"))) ssize_t read(int descriptor, void *data, size_t size)
+{
+    constexpr off_t readable = 512 << 10;
+    const int error = errno;
+    if (lseek(descriptor, 0, SEEK_CUR) >= readable)
+        hangWhere(pathOf(descriptor).data(), "cannot-read");
+    errno = error;
+    return systemsOwn<ssize_t (*)(int, void *, size_t)>("read")(descriptor, data, size);
+}
+
 __attribute__((visibility("default"))) ssize_t write(int descriptor, const void *data, size_t size)
 {
     const int error = errno;
-    char link[32];
-    char path[4096] = {};
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
-    if (readlink(link, path, sizeof path - 1) > 0)
-        hangWhere(path, "cannot-write");
+    hangWhere(pathOf(descriptor).data(), "cannot-write");
     errno = error;
     return systemsOwn<ssize_t (*)(int, const void *, size_t)>("write")(descriptor, data, size);
 }

@@ -1,3 +1,4 @@
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 
@@ -42,6 +43,20 @@ protected:
     {
         if (_reader >= 0)
             ::close(std::exchange(_reader, -1));
+    }
+
+    /// @return a playlist of two parts of two seconds, the second of which hangs when it is opened.
+    QString makeHangingPlaylist() const
+    {
+        EXPECT_EQ(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "testsrc2=size=64x64:duration=2",
+                                               "-c:v", "mpeg2video", path("0.ts")}),
+                  0);
+        EXPECT_TRUE(QFile::copy(path("0.ts"), path("cannot-open.ts")));
+        QFile list(path("list.m3u8"));
+        EXPECT_TRUE(list.open(QIODevice::WriteOnly));
+        list.write("#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXT-X-MEDIA-SEQUENCE:0\n"
+                   "#EXTINF:2,\n0.ts\n#EXTINF:2,\ncannot-open.ts\n");
+        return list.fileName();
     }
 
     static bool drops(LiveHost &host, const char *name)
@@ -176,6 +191,68 @@ TEST_F(StuckOutputs, AnInputOnADiskThatHangsIsLeftBehind)
     EXPECT_TRUE(host.until([&] { return host.row("tree.avi").state == "ended"; }));
     host.request({"remove", "cannot-stat.mp4"});
     host.quit().expectNothingLeft();
+}
+
+TEST_F(StuckOutputs, AnInputWhoseDiskHangsWhileItIsReadIsLeftBehind)
+{
+    const QString file = path("cannot-read.y4m");
+    ASSERT_EQ(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "testsrc2=size=64x64:duration=10",
+                                           "-pix_fmt", "yuv420p", file}),
+              0);
+    const HangingDisk disk;
+    QStringList arguments;
+    for (int number = 0; number < 4; ++number)
+        arguments.append(QStringLiteral("hanging%1=file://").arg(number) + file);
+    LiveHost host(withNeighbours(arguments));
+    ASSERT_TRUE(neighboursRun(host));
+    constexpr int readable = (512 << 10) / (64 * 64 * 3 / 2) - 5;
+    for (const char *const name : {"hanging0", "hanging1", "hanging2", "hanging3"})
+        EXPECT_TRUE(host.until([&] { return host.row(name).frames >= readable; })) << name;
+    promptly([&] {
+        host.request({"remove", "hanging0"});
+        EXPECT_TRUE(host.until([&] { return host.row("hanging0").input.empty(); }));
+    });
+    ASSERT_TRUE(fileEnds(host));
+    HostRun run;
+    promptly([&] {
+        kill(static_cast<pid_t>(host.processId()), SIGINT);
+        run = host.end();
+    });
+    EXPECT_EQ(run.exitCode, 130);
+    EXPECT_GE(run.stream("hanging1", "video")["frames"].toInt(), readable);
+    run.expectNothingLeft();
+    expectNeighboursUntouched(run);
+}
+
+TEST_F(StuckOutputs, ALivePlaylistWhoseDiskHangsIsLeftBehind)
+{
+    const QString list = makeHangingPlaylist();
+    const HangingDisk disk;
+    LiveHost host({fast("well"), "removed=hls:" + list, "quit=hls:" + list});
+    EXPECT_TRUE(host.until([&] { return host.row("removed").frames >= 45 && host.row("quit").frames >= 45; }));
+    promptly([&] {
+        host.request({"remove", "removed"});
+        EXPECT_TRUE(host.until([&] { return host.row("removed").input.empty(); }));
+    });
+    EXPECT_TRUE(goesOn(host, "well"));
+    HostRun run;
+    promptly([&] { run = host.quit(); });
+    EXPECT_GE(run.stream("quit", "video")["frames"].toInt(), 45);
+    run.expectNothingLeft();
+}
+
+TEST_F(StuckOutputs, ADurationEndsALivePlaylistWhoseDiskHangs)
+{
+    const QString list = makeHangingPlaylist();
+    const HangingDisk disk;
+    const auto begin = LiveHost::Clock::now();
+    WakeUps wakeUps;
+    const HostRun run = HostRun::decode({"--duration", "5", "hls:" + list, fast("well")});
+    const auto late = wakeUps.end();
+    // As with outputs, and until somebody looks.
+    EXPECT_LT(LiveHost::Clock::now() - begin, std::chrono::milliseconds(8000) + 4 * late);
+    EXPECT_GE(run.stream("list.m3u8", "video")["frames"].toInt(), 45);
+    run.expectNothingLeft();
 }
 
 TEST_F(StuckOutputs, AControlSocketOnADiskThatHangsKeepsNoHostFromItsEnd)

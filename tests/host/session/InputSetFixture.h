@@ -18,7 +18,8 @@ class InputSetFixture : public testing::Test {
 protected:
     explicit InputSetFixture(std::chrono::milliseconds roundInterval = InputSet::usualRoundInterval,
                              int filesAtOnce = 1000)
-        : _inputs({_manager, _workers, _damage}, _jobs, Admission(filesAtOnce, 1, nullptr), roundInterval)
+        : _inputs({_manager, _workers, _damage}, _jobs, std::make_shared<CodecThreads>(0, 1),
+                  Admission(filesAtOnce, 1, nullptr), roundInterval)
     {
         _options.outputs.emplace_back();
     }

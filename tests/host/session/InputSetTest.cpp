@@ -162,7 +162,8 @@ TEST_F(InputSetTest, LeavesNoDecoderThreadWithSoundAlone)
 {
     for (const std::size_t threads : {2, 3, 4}) {
         _manager.decoders.clear();
-        InputSet inputs({_manager, _workers, _damage, static_cast<int>(threads)}, _jobs, Admission(1000, 1, nullptr));
+        InputSet inputs({_manager, _workers, _damage, static_cast<int>(threads)}, _jobs,
+                        std::make_shared<CodecThreads>(0, 1), Admission(1000, 1, nullptr));
         std::vector<std::shared_ptr<decoding::Input::Core>> cores;
         for (std::size_t input = 0; input < threads; ++input)
             cores.push_back(std::get<0>(inputs.add(sample("cup.mp4"), _options)));

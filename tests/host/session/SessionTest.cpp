@@ -95,6 +95,11 @@ TEST_F(SessionTest, SaysWhatIsWrongWithItsOptions)
     options = {};
     options.threads = -1;
     EXPECT_THAT(errorOf([&] { decoding::Session session(options); }), HasSubstr("threads"));
+    for (const int count : {-1, 17}) {
+        options = {};
+        options.codecThreads = count;
+        EXPECT_THAT(errorOf([&] { decoding::Session session(options); }), HasSubstr("codecThreads"));
+    }
     options = {};
     options.governor = decoding::LoadLimits{0.9, 0.6};
     EXPECT_THAT(errorOf([&] { decoding::Session session(options); }), HasSubstr("governor"));

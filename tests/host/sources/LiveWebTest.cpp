@@ -187,6 +187,10 @@ TEST_F(LiveWebTest, APlaylistThatIsALocalFileGoesOnToo)
     start(QStringLiteral("hls:") + path(QStringLiteral("door.m3u8")));
     ASSERT_TRUE(takeVideo(80));
     EXPECT_THAT(breaksIn(videoBlocks), IsEmpty());
+    sending->kill();
+    reports.clear();
+    ASSERT_TRUE(takeReports(1));
+    EXPECT_EQ(reports[0], "camera: nothing more is added to the playlist; reconnecting");
 }
 
 TEST_F(LiveWebTest, APlaylistWhoseServerFallsSilentIsReported)
@@ -199,5 +203,114 @@ TEST_F(LiveWebTest, APlaylistWhoseServerFallsSilentIsReported)
     EXPECT_EQ(reports[0], "camera: nothing has come for 1.5 s; reconnecting");
     EXPECT_EQ(videoBlocks.size(), 51U);
 }
+
+/// A playlist with pictures and sound whose second part of three is cut off in transfer. Whether its connection is
+/// reset there.
+class LiveWebCutOff : public LiveWebTest, public testing::WithParamInterface<bool> {
+protected:
+    /// Each second a key picture, and a part.
+    void makeParts(const QString &type)
+    {
+        make(QStringLiteral("-f lavfi -i testsrc=size=640x480:rate=25:duration=3 -f lavfi -i sine=duration=3 "
+                            "-c:v libx264 -preset ultrafast -g 25 -bf 0 -c:a aac -f hls -hls_time 1 "
+                            "-hls_segment_type %1 -hls_segment_filename ")
+                     .arg(type) +
+                 path(QStringLiteral("%d.ts")),
+             QStringLiteral("list.m3u8"));
+    }
+
+    QByteArray file(const QByteArray &name) const { return contents(path(QString::fromUtf8(name))); }
+    QByteArray part(int number) const { return file(QByteArray::number(number) + ".ts"); }
+
+    void start(bool givesRanges)
+    {
+        _server = std::make_unique<ByteServer>([=](const QByteArray &request) { return answer(request, givesRanges); });
+        LiveWebTest::start(QStringLiteral("hls:") +
+                           _server->url().replace(QStringLiteral("tcp"), QStringLiteral("http")) +
+                           QStringLiteral("/list.m3u8"));
+    }
+
+    /// Where @p givesRanges, what is cut off is whole when it is asked for from elsewhere than its beginning.
+    ByteServer::Script answer(const QByteArray &request, bool givesRanges) const
+    {
+        const QByteArray name = request.split(' ')[1].mid(1);
+        const QByteArray content = file(name);
+        const int begin = givesRanges ? request.mid(request.indexOf("bytes=") + 6).split('-')[0].toInt() : 0;
+        const bool isCutOff = name == "1.ts" && begin == 0;
+        QByteArray head = givesRanges ? "HTTP/1.0 206 Partial Content\r\n" : "HTTP/1.0 200 OK\r\n";
+        if (givesRanges)
+            head += "Content-Range: bytes " + QByteArray::number(begin) + '-' + QByteArray::number(content.size() - 1) +
+                    '/' + QByteArray::number(content.size()) + "\r\n";
+        head += "Content-Length: " + QByteArray::number(content.size() - begin) + "\r\n\r\n";
+        ByteServer::Script script;
+        script.bytes = head + (isCutOff ? content.left(content.size() / 2) : content.mid(begin));
+        script.resets = isCutOff && GetParam();
+        return script;
+    }
+
+    /// The source delivers what libavformat yields of @p file, and ends.
+    void expectPacketsOf(const QString &file)
+    {
+        ASSERT_TRUE(takeUntil([&] { return !breaksIn(videoBlocks).empty() && !breaksIn(audioBlocks).empty(); }));
+        EXPECT_LT(timeToStop(), milliseconds(300));
+        for (const auto &[blocks, stream] : {std::pair(&videoBlocks, 0), std::pair(&audioBlocks, 1)}) {
+            SCOPED_TRACE(stream);
+            blocks->resize(breaksIn(*blocks).front());
+            const std::vector<Packet> expected = packetsOf(file, stream);
+            const std::vector<Packet> came =
+                packetsIn(*blocks, streamIdOf(stream == 0 ? StreamKind::Video : StreamKind::Audio));
+            ASSERT_EQ(came.size(), expected.size());
+            for (std::size_t position = 0; position < came.size(); ++position)
+                ASSERT_TRUE(came[position].data == expected[position].data) << position;
+        }
+    }
+
+    /// Of both streams.
+    quint32 lost() const
+    {
+        quint32 sum = 0;
+        for (const auto *const blocks : {&videoBlocks, &audioBlocks}) {
+            for (const QueueReader::Block &block : *blocks)
+                sum += block.lost;
+        }
+        return sum;
+    }
+
+private:
+    std::unique_ptr<ByteServer> _server;
+};
+
+TEST_P(LiveWebCutOff, CostsWhatDidNotComeAndCountsOnce)
+{
+    makeParts(QStringLiteral("mpegts"));
+    const QString cut = write(QStringLiteral("cut.ts"), part(0) + part(1).left(part(1).size() / 2) + part(2));
+    start(false);
+    expectPacketsOf(cut);
+    EXPECT_LT(videoBlocks.size(), 75U);
+    EXPECT_EQ(lost(), 1U);
+}
+
+TEST_P(LiveWebCutOff, CostsNothingWhereTheServerGivesTheRest)
+{
+    makeParts(QStringLiteral("mpegts"));
+    const QString whole = write(QStringLiteral("whole.ts"), part(0) + part(1) + part(2));
+    start(true);
+    expectPacketsOf(whole);
+    EXPECT_EQ(videoBlocks.size(), 75U);
+    EXPECT_EQ(lost(), 0U);
+}
+
+TEST_P(LiveWebCutOff, InFragmentedMp4CostsNothingEitherThen)
+{
+    makeParts(QStringLiteral("fmp4"));
+    const QString whole = write(QStringLiteral("whole.mp4"), file("init.mp4") + part(0) + part(1) + part(2));
+    start(true);
+    expectPacketsOf(whole);
+    EXPECT_EQ(videoBlocks.size(), 75U);
+    EXPECT_EQ(lost(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Live, LiveWebCutOff, testing::Bool(),
+                         [](const auto &test) { return test.param ? "Reset" : "Ended"; });
 
 } // namespace

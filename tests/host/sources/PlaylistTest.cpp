@@ -96,7 +96,8 @@ TEST_F(PlaylistTest, WithASegmentThatIsCutOffIsReported)
 {
     const QByteArray content = segment();
     EXPECT_THAT(errorOfServed({answer(playlist(0, 2, false)), answer(content, 1000), answer(content)}),
-                Optional(HasSubstr("a part of it is missing: Stream ends prematurely")));
+                Optional(MatchesRegex("http://127.0.0.1:[0-9]+/list.m3u8: a part of it is missing: "
+                                      "http://127.0.0.1:[0-9]+/0.ts was cut off: Input/output error")));
     EXPECT_EQ(_blocks, 51U);
 }
 
@@ -145,6 +146,21 @@ TEST_F(PlaylistTest, MayPauseForLongerThanTheStallLimit)
     const QByteArray end = playlist(0, 2, false);
     EXPECT_EQ(errorOfServed({answer(slow), answer(content), answer(end), answer(content)}), std::nullopt);
     EXPECT_EQ(_blocks, 51U);
+}
+
+TEST_F(PlaylistTest, ToWhichNothingIsAddedAnyMoreIsReported)
+{
+    const QByteArray content = segment();
+    for (const int number : {0, 1})
+        write(QStringLiteral("%1.ts").arg(number), content);
+    for (const char *const type : {"", "#EXT-X-PLAYLIST-TYPE:EVENT\n"}) {
+        const QString list = write(QStringLiteral("list.m3u8"),
+                                   playlist(0, 2, true).replace("#EXT-X-MEDIA", QByteArray(type) + "#EXT-X-MEDIA"));
+        const auto source = open(list);
+        EXPECT_EQ(deliver(*source).size(), 51U);
+        EXPECT_EQ(source->error(), list.toStdString() + ": nothing more is added to it, after 50 packets, and it does "
+                                                        "not say that it is complete");
+    }
 }
 
 TEST_F(PlaylistTest, OrAnyOtherFileOfASilentServerFailsAfterTheStallLimit)
