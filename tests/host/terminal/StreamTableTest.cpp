@@ -186,12 +186,9 @@ TEST_F(StreamTableInUtf8, AStreamThatHasEndedIsDim)
 TEST_F(StreamTableInUtf8, EveryStateIsAWord)
 {
     const std::vector<std::pair<State, std::pair<const char *, const char *>>> words{
-        {State::Queued, {"queued ", "queued "}},
-        {State::Connecting, {"connect ", "connecting "}},
-        {State::Ready, {"ready ", "ready "}},
-        {State::Running, {"run ", "running "}},
-        {State::Waiting, {"wait ", "waiting "}},
-        {State::Ended, {"ended ", "ended "}},
+        {State::Queued, {"queued ", "queued "}}, {State::Connecting, {"connect ", "connecting "}},
+        {State::Ready, {"ready ", "ready "}},    {State::Running, {"run ", "running "}},
+        {State::Waiting, {"wait ", "waiting "}}, {State::Ended, {"ended ", "ended "}},
         {State::Failed, {"failed ", "failed "}}};
     for (const auto &[state, word] : words) {
         Snapshot::Input input = MadeUpSnapshot::input("cam");
