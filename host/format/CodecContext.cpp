@@ -145,7 +145,7 @@ void CodecContext::drain(const Deliver &deliver)
         if (result == AVERROR_EOF)
             return;
         context = decodeAgain(std::move(context), *threads, parameters, deliver);
-        if (!context)
+        if (!context || (_pace && _pace->isStopped()))
             return;
         result = avcodec_send_packet(context.get(), nullptr);
     }
@@ -232,7 +232,9 @@ void CodecContext::decodeInThreads(const Deliver &deliver)
     }
     const std::unique_ptr<FrameThreads> threads = std::move(_threads);
     _context = decodeAgain(std::move(_context), *threads, _parameters, deliver);
-    if (_context && !isTaken)
+    if (!_context)
+        _parameters.clear(); // the next key block opens it
+    else if (!isTaken)
         decodeAlone(*_context, *_packet, deliver);
 }
 
@@ -257,17 +259,17 @@ int CodecContext::receiveFromThreads(AVCodecContext &context, FrameThreads &thre
 CodecContext::Context CodecContext::decodeAgain(Context inThreads, const FrameThreads &threads,
                                                 const QByteArray &parameters, const Deliver &deliver)
 {
-    const int reorderedPictures = inThreads->has_b_frames;
     inThreads.reset();
     Context context = open(parameters, nullptr);
     if (!context)
         return nullptr;
-    context->has_b_frames = std::max(context->has_b_frames, reorderedPictures);
+    context->has_b_frames = std::max(context->has_b_frames, threads.reorderedPictures());
     bool isNew = false;
     const auto deliverNew = [&](const AVCodecContext &codec, const AVFrame &frame, qint64 blockTimeMs) {
-        isNew = isNew || !threads.wasDelivered(frame);
-        if (isNew)
-            deliver(codec, frame, blockTimeMs);
+        if (threads.wasDelivered(frame))
+            return;
+        isNew = true;
+        deliver(codec, frame, blockTimeMs);
     };
     for (const FrameThreads::Sent &sent : threads.sent()) {
         if (_pace && _pace->isStopped())

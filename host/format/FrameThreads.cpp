@@ -46,6 +46,8 @@ bool FrameThreads::hasRoomFor(const AVPacket &packet)
         return false;
     if (fits(packet))
         return true;
+    if (_restartNumber > 0)
+        _reorderedPictures = _restartReordered;
     while (!_sent.empty() && _sent.front().number < _restartNumber) {
         _sentBytes -= _sent.front().packet->size;
         _sent.pop_front();
@@ -70,6 +72,8 @@ void FrameThreads::noteDelivered(const AVFrame &picture, const AVCodecContext &c
     _delivered.insert(number);
     _timeGuess = TimeGuess::of(codec);
     // With it, everything is delivered before it that is not decoded alike from there on.
-    if (number > _restartNumber && _sent[static_cast<std::size_t>(number - _sent.front().number)].isRestartPoint)
+    if (number > _restartNumber && _sent[static_cast<std::size_t>(number - _sent.front().number)].isRestartPoint) {
         _restartNumber = number;
+        _restartReordered = codec.has_b_frames;
+    }
 }

@@ -71,6 +71,8 @@ public:
     const std::deque<Sent> &sent() const { return _sent; }
     bool wasDelivered(const AVFrame &picture) const { return _delivered.count(picture.reordered_opaque) != 0; }
     const std::optional<TimeGuess> &timeGuess() const { return _timeGuess; }
+    /// @return how many pictures libavcodec held back, to put them in order, where the packets begin that are kept.
+    int reorderedPictures() const { return _reorderedPictures; }
 
 private:
     bool fits(const AVPacket &packet) const;
@@ -81,6 +83,8 @@ private:
     qint64 _sentBytes = 0;
     qint64 _lastNumber = 0;
     qint64 _restartNumber = 0;   // of the last packet to begin at whose picture was delivered
+    int _restartReordered = 0;   // pictures held back when that was
+    int _reorderedPictures = 0;  // the same for the first packet of _sent
     std::set<qint64> _delivered; // numbers of the packets, of packets that _sent has
     std::optional<TimeGuess> _timeGuess;
 };

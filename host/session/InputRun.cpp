@@ -32,10 +32,8 @@ InputRun::InputRun(quint64 number, const std::string &url, InputNames::Name name
 {
     // Nobody would read a stream that no output takes.
     const bool isOpen = _options.outputs.empty();
-    const bool takesVideo = _options.video && (isOpen || isWritten(StreamKind::Video));
-    _feeds.add(takesVideo, _options.audio && (isOpen || isWritten(StreamKind::Audio)));
-    if (takesVideo)
-        _codecShare = std::make_unique<CodecThreads::Share>(_environment.codecThreads);
+    _takesVideo = _options.video && (isOpen || isWritten(StreamKind::Video));
+    _feeds.add(_takesVideo, _options.audio && (isOpen || isWritten(StreamKind::Audio)));
 }
 
 InputRun::~InputRun()
@@ -48,6 +46,8 @@ void InputRun::open()
     if (!isQueued())
         return;
     _isOpened = true;
+    if (_takesVideo)
+        _codecShare = std::make_unique<CodecThreads::Share>(_environment.codecThreads);
     _core->changes()->set();
     _feeds.open(_feeds.front());
 }

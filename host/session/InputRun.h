@@ -149,7 +149,8 @@ private:
     std::optional<Admission::Instant> _movedAt; // it was seen to come on
     std::optional<std::string> _error;          // of the outputs, the component or a callback
     InputTroubles _troubles;
-    std::unique_ptr<CodecThreads::Share> _codecShare; // while it has, or may have, video to be decoded
+    bool _takesVideo = false;                         // if there is any
+    std::unique_ptr<CodecThreads::Share> _codecShare; // once it is opened, while it may have video to decode
 };
 
 #endif

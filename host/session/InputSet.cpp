@@ -85,8 +85,8 @@ InputSet::add(const std::string &url, decoding::InputOptions options, Opening op
 void InputSet::identify(quint64 number, const std::string &path)
 {
     _inputFiles->expect(number);
-    _identifiers.post([files = _inputFiles, jobs = _jobs, number, path] {
-        files->identify(number, path);
+    _identifiers.post([files = _inputFiles, number, path] { files->identify(number, path); });
+    _checkers.post([jobs = _jobs, number, path] {
         if (!InputFile::obstacle(path))
             return;
         jobs->post([number](InputSet &inputs) {

@@ -77,6 +77,8 @@ private:
     JobThreads _reserve{"Reserve", openingPatience};
     const std::shared_ptr<InputFiles> _inputFiles = std::make_shared<InputFiles>();
     JobThreads _identifiers{"Identifier", 2, _reserve, openingPatience}; // of these
+    // Threads of their own: a disk that hangs answers what a file is, but does not open it.
+    JobThreads _checkers{"Checker", 2, _reserve, openingPatience}; // whether queued files can be opened
     // So many stalled files do not hold up others, and so many silent servers.
     JobThreads _openers{"Opener", 4, _reserve, openingPatience};
     JobThreads _remoteOpeners{"RemoteOpener", 16, _reserve, openingPatience};

@@ -57,5 +57,6 @@ GapMessages::Gap GapMessages::of(void *sender, const char *format)
                std::strcmp(senderClass->class_name, known.className) == 0 &&
                std::strcmp(senderClass->item_name(sender), known.name) == 0;
     });
-    return found == knownMessages.end() || asksForRest(sender) ? Gap::None : found->gap;
+    const bool isOfConnection = found != knownMessages.end() && std::strcmp(found->className, "URLContext") == 0;
+    return found == knownMessages.end() || (isOfConnection && asksForRest(sender)) ? Gap::None : found->gap;
 }

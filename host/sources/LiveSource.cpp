@@ -133,6 +133,7 @@ void LiveSource::joinOrLeave(const std::shared_ptr<LiveSource> &source, std::chr
         source->join();
     source->_thread.joinOrLeave(source, patience, [&source] {
         source->requestStop();
+        source->noteEnd({});
         source->endQueues();
         source->_queues = {};
     });

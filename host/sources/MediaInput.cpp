@@ -54,8 +54,10 @@ std::variant<std::unique_ptr<MediaInput>, std::string> MediaInput::open(const st
     const bool mayOpenAgain = path && std::filesystem::is_regular_file(*path, error);
     auto opened = openOnce(url, access, stopRequested, abandoned, mayOpenAgain);
     const auto *const input = std::get_if<std::unique_ptr<MediaInput>>(&opened);
-    if (input && (*input)->_isToBeOpenedAgain)
+    if (input && (*input)->_isToBeOpenedAgain) {
+        opened = std::string(); // gives its descriptor back first
         opened = openOnce(url, access, stopRequested, abandoned, false);
+    }
     return opened;
 }
 

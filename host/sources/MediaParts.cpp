@@ -128,6 +128,7 @@ void MediaParts::notePause()
 int MediaParts::isWaitInterrupted(void *parts)
 {
     auto *const self = static_cast<MediaParts *>(parts);
+    self->_isPausing = false; // also where a playlist comes again over a connection that stays open
     return self->_isToEnd() || self->isStalled() ? 1 : 0;
 }
 

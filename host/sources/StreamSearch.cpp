@@ -93,6 +93,9 @@ bool isToldByHeader(AVStream *stream)
     if (codec.codec_type != AVMEDIA_TYPE_VIDEO || format == AV_PIX_FMT_NONE || codec.width <= 0 || codec.height <= 0 ||
         !hasAllDurations(stream))
         return false;
+    // How many pictures a decoder must hold back to put them in order, an MP4 file tells by their times, if it does.
+    if (codec.codec_id == AV_CODEC_ID_H264 && codec.video_delay == 0 && codec.extradata[1] != FF_PROFILE_H264_BASELINE)
+        return false;
     if (codec.codec_id == AV_CODEC_ID_HEVC && !isConfirmedByDecoder(codec, format))
         return false;
     codec.format = format;

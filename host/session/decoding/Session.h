@@ -26,8 +26,9 @@ struct SessionOptions {
     /// one for each processor core. Where the system refuses one of them, there is no session.
     int threads = 0;
     /// Threads of libavcodec that decode the video of one file, up to 16, where it can be decoded in several; 0: the
-    /// processor cores that the decoder threads can use, over the inputs with video at that time. Live and paced inputs
-    /// have one, and so have all beside a governor. What comes out is the same.
+    /// processor cores that the decoder threads can use, over the inputs with video at that time, or one beside a
+    /// governor. Live and paced inputs always have one. What comes out is the same, as long as the library hears what
+    /// libavcodec says: a callback that the program sets with av_log_set_callback must pass messages on.
     int codecThreads = 0;
     /// The component's library. Empty: as the environment variable DECODING_COMPONENT says, else the one that was built
     /// or installed with this library.
@@ -38,6 +39,7 @@ struct SessionOptions {
     /// busy. The others wait until it is their turn, which comes in the order of opening, and hold no descriptor,
     /// thread or output until then. A file whose frames nobody takes, or of which nothing comes, for half a second does
     /// not count, so inputs can be read one after the other; nor does one that no reader has asked for frames yet.
+    /// Those whose servers have not answered yet are counted by themselves.
     int filesAtOnce = 0;
     Mode mode = Mode::Performance;
     /// With limits, the session switches to time-saving mode and back by the CPU load.

@@ -1,3 +1,4 @@
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -193,6 +194,20 @@ TEST_F(StuckOutputs, AnInputOnADiskThatHangsIsLeftBehind)
     host.quit().expectNothingLeft();
 }
 
+TEST_F(StuckOutputs, InputsOnADiskThatHangsLetNoOutputBeWrittenOverAnInput)
+{
+    for (const char *const name : {"cannot-open1.avi", "cannot-open2.avi", "clip.avi"})
+        ASSERT_TRUE(QFile::copy(sample("tree.avi"), path(name)));
+    ASSERT_TRUE(QDir().mkpath(path("out")));
+    const QString precious = write("out/clip.y4m", "precious");
+    const HangingDisk disk;
+    LiveHost host({"--output", "y4m:" + path("out"), path("cannot-open1.avi"), path("cannot-open2.avi"),
+                   path("clip.avi"), precious});
+    EXPECT_TRUE(host.until([&] { return host.row("clip.avi", "").state == "failed"; }));
+    EXPECT_THAT(host.quit().errors, Contains(HasSubstr("it is one of the inputs")));
+    EXPECT_EQ(read(precious), "precious");
+}
+
 TEST_F(StuckOutputs, AnInputWhoseDiskHangsWhileItIsReadIsLeftBehind)
 {
     const QString file = path("cannot-read.y4m");
@@ -253,6 +268,15 @@ TEST_F(StuckOutputs, ADurationEndsALivePlaylistWhoseDiskHangs)
     EXPECT_LT(LiveHost::Clock::now() - begin, std::chrono::milliseconds(8000) + 4 * late);
     EXPECT_GE(run.stream("list.m3u8", "video")["frames"].toInt(), 45);
     run.expectNothingLeft();
+}
+
+TEST_F(StuckOutputs, ALivePlaylistThatCannotEvenBeOpenedHasFailed)
+{
+    ASSERT_FALSE(write("cannot-open.m3u8", "#EXTM3U\n").isEmpty());
+    const HangingDisk disk;
+    const HostRun run = HostRun::decode({"--duration", "1", "hls:" + path("cannot-open.m3u8"), fast("well")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.errors, Contains(HasSubstr("cannot-open.m3u8: nothing came until the end")));
 }
 
 TEST_F(StuckOutputs, AControlSocketOnADiskThatHangsKeepsNoHostFromItsEnd)

@@ -158,6 +158,17 @@ TEST_F(InputSetTest, PicturesOfALiveInputWaitForEachOtherOnlyWhereThatIsAskedFor
     EXPECT_EQ(packets["in fives video"], 5);
 }
 
+TEST_F(InputSetTest, SharesTheCoresAmongTheFilesWhoseTurnItIs)
+{
+    const auto threads = std::make_shared<CodecThreads>(0, 4);
+    InputSet inputs({_manager, _workers, _damage, 4}, _jobs, threads, Admission(2, 4, nullptr));
+    std::vector<std::shared_ptr<decoding::Input::Core>> cores;
+    for (int count = 0; count < 5; ++count)
+        cores.push_back(std::get<0>(inputs.add(sample("cup.mp4"), _options)));
+    inputs.poll();
+    EXPECT_EQ(threads->forFile(), 3); // two of them, and one more
+}
+
 TEST_F(InputSetTest, LeavesNoDecoderThreadWithSoundAlone)
 {
     for (const std::size_t threads : {2, 3, 4}) {

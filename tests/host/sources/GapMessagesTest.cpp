@@ -1,9 +1,12 @@
 #include "sources/GapMessages.h"
 
+#include <cstddef>
+
 #include <gtest/gtest.h>
 
 extern "C" {
 #include <libavutil/log.h>
+#include <libavutil/opt.h>
 }
 
 namespace {
@@ -14,19 +17,24 @@ using GapMessages::Gap;
 struct MessageSender {
     const AVClass *avClass; // FFmpeg wants it to be the first
     const char *name;
+    int reconnect; // the option
 };
+
+constexpr AVOption senderOptions[] = {
+    {"reconnect", nullptr, offsetof(MessageSender, reconnect), AV_OPT_TYPE_BOOL, {0}, 0, 1, 0, nullptr}, {}};
 
 const char *senderName(void *sender)
 {
     return static_cast<MessageSender *>(sender)->name;
 }
 
-Gap gapOf(const char *className, const char *name, const char *format)
+Gap gapOf(const char *className, const char *name, const char *format, bool reconnects = false)
 {
     AVClass avClass = {};
     avClass.class_name = className;
     avClass.item_name = senderName;
-    MessageSender sender = {&avClass, name};
+    avClass.option = senderOptions;
+    MessageSender sender = {&avClass, name, reconnects ? 1 : 0};
     return GapMessages::of(&sender, format);
 }
 
@@ -38,6 +46,14 @@ TEST(GapMessages, AreThoseOfWhoseInputLacksSomething)
     EXPECT_EQ(gapOf("AVFormatContext", "hls", "skipping %ld segments ahead, expired from playlists\n"), Gap::Part);
     EXPECT_EQ(gapOf("AVFormatContext", "dash", "Failed to open fragment of playlist\n"), Gap::Part);
     EXPECT_EQ(gapOf("URLContext", "https", "Stream ends prematurely at %lu, should be %lu\n"), Gap::Part);
+}
+
+TEST(GapMessages, AreNotThoseOfConnectionsThatAskForTheRest)
+{
+    EXPECT_EQ(gapOf("URLContext", "http", "Stream ends prematurely at %lu, should be %lu\n", true), Gap::None);
+    // A demuxer has the options of its connection.
+    EXPECT_EQ(gapOf("AVFormatContext", "hls", "skipping %ld segments ahead, expired from playlists\n", true),
+              Gap::Part);
 }
 
 TEST(GapMessages, AreNotThoseOfOthersThatBeginAlike)

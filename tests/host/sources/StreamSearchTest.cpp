@@ -79,9 +79,8 @@ protected:
 TEST_F(StreamSearchTest, FindsWhatLibavformatFindsWithoutDecodingPictures)
 {
     for (const char *const encoding :
-         {"-c:v libx264 -pix_fmt yuv420p", "-c:v libx264 -bf 0 -pix_fmt yuv420p",
-          "-c:v libx264 -profile:v baseline -pix_fmt yuv420p", "-c:v libx264 -pix_fmt yuv420p -vf setsar=4/3",
-          "-c:v libx264 -pix_fmt yuv420p -flags +ildct+ilme"}) {
+         {"-c:v libx264 -pix_fmt yuv420p", "-c:v libx264 -profile:v baseline -pix_fmt yuv420p",
+          "-c:v libx264 -pix_fmt yuv420p -vf setsar=4/3", "-c:v libx264 -pix_fmt yuv420p -flags +ildct+ilme"}) {
         SCOPED_TRACE(encoding);
         const QString file = make(pictures + encoding, "clip.mp4");
         const Format context = opened(file);
@@ -110,6 +109,17 @@ TEST_F(StreamSearchTest, FindsTheSameWhereTheHeaderDoesNotTellAll)
             EXPECT_EQ(shown(context.get()), shownByLibavformat(file));
         }
     }
+}
+
+TEST_F(StreamSearchTest, AsksADecoderWhereNoTimesTellWhetherPicturesComeInAnotherOrder)
+{
+    const QString file = make(pictures + "-c:v libx264 -bf 0 -pix_fmt yuv420p", "clip.mp4");
+    const Format context = opened(file);
+    ASSERT_EQ(context->streams[0]->codecpar->video_delay, 0);
+    StreamSearch search(true);
+    ASSERT_GE(search.run(*context), 0);
+    EXPECT_TRUE(isDecoded(*context));
+    EXPECT_EQ(shown(context.get()), shownByLibavformat(file));
 }
 
 TEST_F(StreamSearchTest, NoticesWhenAHeaderTellsAnotherSize)
