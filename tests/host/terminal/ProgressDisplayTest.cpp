@@ -78,8 +78,8 @@ TEST(ProgressDisplay, ShowsThatAnInputWaitsForItsTurn)
     snapshot.inputs[1].name = "b.mp4";
     snapshot.inputs[1].state = decoding::State::Queued;
     EXPECT_EQ(ProgressDisplay::render(snapshot, 60, 2), //
-              "a.mp4  [##########..........]    50 %  10 frames  20 fps\n"
-              "b.mp4                          queued   0 frames   0 fps\n");
+              "a.mp4  [############............]    50 %  10 frames  20 fps\n"
+              "b.mp4                              queued   0 frames   0 fps\n");
     EXPECT_THAT(ProgressDisplay::render(snapshot, 60, 1), StartsWith("0 of 2 inputs done"));
 }
 
