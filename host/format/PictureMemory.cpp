@@ -19,6 +19,10 @@ extern "C" {
 
 namespace {
 
+/// In place of the magic number while only libavcodec has the picture. Set and looked at in a way that orders what one
+/// of its threads has written before what ours reads, so that this does not rest on its own locks alone.
+constexpr quint32 unshared = 0;
+
 constexpr std::size_t alignment = 64;
 // libavcodec reads, and writes what nobody will see, a little past a plane's end.
 constexpr std::size_t planePadding = 64;
@@ -89,8 +93,8 @@ std::optional<Block> allocate(slab::BlockOwner *owner, AVPixelFormat format, int
     if (!memory)
         return std::nullopt;
     block.header = new (memory) PictureHeader;
-    block.header->magic = 0;
     block.header->size = bytes;
+    __atomic_store_n(&block.header->magic, unshared, __ATOMIC_RELEASE);
     for (int plane = 0; plane < 4; ++plane) {
         if (planeSizes[plane] != 0)
             block.planes.data[plane] = static_cast<std::uint8_t *>(memory) + offsets[plane];
@@ -109,11 +113,13 @@ PictureHeader *unsharedHeaderOf(const AVFrame &frame)
     if (!frame.buf[0] || av_buffer_get_opaque(frame.buf[0]) != &ownBuffer)
         return nullptr;
     auto *const header = reinterpret_cast<PictureHeader *>(frame.buf[0]->data);
+    if (__atomic_load_n(&header->magic, __ATOMIC_ACQUIRE) != unshared)
+        return nullptr;
     for (const std::uint8_t *const data : frame.data) {
         if (data && (data < frame.buf[0]->data || data >= frame.buf[0]->data + header->size))
             return nullptr;
     }
-    return header->magic == 0 ? header : nullptr;
+    return header;
 }
 
 /// Describes the block at @p header for consumers, and marks it as shared.
