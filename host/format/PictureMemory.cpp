@@ -93,8 +93,8 @@ std::optional<Block> allocate(slab::BlockOwner *owner, AVPixelFormat format, int
     if (!memory)
         return std::nullopt;
     block.header = new (memory) PictureHeader;
+    block.header->magic = unshared;
     block.header->size = bytes;
-    __atomic_store_n(&block.header->magic, unshared, __ATOMIC_RELEASE);
     for (int plane = 0; plane < 4; ++plane) {
         if (planeSizes[plane] != 0)
             block.planes.data[plane] = static_cast<std::uint8_t *>(memory) + offsets[plane];
@@ -102,9 +102,17 @@ std::optional<Block> allocate(slab::BlockOwner *owner, AVPixelFormat format, int
     return block;
 }
 
+/// Shows what was written of the picture to whoever looks at the mark next.
+void release(PictureHeader *header)
+{
+    __atomic_store_n(&header->magic, header->magic, __ATOMIC_RELEASE);
+}
+
 void giveBack(void * /*mark*/, std::uint8_t *data)
 {
-    slab::bigBlockDeallocate(data, reinterpret_cast<const PictureHeader *>(data)->size);
+    const auto *const header = reinterpret_cast<const PictureHeader *>(data);
+    (void)__atomic_load_n(&header->magic, __ATOMIC_ACQUIRE);
+    slab::bigBlockDeallocate(data, header->size);
 }
 
 /// @return the header of the block that @p frame's picture lies in; null when it lies elsewhere or was shared before.
@@ -134,6 +142,7 @@ void describe(PictureHeader *header, const PictureHeader &description, const std
         header->planeOffset[plane] = planes[plane] ? static_cast<qint32>(planes[plane] - begin) : 0;
         header->stride[plane] = planes[plane] ? strides[plane] : 0;
     }
+    release(header);
 }
 
 /// Where a picture's visible bytes lie.
@@ -202,6 +211,7 @@ int getBuffer(AVCodecContext *codec, AVFrame *frame, int flags)
         frame->linesize[plane] = block->planes.stride[plane];
     }
     frame->extended_data = frame->data;
+    release(block->header);
     return 0;
 }
 
